@@ -1,0 +1,65 @@
+// Text utilities, line readers, the keyed table, station numbers and byte order.
+#pragma once
+
+#include <cstdio>
+
+int fill_string(char* string, char tar, char fill);
+int strip_string(char* string, char tar);
+int wstrim_string(char* string);
+int trim_string(char* string);
+int trim_cr_string(char* string);
+int strip_escape(char* string);
+int up_string(char* string);
+int low_string(char* string);
+int string_is_num(const char* string);
+int stricmp(const char* s1, const char* s2);
+int strnicmp(const char* s1, const char* s2, int n);
+int parse_string(const char* string, char delim, int* argc, char*** argv);
+int free_parsed_array(int argc, char** argv);
+char* set_num(char* str, const char* format, float x);
+
+int fgetline(FILE* ifile, char* string);
+int fskipline(FILE* ifile);
+int fgetnline(FILE* ifile, char* string, int len);
+int fgetstring(FILE* ifile, char* string, int len);
+
+struct TAB_entry {
+  char* key = nullptr;
+  char* data = nullptr;
+  TAB_entry* link = nullptr;
+  TAB_entry* next = nullptr;
+};
+
+struct TAB_table {
+  int tab_size = 0;
+  int data_size = 0;
+  TAB_entry* data_ptr = nullptr;
+  TAB_entry* head_ptr = nullptr;
+  TAB_entry* last_ptr = nullptr;
+  int num_entry = 0;
+  int numkey = 0;
+  TAB_entry* table[4] = {nullptr, nullptr, nullptr, nullptr};
+};
+
+int TAB_init(TAB_table* tab);
+int TAB_create(TAB_table* tab, int tsize, int dsize, int nkey);
+int TAB_enter(TAB_table* tab, const char* data, const char* key1, const char* key2 = nullptr,
+              const char* key3 = nullptr, const char* key4 = nullptr);
+char* TAB_search(TAB_table* tab, int keynum, const char* key);
+int TAB_clear(TAB_table* tab);
+
+int wmo_to_id(char* id, int wmo);
+int id_to_wmo(const char* id, int* wmo);
+
+int swap_setup(int flag);
+int swap_long(unsigned char* ptr);
+int swap_longs(unsigned char* ptr, int num);
+int swap_short(unsigned char* ptr);
+int swap_shorts(unsigned char* ptr, int num);
+int swap_double(unsigned char* ptr);
+int fread_long_swap(unsigned char* data, FILE* ifile);
+int fread_short_swap(unsigned char* data, FILE* ifile);
+int fread_double_swap(unsigned char* data, FILE* ifile);
+int fwrite_long_swap(unsigned char* data, FILE* ifile);
+int fwrite_short_swap(unsigned char* data, FILE* ifile);
+int fswap(float* x, float* y);

@@ -1,0 +1,41 @@
+#include "zor/byte_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+
+using zor::ByteReader;
+using zor::DecodeError;
+
+TEST(ByteReader, ReadsBigEndianValues) {
+  const std::array<std::uint8_t, 14> b = {0xFF, 0xFE, 0x12, 0x34, 0x80, 0x00, 0x00, 0x01,
+                                          0x3F, 0x80, 0x00, 0x00, 0x41, 0x42};
+  ByteReader r(b);
+  EXPECT_EQ(r.i16(), -2);
+  EXPECT_EQ(r.u16(), 0x1234);
+  EXPECT_EQ(r.u32(), 0x80000001u);
+  EXPECT_FLOAT_EQ(r.f32(), 1.0f);
+  EXPECT_EQ(r.text(2), "AB");
+  EXPECT_TRUE(r.empty());
+}
+
+TEST(ByteReader, RefusesReadsPastTheEnd) {
+  const std::array<std::uint8_t, 3> b = {1, 2, 3};
+  ByteReader r(b);
+  EXPECT_THROW(r.u32(), DecodeError);
+  EXPECT_EQ(r.pos(), 0u);  // a failed read consumes nothing
+  EXPECT_EQ(r.u16(), 0x0102);
+  EXPECT_THROW(r.u16(), DecodeError);
+  EXPECT_THROW(r.seek(4), DecodeError);
+  EXPECT_THROW(r.window(2, 2), DecodeError);
+  EXPECT_THROW(r.window(SIZE_MAX, 2), DecodeError);
+}
+
+TEST(ByteReader, SubReaderIsLimitedToItsBlock) {
+  const std::array<std::uint8_t, 6> b = {0, 2, 0xAA, 0xBB, 0xCC, 0xDD};
+  ByteReader r(b);
+  ByteReader block = r.sub(r.u16());
+  EXPECT_EQ(block.u16(), 0xAABB);
+  EXPECT_THROW(block.u8(), DecodeError);
+  EXPECT_EQ(r.u16(), 0xCCDD);  // the parent moved past the whole block
+}
