@@ -20,6 +20,7 @@
 #include "zor/map.h"
 #include "zor/mess.h"
 #include "zor/res.h"
+#include "cty_file.h"
 
 namespace zor::cty {
 namespace {
@@ -27,18 +28,7 @@ namespace {
 constexpr int kMaxEstimate = 4000;
 constexpr int kBytesPerRecord = 59;
 
-// The one open city file; streams close themselves.
-struct CityFile {
-  std::ifstream in;
-  std::ofstream out;
-  int fd = -1;
-  int access = 0;
-  int dtype = 0;
-};
-
 struct State {
-  std::optional<CityFile> file;
-  int next_fd = 3;
   TAB_table table{};
   bool table_made = false;
   int store = 0;      // 1 full records, 2/3 position records with 2/3 keys
@@ -56,7 +46,7 @@ struct State {
   }
   void reset() {
     clear_table();
-    file.reset();
+    reset_file();
     id_type = 0;
     user_size = 0;
     enter_fn = nullptr;
@@ -139,43 +129,6 @@ std::optional<std::string> locate_file(const char* city_file, std::string* shown
     if (auto f = zor::find_data_file(name)) return f;
   }
   return std::nullopt;
-}
-
-CityFile* open_file(int fd) {
-  State& s = st();
-  if (!s.file || s.file->fd != fd) return nullptr;
-  return &*s.file;
-}
-
-// One station line; returns the number of fields read, -1 at end of file.
-int parse_line(const std::string& line, CTY_data* city) {
-  char name[21] = {}, state[3] = {}, region[3] = {}, id[10] = {}, pr[16] = {};
-  float lat = -9999.0f, lon = -9999.0f, el = -9999.0f;
-  int wmo = 99999, num = 0;
-  int n = std::sscanf(line.c_str(), "%20s %2s %2s %9s %15s %f %f %f %d %d", name, state, region, id, pr, &lat,
-                      &lon, &el, &wmo, &num);
-  CTY_data c;
-  copy_field(c.name, name);
-  for (char* p = c.name; *p; ++p)
-    if (*p == '_') *p = ' ';
-  copy_field(c.state, state);
-  copy_field(c.region, region);
-  copy_field(c.id, id);
-  const char* p = pr;
-  if (*p == '*') { c.mos = '*'; ++p; }
-  if (std::isdigit(static_cast<unsigned char>(*p))) { c.prior = *p - '0'; ++p; }
-  if (*p == '*') c.ua = '*';
-  c.lat = lat;
-  c.lon = lon;
-  c.el = el > 9000.0f ? -9999.0f : el;
-  c.wmo = wmo;
-  c.num = num;
-  *city = c;
-  return n;
-}
-
-bool blank_line(const std::string& line) {
-  return std::all_of(line.begin(), line.end(), [](char c) { return std::isspace(static_cast<unsigned char>(c)); });
 }
 
 // ----- identifier specifications -----
@@ -319,78 +272,6 @@ void reset() { st().reset(); }
 }  // namespace zor::cty
 
 using namespace zor::cty;
-
-int CTY_open(const char* filename, int f_access, int f_type) {
-  if (filename == nullptr || *filename == '\0' || (f_access != 0 && f_access != 1)) return -1;
-  State& s = st();
-  s.file.reset();  // one open city file at a time
-  CityFile f;
-  if (f_access == 0) {
-    f.in.open(filename);
-    if (!f.in) return -1;
-  } else {
-    f.out.open(filename, std::ios::trunc);
-    if (!f.out) return -1;
-  }
-  f.access = f_access;
-  f.dtype = f_type;
-  f.fd = s.next_fd++;
-  s.file = std::move(f);
-  return s.file->fd;
-}
-
-int CTY_rewind(int city_fd) {
-  CityFile* f = open_file(city_fd);
-  if (f == nullptr || f->access != 0) return -1;
-  f->in.clear();
-  f->in.seekg(0);
-  return 0;
-}
-
-int CTY_close(int city_fd) {
-  if (open_file(city_fd) == nullptr) return -1;
-  st().file.reset();
-  return 0;
-}
-
-int CTY_getinfo(int city_fd, CTY_info* info) {
-  CityFile* f = open_file(city_fd);
-  if (f == nullptr || info == nullptr) return -1;
-  info->dtype = f->dtype;
-  return 0;
-}
-
-int CTY_read(int city_fd, CTY_data* city) {
-  CityFile* f = open_file(city_fd);
-  if (f == nullptr || f->access != 0 || city == nullptr) return -1;
-  std::string line;
-  while (std::getline(f->in, line)) {
-    if (blank_line(line)) continue;
-    return parse_line(line, city);
-  }
-  return -1;
-}
-
-int CTY_write(int city_fd, const CTY_data* city) {
-  CityFile* f = open_file(city_fd);
-  if (f == nullptr || f->access != 1 || city == nullptr) return -1;
-  auto field = [](const char* v, std::size_t max) {
-    std::string r(v, strnlen(v, max));
-    for (char& c : r)
-      if (c == ' ') c = '_';
-    return r.empty() ? std::string("--") : r;
-  };
-  std::string pr;
-  if (city->mos == '*') pr += '*';
-  pr += static_cast<char>('0' + std::clamp(city->prior, 0, 9));
-  if (city->ua == '*') pr += '*';
-  char buf[160];
-  std::snprintf(buf, sizeof buf, "%-20s %-2s %-2s %-9s %-3s %8.4f %9.4f %5.0f %05d %d\n", field(city->name, 20).c_str(),
-                field(city->state, 2).c_str(), field(city->region, 2).c_str(), field(city->id, 9).c_str(),
-                pr.c_str(), city->lat, city->lon, city->el == -9999.0f ? 9999.0f : city->el, city->wmo, city->num);
-  f->out << buf;
-  return f->out ? 0 : -1;
-}
 
 int CTY_open_file(const char* city_file, int* num_stats) {
   std::string shown;
