@@ -7,12 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "zor/dom.h"
 #include "zor/mess.h"
-
-// Owned by the domain module; declared here as that module publishes them.
-int DOM_proj_str(const char* proj);
-int DOM_print(M_type mess, const Domain* domain);
-int DOM_comp(const Domain* dom1, const Domain* dom2);
 
 namespace zor::map {
 namespace {

@@ -1,0 +1,270 @@
+// City database: the file format, look-ups in the bundled databases (every
+// radar site of the NCEI table in rad.cty), the station table of a domain and
+// the nearest-station search.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "zor/cty.h"
+#include "zor/map.h"
+
+namespace {
+
+const std::string kData = ZOR_TEST_DATA_DIR;
+const std::string kSmall = kData + "/cty/test.cty";
+
+class Cty : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    zor::cty::reset();
+    zor::map::reset();
+  }
+  void TearDown() override {
+    zor::cty::reset();
+    zor::map::reset();
+  }
+};
+
+std::vector<CTY_data> read_all(const std::string& file) {
+  std::vector<CTY_data> out;
+  int fd = CTY_open(file.c_str(), 0, 7);
+  if (fd < 0) return out;
+  CTY_data c;
+  while (CTY_read(fd, &c) >= 0) out.push_back(c);
+  CTY_close(fd);
+  return out;
+}
+
+TEST_F(Cty, ReadsEveryFieldOfTheLineFormat) {
+  const auto rows = read_all(kSmall);
+  ASSERT_EQ(rows.size(), 5u);  // the blank line is skipped
+  const CTY_data& a = rows[0];
+  EXPECT_STREQ(a.name, "ALPHA TOWN");
+  EXPECT_STREQ(a.state, "CO");
+  EXPECT_STREQ(a.region, "US");
+  EXPECT_STREQ(a.id, "ALP");
+  EXPECT_EQ(a.prior, 1);
+  EXPECT_EQ(a.mos, '*');
+  EXPECT_EQ(a.ua, '*');
+  EXPECT_FLOAT_EQ(a.lat, 40.0f);
+  EXPECT_FLOAT_EQ(a.lon, -100.0f);
+  EXPECT_FLOAT_EQ(a.el, 1500.0f);
+  EXPECT_EQ(a.wmo, 72001);
+  EXPECT_EQ(rows[1].prior, 3);
+  EXPECT_EQ(rows[1].mos, ' ');
+  EXPECT_EQ(rows[1].ua, ' ');
+  EXPECT_EQ(rows[3].el, -9999.0f);  // 9999 means no elevation
+  EXPECT_EQ(rows[4].mos, '*');
+  EXPECT_EQ(rows[4].ua, ' ');
+  EXPECT_EQ(rows[4].prior, 4);
+  EXPECT_EQ(rows[4].wmo, 1384);
+}
+
+TEST_F(Cty, WriterAndReaderAgree) {
+  const auto rows = read_all(kSmall);
+  const std::string out = std::string(ZOR_TEST_BINARY_DIR) + "/cty_roundtrip.cty";
+  int fd = CTY_open(out.c_str(), 1, 0);
+  ASSERT_GE(fd, 0);
+  CTY_info info;
+  info.dtype = -1;
+  EXPECT_EQ(CTY_getinfo(fd, &info), 0);
+  EXPECT_EQ(info.dtype, 0);
+  for (const auto& c : rows) EXPECT_EQ(CTY_write(fd, &c), 0);
+  EXPECT_EQ(CTY_read(fd, nullptr), -1);  // a file opened for writing is not read
+  CTY_close(fd);
+  const auto back = read_all(out);
+  ASSERT_EQ(back.size(), rows.size());
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    EXPECT_STREQ(back[i].name, rows[i].name);
+    EXPECT_STREQ(back[i].id, rows[i].id);
+    EXPECT_STREQ(back[i].region, rows[i].region);
+    EXPECT_EQ(back[i].prior, rows[i].prior);
+    EXPECT_EQ(back[i].mos, rows[i].mos);
+    EXPECT_EQ(back[i].ua, rows[i].ua);
+    EXPECT_FLOAT_EQ(back[i].lat, rows[i].lat);
+    EXPECT_FLOAT_EQ(back[i].el, rows[i].el);
+    EXPECT_EQ(back[i].wmo, rows[i].wmo);
+  }
+  std::filesystem::remove(out);
+}
+
+TEST_F(Cty, DescriptorsAndBadFiles) {
+  EXPECT_EQ(CTY_open((kData + "/cty/no-such.cty").c_str(), 0, 0), -1);
+  EXPECT_EQ(CTY_open(kSmall.c_str(), 2, 0), -1);
+  int fd = CTY_open(kSmall.c_str(), 0, 0);
+  ASSERT_GE(fd, 0);
+  CTY_data c;
+  EXPECT_EQ(CTY_read(fd + 1, &c), -1);  // not the open file
+  EXPECT_EQ(CTY_read(fd, &c), 10);
+  EXPECT_EQ(CTY_rewind(fd), 0);
+  EXPECT_EQ(CTY_read(fd, &c), 10);
+  EXPECT_STREQ(c.id, "ALP");
+  int fd2 = CTY_open(kSmall.c_str(), 0, 0);  // one open file: the first is closed
+  EXPECT_EQ(CTY_read(fd, &c), -1);
+  EXPECT_EQ(CTY_close(fd2), 0);
+  EXPECT_EQ(CTY_close(fd2), -1);
+
+  EXPECT_EQ(CTY_open_file("no-such-city-file.cty", nullptr), -1);
+  float lat = 0, lon = 0;
+  EXPECT_EQ(CTY_get_loc("no-such-city-file.cty", "DEN", &lat, &lon), 0);
+  EXPECT_EQ(CTY_store("no-such-city-file.cty", 3, nullptr, -9999), 0);
+  EXPECT_EQ(CTY_search("DEN", nullptr), 0);
+  EXPECT_EQ(CTY_get_prior(), 10);
+}
+
+TEST_F(Cty, EveryRadarSiteOfTheNceiTableIsInRadCty) {
+  std::ifstream in(kData + "/sites/nexrad-stations.txt");
+  ASSERT_TRUE(in);
+  int n = 0;
+  for (std::string l; std::getline(in, l);) {
+    if (l.size() < 140 || l[0] < '0' || l[0] > '9') continue;
+    const std::string icao = l.substr(9, 4);
+    const float want_lat = std::stof(l.substr(106, 9));
+    const float want_lon = std::stof(l.substr(116, 10));
+    float lat = 0, lon = 0;
+    ASSERT_EQ(CTY_get_loc("rad.cty", icao.c_str(), &lat, &lon), 1) << icao;
+    EXPECT_NEAR(lat, want_lat, 1e-4) << icao;
+    EXPECT_NEAR(lon, want_lon, 1e-4) << icao;
+    if (icao[0] == 'K') {  // the three-letter form of the product names
+      ASSERT_EQ(CTY_get_loc("rad.cty", icao.substr(1).c_str(), &lat, &lon), 1) << icao;
+      EXPECT_NEAR(lat, want_lat, 1e-4) << icao;
+    }
+    ++n;
+  }
+  EXPECT_GT(n, 200);
+}
+
+TEST_F(Cty, IdentifierWmoNumberAndNameFindTheSameStation) {
+  CTY_data by_id, by_wmo, by_name;
+  ASSERT_EQ(CTY_get("sao.cty", "DEN", &by_id), 1);
+  ASSERT_EQ(CTY_get("sao.cty", "72565", &by_wmo), 1);
+  ASSERT_EQ(CTY_get("sao.cty", by_id.name, &by_name), 1);
+  EXPECT_STREQ(by_wmo.id, "DEN");
+  EXPECT_STREQ(by_name.id, "DEN");
+  EXPECT_NEAR(by_id.lat, 39.87, 0.01);
+  EXPECT_NEAR(by_id.lon, -104.67, 0.01);
+  CTY_data lower;
+  EXPECT_EQ(CTY_get("sao.cty", "den", &lower), 1);  // case does not matter
+  EXPECT_EQ(CTY_get("sao.cty", "NO-SUCH-PLACE", &lower), 0);
+}
+
+TEST_F(Cty, StationTableKeysAndLookups) {
+  ASSERT_GT(CTY_store(kSmall.c_str(), 1, nullptr, -9999), 0);
+  CTY_data c;
+  ASSERT_EQ(CTY_search("ALP", &c), 1);
+  EXPECT_STREQ(c.name, "ALPHA TOWN");
+  ASSERT_EQ(CTY_search("72001", &c), 1);  // five digits: by WMO number
+  EXPECT_STREQ(c.id, "ALP");
+  ASSERT_EQ(CTY_search("b41001", &c), 1);  // buoy without identifier: "b%05d" keys
+  EXPECT_STREQ(c.name, "BUOY ONE");
+  EXPECT_EQ(CTY_search("41001", &c), 0);
+  EXPECT_EQ(CTY_search("hip", &c), 1);
+  EXPECT_NE(CTY_get_table(), nullptr);
+
+  // Identifier type 1: the WMO text, or the identifier without a WMO number.
+  CTY_set_id_type(1);
+  ASSERT_GT(CTY_store(kSmall.c_str(), 2, nullptr, 3), 0);
+  CTY_locate loc;
+  ASSERT_EQ(CTY_search("BRV", &loc), 1);
+  EXPECT_STREQ(loc.id, "BRV");
+  ASSERT_EQ(CTY_search("ALP", &loc), 0);
+  ASSERT_EQ(CTY_search("72001", &loc), 1);
+  EXPECT_STREQ(loc.id, "72001");
+  EXPECT_EQ(CTY_search("ENGM", &loc), 0);  // priority 4 is above the limit 3
+  CTY_clear();
+  EXPECT_EQ(CTY_get_table(), nullptr);
+  EXPECT_EQ(CTY_search("BRV", &loc), 0);
+}
+
+TEST_F(Cty, StoreKeepsOnlyStationsOfTheDomain) {
+  Domain d;
+  d.proj = 2;
+  d.plat = 0;
+  d.plon = 0;
+  d.clat = 40;
+  d.clon = -100;
+  d.nx = 5;
+  d.ny = 5;
+  d.dx = 0.1f;
+  d.dy = 0.1f;
+  ASSERT_GT(CTY_store(kSmall.c_str(), 2, &d, -9999), 0);
+  CTY_locate loc;
+  ASSERT_EQ(CTY_search("ALP", &loc), 1);
+  EXPECT_FLOAT_EQ(loc.x, -100.0f);
+  EXPECT_FLOAT_EQ(loc.y, 40.0f);
+  EXPECT_EQ(loc.pr, 1);
+  EXPECT_EQ(CTY_search("BRV", &loc), 0);  // 1 degree away: outside grid + 3 spacings
+}
+
+int fill_user(char* user, const CTY_data* city) {
+  std::snprintf(user, 8, "%.7s", city->id);
+  return 0;
+}
+
+TEST_F(Cty, UserDataTravelsWithEachStation) {
+  CTY_data_size(8);
+  CTY_enter_func(fill_user);
+  ASSERT_GT(CTY_store(kSmall.c_str(), 3, nullptr, -9999), 0);
+  char* u = CTY_get_data("HIP");
+  ASSERT_NE(u, nullptr);
+  EXPECT_STREQ(u, "HIP");
+  EXPECT_EQ(CTY_clear_data(0), 5);
+  EXPECT_EQ(u[0], '\0');
+  EXPECT_EQ(CTY_get_data("NONE"), nullptr);
+}
+
+TEST_F(Cty, NearestStationSearch) {
+  ASSERT_GT(CTY_store(kSmall.c_str(), 3, nullptr, -9999), 0);
+  CTY_locate loc;
+  ASSERT_EQ(CTY_search_loc(40.0f, -99.75f, &loc), 1);  // 0.25 degree east
+  EXPECT_STREQ(loc.id, "ALP");
+  ASSERT_EQ(CTY_search_loc(40.8f, -100.1f, &loc), 1);
+  EXPECT_STREQ(loc.id, "BRV");
+  EXPECT_EQ(CTY_search_loc(50.0f, -100.0f, &loc), 0);  // nothing within 4.9 degrees
+  CTY_store(kSmall.c_str(), 2, nullptr, -9999);
+  EXPECT_EQ(CTY_search_loc(40.0f, -100.0f, &loc), 0);  // needs the position key
+
+  // Known points against the bundled radar sites.
+  ASSERT_GT(CTY_store("rad.cty", 3, nullptr, 1), 0);
+  ASSERT_EQ(CTY_search_loc(35.30f, -97.30f, &loc), 1);  // Norman, Oklahoma
+  EXPECT_STREQ(loc.id, "KTLX");
+  ASSERT_EQ(CTY_search_loc(39.70f, -104.50f, &loc), 1);  // east of Denver
+  EXPECT_STREQ(loc.id, "KFTG");
+}
+
+TEST_F(Cty, IdentifierSpecifications) {
+  const auto rows = read_all(kSmall);
+  ASSERT_EQ(rows.size(), 5u);
+  const CTY_data& alp = rows[0];
+  const CTY_data& oslo = rows[4];
+  struct Case {
+    const char* spec;
+    bool alp, oslo;
+  };
+  const Case cases[] = {
+      {"ALP", true, false},          {"72001", true, false},       {"alpha", true, false},
+      {"ST=CO", true, false},        {"ST=co_us", true, false},    {"ST:CO", true, false},
+      {"CN=NO", false, true},        {"CN:US", true, false},       {"ID=ENGM", false, true},
+      {"P=1", true, false},          {"P<4", true, true},          {"P>2", false, true},
+      {"Lat>50", false, true},       {"Lon<0", true, false},       {"Elev<300", false, true},
+      {"WMO=01384", false, true},    {"WMO<2000", false, true},    {"WMO>2000", true, false},
+      {"Name=Oslo", false, true},    {"RA<50:40.2:-100", true, false},
+      {"ST=CO:P>2", false, false},   {"Bogus=1", false, false},
+  };
+  for (const Case& c : cases) {
+    char* spec[1] = {const_cast<char*>(c.spec)};
+    EXPECT_EQ(CTY_data_cmp(1, spec, &alp) == 0, c.alp) << c.spec;
+    EXPECT_EQ(CTY_data_cmp(1, spec, &oslo) == 0, c.oslo) << c.spec;
+  }
+  char* two[2] = {const_cast<char*>("CN=XX"), const_cast<char*>("ALP")};
+  EXPECT_EQ(CTY_data_cmp(2, two, &alp), 1);
+  EXPECT_EQ(CTY_data_cmp(0, nullptr, &alp), 1);  // no specification selects all
+  EXPECT_NEAR(calc_earth_dist(0, 0, 0, 1), 111.195, 0.01);
+}
+
+}  // namespace
