@@ -13,3 +13,8 @@ int FLAG_help();
 int FLAG_setplot(int type, int val);
 int FLAG_getplot(int type);
 int FLAG_resetplot(int val);
+
+namespace zor::flag {
+// Back to the start-up state: all flags -9999, all plot components on (tests).
+void reset();
+}  // namespace zor::flag
