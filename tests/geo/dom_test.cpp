@@ -1,0 +1,470 @@
+// Domain strings, region files, the region menu and domain printing.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdio_ext.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "zor/dom.h"
+#include "zor/flag.h"
+#include "zor/mess.h"
+#include "zor/res.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr float M = ZOR_MISSING_F;
+const std::string kData = std::string(ZOR_TEST_DATA_DIR) + "/dom";
+
+// Feeds text to standard input for the prompts, restoring it afterwards.
+class StdinFeed {
+ public:
+  explicit StdinFeed(const std::string& text) {
+    path_ = std::string(ZOR_TEST_BINARY_DIR) + "/dom_test_stdin.txt";
+    std::ofstream(path_) << text;
+    saved_ = dup(0);
+    const int fd = open(path_.c_str(), O_RDONLY);
+    dup2(fd, 0);
+    close(fd);
+    __fpurge(stdin);
+    clearerr(stdin);
+    std::cin.clear();
+  }
+  ~StdinFeed() {
+    __fpurge(stdin);
+    dup2(saved_, 0);
+    close(saved_);
+    clearerr(stdin);
+    std::cin.clear();
+    std::remove(path_.c_str());
+  }
+  StdinFeed(const StdinFeed&) = delete;
+  StdinFeed& operator=(const StdinFeed&) = delete;
+
+ private:
+  std::string path_;
+  int saved_ = -1;
+};
+
+void begin_capture() { testing::internal::CaptureStdout(); }
+
+std::string end_capture() {
+  std::fflush(stdout);
+  std::cout.flush();
+  return testing::internal::GetCapturedStdout();
+}
+
+class DomTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    zor::dom::reset();
+    for (const char* r : {"plot_domain", "region", "file_path", "stat_prior", "city_file"}) RES_put(r, "");
+    FLAG_set_batch(0);
+    tmp_ = fs::path(ZOR_TEST_BINARY_DIR) / ("dom_tmp_" + std::to_string(getpid()));
+    fs::create_directories(tmp_);
+  }
+  void TearDown() override {
+    std::error_code ec;
+    fs::remove_all(tmp_, ec);
+    FLAG_set_batch(0);
+  }
+  std::string write_file(const std::string& name, const std::string& text) {
+    const auto p = tmp_ / name;
+    std::ofstream(p) << text;
+    return p.string();
+  }
+  fs::path tmp_;
+};
+
+struct DecodeCase {
+  const char* str;
+  int result;
+  Domain expect;
+};
+
+Domain dom(int proj, float plat, float plon, float clat, float clon, int nx, int ny, float dx, float dy,
+           std::vector<float> params = {}, int ellipse = 0) {
+  Domain d;
+  d.proj = proj;
+  d.plat = plat;
+  d.plon = plon;
+  d.clat = clat;
+  d.clon = clon;
+  d.nx = nx;
+  d.ny = ny;
+  d.dx = dx;
+  d.dy = dy;
+  for (size_t i = 0; i < params.size(); ++i) d.param[i] = params[i];
+  d.ellipse = ellipse;
+  return d;
+}
+
+void expect_domain(const Domain& got, const Domain& want, const std::string& what) {
+  SCOPED_TRACE(what);
+  EXPECT_EQ(got.proj, want.proj);
+  EXPECT_FLOAT_EQ(got.plat, want.plat);
+  EXPECT_FLOAT_EQ(got.plon, want.plon);
+  for (int i = 0; i < 5; ++i) EXPECT_FLOAT_EQ(got.param[i], want.param[i]) << "param " << i;
+  EXPECT_FLOAT_EQ(got.clat, want.clat);
+  EXPECT_FLOAT_EQ(got.clon, want.clon);
+  EXPECT_EQ(got.nx, want.nx);
+  EXPECT_EQ(got.ny, want.ny);
+  EXPECT_FLOAT_EQ(got.dx, want.dx);
+  EXPECT_FLOAT_EQ(got.dy, want.dy);
+  EXPECT_EQ(got.ellipse, want.ellipse);
+}
+
+TEST_F(DomTest, EveryDomainStringFormDecodes) {
+  const Domain none;
+  const DecodeCase cases[] = {
+      // try 1 .. 13 by values
+      {"ps,-105,40,-100,31,21,0.5,0.6", 1, dom(1, M, -105, 40, -100, 31, 21, 0.5f, 0.6f)},
+      {"ps:60:-105,40,-100,25,17,1.2,1.2", 1, dom(1, 60, -105, 40, -100, 25, 17, 1.2f, 1.2f)},
+      {"ll,40,-100,31,21,0.5,0.25", 1, dom(2, M, M, 40, -100, 31, 21, 0.5f, 0.25f)},
+      {"lc,-100,40,-100,1.0,1.5", 1, dom(4, M, -100, 40, -100, 25, 17, 1.0f, 1.5f)},
+      // six fields with a projection read as try 3 before try 4
+      {"merc,10,20,31,21,0.5", 1, dom(3, M, 10, 20, 31, 25, 17, 21, 0.5f)},
+      {"merc,10,20,31,21,0.5,0.5", 1, dom(3, M, M, 10, 20, 31, 21, 0.5f, 0.5f)},
+      {"40,-100,31,21,0.5,0.6", 1, dom(1, M, M, 40, -100, 31, 21, 0.5f, 0.6f)},
+      {"laz,40,-100,1.0,1.5", 1, dom(8, M, M, 40, -100, 25, 17, 1.0f, 1.5f)},
+      {"40,-100,31,21,0.5", 1, dom(1, M, M, 40, -100, 31, 21, 0.5f, 0.5f)},
+      {"sat:e,40,-100,0.5", 1, dom(9, M, M, 40, -100, 25, 17, 0.5f, 0.5f, {}, 1)},
+      {"40,-100,31,21", 1, dom(1, M, M, 40, -100, 31, 21, 1.2f, 1.2f)},
+      {"40,-100,2.0", 1, dom(1, M, M, 40, -100, 25, 17, 2.0f, 2.0f)},
+      {"ps:-105,40,-100", 1, dom(1, M, -105, 40, -100, 25, 17, 1.2f, 1.2f)},
+      {"zoom,40,-100", 1, dom(50, M, M, 40, -100, 25, 17, 1.0f, 1.0f)},
+      {"size,640.7,480", 1, dom(51, M, M, M, M, 640, 480, M, M)},
+      {"40,-100", 1, dom(1, M, M, 40, -100, 25, 17, 1.2f, 1.2f)},
+      {"40,-100,", 1, dom(1, M, M, 40, -100, 25, 17, 1.2f, 1.2f)},
+      {"id:DEN", 1, dom(1, M, M, 39.87f, -104.67f, 25, 17, 1.2f, 1.2f)},
+      {"id:DEN,25,17,1.2,1.2", 1, dom(1, M, M, 39.87f, -104.67f, 25, 17, 1.2f, 1.2f)},
+      // projection fields
+      {"lamb:e:40:-100:30:60,40,-100", 1, dom(4, 40, -100, 40, -100, 25, 17, 1.2f, 1.2f, {30, 60}, 1)},
+      {"lamb:40:-100::45,40,-100", 1, dom(4, 40, -100, 40, -100, 25, 17, 1.2f, 1.2f, {M, 45})},
+      {"sat:e:0:-75:421.61:1,0,-75", 1, dom(9, 0, -75, 0, -75, 25, 17, 1.2f, 1.2f, {421.61f, 1}, 1)},
+      {"size,640,480", 1, dom(51, M, M, M, M, 640, 480, M, M)},
+      // "none" and "miss" as a first field leave only the template's defaults
+      {"none", 1, dom(1, M, M, M, M, 25, 17, 1.2f, 1.2f)},
+      {"miss,1,2,3", 1, dom(-9999, M, M, M, M, 25, 17, M, M)},
+      // named regions: the bundled file and the built-in table
+      {"us", 2, dom(1, 39, -97, 39, -97, 25, 17, 2.3f, 2.3f)},
+      {"NE", 2, dom(1, 42, -76, 42, -76, 25, 17, 0.9f, 0.9f)},
+      {"glob", 2, dom(2, M, M, 0, 0, 73, 37, 5, 5)},
+      // empty and invalid
+      {"", -9999, none},
+      {"miss", -9999, none},
+      {"bogus", -1, none},
+      {"foo,40,-100", -1, none},
+      {"40,abc", -1, none},
+      {"ps:1:2:3:4:5:6:7,40,-100", -1, none},
+      {"id:NOSUCH", -1, none},
+  };
+  for (const auto& c : cases) {
+    Domain d;
+    EXPECT_EQ(DOM_decode(c.str, &d), c.result) << c.str;
+    expect_domain(d, c.expect, c.str);
+    EXPECT_EQ(FLAG_get(5), c.result) << c.str;
+  }
+}
+
+TEST_F(DomTest, RegionFieldForms) {
+  const std::string file = kData + "/regions.reg";
+  Domain d;
+  EXPECT_EQ(DOM_decode(("fi:" + file).c_str(), &d), 2);
+  expect_domain(d, dom(1, 40, -100, 40, -100, 25, 17, 1.5f, 1.5f), "fi:");
+  EXPECT_EQ(DOM_decode((file + ":HID").c_str(), &d), 2);
+  expect_domain(d, dom(1, M, M, 45, -90, 31, 21, 0.5f, 0.5f), "hidden entry");
+  EXPECT_EQ(DOM_decode((file + ":cen").c_str(), &d), 2);
+  expect_domain(d, dom(4, 40, -100, 40, -100, 25, 17, 0.8f, 0.8f, {30, 60}), "lambert entry");
+  EXPECT_EQ(DOM_decode((file + ":nothere").c_str(), &d), -1);
+
+  // "FILE:" loads that file as the region menu and leaves the domain missing.
+  EXPECT_EQ(DOM_decode((file + ":").c_str(), &d), 2);
+  expect_domain(d, Domain{}, "menu load");
+  EXPECT_STREQ(zor::dom::region_menu()[1].abbr, "pl");
+
+  // Station fields with a named city file.
+  EXPECT_EQ(DOM_decode(("id:" + kData + "/sites.cty:OKC").c_str(), &d), 1);
+  EXPECT_FLOAT_EQ(d.clat, 35.39f);
+  EXPECT_FLOAT_EQ(d.clon, -97.6f);
+
+  // Built-in regions when the region file is not found along file_path.
+  RES_put("file_path", tmp_.c_str());
+  write_file("zor.reg", "xx Local 1 30,-90\n");
+  EXPECT_EQ(DOM_decode("xx", &d), 2);
+  EXPECT_FLOAT_EQ(d.clat, 30);
+  EXPECT_EQ(DOM_decode("us", &d), 2);
+  expect_domain(d, dom(1, M, -97, 39, -97, 25, 17, 2.3f, 2.3f), "built-in us");
+  EXPECT_EQ(FLAG_get(5), 2);
+
+  // A region file entry that names itself cannot loop.
+  write_file("zor.reg", "aa Loop 1 bb\nbb Loop 1 aa\n");
+  EXPECT_EQ(DOM_decode("aa", &d), -1);
+}
+
+TEST_F(DomTest, ProjectionWords) {
+  const std::pair<const char*, int> words[] = {
+      {"ll", 2},      {"latlon", 2},  {"polar", 1}, {"polarst", 1}, {"PS", 1},     {"sat", 9},
+      {"lambaz", 4},  {"lc", 4},      {"laz", 8},   {"gnom", 6},    {"ortho", 5},  {"moll", 7},
+      {"merc", 3},    {"pixel", 99},  {"xy", 20},   {"xlogy", 22},  {"xlogp", 22}, {"cat", 24},
+      {"skewt", 40},  {"ema", 42},    {"teph", 43}, {"rteph", 44},  {"therm", 40}, {"stuve", 41},
+      {"hodo", 23},   {"vert", 22},   {"xp", 25},   {"xpx", -1},    {"zoom", 50},  {"size", 51},
+      {"miss", -9999}, {"Miss", -9999}, {"missing", -1}, {"foo", -1}, {"", -1},
+  };
+  for (const auto& [w, code] : words) EXPECT_EQ(DOM_proj_str(w), code) << w;
+  EXPECT_EQ(DOM_proj_str(nullptr), -1);
+}
+
+TEST_F(DomTest, SetParamsReportsTheFailingKind) {
+  char f0[] = "40", f1[] = "abc", f2[] = "id:DEN", f3[] = "25";
+  char* bad[] = {f0, f1};
+  Domain d;
+  EXPECT_EQ(DOM_set_params(2, bad, &d, DOM_F_CLAT, DOM_F_CLON), DOM_F_CLON);
+  EXPECT_EQ(DOM_set_params(2, bad, &d, DOM_F_CLAT, DOM_F_CLON, DOM_F_NX), -1);
+  // A station in the latitude slot takes the longitude slot too.
+  char* stn[] = {f2, f3, f3};
+  EXPECT_EQ(DOM_set_params(3, stn, &d, DOM_F_CLAT, DOM_F_CLON, DOM_F_NX, DOM_F_NY), 0);
+  EXPECT_FLOAT_EQ(d.clat, 39.87f);
+  EXPECT_EQ(d.nx, 25);
+  EXPECT_EQ(d.ny, 25);
+}
+
+TEST_F(DomTest, PrintFormat) {
+  Domain d;
+  ASSERT_EQ(DOM_decode("us", &d), 2);
+  EXPECT_EQ(zor::dom::format(d), "pstereo:39.000:-97.000:::,39.000,-97.000,25,17,2.3000,2.3000");
+  begin_capture();
+  DOM_print(M_PRINT, &d);
+  EXPECT_EQ(end_capture(), "pstereo:39.000:-97.000:::,39.000,-97.000,25,17,2.3000,2.3000\n");
+
+  ASSERT_EQ(DOM_decode("lamb:e:40:-100:30:60,40,-100", &d), 1);
+  EXPECT_EQ(zor::dom::format(d),
+            "lamb:e:40.000:-100.000:30.000:60.000:,40.000,-100.000,25,17,1.2000,1.2000");
+  d = Domain{};
+  d.proj = 25;  // no printed name
+  EXPECT_EQ(zor::dom::format(d), ":::::,-9999.000,-9999.000,-9999,-9999,-9999.0000,-9999.0000");
+}
+
+TEST_F(DomTest, AspectAndComparison) {
+  Domain a, b;
+  DOM_decode("us", &a);  // from the bundled region file: pole given
+  RES_put("file_path", tmp_.c_str());
+  write_file("zor.reg", "");
+  DOM_decode("us", &b);  // built-in: pole missing, stands for the centre
+  EXPECT_FLOAT_EQ(DOM_aspect(&a), 1.5f);
+  EXPECT_EQ(DOM_comp(&a, &b), 1);
+  EXPECT_EQ(DOM_comp_proj(&a, &b), 1);
+  b.nx = 26;
+  EXPECT_EQ(DOM_comp(&a, &b), 0);
+  EXPECT_EQ(DOM_comp_proj(&a, &b), 1);
+  b.param[0] = 60;
+  EXPECT_EQ(DOM_comp_proj(&a, &b), 0);
+  b.nx = 1;
+  EXPECT_FLOAT_EQ(DOM_aspect(&b), 1.0f);
+  Domain c;
+  DOM_decode("ps:50:-97,39,-97", &c);
+  EXPECT_EQ(DOM_comp_proj(&a, &c), 0);
+}
+
+TEST_F(DomTest, StationPriorityFollowsDomainSize) {
+  const std::pair<float, int> steps[] = {{51, 1}, {50, 2}, {26, 2}, {13, 3}, {7, 4}, {4, 5}, {3, 6}};
+  for (const auto& [size, prior] : steps) EXPECT_EQ(DOM_set_base_prior(size), prior) << size;
+  RES_put("stat_prior", "+2");
+  EXPECT_EQ(DOM_set_base_prior(13), 5);
+  RES_put("stat_prior", "-1");
+  EXPECT_EQ(DOM_set_base_prior(13), 2);
+  RES_put("stat_prior", "7");
+  EXPECT_EQ(DOM_set_base_prior(13), 7);
+  RES_put("stat_prior", "");
+  Domain d;
+  DOM_decode("us", &d);  // 16 rows of 2.3
+  EXPECT_EQ(DOM_get_prior(), 2);
+  EXPECT_EQ(DOM_get_loc_prior(), 4);
+  DOM_set_loc_prior(7);
+  EXPECT_EQ(DOM_get_loc_prior(), 7);
+}
+
+TEST_F(DomTest, RegionFileMenuAndSearch) {
+  const std::string file = kData + "/regions.reg";
+  EXPECT_EQ(DOM_read_menu(file.c_str()), 3);
+  const MENU_item* m = zor::dom::region_menu();
+  EXPECT_STREQ(m[0].name, "Return to previous menu");
+  EXPECT_STREQ(m[1].abbr, "pl");
+  EXPECT_STREQ(m[2].abbr, "cen");
+  EXPECT_STREQ(m[2].name, "A Very Long Descript");
+  EXPECT_EQ(m[2].index, 2);
+  EXPECT_STREQ(m[3].abbr, "okc");
+  EXPECT_EQ(m[4].name, nullptr);
+  EXPECT_EQ(MENU_search("PLAINS", m), 1);
+  EXPECT_EQ(MENU_search("hid", m), -9999);
+  EXPECT_STREQ(MENU_get_abbr(3, m), "okc");
+  EXPECT_EQ(MENU_check(2, m, 0), 1);
+  EXPECT_EQ(MENU_check(2, m, 1), 0);
+
+  char buf[DOM_MAX_LINE + 1];
+  EXPECT_EQ(DOM_search_file(file.c_str(), "hid", buf), 1);
+  EXPECT_STREQ(buf, "45,-90,31,21,0.5,0.5");
+  EXPECT_EQ(DOM_search_file(file.c_str(), nullptr, buf), 1);
+  EXPECT_STREQ(buf, "ps:40:-100,40,-100,25,17,1.5,1.5");
+  EXPECT_EQ(DOM_search_file(file.c_str(), "zz", buf), 0);
+  EXPECT_EQ(DOM_search_file((tmp_ / "missing.reg").c_str(), "us", buf), -1);
+  const std::string single = write_file("one.reg", "# one domain\nps,40,-100,1.0\n");
+  EXPECT_EQ(DOM_search_file(single.c_str(), "anything", buf), 1);
+  EXPECT_STREQ(buf, "ps,40,-100,1.0");
+
+  begin_capture();
+  DOM_print_file(file.c_str());
+  const std::string out = end_capture();
+  EXPECT_EQ(out.substr(0, 21), " Abbr    Description\n");
+  EXPECT_NE(out.find("hid      Hidden_Region"), std::string::npos);
+
+  // The bundled file lists the regions everyone knows.
+  zor::dom::reset();
+  EXPECT_GE(DOM_read_menu("zor.reg"), 9);
+  EXPECT_STREQ(zor::dom::region_menu()[1].abbr, "us");
+  EXPECT_EQ(MENU_search("sw", zor::dom::region_menu()) > 0, true);
+}
+
+TEST_F(DomTest, MenuPrintLayouts) {
+  begin_capture();
+  MENU_print("Title", zor::dom::region_menu(), 0, 3);
+  std::string want = "Title\n";
+  const char* builtin[] = {"Contiguous US", "New England", "Atlantic",     "Southeastern", "Midwestern",
+                           "Southern Plains", "Northwestern", "Southwestern", "Variable"};
+  char line[100];
+  for (int i = 0; i < 9; ++i) {
+    std::snprintf(line, sizeof line, " %2d: %-30s\n", i + 1, builtin[i]);
+    want += line;
+  }
+  std::snprintf(line, sizeof line, "  0: %-30s\n", "Return to previous menu");
+  want += line;
+  want += " -1: Exit program                  \n\n";
+  EXPECT_EQ(end_capture(), want);
+
+  // Thirteen entries, one a separator: seven rows, the last holding entry 7 alone.
+  std::vector<std::string> names;
+  std::vector<MENU_item> menu(15);
+  menu[0].name = "Back";
+  menu[0].abbr = "b";
+  for (int i = 1; i <= 13; ++i) names.push_back(i == 4 ? "-" : "E" + std::to_string(i));
+  for (int i = 1; i <= 13; ++i) {
+    menu[i].name = names[i - 1].c_str();
+    menu[i].abbr = names[i - 1].c_str();
+    menu[i].index = i;
+    menu[i].disp[2] = 1;
+  }
+  begin_capture();
+  MENU_print("T", menu.data(), 2, 5);
+  const std::string out = end_capture();
+  char row[200];
+  std::snprintf(row, sizeof row, " %2d: %-30s  %2d: %-30s\n", 1, "E1", 8, "E8");
+  EXPECT_NE(out.find(row), std::string::npos);
+  std::snprintf(row, sizeof row, " %-35s %2d: %-30s\n", "--------------------", 11, "E11");
+  EXPECT_NE(out.find(row), std::string::npos);
+  std::snprintf(row, sizeof row, "%-30s\n 99: Help", "E7");
+  EXPECT_NE(out.find(row), std::string::npos);
+  EXPECT_NE(out.find(" 99: Help                          \n  0: Exit program"), std::string::npos);
+}
+
+TEST_F(DomTest, MenuAnswers) {
+  const MENU_item* m = zor::dom::region_menu();
+  struct Answer {
+    const char* input;
+    int flag;
+    int result;
+    const char* string;
+  };
+  const Answer answers[] = {
+      {"3\n", 3, 1, "at"},        {"Atlantic\n", 3, 1, "at"}, {"SE\n", 3, 1, "se"},
+      {"main\n", 3, 0, "main"},   {"-1\n", 3, -1, "-1"},     {"0\n", 2, 0, "0"},
+      {"-1\n", 2, -9999, "-1"},   {"main\n", 1, -9999, "main"},
+      {"back\n", 3, 0, "back"},   {"40,-100\n", 3, -9999, "40,-100"}, {"12\n", 3, -9999, "12"},
+  };
+  for (const auto& a : answers) {
+    StdinFeed feed(a.input);
+    char str[MENU_STR_LEN] = {};
+    begin_capture();
+    EXPECT_EQ(MENU_process("Menu", m, 0, "Enter: ", str, a.flag), a.result) << a.input;
+    end_capture();
+    EXPECT_STREQ(str, a.string) << a.input;
+  }
+  StdinFeed feed("?\nnw\n");
+  char str[MENU_STR_LEN] = {};
+  begin_capture();
+  EXPECT_EQ(MENU_process("Menu", m, 0, "Enter: ", str, 3), 1);
+  EXPECT_NE(end_capture().find("back,us,ne,at,se,mw,sp,nw,sw,var\n\n"), std::string::npos);
+  EXPECT_STREQ(str, "nw");
+}
+
+TEST_F(DomTest, PromptRegionFromResourcesBatchAndInput) {
+  Domain d;
+  // A resource gives the domain once.
+  RES_put("region", "ne");
+  EXPECT_EQ(DOM_prompt_region(&d, 1), 2);
+  EXPECT_FLOAT_EQ(d.clat, 42);
+  EXPECT_EQ(DOM_prompt_region(&d, 1), 0);
+  RES_put("region", "");
+
+  // Batch mode takes the first region of the region file, once.
+  zor::dom::reset();
+  FLAG_set_batch(1);
+  EXPECT_EQ(DOM_prompt_region(&d, 1), 2);
+  EXPECT_FLOAT_EQ(d.dx, 2.3f);
+  EXPECT_EQ(DOM_prompt_region(&d, 1), 0);
+  FLAG_set_batch(0);
+
+  // Interactively: an invalid answer is asked again, "list" lists the file.
+  zor::dom::reset();
+  {
+    StdinFeed feed("bogus\nlist\n2\n");
+    begin_capture();
+    EXPECT_EQ(DOM_prompt_region(&d, 1), 2);
+    const std::string out = end_capture();
+    EXPECT_NE(out.find("        Region Menu"), std::string::npos);
+    EXPECT_NE(out.find(" Abbr    Description\n"), std::string::npos);
+    EXPECT_FLOAT_EQ(d.clat, 42);
+  }
+  {
+    StdinFeed feed("35,-90\n");
+    begin_capture();
+    EXPECT_EQ(DOM_prompt_region(&d, 1), 1);
+    end_capture();
+    EXPECT_FLOAT_EQ(d.clat, 35);
+  }
+  {
+    StdinFeed feed("0\n");
+    begin_capture();
+    EXPECT_EQ(DOM_prompt_region(&d, 1), 0);
+    end_capture();
+  }
+  {
+    StdinFeed feed("x1\nx2\nx3\nx4\nx5\nus\n");
+    begin_capture();
+    EXPECT_EQ(DOM_prompt_region(&d, 1), -1);
+    end_capture();
+  }
+}
+
+TEST_F(DomTest, GetRegionPrecedence) {
+  Domain d;
+  EXPECT_EQ(DOM_get_region(&d, 3), 0);
+  expect_domain(d, Domain{}, "nothing set");
+  EXPECT_EQ(DOM_get_region(&d, 4), 1);  // first region of the bundled file
+  EXPECT_FLOAT_EQ(d.clat, 39);
+  RES_put("region", "sw");
+  RES_put("plot_domain", "30,-80");
+  EXPECT_EQ(DOM_get_region(&d, 3), 1);
+  EXPECT_FLOAT_EQ(d.clat, 30);
+  EXPECT_EQ(DOM_get_region(&d, 2), 2);
+  EXPECT_FLOAT_EQ(d.clon, -112);
+}
+
+}  // namespace
