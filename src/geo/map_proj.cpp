@@ -26,6 +26,8 @@ constexpr float kMiss = -9999.0f;
 bool missing(double v) { return v == -9999.0; }
 
 double wrap180(double lon) {
+  if (!std::isfinite(lon)) return lon;
+  if (std::fabs(lon) > 1080.0) lon = std::fmod(lon, 360.0);
   while (lon > 180.0) lon -= 360.0;
   while (lon < -180.0) lon += 360.0;
   return lon;
@@ -82,6 +84,14 @@ void ensure_constants() {
             (std::log(std::tan((45.0 - t1 / 2.0) * kD)) - std::log(std::tan((45.0 - t2 / 2.0) * kD)));
       } else {
         n = std::cos((90.0 - t1) * kD);
+      }
+      if (!std::isfinite(n) || n <= 0.0 || n > 1.0) {
+        // Parallels at the equator or a pole give no usable cone.
+        MESS_print(M_WARN, "MAP_tran: Unusable standard parallels %g %g, using 30 60\n", s.tlat1, s.tlat2);
+        t1 = s.tlat1 = 30.0;
+        t2 = s.tlat2 = 60.0;
+        n = (std::log(std::cos(t1 * kD)) - std::log(std::cos(t2 * kD))) /
+            (std::log(std::tan((45.0 - t1 / 2.0) * kD)) - std::log(std::tan((45.0 - t2 / 2.0) * kD)));
       }
       s.mult = n;
       s.scale = std::cos(t1 * kD) / (n * std::pow(std::tan((45.0 - t1 / 2.0) * kD), n));
@@ -206,7 +216,7 @@ int forward(double lat, double lon, double* x, double* y) {
     case 8: {
       double cosc = std::sin(plat * kD) * std::sin(lat * kD) +
                     std::cos(plat * kD) * std::cos(lat * kD) * std::cos(dl * kD);
-      if (cosc <= -1.0) return fail(x, y);
+      if (cosc <= -1.0 + 1e-12) return fail(x, y);
       double k = kRad * std::sqrt(2.0 / (1.0 + cosc));
       *x = k * std::cos(lat * kD) * std::sin(dl * kD);
       *y = k * (std::cos(plat * kD) * std::sin(lat * kD) -
@@ -676,7 +686,8 @@ int MAP_offset(float xi, float yi, float dir, float rad, float* xf, float* yf) {
   float lat = kMiss, lon = kMiss;
   if (!MAP_untran(xi, yi, &lat, &lon)) { *xf = *yf = kMiss; return 0; }
   double la = lat + rad * std::cos(dir * kD) / kKmDeg;
-  double lo = lon + rad * std::sin(dir * kD) / (std::cos(lat * kD) * kKmDeg);
+  const double c = std::cos(lat * kD);
+  double lo = std::fabs(c) < 1e-9 ? lon : lon + rad * std::sin(dir * kD) / (c * kKmDeg);  // no east at a pole
   return MAP_tran(static_cast<float>(la), static_cast<float>(lo), xf, yf);
 }
 
@@ -766,6 +777,9 @@ int MAP_plot_grid_init() {
   double f = 1.0;
   if (s.plot_limit > 1) f = s.plot_limit;
   else if (s.plot_limit < -1) f = 1.0 / -s.plot_limit;
+  // Keep the count grid to a sane size whatever the refinement asked for.
+  constexpr double kMaxCells = 1 << 24;
+  if (static_cast<double>(nx) * ny * f * f > kMaxCells) f = std::sqrt(kMaxCells / (static_cast<double>(nx) * ny));
   s.pg_nx = std::max(1, static_cast<int>(std::ceil(nx * f)));
   s.pg_ny = std::max(1, static_cast<int>(std::ceil(ny * f)));
   s.pg_fx = static_cast<double>(s.pg_nx) / nx;

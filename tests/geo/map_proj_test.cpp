@@ -201,6 +201,30 @@ TEST_F(MapProj, PointsThatCannotBeDrawn) {
   EXPECT_FLOAT_EQ(y, y75);
 }
 
+TEST_F(MapProj, DegenerateInputsReturnCleanly) {
+  Domain ps = make(1, 90, -105, 60, -105);
+  MAP_domain(&ps);
+  float x = 0, y = 0;
+  EXPECT_EQ(MAP_offset(0, 0, 180, 100, &x, &y), 1);  // no east at the pole: no division by 0
+  EXPECT_NEAR(x, 0, 1e-4);
+  EXPECT_NEAR(y, -0.9331, 1e-3);  // K tan(0.4497 deg)
+  EXPECT_EQ(MAP_tran(10, 1e30f, &x, &y), 1);  // absurd longitude: no hang
+  EXPECT_EQ(MAP_untran(-9999, -9999, &x, &y), 1);
+
+  Domain lc = make(4, 40, -100, 40, -100);
+  lc.param[0] = 0;  // no cone: falls back to 30/60
+  lc.param[1] = 0;
+  MAP_domain(&lc);
+  EXPECT_EQ(MAP_tran(45, -90, &x, &y), 1);
+  EXPECT_TRUE(std::isfinite(x) && std::isfinite(y));
+
+  Domain big = make(2, 0, 0, 0, 0, 100000, 100000, 0.001f, 0.001f);
+  MAP_domain(&big);
+  MAP_set_plot_limit(1000);
+  EXPECT_EQ(MAP_plot_grid_init(), 0);
+  EXPECT_EQ(MAP_plot_grid(0, 0), 1);
+}
+
 TEST_F(MapProj, NullDomainMakesTheIdentity) {
   EXPECT_EQ(MAP_domain(nullptr), -1);
   EXPECT_EQ(MAP_get_proj(), -9999);
