@@ -1,0 +1,170 @@
+// State shared by the NIDS reader, header and packet units. One product is
+// read at a time, so the whole decoder lives in one process-wide record.
+#pragma once
+
+#include <bzlib.h>
+#include <zlib.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "zor/nids.h"
+
+namespace zor::nids {
+
+inline constexpr int kBufSize = 10000;
+
+enum class FileType { plain = 0, zlib = 1, encrypted = 2, bzip2 = 3 };
+
+// The forward-only reader: file -> `in` -> (copy or decompress) -> `out`.
+struct Reader {
+  std::array<std::uint8_t, kBufSize> in{};
+  std::array<std::uint8_t, kBufSize> out{};
+  int isize = -1;  // -1: reset before the next read
+  int iptr = 0;
+  int iavail = 0;
+  int osize = 0;
+  int optr = 0;
+  int oavail = 0;
+  FileType file_type = FileType::plain;
+  bool comp_test = false;
+  bool stream_end = false;   // the last decompressor call finished its stream
+  bool out_was_full = false; // the decompressor may still hold output
+  bool eof = false;
+  z_stream zs{};
+  bool zs_open = false;
+  bz_stream bz{};
+  bool bz_open = false;
+  int zstat = 0;
+  long bytes = 0;   // bytes handed out since the last page start
+  long nbytes = 0;  // length of the current graphic page
+  long total = 0;   // bytes handed out since the reader was reset
+
+  void end_streams();
+  void reset();
+  ~Reader() { end_streams(); }
+};
+
+struct MessHeader {
+  int code = 0, date = 0, time = 0, len = 0, src = 0, dest = 0, nblock = 0;
+};
+
+struct ProdDesc {
+  int divider = 0, lat = 0, lon = 0, height = 0, code = 0, op_mode = 0, vol_cov_pat = 0;
+  int seq_num = 0, vol_scan_num = 0, vol_scan_date = 0, vol_scan_time = 0;
+  int prod_gen_date = 0, prod_gen_time = 0;
+  int p1 = 0, p2 = 0, elev = 0, p3 = 0;
+  std::array<std::uint16_t, 16> thres{};
+  int p4 = 0, p5 = 0, p6 = 0, p7 = 0, p8 = 0, p9 = 0, p10 = 0;
+  int nmaps = 0;
+  long off_symb = 0, off_graph = 0, off_tab = 0;
+};
+
+struct ProdSymb {
+  int divider = 0, id = 0;
+  long len = 0;
+  int nlayer = 0;
+};
+
+struct SymbLayer {
+  int divider = 0;
+  long len = 0;
+};
+
+struct GrAlpha {
+  int divider = 0, id = 0;
+  long len = 0;
+  int npages = 0;
+};
+
+struct GrAlphaLayer {
+  int number = 0, len = 0;
+};
+
+struct RadHdr {
+  int irange = 0, nrange = 0, icenter = 0, jcenter = 0, scale = 0, nradial = 0;
+};
+struct RadDataHdr {
+  int len = 0, sangle = 0, dangle = 0;
+};
+struct RasHdr {
+  int istart = 0, jstart = 0, xscale = 0, xscale_dec = 0, yscale = 0, yscale_dec = 0;
+  int nrows = 0, pack = 0;
+};
+struct RasDataHdr {
+  int len = 0;
+};
+struct TextHdr {
+  int len = 0, val = 0, i = 0, j = 0;
+};
+struct VectHdr {
+  int len = 0, val = 0;
+};
+
+// What kind of items the current packet hands out.
+enum class Kind { none, radial, digital_radial, raster, precip_array, text, vector, barb, skipped };
+
+struct State {
+  Reader rd;
+  MessHeader mess;
+  ProdDesc pr_desc;
+  ProdSymb pr_symb;
+  SymbLayer pr_symb_lyr;
+  GrAlpha gr_alpha;
+  GrAlphaLayer gr_alpha_lyr;
+  RadHdr rad_hdr;
+  RadDataHdr rad_data_hdr;
+  RasHdr ras_hdr;
+  RasDataHdr ras_data_hdr;
+  TextHdr text_hdr;
+  VectHdr vect_hdr;
+  std::array<float, 16> thres{};
+
+  int packet_code = 0;
+  Kind kind = Kind::none;
+  int cur_radial = 0;
+  int cur_radius = 0;   // bytes of the current radial read
+  int radial_bytes = 0; // bytes of the current radial
+  bool in_radial = false;
+  int cur_row = 0;
+  int cur_column = 0;   // bytes of the current row read
+  int row_bytes = 0;
+  bool in_row = false;
+  int cur_vector = 0;   // bytes of the current vector or barb packet read
+  int item_bytes = 0;   // bytes of vectors, barbs or text characters
+  bool text_done = false;
+
+  bool layer_open = false;   // the first symbology layer may be walked
+  long symb_start = -1;      // reader position of the symbology block
+  bool graphic_open = false;
+  int pages_read = 0;
+  bool in_page = false;
+
+  std::string ext_info;
+  std::string error;
+
+  // Clears everything but the extension string, which belongs to the caller.
+  void reset();
+};
+
+State& state();
+
+// Records why decoding stopped (the first reason wins) and traces it.
+void set_error(const std::string& why);
+
+// Reads exactly n bytes through the reader; false on failure.
+bool read_bytes(FILE* f, std::uint8_t* data, int n);
+// Consumes n bytes through the reader in chunks; false on failure.
+bool skip_bytes(FILE* f, long n);
+
+// Product-code rules used by the header and packet units.
+enum class DigitalRule { linear, dvil, eet, scaled_offset };
+DigitalRule digital_rule(int code);
+bool divide_by_100(int code);
+bool symbology_may_be_compressed(int code);
+void decode_thresholds(int code, const std::array<std::uint16_t, 16>& t, std::array<float, 16>& out);
+float generic_threshold(std::uint16_t t);
+
+}  // namespace zor::nids

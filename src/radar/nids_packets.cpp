@@ -1,0 +1,606 @@
+// The packets of the first symbology layer and of the graphic alphanumeric
+// pages, handed out one item at a time. One table row per packet kind says
+// how its header is read; item readers never pass a packet's declared length.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <string>
+
+#include "nids_internal.h"
+#include "zor/byte_reader.h"
+#include "zor/mess.h"
+
+namespace zor::nids {
+
+namespace {
+
+// Limits well above anything a radar product carries; beyond them the
+// header is corrupt.
+constexpr int kMaxRadials = 3600;
+constexpr int kMaxBins = 4096;
+constexpr int kMaxRows = 4096;
+constexpr int kMaxPages = 1000;
+
+int read_header(FILE* f, std::uint8_t* raw, int n) {
+  const int stat = NIDS_read(raw, n, f);
+  if (stat != 1) set_error("NIDS: product ends inside a packet header");
+  return stat == 1 ? 1 : -1;
+}
+
+int radial_header(FILE* f, State& s) {
+  std::uint8_t raw[12];
+  if (read_header(f, raw, 12) != 1) return -1;
+  ByteReader b(raw, 12);
+  RadHdr& h = s.rad_hdr;
+  h.irange = b.i16();
+  h.nrange = b.i16();
+  h.icenter = b.i16();
+  h.jcenter = b.i16();
+  h.scale = b.i16();
+  h.nradial = b.i16();
+  MESS_print(M_OUT4, "First bin: %d bins: %d centre: %d %d scale: %d radials: %d\n", h.irange,
+             h.nrange, h.icenter, h.jcenter, h.scale, h.nradial);
+  if (h.nradial < 0 || h.nradial > kMaxRadials || h.nrange < 0 || h.nrange > kMaxBins) {
+    set_error("NIDS: radial packet with " + std::to_string(h.nradial) + " radials of " +
+              std::to_string(h.nrange) + " bins is out of range");
+    return -1;
+  }
+  s.cur_radial = 0;
+  s.in_radial = false;
+  return 1;
+}
+
+int raster_header(FILE* f, State& s) {
+  std::uint8_t raw[20];
+  if (read_header(f, raw, 20) != 1) return -1;
+  ByteReader b(raw, 20);
+  b.skip(4);  // operation flags
+  RasHdr& h = s.ras_hdr;
+  h.istart = b.i16();
+  h.jstart = b.i16();
+  h.xscale = b.i16();
+  h.xscale_dec = b.i16();
+  h.yscale = b.i16();
+  h.yscale_dec = b.i16();
+  h.nrows = b.i16();
+  h.pack = b.i16();
+  MESS_print(M_OUT4, "Start: %d %d scale: %d %d rows: %d pack: %d\n", h.istart, h.jstart,
+             h.xscale, h.yscale, h.nrows, h.pack);
+  if (h.nrows < 0 || h.nrows > kMaxRows) {
+    set_error("NIDS: raster packet with " + std::to_string(h.nrows) + " rows is out of range");
+    return -1;
+  }
+  s.cur_row = 0;
+  s.in_row = false;
+  return 1;
+}
+
+int precip_header(FILE* f, State& s) {
+  std::uint8_t raw[8];
+  if (read_header(f, raw, 8) != 1) return -1;
+  ByteReader b(raw, 8);
+  b.skip(4);  // spare words
+  const int boxes = b.i16();
+  MESS_print(M_OUT4, "Number of LFM boxes in row: %d\n", boxes);
+  s.ras_hdr = RasHdr{};
+  s.ras_hdr.nrows = b.i16();
+  if (s.ras_hdr.nrows < 0 || s.ras_hdr.nrows > kMaxRows || boxes < 0 || boxes > kMaxRows) {
+    set_error("NIDS: precipitation array of " + std::to_string(s.ras_hdr.nrows) + " rows of " +
+              std::to_string(boxes) + " boxes is out of range");
+    return -1;
+  }
+  s.cur_row = 0;
+  s.in_row = false;
+  return 1;
+}
+
+int text_header(FILE* f, State& s, bool with_value) {
+  const int n = with_value ? 8 : 6;
+  std::uint8_t raw[8];
+  if (read_header(f, raw, n) != 1) return -1;
+  ByteReader b(raw, static_cast<std::size_t>(n));
+  TextHdr& h = s.text_hdr;
+  h.len = b.u16();
+  h.val = with_value ? b.i16() : 0;
+  h.i = b.i16();
+  h.j = b.i16();
+  const int fixed = with_value ? 6 : 4;
+  if (h.len < fixed) {
+    set_error("NIDS: text packet of " + std::to_string(h.len) + " bytes is too short");
+    return -1;
+  }
+  s.item_bytes = h.len - fixed;
+  s.text_done = false;
+  return 1;
+}
+
+int vector_header(FILE* f, State& s, bool with_value) {
+  std::uint8_t raw[4];
+  if (read_header(f, raw, with_value ? 4 : 2) != 1) return -1;
+  ByteReader b(raw, with_value ? 4 : 2);
+  s.vect_hdr.len = b.u16();
+  s.vect_hdr.val = with_value ? b.i16() : 0;
+  s.item_bytes = s.vect_hdr.len - (with_value ? 2 : 0);
+  if (s.item_bytes < 0) {
+    set_error("NIDS: vector packet of " + std::to_string(s.vect_hdr.len) + " bytes is too short");
+    return -1;
+  }
+  s.cur_vector = 0;
+  return 1;
+}
+
+int length_header(FILE* f, State& s) {
+  std::uint8_t raw[2];
+  if (read_header(f, raw, 2) != 1) return -1;
+  s.vect_hdr.len = ByteReader(raw, 2).u16();
+  s.item_bytes = s.vect_hdr.len;
+  s.cur_vector = 0;
+  return 1;
+}
+
+struct PacketKind {
+  int code;
+  Kind kind;
+  const char* trace;  // with the packet length, when it has one
+};
+
+constexpr PacketKind kPackets[] = {
+    {0xAF1F, Kind::radial, nullptr},
+    {16, Kind::digital_radial, nullptr},
+    {0xBA0F, Kind::raster, nullptr},
+    {0xBA07, Kind::raster, nullptr},
+    {17, Kind::precip_array, nullptr},
+    {1, Kind::text, "Uniform Text Data:%d\n"},
+    {8, Kind::text, "Uniform Text Data:%d\n"},
+    {7, Kind::vector, "Unlinked Vector Data:%d\n"},
+    {10, Kind::vector, "Unlinked Vector Data:%d\n"},
+    {4, Kind::barb, "Wind Barb Data:%d\n"},
+    {5, Kind::skipped, "Vector Arrow Data:%d\n"},
+    {18, Kind::skipped, "Supplemental Precipitation Data:%d\n"},
+    {6, Kind::skipped, "Linked Vector Data:%d\n"},
+    {9, Kind::skipped, "Linked Vector Data:%d\n"},
+    {3, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
+    {11, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
+    {12, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
+    {13, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
+    {14, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
+    {15, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
+};
+
+const PacketKind* find_packet(int code) {
+  for (const auto& p : kPackets)
+    if (p.code == code) return &p;
+  return nullptr;
+}
+
+int read_packet_header(FILE* f, State& s, const PacketKind& p) {
+  switch (p.kind) {
+    case Kind::radial:
+      MESS_print(M_OUT4, "Radial Data\n");
+      return radial_header(f, s);
+    case Kind::digital_radial: return radial_header(f, s);
+    case Kind::raster:
+      MESS_print(M_OUT4, "Rastor Data\n");
+      return raster_header(f, s);
+    case Kind::precip_array: {
+      const int stat = precip_header(f, s);
+      MESS_print(M_OUT4, "Digital Precipitation Array Data:%d\n", s.ras_hdr.nrows);
+      return stat;
+    }
+    case Kind::text: {
+      const int stat = text_header(f, s, p.code == 8);
+      MESS_print(M_OUT4, p.trace, s.text_hdr.len);
+      return stat;
+    }
+    case Kind::vector: {
+      const int stat = vector_header(f, s, p.code == 10);
+      MESS_print(M_OUT4, p.trace, s.vect_hdr.len);
+      return stat;
+    }
+    case Kind::barb: {
+      const int stat = length_header(f, s);
+      MESS_print(M_OUT4, p.trace, s.vect_hdr.len);
+      return stat;
+    }
+    case Kind::skipped: {
+      if (length_header(f, s) != 1) return -1;
+      MESS_print(M_OUT4, p.trace, s.vect_hdr.len);
+      if (!skip_bytes(f, s.item_bytes)) {
+        set_error("NIDS: product ends inside a packet");
+        return -1;
+      }
+      return 1;
+    }
+    case Kind::none: break;
+  }
+  return 0;
+}
+
+// Reading `n` item bytes that the header promised; running out is a
+// truncated product.
+bool item_read(FILE* f, std::uint8_t* raw, int n) {
+  if (read_bytes(f, raw, n)) return true;
+  set_error("NIDS: product ends inside a packet");
+  return false;
+}
+
+bool skip_item(FILE* f, long n) {
+  if (n <= 0 || skip_bytes(f, n)) return true;
+  set_error("NIDS: product ends inside a packet");
+  return false;
+}
+
+bool radial_kind(Kind k) { return k == Kind::radial || k == Kind::digital_radial; }
+bool row_kind(Kind k) { return k == Kind::raster || k == Kind::precip_array; }
+
+// Consumes what the caller left of the current packet, so the next packet
+// header is read from the right place.
+bool finish_packet(FILE* f, State& s) {
+  if (radial_kind(s.kind)) {
+    float a, b;
+    while (true) {
+      const int stat = NIDS_get_radial(f, &a, &b);
+      if (stat == 0) return true;
+      if (stat < 0) return false;
+    }
+  }
+  if (row_kind(s.kind)) {
+    while (true) {
+      const int stat = NIDS_get_rastor(f);
+      if (stat == 0) return true;
+      if (stat < 0) return false;
+    }
+  }
+  if (s.kind == Kind::text && !s.text_done) {
+    s.text_done = true;
+    return skip_item(f, s.item_bytes);
+  }
+  if (s.kind == Kind::vector || s.kind == Kind::barb) {
+    const int left = s.item_bytes - s.cur_vector;
+    s.cur_vector = s.item_bytes;
+    return skip_item(f, left);
+  }
+  return true;
+}
+
+float level_value(const State& s, int level) {
+  if (level < 0 || level > 15) return ZOR_MISSING_F;
+  return s.thres[static_cast<std::size_t>(level)];
+}
+
+float digital_value(const State& s, int b) {
+  if (b == 0 || b == 1) return ZOR_MISSING_F;
+  const int code = s.mess.code;
+  const auto& t = s.thres;
+  float v = 0.0f;
+  switch (digital_rule(code)) {
+    case DigitalRule::dvil:
+      v = b < t[2] ? (b - t[1]) / t[0] : std::exp((b - t[4]) / t[3]);
+      break;
+    case DigitalRule::eet:
+      v = ((b & s.pr_desc.thres[0]) / t[1]) - t[2];
+      break;
+    case DigitalRule::scaled_offset: v = (b - t[2]) / t[0]; break;
+    case DigitalRule::linear: v = t[0] + b * t[1]; break;
+  }
+  if (divide_by_100(code)) v /= 100.0f;
+  return v;
+}
+
+}  // namespace
+
+State& state() {
+  static State s;
+  return s;
+}
+
+void State::reset() {
+  const std::string keep_ext = ext_info;
+  rd.reset();
+  rd.isize = -1;
+  mess = {};
+  pr_desc = {};
+  pr_symb = {};
+  pr_symb_lyr = {};
+  gr_alpha = {};
+  gr_alpha_lyr = {};
+  rad_hdr = {};
+  rad_data_hdr = {};
+  ras_hdr = {};
+  ras_data_hdr = {};
+  text_hdr = {};
+  vect_hdr = {};
+  thres.fill(0.0f);
+  packet_code = 0;
+  kind = Kind::none;
+  cur_radial = cur_radius = radial_bytes = 0;
+  cur_row = cur_column = row_bytes = 0;
+  cur_vector = item_bytes = 0;
+  in_radial = in_row = text_done = false;
+  layer_open = false;
+  symb_start = -1;
+  graphic_open = false;
+  pages_read = 0;
+  in_page = false;
+  error.clear();
+  ext_info = keep_ext;
+}
+
+void set_error(const std::string& why) {
+  State& s = state();
+  if (!s.error.empty()) return;
+  s.error = why;
+  MESS_print(M_DEBUG, "%s\n", why.c_str());
+}
+
+}  // namespace zor::nids
+
+using namespace zor::nids;
+using zor::ByteReader;
+
+const char* NIDS_last_error() { return state().error.c_str(); }
+
+void NIDS_reset() {
+  State& s = state();
+  s.reset();
+  s.ext_info.clear();
+}
+
+int NIDS_packet(FILE* ifile, int* code) {
+  if (ifile == nullptr) return 0;
+  State& s = state();
+  if (s.in_page) {
+    if (s.rd.bytes >= s.rd.nbytes) return 0;
+  } else if (!s.layer_open) {
+    return 0;
+  }
+  if (!finish_packet(ifile, s)) return -1;
+  s.kind = Kind::none;
+  std::uint8_t raw[2];
+  if (NIDS_read(raw, 2, ifile) != 1) {
+    // Running out between packets is the plain end of the data.
+    s.layer_open = false;
+    return -1;
+  }
+  const int pc = ByteReader(raw, 2).u16();
+  s.packet_code = pc;
+  if (code) *code = pc;
+  const PacketKind* p = find_packet(pc);
+  if (p == nullptr) {
+    // 0xFFFF is the next layer's or block's divider; anything else unknown.
+    if (pc != 0xFFFF) MESS_print(M_DEBUG, "Unknown packet code: %d\n", pc);
+    s.layer_open = false;
+    return 0;
+  }
+  const int stat = read_packet_header(ifile, s, *p);
+  if (stat != 1) {
+    s.layer_open = false;
+    return stat;
+  }
+  s.kind = p->kind;
+  return 1;
+}
+
+int NIDS_get_radial(FILE* ifile, float* sangle, float* dangle) {
+  if (ifile == nullptr) return 0;
+  State& s = state();
+  if (!radial_kind(s.kind)) return 0;
+  if (s.in_radial && !skip_item(ifile, s.radial_bytes - s.cur_radius)) return -1;
+  s.in_radial = false;
+  if (s.cur_radial >= s.rad_hdr.nradial) return 0;
+  std::uint8_t raw[6];
+  if (!item_read(ifile, raw, 6)) return -1;
+  ByteReader b(raw, 6);
+  RadDataHdr& h = s.rad_data_hdr;
+  h.len = b.u16();
+  h.sangle = b.i16();
+  h.dangle = b.i16();
+  s.radial_bytes = s.kind == Kind::radial ? 2 * h.len : h.len;
+  s.cur_radius = 0;
+  s.in_radial = true;
+  ++s.cur_radial;
+  if (sangle) *sangle = h.sangle / 10.0f;
+  if (dangle) *dangle = h.dangle / 10.0f;
+  MESS_print(M_DEBUG, "Start angle: %.1f\n", h.sangle / 10.0);
+  MESS_print(M_DEBUG, "Angle delta: %.1f\n", h.dangle / 10.0);
+  return 1;
+}
+
+int NIDS_get_rastor(FILE* ifile) {
+  if (ifile == nullptr) return 0;
+  State& s = state();
+  if (!row_kind(s.kind)) return 0;
+  if (s.in_row && !skip_item(ifile, s.row_bytes - s.cur_column)) return -1;
+  s.in_row = false;
+  if (s.cur_row >= s.ras_hdr.nrows) return 0;
+  std::uint8_t raw[2];
+  if (!item_read(ifile, raw, 2)) return -1;
+  s.ras_data_hdr.len = ByteReader(raw, 2).u16();
+  int n = s.ras_data_hdr.len;
+  // Rows are padded to whole 16-bit words, except byte-pair packed rasters.
+  if (s.kind == Kind::precip_array || s.ras_hdr.pack != 1) n += n & 1;
+  s.row_bytes = n;
+  s.cur_column = 0;
+  s.in_row = true;
+  MESS_print(M_DEBUG, "Row: %d\n", s.cur_row);
+  MESS_print(M_DEBUG, "Length: %d\n", s.ras_data_hdr.len);
+  ++s.cur_row;
+  return 1;
+}
+
+int NIDS_get_data(FILE* ifile, NIDS_data* data) {
+  if (ifile == nullptr || data == nullptr) return 0;
+  State& s = state();
+  std::uint8_t raw[2];
+  switch (s.kind) {
+    case Kind::radial:
+    case Kind::digital_radial:
+      if (!s.in_radial || s.cur_radius >= s.radial_bytes) return 0;
+      if (!item_read(ifile, raw, 1)) return -1;
+      ++s.cur_radius;
+      if (s.kind == Kind::radial) {
+        data->run = static_cast<float>(raw[0] >> 4);
+        data->val = s.thres[raw[0] & 15];
+      } else {
+        data->run = 1.0f;
+        data->val = digital_value(s, raw[0]);
+      }
+      return 1;
+    case Kind::raster:
+    case Kind::precip_array: {
+      if (!s.in_row || s.cur_column >= s.row_bytes) return 0;
+      const bool pairs = s.kind == Kind::precip_array || s.ras_hdr.pack == 1;
+      if (!pairs) {
+        if (!item_read(ifile, raw, 1)) return -1;
+        ++s.cur_column;
+        data->run = static_cast<float>(raw[0] >> 4);
+        data->val = s.thres[raw[0] & 15];
+        return 1;
+      }
+      if (s.row_bytes - s.cur_column < 2) {
+        // An odd byte count cannot hold another pair.
+        if (!skip_item(ifile, s.row_bytes - s.cur_column)) return -1;
+        s.cur_column = s.row_bytes;
+        return 0;
+      }
+      if (!item_read(ifile, raw, 2)) return -1;
+      s.cur_column += 2;
+      data->run = raw[0];
+      if (s.kind == Kind::precip_array)
+        data->val = raw[1] == 255 ? ZOR_MISSING_F : s.thres[0] + raw[1] * s.thres[1];
+      else
+        data->val = s.thres[raw[1] & 15] + 100.0f * (raw[1] >> 4);
+      return 1;
+    }
+    default: return 1;
+  }
+}
+
+int NIDS_get_vector(FILE* ifile, NIDS_vector_data* vect_data) {
+  if (ifile == nullptr || vect_data == nullptr) return 0;
+  State& s = state();
+  if (s.kind != Kind::vector) return 0;
+  if (s.item_bytes - s.cur_vector < 8) {
+    // A short tail is not a vector; step over it.
+    if (!skip_item(ifile, s.item_bytes - s.cur_vector)) return -1;
+    s.cur_vector = s.item_bytes;
+    return 0;
+  }
+  std::uint8_t raw[8];
+  if (!item_read(ifile, raw, 8)) return -1;
+  s.cur_vector += 8;
+  ByteReader b(raw, 8);
+  vect_data->val = s.packet_code == NIDS_PKT_VECTOR_VALUE ? static_cast<float>(s.vect_hdr.val) : 0.0f;
+  vect_data->x1 = b.i16();
+  vect_data->y1 = b.i16();
+  vect_data->x2 = b.i16();
+  vect_data->y2 = b.i16();
+  return 1;
+}
+
+int NIDS_get_wind(FILE* ifile, NIDS_wind_data* wind) {
+  if (ifile == nullptr || wind == nullptr) return 0;
+  State& s = state();
+  if (s.kind != Kind::barb) return 0;
+  if (s.item_bytes - s.cur_vector < 10) {
+    if (!skip_item(ifile, s.item_bytes - s.cur_vector)) return -1;
+    s.cur_vector = s.item_bytes;
+    return 0;
+  }
+  std::uint8_t raw[10];
+  if (!item_read(ifile, raw, 10)) return -1;
+  s.cur_vector += 10;
+  ByteReader b(raw, 10);
+  const int level = b.i16();
+  wind->x = b.i16();
+  wind->y = b.i16();
+  wind->dir = b.i16();
+  wind->spd = b.i16();
+  wind->val = level_value(s, level);
+  MESS_print(M_DEBUG, "WIND: %7.2f %7.2f = %7.2f %7.2f = %7.2f\n", wind->x, wind->y, wind->dir,
+             wind->spd, wind->val);
+  return 1;
+}
+
+int NIDS_get_text(FILE* ifile, NIDS_text_data* text) {
+  if (ifile == nullptr || text == nullptr) return 0;
+  State& s = state();
+  if (s.kind != Kind::text || s.text_done) return 0;
+  s.text_done = true;
+  const int keep = std::min(s.item_bytes, static_cast<int>(sizeof text->data) - 1);
+  std::uint8_t raw[sizeof text->data];
+  if (keep > 0 && !item_read(ifile, raw, keep)) return -1;
+  std::memcpy(text->data, raw, static_cast<std::size_t>(std::max(keep, 0)));
+  text->data[std::max(keep, 0)] = '\0';
+  text->val = level_value(s, s.packet_code == NIDS_PKT_TEXT ? 0 : s.text_hdr.val);
+  text->x = static_cast<float>(s.text_hdr.i);
+  text->y = static_cast<float>(s.text_hdr.j);
+  MESS_print(M_OUT4, "TEXT: %s\n", text->data);
+  if (!skip_item(ifile, s.item_bytes - keep)) return -1;
+  return 1;
+}
+
+int NIDS_graphic(FILE* ifile) {
+  if (ifile == nullptr) return 0;
+  State& s = state();
+  s.graphic_open = false;
+  if (s.pr_desc.off_graph == 0) return 0;
+  const bool divider_read = s.packet_code == 0xFFFF && s.kind == Kind::none;
+  // The symbology block's own length says where the graphic block starts;
+  // step over any layers after the first.
+  if (s.symb_start >= 0 && s.pr_symb.len > 0) {
+    const long end = s.symb_start + s.pr_symb.len;
+    const long here = s.rd.total - (divider_read ? 2 : 0);
+    if (here < end && !skip_item(ifile, end - s.rd.total)) return -1;
+  }
+  const bool have_divider = divider_read && (s.symb_start < 0 || s.pr_symb.len <= 0 ||
+                                             s.rd.total - 2 >= s.symb_start + s.pr_symb.len);
+  std::uint8_t raw[10];
+  const int n = have_divider ? 8 : 10;
+  if (NIDS_read(raw, n, ifile) != 1) return 0;
+  ByteReader b(raw, static_cast<std::size_t>(n));
+  GrAlpha& g = s.gr_alpha;
+  g.divider = have_divider ? -1 : b.i16();
+  g.id = b.i16();
+  g.len = b.i32();
+  g.npages = b.i16();
+  s.kind = Kind::none;
+  s.layer_open = false;
+  MESS_print(M_OUT4, "Graphic Alphanumeric: %d\n", g.id);
+  MESS_print(M_OUT4, "Number of Pages: %d\n", g.npages);
+  if (g.id != 2 || g.npages < 0 || g.npages > kMaxPages) return 0;
+  s.graphic_open = true;
+  s.pages_read = 0;
+  return 1;
+}
+
+int NIDS_graphic_layer(FILE* ifile) {
+  if (ifile == nullptr) return 0;
+  State& s = state();
+  if (s.pr_desc.off_graph == 0 || !s.graphic_open) return 0;
+  if (s.in_page) {
+    // Whatever the caller left of the last page.
+    s.kind = Kind::none;
+    if (s.rd.bytes < s.rd.nbytes && !skip_item(ifile, s.rd.nbytes - s.rd.bytes)) return 0;
+    s.in_page = false;
+  }
+  if (s.pages_read >= s.gr_alpha.npages) return 0;
+  std::uint8_t raw[4];
+  if (NIDS_read(raw, 4, ifile) != 1) return 0;
+  ByteReader b(raw, 4);
+  GrAlphaLayer& l = s.gr_alpha_lyr;
+  l.number = b.i16();
+  l.len = b.u16();
+  MESS_print(M_OUT4, "Graphic Alphanumeric Layer: %d\n", l.len);
+  MESS_print(M_OUT4, "Number: %d\n", l.number);
+  if (l.number < 1 || l.number > s.gr_alpha.npages) {
+    s.graphic_open = false;
+    return 0;
+  }
+  ++s.pages_read;
+  s.rd.nbytes = l.len;
+  s.rd.bytes = 0;
+  s.in_page = true;
+  s.kind = Kind::none;
+  return l.number;
+}
