@@ -19,9 +19,19 @@ int DATE_get_current_str(char* str);
 int DATE_set_TZ(const char* str);
 int DATE_get_tz_off();
 const char* DATE_get_tz_str();
+// Labels need a buffer of 40 characters.
 int DATE_make_label(Date* date, char* str);
 int DATE_make_label_valid_time(int fhour, Date* date, char* str);
 char* DATE_fhour_label(char* str, int fhour, int flag);
 int DATE_decode_label(const char* str, Date* date);
 int DATE_decode_month(const char* str);
 int DATE_decode_seq(const char* str, Date* date);
+
+namespace zor::date {
+// Back to UTC labels and the wall clock; for tests.
+void reset();
+// Makes DATE_get_time (and every label of "now") return `secs`, so output
+// that carries the current date can be compared byte for byte; a negative
+// value returns to the wall clock.
+void set_clock(long secs);
+}  // namespace zor::date

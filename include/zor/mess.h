@@ -17,10 +17,22 @@ int MESS_set_out(int val);
 int MESS_set_page(int val);
 int MESS_get_max_lines();
 
+namespace zor::mess {
+// Back to the start-up state (level, counts, sinks closed); for tests.
+void reset();
+// Lines counted since the last hold, the paging mode and the output mode.
+int lines();
+int page();
+int out();
+}  // namespace zor::mess
+
 const char* ZOR_version();
 [[noreturn]] void ZOR_exit(int status);
 int ZOR_back_proc();
 int ZOR_set_command(const char* string);
+// ZOR_promptl and ZOR_prompts write into `str` (20 and `length`
+// characters); with no `str` they return a new buffer the caller releases
+// with delete[]. End of input at a prompt ends the program with status 0.
 char* ZOR_promptl(const char* prompt, char* str);
 char* ZOR_prompts(const char* prompt, char* str, int length);
 float ZOR_promptf(const char* prompt);
@@ -29,3 +41,8 @@ int ZOR_sleep(float secs);
 int ZOR_init_time();
 float ZOR_elapse_time();
 int ZOR_get_pid();
+
+namespace zor::util {
+// Clears the elapsed-time clock and the sleep total; for tests.
+void reset();
+}  // namespace zor::util

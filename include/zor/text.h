@@ -18,6 +18,8 @@ int parse_string(const char* string, char delim, int* argc, char*** argv);
 int free_parsed_array(int argc, char** argv);
 char* set_num(char* str, const char* format, float x);
 
+// Line readers leave the line end in the stream; fgetline needs a buffer of
+// 161 characters, the others one of len + 1.
 int fgetline(FILE* ifile, char* string);
 int fskipline(FILE* ifile);
 int fgetnline(FILE* ifile, char* string, int len);
@@ -46,8 +48,17 @@ int TAB_create(TAB_table* tab, int tsize, int dsize, int nkey);
 int TAB_enter(TAB_table* tab, const char* data, const char* key1, const char* key2 = nullptr,
               const char* key3 = nullptr, const char* key4 = nullptr);
 char* TAB_search(TAB_table* tab, int keynum, const char* key);
+// Every record whose key number `keynum` equals `key`, in bucket-chain order;
+// at most `max` are stored in `found`. Returns how many were stored.
+int TAB_searches(TAB_table* tab, int keynum, const char* key, char** found, int max);
+// Insertion-order iteration: TAB_first starts at the first record, TAB_next
+// moves on; both return the record or nullptr at the end. `pos` is the
+// caller's cursor, so several walks over one table may run side by side.
+char* TAB_first(TAB_table* tab, TAB_entry** pos);
+char* TAB_next(TAB_entry** pos);
 int TAB_clear(TAB_table* tab);
 
+// `id` must hold at least 6 characters.
 int wmo_to_id(char* id, int wmo);
 int id_to_wmo(const char* id, int* wmo);
 
