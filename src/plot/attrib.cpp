@@ -10,13 +10,7 @@
 #include <vector>
 
 #include "zor/clr.h"
-#if __has_include("zor/gks.h")
 #include "zor/gks.h"
-#else
-int gchk_graphics();
-int GPH_set_color(int ind, float r, float g, float b);
-int gget_font_index(const char* str);
-#endif
 #include "zor/mess.h"
 #include "zor/res.h"
 
