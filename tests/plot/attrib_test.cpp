@@ -1,0 +1,252 @@
+// Colour tables ("zor.clr" and friends), colour names, attribute strings,
+// fill-pattern and marker names.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "zor/attrib.h"
+#include "zor/clr.h"
+#include "zor/data_dir.h"
+#include "zor/res.h"
+
+namespace {
+
+std::string data(const std::string& name) { return std::string(ZOR_TEST_DATA_DIR) + "/clr/" + name; }
+
+struct Rgb {
+  float r, g, b;
+};
+
+Rgb rgb(int ind) {
+  Rgb c{};
+  CLR_get_rgb(ind, &c.r, &c.g, &c.b);
+  return c;
+}
+
+class ClrTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    zor::clr::reset();
+    RES_put("color_table", "");
+  }
+  void TearDown() override {
+    RES_put("color_table", "");
+    zor::clr::reset();
+  }
+};
+
+TEST_F(ClrTest, EndLineSeparatesFillColoursOnlyWhenReadFromTheResource) {
+  RES_put("color_table", data("fill_end.clr").c_str());
+  ASSERT_EQ(CLR_read_table(nullptr), 0);
+  EXPECT_EQ(CLR_get_num(), 3);
+  EXPECT_EQ(CLR_get_num_fill(), 2);
+  EXPECT_STREQ(CLR_get_name(2), "red");
+
+  zor::clr::reset();
+  ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
+  EXPECT_EQ(CLR_get_num(), 3);
+  EXPECT_EQ(CLR_get_num_fill(), 0);  // an explicit file name leaves the fill count alone
+}
+
+TEST_F(ClrTest, ReadsAllFourEntryFormsAndKeepsASlotForABadLine) {
+  ASSERT_EQ(CLR_read_table(data("forms.clr").c_str()), 0);
+  ASSERT_EQ(CLR_get_num(), 6);
+  EXPECT_STREQ(CLR_get_name(0), "red");
+  EXPECT_STREQ(CLR_get_name(1), "orange");
+  EXPECT_NEAR(rgb(1).r, 1.0f, 1e-6);
+  EXPECT_NEAR(rgb(1).g, 165.0f / 255.0f, 1e-6);
+  EXPECT_NEAR(rgb(1).b, 0.0f, 1e-6);
+  EXPECT_STREQ(CLR_get_name(2), "green");  // the leading index is ignored
+  EXPECT_FLOAT_EQ(rgb(2).g, 1.0f);
+  EXPECT_STREQ(CLR_get_name(3), "navy");
+  EXPECT_NEAR(rgb(3).b, 128.0f / 255.0f, 1e-6);
+  EXPECT_STREQ(CLR_get_name(4), "");  // unparsable line: empty name, black
+  EXPECT_FLOAT_EQ(rgb(4).r + rgb(4).g + rgb(4).b, 0.0f);
+  // Names compare case-insensitively and the lowest index wins.
+  EXPECT_EQ(CLR_get_ind("RED"), 0);
+  EXPECT_EQ(CLR_get_ind("Orange"), 1);
+}
+
+TEST_F(ClrTest, FileListContinuesNumberingAndSkipsUnreadableFiles) {
+  const std::string list = data("fill_end.clr") + ",/nonexistent/none.clr," + data("second.clr");
+  RES_put("color_table", list.c_str());
+  ASSERT_EQ(CLR_read_table(nullptr), 0);
+  EXPECT_EQ(CLR_get_num(), 5);
+  EXPECT_EQ(CLR_get_num_fill(), 2);
+  EXPECT_EQ(CLR_get_ind("blue"), 3);
+  EXPECT_EQ(CLR_get_ind("cyan"), 4);
+}
+
+TEST_F(ClrTest, ColourNamesResolveByTheNameRules) {
+  ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
+  struct Case {
+    const char* name;
+    int index;
+  };
+  const Case cases[] = {
+      {nullptr, -1}, {"", -1},     {"end", -2},    {"END", -2},    {"none", -1},  {"Off", -1},
+      {"back", -1},  {"pblk", 500}, {"pbblk", 501}, {"ptblk", 502}, {"pwht", 503}, {"pbwht", 504},
+      {"ptwht", 505}, {"pgry", 506}, {"pbgry", 507}, {"ptgry", 508}, {"white", 1},  {"12", 12},
+      {"200", 200},  {"purple", -1}, {"#12", -1},  {"#GG0000", -1},
+  };
+  for (const auto& c : cases) EXPECT_EQ(CLR_get_ind(c.name), c.index) << (c.name ? c.name : "(null)");
+}
+
+TEST_F(ClrTest, HexAndDecimalColourTextsAddEntriesOnce) {
+  ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
+  const int hex = CLR_get_ind("#FF0000");
+  ASSERT_EQ(hex, 3);
+  EXPECT_STREQ(CLR_get_name(hex), "#FF0000");
+  EXPECT_FLOAT_EQ(rgb(hex).r, 1.0f);
+  EXPECT_FLOAT_EQ(rgb(hex).g, 0.0f);
+  EXPECT_EQ(CLR_get_ind("#ff0000"), hex);  // found again, not added twice
+  EXPECT_EQ(CLR_get_num(), 4);
+
+  const int dec = CLR_get_ind("#000128255");
+  ASSERT_EQ(dec, 4);
+  EXPECT_NEAR(rgb(dec).g, 128.0f / 255.0f, 1e-6);
+  EXPECT_FLOAT_EQ(rgb(dec).b, 1.0f);
+  EXPECT_EQ(CLR_get_ind("#000999000"), -1);  // components above 255 are refused
+}
+
+TEST_F(ClrTest, OutOfRangeIndicesReadTheLastEntryAndTheTableIsBounded) {
+  ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
+  EXPECT_FLOAT_EQ(rgb(999).r, 1.0f);
+  EXPECT_STREQ(CLR_get_name(999), "red");
+  for (int i = CLR_get_num(); i < CLR_MAX_COLORS; ++i) ASSERT_EQ(CLR_add("x", 0, 0, 0), i);
+  EXPECT_EQ(CLR_add("one too many", 0, 0, 0), -1);
+  EXPECT_EQ(CLR_get_num(), CLR_MAX_COLORS);
+  CLR_clear_table();
+  EXPECT_EQ(CLR_get_num(), 0);
+}
+
+TEST_F(ClrTest, BundledTableNamesEveryColourTheFillListsUse) {
+  ASSERT_EQ(CLR_read_table(nullptr), 0);  // "zor.clr" from the data directory
+  const char* fill_names[] = {"blue",  "lblue",    "cyan",    "lcyan",  "green", "lgreen", "dgreen",
+                              "brown", "yellow",   "red",     "lred",   "magenta", "lmagenta",
+                              "dgray", "lgray",    "white",   "black",  "Blue",  "Cyan",   "Green",
+                              "Yellow", "Red",     "Magenta"};
+  for (const char* name : fill_names) {
+    const int ind = CLR_get_ind(name);
+    EXPECT_GE(ind, 0) << name;
+    EXPECT_LT(ind, CLR_get_num_fill()) << name << " should be a fill colour";
+  }
+  EXPECT_EQ(CLR_get_ind("None"), -1);
+  EXPECT_EQ(CLR_get_ind("Off"), -1);
+  EXPECT_STREQ(CLR_get_name(0), "black");
+  EXPECT_STREQ(CLR_get_name(1), "white");
+  EXPECT_GT(CLR_get_num(), CLR_get_num_fill());
+}
+
+class AttribTest : public ClrTest {
+ protected:
+  void SetUp() override {
+    ClrTest::SetUp();
+    ASSERT_EQ(CLR_read_table(nullptr), 0);
+  }
+};
+
+TEST_F(AttribTest, ParsesColourAndFields) {
+  struct Case {
+    const char* text;
+    Gattribs want;
+  };
+  const int yellow = CLR_get_ind("yellow");
+  const int red = CLR_get_ind("red");
+  const int blue = CLR_get_ind("blue");
+  const Case cases[] = {
+      {"yellow:wi=2:st=dsh", {yellow, 2.0f, -9999.0f, -9999.0f, 2, -9999, -9999}},
+      {"red:fM", {red, -9999.0f, -9999.0f, -9999.0f, -9999, -9999, -9999}},
+      {"st=7", {-9999, -9999.0f, -9999.0f, -9999.0f, 7, -9999, -9999}},
+      {"co=blue:sc=0.5:te=1.2:fo=3", {blue, -9999.0f, 0.5f, 1.2f, -9999, -9999, 3}},
+      {":w3:s4:h0.2:e1.5:f9:t2", {-9999, 3.0f, 0.2f, 1.5f, 4, 9, 2}},
+      // A first field without "=" is always a colour name.
+      {"w3:s4", {-1, -9999.0f, -9999.0f, -9999.0f, 4, -9999, -9999}},
+      {":wi=3:hi=0.1:st=lsdsh", {-9999, 3.0f, 0.1f, -9999.0f, 3, -9999, -9999}},
+      {"none:fi=hat", {-1, -9999.0f, -9999.0f, -9999.0f, -9999, 9, -9999}},
+      {"off:fp=//:st=LLSDSH", {-1, -9999.0f, -9999.0f, -9999.0f, 4, 7, -9999}},
+      {"red:zz=4:q:wide:s", {red, -9999.0f, -9999.0f, -9999.0f, -9999, -9999, -9999}},
+      {"st=dot:st=sol", {-9999, -9999.0f, -9999.0f, -9999.0f, 1, -9999, -9999}},
+      {"", {-9999, -9999.0f, -9999.0f, -9999.0f, -9999, -9999, -9999}},
+  };
+  for (const auto& c : cases) {
+    Gattribs a;
+    ATTRIB_init(&a);
+    ASSERT_EQ(ATTRIB_parse(c.text, &a), 0);
+    EXPECT_EQ(a.color, c.want.color) << c.text;
+    EXPECT_FLOAT_EQ(a.width, c.want.width) << c.text;
+    EXPECT_FLOAT_EQ(a.height, c.want.height) << c.text;
+    EXPECT_FLOAT_EQ(a.expan, c.want.expan) << c.text;
+    EXPECT_EQ(a.style, c.want.style) << c.text;
+    EXPECT_EQ(a.fill_pat, c.want.fill_pat) << c.text;
+    EXPECT_EQ(a.font, c.want.font) << c.text;
+  }
+}
+
+TEST_F(AttribTest, FillMissingClearsAnEarlierPatternAndUpdateCopiesSetFields) {
+  Gattribs a;
+  ATTRIB_init(&a);
+  ATTRIB_parse("red:f5", &a);
+  EXPECT_EQ(a.fill_pat, 5);
+  ATTRIB_parse("red:fM", &a);
+  EXPECT_EQ(a.fill_pat, -9999);
+
+  Gattribs base;
+  ATTRIB_init(&base);
+  ATTRIB_parse("white:wi=1:st=2:h0.3", &base);
+  Gattribs over;
+  ATTRIB_init(&over);
+  ATTRIB_parse("co=blue:wi=4", &over);
+  ATTRIB_update(&base, &over);
+  EXPECT_EQ(base.color, CLR_get_ind("blue"));
+  EXPECT_FLOAT_EQ(base.width, 4.0f);
+  EXPECT_EQ(base.style, 2);
+  EXPECT_FLOAT_EQ(base.height, 0.3f);
+}
+
+TEST_F(AttribTest, GetParsesTheDefaultThenTheResourceOverIt) {
+  Gattribs a;
+  ATTRIB_init(&a);
+  RES_put("color_text", "");
+  EXPECT_EQ(ATTRIB_get("color_text", "white:wi=2", &a), 0);
+  EXPECT_EQ(a.color, CLR_get_ind("white"));
+  EXPECT_FLOAT_EQ(a.width, 2.0f);
+
+  RES_put("color_text", "red:st=dsh");
+  ATTRIB_init(&a);
+  EXPECT_EQ(ATTRIB_get("color_text", "white:wi=2", &a), 1);
+  EXPECT_EQ(a.color, CLR_get_ind("red"));
+  EXPECT_FLOAT_EQ(a.width, 2.0f);
+  EXPECT_EQ(a.style, 2);
+  RES_put("color_text", "");
+}
+
+TEST(AttrNames, FillPatterns) {
+  struct Case {
+    const char* word;
+    int code;
+  };
+  const Case cases[] = {
+      {"sol", 0},   {"SOL", 0},  {"st", 1},  {"ost", 2}, {"rst", 3},  {"lst", 4},  {"vln", 5},
+      {"||", 5},    {"dlr", 6},  {"\\\\", 6}, {"drl", 7}, {"//", 7},   {"hln", 8},  {"--", 8},
+      {"hat", 9},   {"XX", 9},   {"xx", 9},  {"clr", 10}, {"0%", 10}, {"1%", 11}, {"5%", 15},
+      {"9%", 19},   {"17", 17},  {"stx", 0}, {"bogus", 0},
+  };
+  for (const auto& c : cases) EXPECT_EQ(ATTR_parse_fill_pat(c.word), c.code) << c.word;
+}
+
+TEST(AttrNames, MarkersMatchOnTheFirstLettersInOrder) {
+  struct Case {
+    const char* word;
+    int code;
+  };
+  const Case cases[] = {
+      {"pnt", 1},    {".", 1},      {"plus", 2},  {"+", 2},     {"star", 3},  {"*", 3},
+      {"crcl", 4},   {"circle", 4}, {"o", 4},     {"open", 4},  {"x", 5},     {"X", 5},
+      {"sqr", 6},    {"square", 6}, {"#", 6},     {"tri", 7},   {"triangle", 7}, {"^", 7},
+      {"itri", 9},   {"v", 9},      {"dot", 8},   {"DOT", 8},   {"3", 3},     {"12", 12},
+  };
+  for (const auto& c : cases) EXPECT_EQ(ATTR_parse_marker(c.word), c.code) << c.word;
+}
+
+}  // namespace
