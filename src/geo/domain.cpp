@@ -15,12 +15,10 @@
 #include "dom_internal.h"
 #include "zor/cty.h"
 #include "zor/dom.h"
+#include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
 #include "zor/res.h"
-
-// File-name layer: user keys of the name conventions.
-int FILE_set_key(char key, const char* str);
 
 namespace zor::dom {
 
