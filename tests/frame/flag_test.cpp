@@ -1,0 +1,82 @@
+// Flag table and plot-component table, and the draw resource that sets the
+// components.
+#include <gtest/gtest.h>
+
+#include "zor/flag.h"
+#include "zor/res.h"
+
+namespace {
+
+class FlagTest : public ::testing::Test {
+ protected:
+  void SetUp() override { zor::flag::reset(); }
+};
+
+TEST_F(FlagTest, SlotsOutsideTheTableReadZeroAndRefuseStores) {
+  EXPECT_EQ(FLAG_get(0), -9999);
+  EXPECT_EQ(FLAG_set(29, 7), 0);
+  EXPECT_EQ(FLAG_get(29), 7);
+  EXPECT_EQ(FLAG_set(30, 7), -1);
+  EXPECT_EQ(FLAG_set(-1, 7), -1);
+  EXPECT_EQ(FLAG_get(30), 0);
+  EXPECT_EQ(FLAG_getl(-1), 0);
+  EXPECT_EQ(FLAG_setl(14, 33L), 0);
+  EXPECT_EQ(FLAG_getl(14), 33L);
+  FLAG_resetl(5);
+  for (int i = 0; i < 30; ++i) EXPECT_EQ(FLAG_get(i), 5) << i;
+}
+
+TEST_F(FlagTest, BatchAndHelpTestForPositiveValues) {
+  EXPECT_EQ(FLAG_batch(), 0);  // -9999 is not set
+  FLAG_set_batch(1);
+  EXPECT_EQ(FLAG_batch(), 1);
+  EXPECT_EQ(FLAG_get(19), 1);
+  FLAG_set_batch(0);
+  EXPECT_EQ(FLAG_batch(), 0);
+  EXPECT_EQ(FLAG_help(), 0);
+  FLAG_set(20, 1);
+  EXPECT_EQ(FLAG_help(), 1);
+}
+
+TEST_F(FlagTest, PlotComponentsKeepTheirSums) {
+  for (int i = 0; i < 13; ++i) EXPECT_EQ(FLAG_getplot(i), 1) << i;
+  FLAG_setplot(3, 0);
+  EXPECT_EQ(FLAG_getplot(0), 5);   // sum of the six corner texts
+  EXPECT_EQ(FLAG_getplot(12), 5 + 10);
+  FLAG_setplot(0, 0);  // all corner texts off, the border stays
+  for (int i = 0; i <= 6; ++i) EXPECT_EQ(FLAG_getplot(i), 0) << i;
+  EXPECT_EQ(FLAG_getplot(11), 1);
+  FLAG_setplot(12, 0);
+  for (int i = 0; i < 13; ++i) EXPECT_EQ(FLAG_getplot(i), 0) << i;
+  FLAG_setplot(8, 1);
+  EXPECT_EQ(FLAG_getplot(8), 1);
+  EXPECT_EQ(FLAG_getplot(12), 1);
+  FLAG_resetplot(4);  // no recomputation
+  EXPECT_EQ(FLAG_getplot(0), 4);
+  EXPECT_EQ(FLAG_getplot(12), 4);
+}
+
+// The draw resource: a first item without sign starts from nothing.
+struct DrawCase {
+  const char* value;
+  int on[13];
+};
+
+TEST_F(FlagTest, DrawResourceSwitchesComponents) {
+  const DrawCase cases[] = {
+      {"-map", {6, 1, 1, 1, 1, 1, 1, 1, 0, 1, 1, 1, 16}},
+      {"map", {0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1}},
+      {"map,data", {0, 0, 0, 0, 0, 0, 0, 1, 1, 0, 0, 0, 2}},
+      {"-text", {0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 0, 4}},
+      {"none,+text_ul,+BORD", {1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 3}},
+      {"+all,-sum,-grid", {6, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 1, 15}},
+      {"bogus", {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+  };
+  for (const auto& c : cases) {
+    zor::flag::reset();
+    EXPECT_EQ(RES_conv_data(c.value, nullptr, CV_draw), 1);
+    for (int i = 0; i < 13; ++i) EXPECT_EQ(FLAG_getplot(i), c.on[i]) << c.value << " slot " << i;
+  }
+}
+
+}  // namespace

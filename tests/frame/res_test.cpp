@@ -1,0 +1,402 @@
+// Resource database: command line, environment, resource files and their
+// precedence, name matching, directives and conversions.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "zor/flag.h"
+#include "zor/mess.h"
+#include "zor/res.h"
+#include "zor/text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A cut-down key list in the radar program's style.
+const res_type kKeys[] = {RES_help,     RES_batch,    RES_message,      RES_inputg,     RES_in_file,
+                          RES_plot_type, RES_plot_scale, RES_con_interval, RES_draw,      RES_icon,
+                          RES_region,   RES_file_param, RES_device,      RES_file_path, RES_null};
+const res_type kPos[] = {RES_filenames, RES_null};
+
+// Environment variables the tests set; cleared around every test.
+const char* const kEnvNames[] = {"zordefault", "zorplot", "zorplot_type", "zorradar.plot_type",
+                                 "zornids.plot_type", "zorregion"};
+
+class ResTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* e : kEnvNames) unsetenv(e);
+    zor::res::reset();
+    zor::def::reset();
+    zor::flag::reset();
+    zor::mess::reset();
+    dir_ = fs::temp_directory_path() / ("res_test_" + std::to_string(::getpid()) + "_" +
+                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+    // No resource file is found unless a test names one.
+    setenv("zordefault", (dir_ / "none").c_str(), 1);
+  }
+  void TearDown() override {
+    for (const char* e : kEnvNames) unsetenv(e);
+    fs::remove_all(dir_);
+  }
+
+  std::string write(const std::string& name, const std::string& text) {
+    fs::path p = dir_ / name;
+    fs::create_directories(p.parent_path());
+    std::ofstream(p) << text;
+    return p.string();
+  }
+
+  void decode(std::vector<std::string> args) {
+    args.insert(args.begin(), "/usr/local/bin/radar");
+    std::vector<char*> argv;
+    for (auto& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    RES_init(static_cast<int>(args.size()), argv.data(), kKeys, kPos);
+  }
+
+  static std::string get(const char* name) {
+    const char* v = RES_get(name);
+    return v ? v : "<absent>";
+  }
+
+  fs::path dir_;
+};
+
+TEST(ResKeyTable, EveryKeyOnceWithOptionOrPosition) {
+  auto keys = zor::res::key_table();
+  EXPECT_EQ(keys.size(), 89u);
+  std::set<int> seen;
+  for (const auto& k : keys) {
+    EXPECT_TRUE(seen.insert(k.key).second) << k.def;
+    EXPECT_TRUE(k.cmd || k.cmd_pos == 1 || k.cmd_pos == 10) << k.def;
+    EXPECT_EQ(std::string(k.env).rfind("zor", 0), 0u) << k.def;
+  }
+  RES_defobj obj;
+  ASSERT_EQ(RES_enter(&obj, RES_inputg), 0);
+  EXPECT_STREQ(obj.def, "input");
+  EXPECT_STREQ(obj.cmd, "inp");
+  EXPECT_EQ(obj.cvt, CV_string);
+  ASSERT_EQ(RES_enter(&obj, RES_filenames), 0);
+  EXPECT_EQ(obj.cmd, nullptr);
+  EXPECT_EQ(obj.cmd_pos, 10);
+  // A key without description is entered empty and its number printed.
+  ::testing::internal::CaptureStdout();
+  RES_enter(&obj, RES_age);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "1\n");
+  EXPECT_STREQ(obj.def, "");
+}
+
+TEST_F(ResTest, CommandLineEdgeCases) {
+  decode({"-pl", "cf", "-pl", "ln", "-ba", "a.nids", "b.nids", "-in", "-5", "-sc=1.5", "-scale", "2"});
+  EXPECT_EQ(get("plot_type"), "ln");
+  EXPECT_EQ(FLAG_get(11), 12);
+  EXPECT_EQ(FLAG_batch(), 1);
+  EXPECT_EQ(get("filename"), "a.nids\nb.nids");
+  EXPECT_EQ(get("con_interval"), "-5");
+  EXPECT_EQ(get("plot_scale"), "1.5");
+  EXPECT_EQ(get("scale"), "2");  // free resource under the typed name
+  int n = 0;
+  char** items = nullptr;
+  EXPECT_EQ(RES_getvals("filename", &n, &items), 2);
+  ASSERT_EQ(n, 2);
+  EXPECT_STREQ(items[1], "b.nids");
+  free_parsed_array(n, items);
+  EXPECT_EQ(RES_getvals("absent", &n, &items), 0);
+}
+
+TEST_F(ResTest, OptionsWithoutValuesNamesAndPrefixes) {
+  decode({"-pl", "--", "--plot_sc", "3", "-INP", "nids", "-NA", "foo", "-ic", "yes", "-draw=map"});
+  EXPECT_EQ(get("plot_type"), "");  // given without value: no conversion
+  EXPECT_EQ(FLAG_get(11), -9999);
+  EXPECT_EQ(get("plot_scale"), "3");   // prefix of a resource name, double dash
+  EXPECT_EQ(get("input"), "nids");     // options match without regard to case
+  EXPECT_EQ(get("name"), "<absent>");  // -NA is no program name, and skipped
+  EXPECT_EQ(get("icon"), "");          // a switch gives its argument back
+  EXPECT_EQ(get("filename"), "yes");
+  EXPECT_EQ(FLAG_getplot(8), 1);
+  EXPECT_EQ(FLAG_getplot(7), 0);
+}
+
+TEST_F(ResTest, OverlongOptionNameIsRefused) {
+  std::string name = "-" + std::string(60, 'x');
+  ::testing::internal::CaptureStderr();
+  decode({name, "value", "-pl", "cf"});
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("longer than 49"), std::string::npos);
+  EXPECT_EQ(get(name.c_str() + 1), "<absent>");
+  EXPECT_EQ(get("filename"), "value");
+  EXPECT_EQ(get("plot_type"), "cf");
+}
+
+TEST_F(ResTest, ResourceFileNamesAndPrecedence) {
+  write("a/.zordef",
+        "# comment line\n"
+        "radar.plot_type: cf\n"
+        "*region us\n"
+        "plot_type dln\n"          // bare name: applies to nothing
+        "other.plot_scale 9\n"     // another program
+        "radar.my_res \"two words\"\n"
+        "*.plot_scale 2\n"
+        "radar.plot_scale 3\n");   // later line wins
+  write("b/zor.cfg", "Radar.Region: ne\n");  // names are lower-cased
+  setenv("zordefault", ((dir_ / "a").string() + ":" + (dir_ / "b").string() + ":" + (dir_ / "missing").string()).c_str(), 1);
+  decode({});
+  EXPECT_EQ(get("plot_type"), "cf");
+  EXPECT_EQ(FLAG_get(11), 15);
+  EXPECT_EQ(get("region"), "ne");  // later path element wins
+  EXPECT_EQ(get("plot_scale"), "3");
+  EXPECT_EQ(get("my_res"), "two words");
+}
+
+TEST_F(ResTest, CommandLineOverEnvironmentOverFiles) {
+  std::string file = write("defs", "*plot_type cf\n*region us\n*plot_scale 4\n");
+  setenv("zordefault", file.c_str(), 1);
+  setenv("zorplot_type", "ln", 1);
+  setenv("zorregion", "mw", 1);
+  decode({"-re", "se"});
+  EXPECT_EQ(get("plot_type"), "ln");
+  EXPECT_EQ(get("region"), "se");
+  EXPECT_EQ(get("plot_scale"), "4");
+
+  // The three environment names in their order.
+  zor::res::reset();
+  setenv("zorplot", "dln", 1);
+  decode({});
+  EXPECT_EQ(get("plot_type"), "dln");
+  zor::res::reset();
+  setenv("zorradar.plot_type", "ndln", 1);
+  decode({});
+  EXPECT_EQ(get("plot_type"), "ndln");
+}
+
+TEST_F(ResTest, ProgramTitleAndDefaultsOption) {
+  std::string file = write("defs", "radarnids.plot_type cf\nradar.nids.region us\nradar.plot_scale 5\n");
+  decode({"-df", file, "-na", "radarnids"});
+  EXPECT_EQ(get("name"), "radarnids");
+  EXPECT_EQ(get("plot_type"), "cf");
+  EXPECT_EQ(get("region"), "<absent>");
+  EXPECT_EQ(get("plot_scale"), "<absent>");
+  EXPECT_EQ(get("filename"), "<absent>");  // values of -df and -na are not positional
+
+  zor::res::reset();
+  zor::def::reset();
+  decode({"-default=" + file, "-n", "+nids"});
+  EXPECT_EQ(get("region"), "us");
+  EXPECT_EQ(get("plot_type"), "<absent>");
+}
+
+TEST_F(ResTest, DirectivesAndTags) {
+  std::string file = write("defs",
+                           "IF nexrad\n*plot_type cf\nELSE\n*plot_type ln\nEND\n"
+                           "IF nothere\n*region us\nELIF NEXRAD\n*region ne\nELIF nexrad\n*region mw\nEND\n"
+                           "DEF local\nIF local\n*plot_scale 2\nEND\n"
+                           "UNDEF Local\nIF local\n*plot_scale 7\nEND\n"
+                           "IF nothere\nDEF hidden\nEND\nIF hidden\n*draw map\nEND\n");
+  setenv("zordefault", ("+nexrad:" + file).c_str(), 1);
+  decode({});
+  EXPECT_EQ(get("plot_type"), "cf");
+  EXPECT_EQ(get("region"), "ne");
+  EXPECT_EQ(get("plot_scale"), "2");
+  EXPECT_EQ(get("draw"), "<absent>");
+
+  zor::res::reset();
+  setenv("zordefault", file.c_str(), 1);
+  decode({});
+  EXPECT_EQ(get("plot_type"), "ln");
+  EXPECT_EQ(get("region"), "<absent>");
+}
+
+TEST_F(ResTest, BadFileContentIsReportedAndSkipped) {
+  std::string file = write("defs", "END\nELSE\nELIF x\n*region " + std::string(300, 'r') + "\n*plot_type cf\n");
+  setenv("zordefault", ("#3:" + file + ":" + (dir_ / "unreadable").string()).c_str(), 1);
+  ::testing::internal::CaptureStderr();
+  decode({});
+  std::string err = ::testing::internal::GetCapturedStderr();
+  for (const char* m : {"DEF_get: end without an if\n", "DEF_get: else without an if\n",
+                        "DEF_get: elif without an if\n",
+                        "ZORloop window: 3 not running or no message queue exists\n"})
+    EXPECT_NE(err.find(m), std::string::npos) << m;
+  EXPECT_EQ(get("region"), "<absent>");  // the over-long line
+  EXPECT_EQ(get("plot_type"), "cf");
+}
+
+TEST_F(ResTest, DirectoryElementTakesFirstKnownFile) {
+  write("d/.zordef", "*region us\n");
+  write("d/Zor.res", "*region ne\n");
+  ASSERT_EQ(DEF_open((dir_ / "d").c_str()), 0);
+  char name[DEF_LINE_MAX + 1], value[DEF_LINE_MAX + 1];
+  ASSERT_EQ(DEF_get(name, value), 1);
+  EXPECT_STREQ(value, "us");
+  EXPECT_EQ(DEF_get(name, value), -1);
+  DEF_close();
+  write("d/zor.cfg", "*region se\n");
+  ASSERT_EQ(DEF_open((dir_ / "d/").c_str()), 0);
+  ASSERT_EQ(DEF_get(name, value), 1);
+  EXPECT_STREQ(value, "se");
+  DEF_close();
+  EXPECT_EQ(DEF_open((dir_ / "empty_dir_missing").c_str()), -1);
+  EXPECT_EQ(DEF_get(name, value), -1);
+}
+
+TEST_F(ResTest, NameMatching) {
+  RES_setCL(1, std::vector<char*>{const_cast<char*>("/bin/radar")}.data());
+  DEF_prog();
+  for (const char* p : {"radar.region", "*region", "*.region", "r*.region", "*"})
+    EXPECT_EQ(DEF_cmp(p, "region"), 1) << p;
+  for (const char* p : {"region", "radar.regio", "nids.region", "*.regions", "*x*"})
+    EXPECT_EQ(DEF_cmp(p, "region"), 0) << p;
+  EXPECT_EQ(DEF_valid("radar.anything"), 1);
+  EXPECT_EQ(DEF_valid("*anything"), 1);
+  EXPECT_EQ(DEF_valid("anything"), 0);
+  EXPECT_EQ(DEF_valid("nids.anything"), 0);
+  char out[DEF_NAME_MAX + 1];
+  DEF_parse_name("radar.level.value", out);
+  EXPECT_STREQ(out, "value");
+  DEF_parse_name(("*" + std::string(60, 'k')).c_str(), out);
+  EXPECT_EQ(std::string(out), std::string(DEF_NAME_MAX, 'k'));  // key names are cut
+  DEF_title("+nids");
+  EXPECT_EQ(zor::def::full_name("region"), "radar.nids.region");
+  DEF_title("a_title_longer_than_twenty_nine_characters");
+  EXPECT_EQ(zor::def::full_name("x"), "a_title_longer_than_twenty_ni.x");
+}
+
+TEST_F(ResTest, TagsAreLimited) {
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(DEF_tag(("t" + std::to_string(i)).c_str()), 0);
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(DEF_tag("eleventh"), -1);
+  EXPECT_FALSE(::testing::internal::GetCapturedStderr().empty());
+}
+
+TEST_F(ResTest, Conversions) {
+  int i = 42;
+  EXPECT_EQ(RES_conv_data("0x1F", reinterpret_cast<char*>(&i), CV_int), 1);
+  EXPECT_EQ(i, 31);
+  RES_conv_data("-12", reinterpret_cast<char*>(&i), CV_int);
+  EXPECT_EQ(i, -12);
+  RES_conv_data("abc", reinterpret_cast<char*>(&i), CV_int);  // not a number: unchanged
+  EXPECT_EQ(i, -12);
+  short s = 0;
+  RES_conv_data("-3", reinterpret_cast<char*>(&s), CV_short);  // needs a digit first
+  EXPECT_EQ(s, 0);
+  long l = 0;
+  RES_conv_data("123456", reinterpret_cast<char*>(&l), CV_long);
+  EXPECT_EQ(l, 123456);
+  float f = 0;
+  RES_conv_data("2.5", reinterpret_cast<char*>(&f), CV_float);
+  EXPECT_FLOAT_EQ(f, 2.5f);
+
+  int b = 7;
+  EXPECT_EQ(RES_conv_data(nullptr, reinterpret_cast<char*>(&b), CV_bool), 1);
+  EXPECT_EQ(b, 1);
+  RES_conv_data("OFF", reinterpret_cast<char*>(&b), CV_bool);
+  EXPECT_EQ(b, 0);
+  RES_conv_data("maybe", reinterpret_cast<char*>(&b), CV_bool);
+  EXPECT_EQ(b, 0);
+
+  const char* p = nullptr;
+  RES_conv_data("/data", reinterpret_cast<char*>(&p), CV_path);
+  EXPECT_STREQ(p, "/data/");
+  RES_conv_data("NONE", reinterpret_cast<char*>(&p), CV_path);
+  EXPECT_STREQ(p, "");
+
+  const char* dev = nullptr;
+  RES_conv_data("ps,out.ps", reinterpret_cast<char*>(&dev), CV_device);
+  EXPECT_EQ(FLAG_get(2), 4);
+  EXPECT_STREQ(dev, "out.ps");
+  for (auto [text, code] : {std::pair{"h", 5}, {"Q", 5}, {"m", 3}, {"w", 6}, {"x", 1}, {",name", 1}}) {
+    RES_conv_data(text, nullptr, CV_device);
+    EXPECT_EQ(FLAG_get(2), code) << text;
+  }
+
+  RES_conv_data("ReUse", nullptr, CV_file_param);
+  EXPECT_EQ(FLAG_get(15), 3);
+  RES_conv_data("junk", nullptr, CV_file_param);
+  EXPECT_EQ(FLAG_get(15), 3);
+  RES_conv_data("STREAM", nullptr, CV_plot_type);
+  EXPECT_EQ(FLAG_get(11), 23);
+  RES_conv_data("none", nullptr, CV_plot_type);
+  EXPECT_EQ(FLAG_get(11), 99);
+
+  // No value, or nowhere to store, converts nothing.
+  EXPECT_EQ(RES_conv_data(nullptr, reinterpret_cast<char*>(&i), CV_int), 0);
+  EXPECT_EQ(RES_conv_data("5", nullptr, CV_int), 0);
+
+  char small[RES_STRCPY_MAX] = "keep";
+  ::testing::internal::CaptureStderr();
+  RES_conv_data(std::string(RES_STRCPY_MAX, 'z').c_str(), small, CV_strcpy);
+  ::testing::internal::GetCapturedStderr();
+  EXPECT_STREQ(small, "keep");
+  RES_conv_data("copied", small, CV_strcpy);
+  EXPECT_STREQ(small, "copied");
+}
+
+TEST_F(ResTest, BatchSetsMessageLevelOnlyWhenNotChosen) {
+  decode({"-ba"});
+  EXPECT_EQ(MESS_get(), 255u);
+  zor::res::reset();
+  zor::mess::reset();
+  decode({"-me", "mess", "-ba"});
+  EXPECT_EQ(MESS_get(), 0xFFFu);
+  EXPECT_EQ(FLAG_batch(), 1);
+}
+
+TEST_F(ResTest, ListAppendAndGetval) {
+  EXPECT_EQ(RES_put("x", "1"), 0);
+  EXPECT_EQ(RES_append(-9999, "x", "2", CV_string), 0);
+  EXPECT_EQ(get("x"), "1\n2");
+  EXPECT_EQ(RES_new(-9999, "y", nullptr, CV_string), 0);
+  EXPECT_EQ(get("y"), "");
+  EXPECT_EQ(RES_append(-9999, "y", "3", CV_string), 0);
+  EXPECT_EQ(get("y"), "3");
+  EXPECT_EQ(get("X"), "<absent>");  // names are case-sensitive
+  int v = 0;
+  RES_put("n", "0x10");
+  EXPECT_EQ(RES_getval("n", reinterpret_cast<char*>(&v), CV_int), 1);
+  EXPECT_EQ(v, 16);
+  EXPECT_EQ(RES_getval("absent", reinterpret_cast<char*>(&v), CV_int), 0);
+}
+
+TEST_F(ResTest, ProgramNameIsRefusedWhenTooLong) {
+  std::string path = "/opt/" + std::string(50, 'p');
+  RES_setCL(1, std::vector<char*>{path.data()}.data());
+  char buf[40];
+  EXPECT_STREQ(RES_get_progname(buf, sizeof buf), "ZOR");
+  EXPECT_EQ(std::string(RES_get_progname(nullptr)), std::string(50, 'p'));
+  EXPECT_STREQ(RES_get_prog(), path.c_str());
+}
+
+struct HourCase {
+  const char* text;
+  int year, month, day, hour, min;
+};
+
+TEST(ResHour, TextForms) {
+  const int M = -9999;
+  const HourCase cases[] = {
+      {"#2024061512", 2024, 6, 15, 12, M}, {"#202406151230", 2024, 6, 15, 12, 30},
+      {"#2024", 2024, M, M, M, M},         {"061512", M, 6, 15, 12, M},
+      {"1512", M, M, 15, 12, M},           {"512", M, M, 5, 12, M},
+      {"2d12:30", M, M, 2, 12, 30},        {":45", M, M, M, M, 45},
+      {"-:30", M, M, M, M, -30},           {"12:30", M, M, M, 12, 30},
+      {"-3", M, M, M, -3, M},              {"-0:30", M, M, M, M, -30},
+      {"7", M, M, M, 7, M},
+  };
+  for (const auto& c : cases) {
+    Date d = zor::res::decode_hour(c.text);
+    EXPECT_EQ(d.year, c.year) << c.text;
+    EXPECT_EQ(d.month, c.month) << c.text;
+    EXPECT_EQ(d.day, c.day) << c.text;
+    EXPECT_EQ(d.hour, c.hour) << c.text;
+    EXPECT_EQ(d.min, c.min) << c.text;
+  }
+}
+
+}  // namespace
