@@ -1,6 +1,7 @@
 // Predefined regions: the region file "zor.reg", the generic numbered menu and
 // the region menu through which main obtains the domain of each plot.
 #include <cctype>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include "dom_internal.h"
 #include "zor/data_dir.h"
 #include "zor/dom.h"
+#include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
 #include "zor/res.h"
@@ -201,17 +203,16 @@ std::vector<std::string> split_words(std::string_view s) {
 std::optional<std::string> locate_region_file(const std::string& file) {
   if (file.empty()) return std::nullopt;
   std::error_code ec;
-  if (file[0] == '/' || file[0] == '.' || file[0] == '~') {
-    if (std::filesystem::is_regular_file(file, ec)) return file;
+  std::vector<char> buf(PATH_MAX);
+  if (FILE_fullpath(file.c_str())) {
+    if (FILE_add_user_path(file.c_str(), buf.data(), buf.size()) == nullptr) return std::nullopt;
+    const std::string full = buf.data();
+    if (std::filesystem::is_regular_file(full, ec)) return full;
     return std::nullopt;
   }
-  std::string path = file;
-  if (const char* dir = resource("file_path"); dir != nullptr) {
-    path = dir;
-    if (path.back() != '/') path += '/';
-    path += file;
-  }
-  if (std::filesystem::is_regular_file(path, ec)) return path;
+  if (FILE_add_path(resource("file_path"), file.c_str(), buf.data(), buf.size()) != nullptr &&
+      std::filesystem::is_regular_file(buf.data(), ec))
+    return std::string(buf.data());
   return zor::find_data_file(file);
 }
 
