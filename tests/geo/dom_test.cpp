@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iostream>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -331,6 +332,35 @@ TEST_F(DomTest, RegionFileMenuAndSearch) {
   EXPECT_GE(DOM_read_menu("zor.reg"), 9);
   EXPECT_STREQ(zor::dom::region_menu()[1].abbr, "us");
   EXPECT_EQ(MENU_search("sw", zor::dom::region_menu()) > 0, true);
+}
+
+// Every region shipped in the bundled file decodes, and the classic eight
+// agree with the built-in table the program falls back on.
+TEST_F(DomTest, BundledRegionsAreValid) {
+  const auto path = zor::dom::locate_region_file("zor.reg");
+  ASSERT_TRUE(path.has_value());
+  std::ifstream in(*path);
+  std::string abbr, desc, line;
+  int count = 0;
+  while (std::getline(in, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream(line) >> abbr >> desc;
+    if (abbr == "var") continue;
+    Domain d;
+    EXPECT_EQ(DOM_decode(abbr.c_str(), &d), 2) << abbr;
+    EXPECT_GT(d.proj, 0) << abbr;
+    EXPECT_GT(d.nx, 1) << abbr;
+    EXPECT_GT(d.ny, 1) << abbr;
+    EXPECT_GT(d.dx, 0) << abbr;
+    ++count;
+  }
+  EXPECT_GE(count, 8);
+  for (const char* name : {"us", "ne", "at", "se", "mw", "sp", "nw", "sw"}) {
+    Domain from_file, builtin;
+    DOM_decode(name, &from_file);
+    ASSERT_EQ(DOM_get_def_region(name, &builtin), 1);
+    EXPECT_EQ(DOM_comp(&from_file, &builtin), 1) << name;
+  }
 }
 
 TEST_F(DomTest, MenuPrintLayouts) {
