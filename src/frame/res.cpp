@@ -423,7 +423,8 @@ void read_files(const RES_defobj* table) {
       DEF_tag(element.c_str() + 1);
       continue;
     }
-    if (!element.empty() && element[0] == '#') {
+    if (element.size() > 1 && element[0] == '#' &&
+        std::all_of(element.begin() + 1, element.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
       // No message-queue transport to a loop window is built into this
       // program, so a window element is reported and passed over.
       MESS_print(M_WARN, "ZORloop window: %s not running or no message queue exists\n", element.c_str() + 1);
