@@ -6,11 +6,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "zor/date.h"
-#include "zor/file_io.h"
+#include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/text.h"
 
@@ -20,6 +21,15 @@ constexpr M_type kDefaultLevel = 0x000FFFFF;
 constexpr M_type kErrorOrWarn = M_ERROR | M_WARN;
 constexpr int kDefaultLines = 22;
 
+// Sinks are opened through the file layer (so "~", "|command" and the
+// standard-stream names work) and closed by it.
+struct SinkCloser {
+  void operator()(std::FILE* f) const noexcept { FILE_close(f); }
+};
+using Sink = std::unique_ptr<std::FILE, SinkCloser>;
+
+Sink open_sink(const std::string& name, const char* access) { return Sink{FILE_open(name.c_str(), access)}; }
+
 struct MessState {
   M_type level = kDefaultLevel;
   int set_count = 0;
@@ -27,15 +37,17 @@ struct MessState {
   int page = 1;
   int lines = 0;
   int max_lines = kDefaultLines;
-  zor::File copy;      // every shown message is copied here
-  zor::File log;       // log file
+  Sink copy;             // every shown message is copied here
+  Sink log;              // log file
   std::string log_name;  // log reopened for every message in mode 2
 
   void reset() { *this = MessState{}; }
 };
 
+// Never destroyed: messages may be printed from other modules' exit paths,
+// and the C library flushes and closes the streams at exit anyway.
 MessState& state() {
-  static MessState s;
+  static MessState& s = *new MessState;
   return s;
 }
 
@@ -119,7 +131,7 @@ void open_log(const std::string& name, const char* access, int out) {
   MessState& s = state();
   s.log.reset();
   s.log_name.clear();
-  s.log = zor::open_file(name.c_str(), access);
+  s.log = open_sink(name, access);
   if (s.log) {
     s.out = out;
   } else {
@@ -216,7 +228,7 @@ int MESS_print(M_type type, const char* mess, ...) {
   va_end(ap);
 
   if (s.copy) write_text(s.copy.get(), text);
-  if (s.out == 2 && !s.log_name.empty()) s.log = zor::open_file(s.log_name.c_str(), "a");
+  if (s.out == 2 && !s.log_name.empty()) s.log = open_sink(s.log_name, "a");
   if (s.log) {
     if (s.out == -1) {
       char stamp[64];
@@ -291,7 +303,7 @@ int MESS_file(const char* filename, const char* access) {
   MessState& s = state();
   s.copy.reset();
   if (filename == nullptr) return -1;
-  s.copy = zor::open_file(filename, access != nullptr ? access : "w");
+  s.copy = open_sink(filename, access != nullptr ? access : "w");
   if (!s.copy) {
     MESS_print(M_WARN, "Unable to open message copy file %s\n", filename);
     return -1;

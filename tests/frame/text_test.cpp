@@ -1,0 +1,387 @@
+// Text utilities, line readers, keyed table, station identifiers and byte
+// swapping, checked against real files where the helpers read files.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "zor/byte_reader.h"
+#include "zor/date.h"
+#include "zor/file_io.h"
+#include "zor/text.h"
+
+namespace {
+
+const std::string kData = std::string(ZOR_TEST_DATA_DIR) + "/frame/";
+
+std::vector<std::string> split(const char* s, char delim) {
+  int argc = 0;
+  char** argv = nullptr;
+  std::vector<std::string> out;
+  if (parse_string(s, delim, &argc, &argv) != 0) return {"<fail>"};
+  for (int i = 0; i < argc; ++i) out.emplace_back(argv[i]);
+  free_parsed_array(argc, argv);
+  return out;
+}
+
+TEST(ParseString, SplitsKeepingEmptyItemsAndDroppingTrailingDelimiters) {
+  EXPECT_EQ(split("a,,b,", ','), (std::vector<std::string>{"a", "", "b"}));
+  EXPECT_EQ(split("nids", ','), (std::vector<std::string>{"nids"}));
+  EXPECT_EQ(split(",x", ','), (std::vector<std::string>{"", "x"}));
+  EXPECT_EQ(split("red wi=2 st=dsh", ' '), (std::vector<std::string>{"red", "wi=2", "st=dsh"}));
+  // Only delimiters: all trailing, so one empty item remains.
+  EXPECT_EQ(split(",,,", ','), (std::vector<std::string>{""}));
+}
+
+TEST(ParseString, EmptyOrMissingInputGivesNoItems) {
+  int argc = 7;
+  char** argv = reinterpret_cast<char**>(&argc);
+  EXPECT_EQ(parse_string("", ',', &argc, &argv), -1);
+  EXPECT_EQ(argc, 0);
+  EXPECT_EQ(argv, nullptr);
+  EXPECT_EQ(parse_string(nullptr, ',', &argc, &argv), -1);
+  EXPECT_EQ(free_parsed_array(0, nullptr), 0);
+}
+
+TEST(StringEdits, InPlaceEdits) {
+  char s[64];
+  std::strcpy(s, "a_b_c");
+  fill_string(s, '_', ' ');
+  EXPECT_STREQ(s, "a b c");
+  strip_string(s, ' ');
+  EXPECT_STREQ(s, "abc");
+
+  std::strcpy(s, "line one  \r\n");
+  EXPECT_EQ(wstrim_string(s), 1);
+  EXPECT_STREQ(s, "line one");
+  std::strcpy(s, "a\r\nb \n ");
+  wstrim_string(s);
+  EXPECT_STREQ(s, "ab");
+
+  std::strcpy(s, "  x  ");
+  trim_string(s);
+  EXPECT_STREQ(s, "  x");
+  std::strcpy(s, "x\r\r");
+  trim_cr_string(s);
+  EXPECT_STREQ(s, "x");
+
+  std::strcpy(s, "a\\,b\\\\c\\");
+  strip_escape(s);
+  EXPECT_STREQ(s, "a,b\\c");
+
+  std::strcpy(s, "Kbmx-9");
+  EXPECT_EQ(up_string(s), 1);
+  EXPECT_STREQ(s, "KBMX-9");
+  EXPECT_EQ(low_string(s), 1);
+  EXPECT_STREQ(s, "kbmx-9");
+  s[0] = '\0';
+  EXPECT_EQ(up_string(s), 0);
+  EXPECT_EQ(low_string(nullptr), 0);
+}
+
+TEST(StringEdits, NumbersAndComparison) {
+  EXPECT_EQ(string_is_num("72469"), 1);
+  EXPECT_EQ(string_is_num("-12"), 1);
+  EXPECT_EQ(string_is_num("-"), 0);
+  EXPECT_EQ(string_is_num(""), 0);
+  EXPECT_EQ(string_is_num("12a"), 0);
+  EXPECT_EQ(string_is_num("+1"), 0);
+
+  EXPECT_EQ(stricmp("NIDS", "nids"), 0);
+  EXPECT_EQ(stricmp(nullptr, "nids"), 1);
+  EXPECT_EQ(stricmp("nids", nullptr), 1);
+  EXPECT_LT(stricmp("lev2", "LEV2Z"), 0);
+  EXPECT_GT(stricmp("b", "A"), 0);
+  EXPECT_EQ(strnicmp("lev2z", "lev2", 4), 0);
+  EXPECT_NE(strnicmp("lev2z", "lev2", 5), 0);
+  EXPECT_EQ(strnicmp("ab", "AB", 10), 0);
+}
+
+TEST(SetNum, WidthSignificantDigitsAndMinimumDecimals) {
+  char s[80];
+  EXPECT_STREQ(set_num(s, "4.2.0", 12.3f), "  12");
+  EXPECT_STREQ(set_num(s, "4.2.0", 1.234f), " 1.2");
+  EXPECT_STREQ(set_num(s, "4.2.0", 0.0123f), "0.012");
+  EXPECT_STREQ(set_num(s, "4.2.0", -12.3f), " -12");
+  EXPECT_STREQ(set_num(s, "4.2.2", 12.3f), "12.30");
+  EXPECT_STREQ(set_num(s, "0.3.0", 1.5f), "1.50");    // width 0 becomes S + 1
+  EXPECT_STREQ(set_num(s, "4.2.0", 0.000001f), "   0");  // counts as zero
+  EXPECT_STREQ(set_num(s, "12.1.0", 5.0f), "        5");  // width capped at 9
+  // The largest float still fits the caller's label buffer.
+  EXPECT_EQ(std::strlen(set_num(s, "9.9.9", -3.0e38f)), 50u);
+}
+
+TEST(LineReaders, ReadEveryLineOfARealBulletin) {
+  const std::string path = kData + "pyiem_SAW_SAW3.txt";
+  std::ifstream in(path);
+  std::vector<std::string> expected;
+  for (std::string line; std::getline(in, line);) expected.push_back(line);
+  ASSERT_GT(expected.size(), 5u);
+
+  zor::File f = zor::open_file(path.c_str(), "r");
+  ASSERT_TRUE(f);
+  std::vector<std::string> got;
+  char buf[161];
+  for (int n; (n = fgetline(f.get(), buf)) >= 0;) {
+    EXPECT_EQ(n, static_cast<int>(std::strlen(buf)));
+    got.emplace_back(buf);
+  }
+  EXPECT_EQ(got, expected);
+}
+
+TEST(LineReaders, LongLinesAreSplitNeverOverflowed) {
+  const std::string path = std::string(ZOR_TEST_BINARY_DIR) + "/long_lines.txt";
+  {
+    std::ofstream out(path);
+    out << std::string(200, 'x') << "\n\nabcdefgh\nskipped\nlast";
+  }
+  zor::File f = zor::open_file(path.c_str(), "r");
+  ASSERT_TRUE(f);
+  char buf[161 + 8];
+  std::memset(buf, '#', sizeof buf);
+  EXPECT_EQ(fgetline(f.get(), buf), 160);
+  EXPECT_EQ(buf[161], '#');
+  EXPECT_EQ(fgetline(f.get(), buf), 40);
+  EXPECT_EQ(fgetline(f.get(), buf), 0);  // the empty line
+  EXPECT_STREQ(buf, "");
+  char small[6];
+  EXPECT_EQ(fgetnline(f.get(), small, 5), 5);
+  EXPECT_STREQ(small, "abcde");
+  EXPECT_EQ(fskipline(f.get()), 0);  // rest of "abcdefgh"
+  EXPECT_EQ(fskipline(f.get()), 0);  // "skipped"
+  EXPECT_EQ(fgetstring(f.get(), small, 5), 1);
+  EXPECT_STREQ(small, "last");
+  EXPECT_EQ(fgetstring(f.get(), small, 5), -1);
+  EXPECT_EQ(fgetline(f.get(), buf), -1);
+  EXPECT_EQ(fgetline(nullptr, buf), -1);
+}
+
+TEST(KeyedTable, BucketFollowsTheKeyHash) {
+  TAB_table tab;
+  TAB_init(&tab);
+  ASSERT_EQ(TAB_create(&tab, 100, 8, 1), 0);
+  ASSERT_EQ(TAB_enter(&tab, "record1", "KBMX"), 0);
+  ASSERT_EQ(TAB_enter(&tab, "record2", "KOKX"), 0);
+  // "KBMX" hashes to 20831 and "KOKX" to 34706 (mod 35177).
+  ASSERT_NE(tab.table[0][31].key, nullptr);
+  EXPECT_STREQ(tab.table[0][31].key, "KBMX");
+  ASSERT_NE(tab.table[0][6].key, nullptr);
+  EXPECT_STREQ(tab.table[0][6].key, "KOKX");
+  EXPECT_STREQ(TAB_search(&tab, 1, "KBMX"), "record1");
+  EXPECT_EQ(TAB_search(&tab, 1, "kbmx"), nullptr);  // case-sensitive
+  EXPECT_EQ(TAB_search(&tab, 2, "KBMX"), nullptr);  // no second key
+  EXPECT_EQ(TAB_search(&tab, 0, "KBMX"), nullptr);
+  TAB_clear(&tab);
+  EXPECT_EQ(TAB_search(&tab, 1, "KBMX"), nullptr);
+  EXPECT_EQ(tab.num_entry, 0);
+}
+
+TEST(KeyedTable, ChainsDuplicatesOrderAndOddBytes) {
+  TAB_table tab;
+  TAB_init(&tab);
+  ASSERT_EQ(TAB_create(&tab, 1, 4, 2), 0);  // one bucket: everything chains
+  ASSERT_EQ(TAB_enter(&tab, "aaa", "A", "x"), 0);
+  ASSERT_EQ(TAB_enter(&tab, "bbb", "B", "x"), 0);
+  ASSERT_EQ(TAB_enter(&tab, "ccc", "\xe9t\xe9", "y"), 0);  // bytes above 127
+  EXPECT_EQ(tab.num_entry, 3);
+  EXPECT_STREQ(TAB_search(&tab, 1, "B"), "bbb");
+  EXPECT_STREQ(TAB_search(&tab, 1, "\xe9t\xe9"), "ccc");
+  EXPECT_STREQ(TAB_search(&tab, 2, "x"), "aaa");  // first in the chain
+  EXPECT_EQ(TAB_search(&tab, 3, "x"), nullptr);
+
+  char* found[4] = {};
+  EXPECT_EQ(TAB_searches(&tab, 2, "x", found, 4), 2);
+  EXPECT_STREQ(found[0], "aaa");
+  EXPECT_STREQ(found[1], "bbb");
+  EXPECT_EQ(TAB_searches(&tab, 2, "x", found, 1), 1);  // never past the caller's array
+
+  // Both keys of a record share its data.
+  EXPECT_EQ(TAB_search(&tab, 1, "A"), TAB_search(&tab, 2, "x"));
+
+  std::vector<std::string> order;
+  TAB_entry* pos = nullptr;
+  for (char* r = TAB_first(&tab, &pos); r != nullptr; r = TAB_next(&pos)) order.emplace_back(r);
+  EXPECT_EQ(order, (std::vector<std::string>{"aaa", "bbb", "ccc"}));
+  TAB_clear(&tab);
+
+  TAB_table empty;
+  TAB_init(&empty);
+  EXPECT_EQ(TAB_search(&empty, 1, "A"), nullptr);
+  EXPECT_EQ(TAB_enter(&empty, "x", "A"), -1);
+  EXPECT_EQ(TAB_create(&empty, 10, 4, 5), -1);  // at most four keys
+}
+
+TEST(KeyedTable, RadarSiteTableLookUps) {
+  struct Site {
+    char id[8];
+    int lat;
+    int lon;
+  };
+  zor::File f = zor::open_file((kData + "gempak_nexrad.tbl").c_str(), "r");
+  ASSERT_TRUE(f);
+  TAB_table tab;
+  TAB_init(&tab);
+  ASSERT_EQ(TAB_create(&tab, 37, sizeof(Site), 2), 0);
+  char line[161];
+  int n = 0;
+  while (fgetline(f.get(), line) >= 0) {
+    Site s{};
+    char num[16], name[64], st[8], co[8];
+    if (std::sscanf(line, "%7s %15s %63s %7s %7s %d %d", s.id, num, name, st, co, &s.lat, &s.lon) != 7) continue;
+    ASSERT_EQ(TAB_enter(&tab, reinterpret_cast<char*>(&s), s.id, num), 0);
+    ++n;
+  }
+  EXPECT_GT(n, 150);
+  EXPECT_EQ(tab.num_entry, n);
+  auto* tlx = reinterpret_cast<Site*>(TAB_search(&tab, 1, "TLX"));
+  ASSERT_NE(tlx, nullptr);
+  EXPECT_EQ(tlx->lat, 3532);
+  EXPECT_EQ(tlx->lon, -9727);
+  auto* ama = reinterpret_cast<Site*>(TAB_search(&tab, 2, "000313"));
+  ASSERT_NE(ama, nullptr);
+  EXPECT_STREQ(ama->id, "AMA");
+  EXPECT_EQ(TAB_search(&tab, 1, "XXX"), nullptr);
+  TAB_clear(&tab);
+}
+
+TEST(StationIds, NumbersToIdentifiers) {
+  struct Case {
+    int wmo;
+    const char* id;
+    int ret;
+  };
+  const Case cases[] = {
+      {1234, "EN234", 0},  {1499, "EN499", 0},  {1500, "01500", 0},  {6001, "EK001", 0},
+      {17650, "LC650", 0}, {500, "00500", 0},   {19999, "19999", 0}, {72469, "72469", 0},
+      {31234, "31234", 0},  // the one-letter rows lie above the looked-up span
+      {-5, "99999", -1},   {123456, "99999", -1},
+  };
+  for (const Case& c : cases) {
+    char id[6];
+    EXPECT_EQ(wmo_to_id(id, c.wmo), c.ret) << c.wmo;
+    EXPECT_STREQ(id, c.id) << c.wmo;
+  }
+}
+
+TEST(StationIds, IdentifiersToNumbers) {
+  for (int n = 0; n <= 19999; ++n) {
+    char id[6];
+    wmo_to_id(id, n);
+    int back = -1;
+    ASSERT_EQ(id_to_wmo(id, &back), 0) << id;
+    ASSERT_EQ(back, n) << id;
+  }
+  struct Case {
+    const char* id;
+    int wmo;
+  };
+  const Case cases[] = {{"K2469", 72469}, {"OE100", 41100}, {"OE400", 40400}, {"X1234", 31234},
+                        {"en234", 1234},  {"72469", 72469}, {"ZZ123", 99999}, {"EN600", 99999},
+                        {"KBMX", 99999},  {"", 99999}};
+  for (const Case& c : cases) {
+    int wmo = 0;
+    id_to_wmo(c.id, &wmo);
+    EXPECT_EQ(wmo, c.wmo) << c.id;
+  }
+  int wmo = 0;
+  EXPECT_EQ(id_to_wmo("ZZ123", &wmo), -1);
+  EXPECT_EQ(id_to_wmo(nullptr, &wmo), -1);
+}
+
+bool host_little() {
+  const std::uint16_t one = 1;
+  return *reinterpret_cast<const unsigned char*>(&one) == 1;
+}
+
+TEST(ByteSwap, SetupDecidesWhetherSwapsAct) {
+  unsigned char b[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+  swap_setup(-1);
+  EXPECT_EQ(swap_long(b), -1);
+  EXPECT_EQ(b[0], 1);
+
+  swap_setup(0);  // always
+  EXPECT_EQ(swap_long(b), 0);
+  EXPECT_EQ((std::vector<int>(b, b + 4)), (std::vector<int>{4, 3, 2, 1}));
+  EXPECT_EQ(swap_shorts(b, 4), 0);
+  EXPECT_EQ((std::vector<int>(b, b + 8)), (std::vector<int>{3, 4, 1, 2, 6, 5, 8, 7}));
+  EXPECT_EQ(swap_double(b), 0);
+  EXPECT_EQ((std::vector<int>(b, b + 8)), (std::vector<int>{7, 8, 5, 6, 2, 1, 4, 3}));
+  unsigned char l[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+  EXPECT_EQ(swap_longs(l, 2), 0);
+  EXPECT_EQ((std::vector<int>(l, l + 8)), (std::vector<int>{4, 3, 2, 1, 8, 7, 6, 5}));
+  unsigned char s[2] = {0xAB, 0xCD};
+  swap_short(s);
+  EXPECT_EQ(s[0], 0xCD);
+
+  unsigned char c[4] = {1, 2, 3, 4};
+  swap_setup(1);  // big-endian data
+  EXPECT_EQ(swap_long(c), host_little() ? 0 : -1);
+  EXPECT_EQ(c[0], host_little() ? 4 : 1);
+  swap_setup(2);  // little-endian data
+  EXPECT_EQ(swap_long(c), host_little() ? -1 : 0);
+  swap_setup(0);
+}
+
+TEST(ByteSwap, ReadersDecodeARealBigEndianProductHeader) {
+  // A NIDS product: 30 bytes of bulletin header, then the message header
+  // (code, days since 1970, seconds of day, length).
+  zor::File f = zor::open_file((kData + "KBMX_SDUS54_N0RBMX_201501020205").c_str(), "rb");
+  ASSERT_TRUE(f);
+  ASSERT_EQ(std::fseek(f.get(), 30, SEEK_SET), 0);
+  swap_setup(1);
+  std::int16_t code = 0, days = 0;
+  std::int32_t secs = 0, length = 0;
+  ASSERT_EQ(fread_short_swap(reinterpret_cast<unsigned char*>(&code), f.get()), 1);
+  ASSERT_EQ(fread_short_swap(reinterpret_cast<unsigned char*>(&days), f.get()), 1);
+  ASSERT_EQ(fread_long_swap(reinterpret_cast<unsigned char*>(&secs), f.get()), 1);
+  ASSERT_EQ(fread_long_swap(reinterpret_cast<unsigned char*>(&length), f.get()), 1);
+  EXPECT_EQ(code, 19);
+  EXPECT_EQ(length, 23350);  // the file less its bulletin header
+
+  int year, month, day;
+  DATE_days_date(days, &year, &month, &day);
+  EXPECT_EQ(year, 2015);
+  EXPECT_EQ(month, 1);
+  EXPECT_EQ(day, 2);
+  long t = (days - 1) * 86400L + secs;
+  Date d;
+  DATE_get_gmdate(&t, &d);
+  EXPECT_EQ(d.hour, 2);
+  EXPECT_EQ(d.min, 6);
+
+  // The same bytes through the bounded reader.
+  std::ifstream in(kData + "KBMX_SDUS54_N0RBMX_201501020205", std::ios::binary);
+  std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  zor::ByteReader r(bytes);
+  r.seek(30);
+  EXPECT_EQ(r.i16(), code);
+  EXPECT_EQ(r.i16(), days);
+  EXPECT_EQ(r.i32(), secs);
+
+  // Writing swaps in place and puts the big-endian bytes on disk.
+  const std::string out_path = std::string(ZOR_TEST_BINARY_DIR) + "/swap_out.bin";
+  {
+    zor::File out = zor::open_file(out_path.c_str(), "wb");
+    std::int32_t v = 0x01020304;
+    std::int16_t h = 0x0A0B;
+    ASSERT_EQ(fwrite_long_swap(reinterpret_cast<unsigned char*>(&v), out.get()), 1);
+    ASSERT_EQ(fwrite_short_swap(reinterpret_cast<unsigned char*>(&h), out.get()), 1);
+  }
+  std::ifstream back(out_path, std::ios::binary);
+  std::vector<int> written;
+  for (int ch; (ch = back.get()) != EOF;) written.push_back(ch);
+  EXPECT_EQ(written, (std::vector<int>{1, 2, 3, 4, 0x0A, 0x0B}));
+  swap_setup(0);
+}
+
+TEST(ByteSwap, Fswap) {
+  float a = 1.5f, b = -2.0f;
+  fswap(&a, &b);
+  EXPECT_EQ(a, -2.0f);
+  EXPECT_EQ(b, 1.5f);
+}
+
+}  // namespace
