@@ -104,3 +104,18 @@ int NIDS_dec_time(int secs, int* hour, int* min, int* sec);
 const char* NIDS_last_error();
 // Forget everything about the current product (tests use this between files).
 void NIDS_reset();
+
+#include <functional>
+#include <string>
+
+namespace zor::nids {
+
+// Writes a text listing of one product, line by line, to `line`: a header
+// summary, then one line per item of the first layer ("R" radials with one
+// value per bin, "W" rows, "T" texts, "V" vectors, "B" barbs), then the
+// graphic pages' items prefixed by "P<page> ". Returns 0 when the product
+// decoded cleanly, 1 when no header could be read, 2 when decoding stopped
+// early (NIDS_last_error says why).
+int dump_product(FILE* ifile, const std::function<void(const std::string&)>& line);
+
+}  // namespace zor::nids

@@ -388,6 +388,11 @@ int NIDS_prod_desc(FILE* ifile) {
   MESS_print(M_OUT4, "Product: %d lat: %d lon: %d height: %d mode: %d\n", d.code, d.lat, d.lon,
              d.height, d.op_mode);
   decode_thresholds(s.mess.code, d.thres, s.thres);
+  // Decoding goes on as the format says, but the reason is kept for callers
+  // that want to tell a status message or a bulletin from a product.
+  if (d.divider != -1)
+    set_error("NIDS: not a product (no product description block divider, message code " +
+              std::to_string(s.mess.code) + ")");
   return 1;
 }
 

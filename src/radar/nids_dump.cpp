@@ -1,0 +1,139 @@
+// Text listing of a NIDS product: the decoder's items exactly as the plotter
+// receives them, for inspection and for comparing decodes.
+#include <cstdio>
+#include <string>
+
+#include "zor/nids.h"
+
+namespace zor::nids {
+
+namespace {
+
+void add_value(std::string& s, float v) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, " %g", static_cast<double>(v));
+  s += buf;
+}
+
+std::string format(const char* fmt, auto... args) {
+  char buf[256];
+  std::snprintf(buf, sizeof buf, fmt, args...);
+  return buf;
+}
+
+// Expands runs into one value per bin or cell.
+int add_runs(FILE* f, std::string& s) {
+  NIDS_data d;
+  int stat;
+  while ((stat = NIDS_get_data(f, &d)) == 1) {
+    for (int i = 0; i < static_cast<int>(d.run); ++i) add_value(s, d.val);
+  }
+  return stat;
+}
+
+// Lists the items of the current packet; false when an item read failed.
+bool dump_packet(FILE* f, int code, const std::string& prefix,
+                 const std::function<void(const std::string&)>& line) {
+  switch (code) {
+    case NIDS_PKT_RADIAL:
+    case NIDS_PKT_DIGITAL_RADIAL: {
+      float start, width;
+      int stat;
+      while ((stat = NIDS_get_radial(f, &start, &width)) == 1) {
+        std::string s = prefix + format("R %g %g", static_cast<double>(start), static_cast<double>(width));
+        if (add_runs(f, s) < 0) return false;
+        line(s);
+      }
+      return stat == 0;
+    }
+    case NIDS_PKT_RASTER:
+    case NIDS_PKT_RASTER_OLD:
+    case NIDS_PKT_PRECIP_ARRAY: {
+      int row = 0, stat;
+      while ((stat = NIDS_get_rastor(f)) == 1) {
+        std::string s = prefix + format("W %d", row++);
+        if (add_runs(f, s) < 0) return false;
+        line(s);
+      }
+      return stat == 0;
+    }
+    case NIDS_PKT_TEXT:
+    case NIDS_PKT_TEXT_VALUE: {
+      NIDS_text_data t;
+      const int stat = NIDS_get_text(f, &t);
+      if (stat == 1)
+        line(prefix + format("T %g %g %g %s", static_cast<double>(t.x), static_cast<double>(t.y),
+                             static_cast<double>(t.val), t.data));
+      return stat >= 0;
+    }
+    case NIDS_PKT_VECTOR:
+    case NIDS_PKT_VECTOR_VALUE: {
+      NIDS_vector_data v;
+      int stat;
+      while ((stat = NIDS_get_vector(f, &v)) == 1)
+        line(prefix + format("V %g %g %g %g %g", static_cast<double>(v.val), static_cast<double>(v.x1),
+                             static_cast<double>(v.y1), static_cast<double>(v.x2),
+                             static_cast<double>(v.y2)));
+      return stat == 0;
+    }
+    case NIDS_PKT_WIND_BARB: {
+      NIDS_wind_data w;
+      int stat;
+      while ((stat = NIDS_get_wind(f, &w)) == 1)
+        line(prefix + format("B %g %g %g %g %g", static_cast<double>(w.val), static_cast<double>(w.x),
+                             static_cast<double>(w.y), static_cast<double>(w.dir),
+                             static_cast<double>(w.spd)));
+      return stat == 0;
+    }
+    default: return true;
+  }
+}
+
+}  // namespace
+
+int dump_product(FILE* f, const std::function<void(const std::string&)>& line) {
+  NIDS_info info;
+  if (NIDS_get_header(f, &info) != 1) return 1;
+  line(format("product %d \"%s\" src %d mode %d packet 0x%X", info.code, info.info, info.src,
+              info.mode, info.type));
+  line(format("label \"%s\"", info.misc));
+  line(format("date %04d-%02d-%02d %02d:%02d:%02d", info.date.year, info.date.month, info.date.day,
+              info.date.hour, info.date.min, info.date.sec));
+  line(format("size %d %d res %g range %g alt %g elev %g max %g nmax %g", info.nx, info.ny,
+              static_cast<double>(info.res), static_cast<double>(info.range),
+              static_cast<double>(info.alt), static_cast<double>(info.elev),
+              static_cast<double>(info.max), static_cast<double>(info.nmax)));
+  const Domain& d = info.domain;
+  line(format("domain proj %d plat %g plon %g clat %g clon %g dx %g dy %g nx %d ny %d", d.proj,
+              static_cast<double>(d.plat), static_cast<double>(d.plon), static_cast<double>(d.clat),
+              static_cast<double>(d.clon), static_cast<double>(d.dx), static_cast<double>(d.dy), d.nx,
+              d.ny));
+  std::string th = "thres";
+  for (float t : info.thres) add_value(th, t);
+  line(th);
+
+  bool ok = true;
+  int code = info.type;
+  do {
+    if (!dump_packet(f, code, "", line)) {
+      ok = false;
+      break;
+    }
+  } while (NIDS_packet(f, &code) == 1);
+
+  if (ok && NIDS_graphic(f) == 1) {
+    int page;
+    while (ok && (page = NIDS_graphic_layer(f)) > 0) {
+      const std::string prefix = "P" + std::to_string(page) + " ";
+      while (NIDS_packet(f, &code) == 1) {
+        if (!dump_packet(f, code, prefix, line)) {
+          ok = false;
+          break;
+        }
+      }
+    }
+  }
+  return NIDS_last_error()[0] == '\0' && ok ? 0 : 2;
+}
+
+}  // namespace zor::nids

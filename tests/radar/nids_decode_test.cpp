@@ -1,0 +1,364 @@
+// Decoding of real Level III products and of small hand-made ones: headers,
+// geometry, thresholds, every item kind, graphic pages and the conversions.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <string>
+
+#include "nids_test_util.h"
+#include "../../src/radar/nids_products.h"
+
+using namespace nids_test;
+
+namespace {
+
+// Every copied product decodes, or is refused with a reason.
+const char* const kProducts[] = {
+    "KBMX_SDUS54_N0RBMX_201501020205", "KBMX_SDUS54_N0QBMX_201501020205",
+    "KBMX_SDUS34_NVWBMX_201501020205", "KBMX_SDUS34_NSTBMX_201501020205",
+    "KBMX_SDUS54_NVLBMX_201501020205", "KBMX_SDUS74_EETBMX_201501020205",
+    "KBMX_SDUS54_DVLBMX_201501020205", "KBMX_SDUS84_DODBMX_201501020205",
+    "KBMX_SDUS54_DPABMX_201501020205", "KBMX_SDUS54_NCRBMX_201501020205",
+    "KLOT_SDUS53_TZLORD_201501150003", "N0R_20041119_2147",
+    "NVL_20041130_1946",               "DPA_20041123_1709",
+    "NIDS_DYX_NST_NST_20200522_0222",  "NVW_20041117_1657",
+};
+
+class RealProduct : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(RealProduct, DecodesCleanlyWithItems) {
+  const Listing l = dump_file(GetParam());
+  ASSERT_EQ(l.status, 0) << l.error;
+  EXPECT_EQ(l.error, "");
+  ASSERT_GT(l.lines.size(), 6u) << "header only: no items decoded";
+  EXPECT_NE(l.lines[0].find("product"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Level3, RealProduct, ::testing::ValuesIn(kProducts));
+
+TEST(NidsRefusal, StatusMessageIsNotAProduct) {
+  const Listing l = dump_file("KBMX_NXUS64_GSMBMX_201501020258");
+  EXPECT_NE(l.status, 0);
+  EXPECT_NE(l.error.find("not a product"), std::string::npos) << l.error;
+}
+
+TEST(NidsRefusal, EncryptedDataAfterTextHeader) {
+  Builder b;
+  b.text("SDUS54 KBMX 020205\r\r\nN0RBMX\r\r\n").text("R3").i32(12345678).i32(0);
+  const Listing l = dump_bytes(b.b);
+  EXPECT_EQ(l.status, 1);
+  EXPECT_NE(l.error.find("encrypted"), std::string::npos) << l.error;
+}
+
+TEST(NidsRefusal, EmptyAndMissingFiles) {
+  EXPECT_EQ(dump_bytes({}).status, 1);
+  NIDS_info info;
+  EXPECT_EQ(NIDS_get_header(nullptr, &info), 0);
+  EXPECT_EQ(NIDS_packet(nullptr, nullptr), 0);
+  EXPECT_EQ(NIDS_read(nullptr, 4, nullptr), 0);
+}
+
+TEST(NidsHeader, BaseReflectivityRadial) {
+  FilePtr f(std::fopen(data_path("KBMX_SDUS54_N0RBMX_201501020205").c_str(), "rb"));
+  ASSERT_TRUE(f);
+  NIDS_info info;
+  ASSERT_EQ(NIDS_get_header(f.get(), &info), 1);
+  EXPECT_EQ(info.code, 19);
+  EXPECT_STREQ(info.info, "Base reflectivity (Dbz)");
+  EXPECT_STREQ(info.misc, "Md=pr Rng=124(0.5) El=0.5");
+  EXPECT_EQ(info.type, NIDS_PKT_RADIAL);
+  EXPECT_EQ(info.src, 320);
+  EXPECT_EQ(info.mode, 2);
+  EXPECT_EQ(info.date.year, 2015);
+  EXPECT_EQ(info.date.month, 1);
+  EXPECT_EQ(info.date.day, 2);
+  EXPECT_EQ(info.date.hour, 2);
+  EXPECT_EQ(info.date.min, 5);
+  EXPECT_EQ(info.date.sec, 28);
+  EXPECT_FLOAT_EQ(info.res, 0.54f);
+  EXPECT_FLOAT_EQ(info.range, 124.0f);
+  EXPECT_FLOAT_EQ(info.elev, 0.5f);
+  EXPECT_NEAR(info.alt, 759 * 0.3048, 1e-3);
+  // 230 bins: a 460-point image on a 691 x 461 point site domain.
+  EXPECT_EQ(info.nx, 460);
+  EXPECT_EQ(info.ny, 460);
+  EXPECT_EQ(info.domain.proj, 1);
+  EXPECT_EQ(info.domain.nx, 691);
+  EXPECT_EQ(info.domain.ny, 461);
+  EXPECT_FLOAT_EQ(info.domain.clat, 33.172f);
+  EXPECT_FLOAT_EQ(info.domain.plon, -86.77f);
+  EXPECT_GT(info.domain.dx, 0.0f);
+  // Level 0 is "no data" (-90 by the coded-threshold rule), then 5 dBZ steps.
+  EXPECT_FLOAT_EQ(info.thres[0], -90.0f);
+  for (int i = 1; i < 16; ++i) EXPECT_FLOAT_EQ(info.thres[i], 5.0f * i);
+}
+
+TEST(NidsHeader, BzipSymbologyAndSiteDomain) {
+  FilePtr f(std::fopen(data_path("KBMX_SDUS54_N0QBMX_201501020205").c_str(), "rb"));
+  NIDS_info info;
+  ASSERT_EQ(NIDS_get_header(f.get(), &info), 1);
+  EXPECT_EQ(info.code, 94);
+  EXPECT_EQ(info.type, NIDS_PKT_DIGITAL_RADIAL);
+  EXPECT_FLOAT_EQ(info.thres[0], -32.0f);
+  EXPECT_FLOAT_EQ(info.thres[1], 0.5f);
+  EXPECT_FLOAT_EQ(info.range, 248.0f);
+  // 460 bins give a 920-point image and a 1381 x 921 point domain.
+  EXPECT_EQ(info.nx, 920);
+  EXPECT_EQ(info.domain.nx, 1381);
+  EXPECT_EQ(info.domain.ny, 921);
+}
+
+TEST(NidsHeader, PrecipitationArrayUsesPolarGrid) {
+  FilePtr f(std::fopen(data_path("KBMX_SDUS54_DPABMX_201501020205").c_str(), "rb"));
+  NIDS_info info;
+  ASSERT_EQ(NIDS_get_header(f.get(), &info), 1);
+  EXPECT_EQ(info.code, 81);
+  EXPECT_EQ(info.type, NIDS_PKT_PRECIP_ARRAY);
+  EXPECT_EQ(info.nx, 131);
+  EXPECT_FLOAT_EQ(info.domain.plat, 90.0f);
+  EXPECT_FLOAT_EQ(info.domain.plon, -105.0f);
+  EXPECT_FLOAT_EQ(info.domain.dx, 0.047596f);
+  EXPECT_STREQ(info.info, "Digital precip array (in)");
+}
+
+TEST(NidsHeader, WindProfileIsAGraph) {
+  FilePtr f(std::fopen(data_path("KBMX_SDUS34_NVWBMX_201501020205").c_str(), "rb"));
+  NIDS_info info;
+  ASSERT_EQ(NIDS_get_header(f.get(), &info), 1);
+  EXPECT_EQ(info.code, 48);
+  EXPECT_EQ(info.domain.proj, 99);
+  EXPECT_FLOAT_EQ(info.domain.dx, 511.0f);
+  EXPECT_FLOAT_EQ(info.res, 512.0f);
+  EXPECT_STREQ(info.info, "VAD wind profile (knt)");
+}
+
+TEST(NidsItems, RadialRowsHoldOneValuePerBin) {
+  const Listing l = dump_file("KBMX_SDUS54_N0RBMX_201501020205");
+  ASSERT_EQ(l.status, 0);
+  int radials = 0;
+  for (const auto& s : l.lines) {
+    if (s.rfind("R ", 0) != 0) continue;
+    ++radials;
+    int values = -2;  // start and width
+    for (std::size_t p = 1; p < s.size(); ++p)
+      if (s[p] == ' ') ++values;
+    EXPECT_EQ(values, 230) << s.substr(0, 40);
+  }
+  EXPECT_EQ(radials, 360);
+}
+
+TEST(NidsItems, WindBarbsTextsAndVectorsOfWindProfile) {
+  const Listing l = dump_file("KBMX_SDUS34_NVWBMX_201501020205");
+  ASSERT_EQ(l.status, 0);
+  int barbs = 0, texts = 0, vectors = 0;
+  for (const auto& s : l.lines) {
+    barbs += s.rfind("B ", 0) == 0;
+    texts += s.rfind("T ", 0) == 0;
+    vectors += s.rfind("V ", 0) == 0;
+  }
+  EXPECT_GT(barbs, 0);
+  EXPECT_GT(texts, 0);
+  EXPECT_GT(vectors, 0);
+  // Barb speeds and directions are plausible knots and degrees.
+  for (const auto& s : l.lines) {
+    if (s.rfind("B ", 0) != 0) continue;
+    float val, x, y, dir, spd;
+    ASSERT_EQ(std::sscanf(s.c_str(), "B %f %f %f %f %f", &val, &x, &y, &dir, &spd), 5);
+    EXPECT_GE(dir, 0.0f);
+    EXPECT_LE(dir, 360.0f);
+    EXPECT_GE(spd, 0.0f);
+    EXPECT_LT(spd, 300.0f);
+  }
+}
+
+TEST(NidsItems, StormTrackingPagesCarryTables) {
+  const Listing l = dump_file("KBMX_SDUS34_NSTBMX_201501020205");
+  ASSERT_EQ(l.status, 0);
+  bool storm_id = false;
+  for (const auto& s : l.lines) storm_id |= s.rfind("P1 T", 0) == 0 && s.find("STORM ID") != std::string::npos;
+  EXPECT_TRUE(storm_id);
+}
+
+TEST(NidsItems, PrecipitationArrayRowsCoverTheGrid) {
+  const Listing l = dump_file("KBMX_SDUS54_DPABMX_201501020205");
+  ASSERT_EQ(l.status, 0);
+  int rows = 0;
+  for (const auto& s : l.lines) {
+    if (s.rfind("W ", 0) != 0) continue;
+    ++rows;
+    int values = -1;
+    for (char c : s) values += c == ' ';
+    EXPECT_EQ(values, 131) << s.substr(0, 30);
+  }
+  EXPECT_EQ(rows, 131);
+}
+
+TEST(NidsItems, HandMadeLayerWithEveryItemKind) {
+  Builder b;
+  Builder layer;
+  const std::string long_text(120, 'a');
+  layer.i16(8).i16(6 + 120).i16(3).i16(10).i16(20).text(long_text);    // text, level 3
+  layer.i16(1).i16(4 + 2).i16(-5).i16(7).text("ok");                   // text, level 0
+  layer.i16(8).i16(6 + 1).i16(40).i16(0).i16(0).text("x");             // level out of range
+  layer.i16(10).i16(2 + 16).i16(9).i16(1).i16(2).i16(3).i16(4).i16(5).i16(6).i16(7).i16(8);
+  layer.i16(7).i16(8).i16(-1).i16(-2).i16(-3).i16(-4);
+  layer.i16(4).i16(10).i16(15).i16(100).i16(200).i16(270).i16(35);
+  layer.i16(5).i16(4).i32(0);    // skipped packet
+  layer.i16(0x4242).i16(0);      // unknown: ends the layer
+  b.headers(58).symbology(16 + static_cast<long>(layer.b.size()));
+  b.b.insert(b.b.end(), layer.b.begin(), layer.b.end());
+  const Listing l = dump_bytes(b.b);
+  EXPECT_EQ(l.status, 0) << l.error;
+  const std::vector<std::string> items(l.lines.begin() + 6, l.lines.end());
+  const std::vector<std::string> expected = {
+      "T 10 20 15 " + std::string(99, 'a'),
+      "T -5 7 -100 ok",
+      "T 0 0 -9999 x",
+      "V 9 1 2 3 4",
+      "V 9 5 6 7 8",
+      "V 0 -1 -2 -3 -4",
+      "B 75 100 200 270 35",
+  };
+  EXPECT_EQ(items, expected);
+  EXPECT_NE(l.lines[0].find("Not supported - 58"), std::string::npos) << l.lines[0];
+}
+
+TEST(NidsItems, ConcatenatedProductSelectedByExtension) {
+  const Bytes n0r = read_file(data_path("KBMX_SDUS54_N0RBMX_201501020205"));
+  const Bytes nvl = read_file(data_path("KBMX_SDUS54_NVLBMX_201501020205"));
+  ASSERT_GT(n0r.size(), 30u);
+  Builder b;
+  for (const Bytes* p : {&n0r, &nvl}) {
+    b.text("** SDUS97 KBMX 020205\r\n").text("NXXBMX\r\n").text("\r\n").text("Z");
+    b.b.insert(b.b.end(), p->begin() + 30, p->end());  // without their own text header
+    b.text("\r\r\n");  // the bulletin end, so the next header starts a line
+  }
+  NIDS_set_ext_info("#1");
+  const Listing second = dump_bytes(b.b);
+  NIDS_set_ext_info("#0");
+  const Listing first = dump_bytes(b.b);
+  NIDS_set_ext_info("#5");
+  const Listing missing = dump_bytes(b.b);
+  NIDS_set_ext_info("");
+  EXPECT_EQ(second.status, 0) << second.error;
+  EXPECT_EQ(second.lines, dump_file("KBMX_SDUS54_NVLBMX_201501020205").lines);
+  EXPECT_EQ(first.status, 0) << first.error;
+  EXPECT_EQ(first.lines, dump_file("KBMX_SDUS54_N0RBMX_201501020205").lines);
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(NIDS_set_ext_info(std::string(30, '9').c_str()), -1);
+  NIDS_set_ext_info("");
+}
+
+TEST(NidsValues, ThresholdWords) {
+  using zor::nids::generic_threshold;
+  EXPECT_FLOAT_EQ(generic_threshold(0x8000), -100.0f);
+  EXPECT_FLOAT_EQ(generic_threshold(0x8001), -90.0f);
+  EXPECT_FLOAT_EQ(generic_threshold(0x8003), -90.0f);
+  EXPECT_FLOAT_EQ(generic_threshold(0x2032), 2.5f);
+  EXPECT_FLOAT_EQ(generic_threshold(0x1032), 5.0f);
+  EXPECT_FLOAT_EQ(generic_threshold(0x0105), -5.0f);
+  EXPECT_FLOAT_EQ(generic_threshold(0x0832), 50.01f);
+  EXPECT_FLOAT_EQ(generic_threshold(0x0432), 49.99f);
+  EXPECT_FLOAT_EQ(generic_threshold(0x0232), 50.0f);
+}
+
+TEST(NidsValues, ProductThresholdRules) {
+  std::array<float, 16> t{};
+  zor::nids::decode_thresholds(99, {0xFF9C, 5, 254}, t);  // -10.0 m/s, 0.5 m/s
+  EXPECT_NEAR(t[0], -19.44f, 1e-4);
+  EXPECT_NEAR(t[1], 0.972f, 1e-4);
+  EXPECT_FLOAT_EQ(t[2], 254.0f);
+  zor::nids::decode_thresholds(186, {}, t);
+  EXPECT_FLOAT_EQ(t[0], -32.0f);
+  EXPECT_FLOAT_EQ(t[1], 0.5f);
+  EXPECT_FLOAT_EQ(t[2], 256.0f);
+  zor::nids::decode_thresholds(170, {0x4120, 0, 0, 0}, t);  // scale 10.0, offset 0
+  EXPECT_FLOAT_EQ(t[0], 10.0f);
+  zor::nids::decode_thresholds(170, {}, t);  // a zero scale would divide by zero
+  EXPECT_FLOAT_EQ(t[0], 1.0f);
+}
+
+TEST(NidsValues, DigitalProductsScale) {
+  // DOD (174): scaled, offset and divided by 100; the digital VIL (134)
+  // uses its linear and logarithmic pieces. No value may be NaN or infinite.
+  for (const char* name : {"KBMX_SDUS84_DODBMX_201501020205", "KBMX_SDUS54_DVLBMX_201501020205",
+                           "KBMX_SDUS74_EETBMX_201501020205"}) {
+    const Listing l = dump_file(name);
+    ASSERT_EQ(l.status, 0) << name;
+    float lo = 1e9f, hi = -1e9f;
+    for (const auto& s : l.lines) {
+      if (s.rfind("R ", 0) != 0) continue;
+      const char* p = s.c_str() + 2;
+      char* end;
+      std::strtof(p, &end);
+      std::strtof(end, &end);  // start, width
+      for (p = end; *p;) {
+        const float v = std::strtof(p, &end);
+        if (end == p) break;
+        ASSERT_TRUE(std::isfinite(v)) << name;
+        if (v != -9999.0f) {
+          lo = std::min(lo, v);
+          hi = std::max(hi, v);
+        }
+        p = end;
+      }
+    }
+    EXPECT_LT(lo, hi) << name;
+    if (std::string(name).find("DOD") != std::string::npos) {
+      EXPECT_GT(lo, -20.0f);  // inches of difference, not hundredths
+      EXPECT_LT(hi, 20.0f);
+    }
+    if (std::string(name).find("EET") != std::string::npos) {
+      EXPECT_GE(lo, -2.0f);  // thousands of feet
+      EXPECT_LT(hi, 80.0f);
+    }
+  }
+}
+
+TEST(NidsValues, HalfAndSingleFloats) {
+  EXPECT_FLOAT_EQ(NIDS_float16(0x0000), 0.0f);
+  EXPECT_FLOAT_EQ(NIDS_float16(0x4000), 1.0f);
+  EXPECT_FLOAT_EQ(NIDS_float16(0x8400), -std::ldexp(1.0f, -15));
+  EXPECT_FLOAT_EQ(NIDS_float16(0x0200), 1.0f);  // e 0: 2 x 512 / 1024
+  EXPECT_FLOAT_EQ(NIDS_float32(0x4120, 0x0000), 10.0f);
+  EXPECT_FLOAT_EQ(NIDS_float32(0xBF80, 0x0000), -1.0f);
+}
+
+TEST(NidsValues, DatesAndTimes) {
+  struct Case {
+    int days, y, m, d;
+  };
+  for (const Case c : {Case{1, 1970, 1, 1}, Case{365, 1970, 12, 31}, Case{366, 1971, 1, 1},
+                       Case{790, 1972, 2, 29}, Case{16438, 2015, 1, 2}}) {
+    int y, m, d;
+    EXPECT_EQ(NIDS_julian_date(c.days, &y, &m, &d), 0);
+    EXPECT_EQ(y, c.y) << c.days;
+    EXPECT_EQ(m, c.m) << c.days;
+    EXPECT_EQ(d, c.d) << c.days;
+  }
+  int h, mi, s;
+  NIDS_dec_time(3600, &h, &mi, &s);
+  EXPECT_EQ(h * 10000 + mi * 100 + s, 10000);
+  NIDS_dec_time(86399, &h, &mi, &s);
+  EXPECT_EQ(h * 10000 + mi * 100 + s, 235959);
+}
+
+TEST(NidsTables, EveryCodeListedOnce) { EXPECT_TRUE(zor::nids::product_tables_consistent()); }
+
+TEST(NidsTables, NamesAndGeometryByCode) {
+  using zor::nids::rules;
+  EXPECT_STREQ(rules(94).site_name, "Base reflectivity (Dbz)");
+  EXPECT_STREQ(rules(203).mosaic_name, "Reflectivity at Lowest Alt (Dbz)");
+  EXPECT_STREQ(rules(40).mosaic_name, "Composite reflectivity (Dbz)");
+  EXPECT_EQ(rules(40).site_name, nullptr);
+  EXPECT_FLOAT_EQ(rules(181).site_res, 0.08f);
+  EXPECT_FLOAT_EQ(rules(142).mosaic_km, 8.0f);
+  EXPECT_TRUE(rules(134).symb_compressed);
+  EXPECT_FALSE(rules(19).symb_compressed);
+  EXPECT_TRUE(rules(175).divide_by_100);
+  EXPECT_FALSE(rules(176).divide_by_100);
+  EXPECT_FALSE(rules(9999).in_site_table);
+}
+
+}  // namespace

@@ -1,0 +1,217 @@
+// The streaming reader: compressed products decode exactly like their plain
+// form, and cut or damaged products end cleanly (run these under the
+// sanitizer build as well).
+#include <bzlib.h>
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+
+#include "nids_test_util.h"
+
+using namespace nids_test;
+
+namespace {
+
+// Length of the bulletin text before the message header: the lines the
+// reader skips for this header form.
+std::size_t text_header_length(const Bytes& b, int lines) {
+  std::size_t pos = 0;
+  for (int i = 0; i < lines; ++i) pos = static_cast<std::size_t>(std::find(b.begin() + static_cast<long>(pos), b.end(), '\n') - b.begin()) + 1;
+  return pos;
+}
+
+// Inflates every zlib stream of `in` one after the other.
+Bytes inflate_all(const Bytes& in, std::size_t& used) {
+  Bytes out;
+  std::size_t pos = 0;
+  while (pos + 2 <= in.size() && in[pos] == 'x') {
+    z_stream zs{};
+    EXPECT_EQ(inflateInit(&zs), Z_OK);
+    zs.next_in = const_cast<Bytef*>(in.data() + pos);
+    zs.avail_in = static_cast<uInt>(in.size() - pos);
+    int stat;
+    do {
+      std::uint8_t buf[4096];
+      zs.next_out = buf;
+      zs.avail_out = sizeof buf;
+      stat = inflate(&zs, Z_NO_FLUSH);
+      out.insert(out.end(), buf, buf + (sizeof buf - zs.avail_out));
+    } while (stat == Z_OK);
+    EXPECT_EQ(stat, Z_STREAM_END);
+    pos += zs.total_in;
+    inflateEnd(&zs);
+    if (stat != Z_STREAM_END) break;
+  }
+  used = pos;
+  return out;
+}
+
+Bytes bunzip(const Bytes& in) {
+  Bytes out;
+  bz_stream bz{};
+  EXPECT_EQ(BZ2_bzDecompressInit(&bz, 0, 0), BZ_OK);
+  bz.next_in = reinterpret_cast<char*>(const_cast<std::uint8_t*>(in.data()));
+  bz.avail_in = static_cast<unsigned>(in.size());
+  int stat;
+  do {
+    char buf[4096];
+    bz.next_out = buf;
+    bz.avail_out = sizeof buf;
+    stat = BZ2_bzDecompress(&bz);
+    out.insert(out.end(), buf, buf + (sizeof buf - bz.avail_out));
+  } while (stat == BZ_OK);
+  EXPECT_EQ(stat, BZ_STREAM_END);
+  BZ2_bzDecompressEnd(&bz);
+  return out;
+}
+
+TEST(NidsCompression, ZlibProductMatchesItsPlainForm) {
+  // Whole product zlib-compressed (in several streams) after a SOH CR
+  // bulletin header; each stream repeats 54 bytes of bulletin text first.
+  const Bytes z = read_file(data_path("N0R_20041119_2147"));
+  ASSERT_EQ(z[0], 0x01);
+  const std::size_t head = text_header_length(z, 4);
+  std::size_t used = 0;
+  const Bytes body = inflate_all(Bytes(z.begin() + static_cast<long>(head), z.end()), used);
+  ASSERT_GT(body.size(), 54u + 120u);
+  Bytes plain(z.begin(), z.begin() + static_cast<long>(head));
+  plain.insert(plain.end(), body.begin() + 54, body.end());
+
+  const Listing a = dump_bytes(z);
+  const Listing b = dump_bytes(plain);
+  ASSERT_EQ(a.status, 0) << a.error;
+  ASSERT_EQ(b.status, 0) << b.error;
+  EXPECT_GT(a.lines.size(), 300u);
+  EXPECT_EQ(a.lines, b.lines);
+}
+
+TEST(NidsCompression, BzipSymbologyMatchesItsPlainForm) {
+  for (const char* name : {"KBMX_SDUS54_N0QBMX_201501020205", "KBMX_SDUS54_DVLBMX_201501020205",
+                           "KLOT_SDUS53_TZLORD_201501150003"}) {
+    const Bytes c = read_file(data_path(name));
+    const std::size_t symb = text_header_length(c, 2) + 120;
+    ASSERT_EQ(c[symb], 'B') << name;
+    Bytes plain(c.begin(), c.begin() + static_cast<long>(symb));
+    const Bytes body = bunzip(Bytes(c.begin() + static_cast<long>(symb), c.end()));
+    plain.insert(plain.end(), body.begin(), body.end());
+    const Listing a = dump_bytes(c);
+    const Listing b = dump_bytes(plain);
+    ASSERT_EQ(a.status, 0) << name << ": " << a.error;
+    ASSERT_EQ(b.status, 0) << name << ": " << b.error;
+    EXPECT_GT(a.lines.size(), 300u) << name;
+    EXPECT_EQ(a.lines, b.lines) << name;
+  }
+}
+
+TEST(NidsCompression, BulletinTrailerIsNeverHandedOut) {
+  // Plain product with SOH CR header ending in CR CR LF ETX: the listing
+  // ends cleanly, as it does without the trailer.
+  const Bytes with = read_file(data_path("DPA_20041123_1709"));
+  ASSERT_GE(with.size(), 4u);
+  ASSERT_EQ(with.back(), 3);
+  const Bytes without(with.begin(), with.end() - 4);
+  const Listing a = dump_bytes(with);
+  const Listing b = dump_bytes(without);
+  EXPECT_EQ(a.status, 0) << a.error;
+  EXPECT_EQ(a.lines, b.lines);
+}
+
+TEST(NidsCompression, RedrawReadsTheSameProductAgain) {
+  FilePtr f(std::fopen(data_path("KBMX_SDUS54_N0QBMX_201501020205").c_str(), "rb"));
+  const Listing a = dump(f.get());
+  const Listing b = dump(f.get());
+  EXPECT_EQ(a.status, 0);
+  EXPECT_EQ(a.lines, b.lines);
+}
+
+// Every prefix (or every few bytes for larger files) must end with a
+// status, never a crash or a hang.
+TEST(NidsRobustness, TruncationSweep) {
+  struct Case {
+    const char* name;
+    std::size_t step;
+  };
+  for (const Case c : {Case{"NVL_20041130_1946", 1}, Case{"KBMX_SDUS54_NVLBMX_201501020205", 1},
+                       Case{"NVW_20041117_1657", 1}, Case{"KBMX_SDUS74_EETBMX_201501020205", 997},
+                       Case{"KBMX_SDUS34_NSTBMX_201501020205", 13}}) {
+    const Bytes full = read_file(data_path(c.name));
+    ASSERT_FALSE(full.empty()) << c.name;
+    const Listing whole = dump_bytes(full);
+    ASSERT_EQ(whole.status, 0) << c.name;
+    for (std::size_t n = 0; n < full.size(); n += c.step) {
+      const Listing l = dump_bytes(Bytes(full.begin(), full.begin() + static_cast<long>(n)));
+      ASSERT_GE(l.status, 0) << c.name << " cut at " << n;
+      // Never more items than the whole product holds.
+      ASSERT_LE(l.lines.size(), whole.lines.size()) << c.name << " cut at " << n;
+    }
+  }
+}
+
+TEST(NidsRobustness, CorruptedBytesSweep) {
+  std::mt19937 rng(20150102);
+  struct Case {
+    const char* name;
+    bool header_sweep;
+    int trials;
+  };
+  for (const Case c : {Case{"KBMX_SDUS54_NVLBMX_201501020205", true, 60},
+                       Case{"NVL_20041130_1946", true, 60},
+                       Case{"KBMX_SDUS34_NSTBMX_201501020205", true, 60},
+                       Case{"NVW_20041117_1657", true, 60},
+                       Case{"KBMX_SDUS74_EETBMX_201501020205", false, 20}}) {
+    const Bytes good = read_file(data_path(c.name));
+    ASSERT_FALSE(good.empty());
+    // Every header byte (message, description, symbology and first packet
+    // headers) set to each of a few telling values...
+    const std::size_t header = c.header_sweep ? std::min<std::size_t>(good.size(), 200) : 0;
+    for (std::size_t i = 0; i < header; ++i) {
+      for (std::uint8_t v : {std::uint8_t{0x00}, std::uint8_t{0xFF}, std::uint8_t{0x7F}}) {
+        Bytes bad = good;
+        bad[i] = v;
+        const Listing l = dump_bytes(bad);
+        ASSERT_GE(l.status, 0) << c.name << " byte " << i;
+      }
+    }
+    // ...and random damage anywhere.
+    for (int trial = 0; trial < c.trials; ++trial) {
+      Bytes bad = good;
+      for (int k = 0; k < 4; ++k)
+        bad[std::uniform_int_distribution<std::size_t>(0, bad.size() - 1)(rng)] =
+            static_cast<std::uint8_t>(rng());
+      ASSERT_GE(dump_bytes(bad).status, 0) << c.name << " trial " << trial;
+    }
+  }
+}
+
+TEST(NidsRobustness, HandMadeBadCounts) {
+  struct Case {
+    const char* what;
+    Bytes layer;
+    const char* error;
+  };
+  auto packet = [](std::initializer_list<int> words) {
+    Builder b;
+    for (int w : words) b.i16(w);
+    return b.b;
+  };
+  const Case cases[] = {
+      {"too many radials", packet({0xAF1F, 0, 230, 256, 280, 999, 30000}), "out of range"},
+      {"negative bins", packet({16, 0, -4, 256, 280, 999, 360}), "out of range"},
+      {"too many rows", packet({0xBA0F, 0x8000, 0x00C0, 0, 0, 1, 0, 1, 0, 9000, 2}), "out of range"},
+      {"short text", packet({8, 3, 1, 1, 1}), "too short"},
+      {"radial cut short", packet({0xAF1F, 0, 230, 256, 280, 999, 2, 100, 0, 10}), "ends inside"},
+  };
+  for (const Case& c : cases) {
+    Builder b;
+    b.headers(19).symbology(16 + static_cast<long>(c.layer.size()));
+    b.b.insert(b.b.end(), c.layer.begin(), c.layer.end());
+    const Listing l = dump_bytes(b.b);
+    EXPECT_EQ(l.status, 2) << c.what;
+    EXPECT_NE(l.error.find(c.error), std::string::npos) << c.what << ": " << l.error;
+  }
+}
+
+}  // namespace

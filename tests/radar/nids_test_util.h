@@ -1,0 +1,94 @@
+// Helpers shared by the NIDS tests: real product files, listings of their
+// decode, and products built in memory.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "zor/nids.h"
+
+namespace nids_test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+inline std::string data_path(const std::string& name) {
+  return std::string(ZOR_TEST_DATA_DIR) + "/level3/" + name;
+}
+
+inline Bytes read_file(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+struct FileCloser {
+  void operator()(FILE* f) const { std::fclose(f); }
+};
+using FilePtr = std::unique_ptr<FILE, FileCloser>;
+
+// An anonymous temporary file holding `bytes`.
+inline FilePtr memory_file(const Bytes& bytes) {
+  FilePtr f(std::tmpfile());
+  if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f.get());
+  std::rewind(f.get());
+  return f;
+}
+
+struct Listing {
+  int status = -1;
+  std::vector<std::string> lines;
+  std::string error;
+};
+
+inline Listing dump(FILE* f) {
+  Listing l;
+  l.status = zor::nids::dump_product(f, [&](const std::string& s) { l.lines.push_back(s); });
+  l.error = NIDS_last_error();
+  return l;
+}
+
+inline Listing dump_bytes(const Bytes& b) {
+  auto f = memory_file(b);
+  return dump(f.get());
+}
+
+inline Listing dump_file(const std::string& name) {
+  FilePtr f(std::fopen(data_path(name).c_str(), "rb"));
+  if (!f) return {};
+  return dump(f.get());
+}
+
+// Big-endian product builder for hand-made inputs.
+struct Builder {
+  Bytes b;
+  Builder& u8(int v) {
+    b.push_back(static_cast<std::uint8_t>(v));
+    return *this;
+  }
+  Builder& i16(int v) { return u8(v >> 8).u8(v); }
+  Builder& i32(long v) { return i16(static_cast<int>(v >> 16)).i16(static_cast<int>(v & 0xFFFF)); }
+  Builder& text(const std::string& s) {
+    for (char c : s) u8(static_cast<unsigned char>(c));
+    return *this;
+  }
+  // Message header, product description (generic thresholds 0..15 as
+  // plain numbers, level 0 below threshold) and symbology block headers.
+  Builder& headers(int code, long off_graph = 0) {
+    i16(code).i16(16438).i32(7200).i32(0).i16(320).i16(0).i16(3);
+    i16(-1).i32(33172).i32(-86770).i16(759).i16(code).i16(2).i16(221).i16(1).i16(1);
+    i16(16438).i32(7328).i16(16438).i32(7332);
+    i16(0).i16(0).i16(1).i16(5);  // p1 p2 elev p3
+    i16(0x8000);
+    for (int t = 1; t < 16; ++t) i16(t * 5);
+    for (int p = 0; p < 7; ++p) i16(0);
+    i16(0).i32(60).i32(off_graph).i32(0);
+    return *this;
+  }
+  Builder& symbology(long len) { return i16(-1).i16(1).i32(len).i16(1).i16(-1).i32(len - 16); }
+};
+
+}  // namespace nids_test

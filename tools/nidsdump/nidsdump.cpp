@@ -1,0 +1,30 @@
+// nidsdump FILE: lists a NEXRAD Level III product as the decoder reads it.
+#include <cstdio>
+#include <memory>
+
+#include "zor/nids.h"
+
+namespace {
+struct FileCloser {
+  void operator()(FILE* f) const { std::fclose(f); }
+};
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: %s FILE\n", argv[0]);
+    return 2;
+  }
+  std::unique_ptr<FILE, FileCloser> f(std::fopen(argv[1], "rb"));
+  if (!f) {
+    std::fprintf(stderr, "%s: cannot open %s\n", argv[0], argv[1]);
+    return 1;
+  }
+  const int stat = zor::nids::dump_product(
+      f.get(), [](const std::string& s) { std::printf("%s\n", s.c_str()); });
+  if (stat != 0) {
+    const char* why = NIDS_last_error();
+    std::fprintf(stderr, "%s: %s: %s\n", argv[0], argv[1], why[0] ? why : "not a NIDS product");
+  }
+  return stat;
+}
