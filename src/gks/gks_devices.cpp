@@ -5,15 +5,12 @@
 
 #include "gks_kernel.h"
 
-// Device files that are not part of this build leave their factory
-// undefined; the weak references then read as null and the type is
-// reported as unavailable instead of failing the link.
+// The display devices are built separately; until their files are part of
+// the build their factories stay undefined, the weak references read as null
+// and opening such a workstation reports that no device is available.
 namespace zor::gks {
 [[gnu::weak]] std::unique_ptr<Device> make_window_device();
 [[gnu::weak]] std::unique_ptr<Device> make_pixmap_device();
-[[gnu::weak]] std::unique_ptr<Device> make_postscript_device();
-[[gnu::weak]] std::unique_ptr<Device> make_hpgl_device();
-[[gnu::weak]] std::unique_ptr<Device> make_metafile_device();
 }  // namespace zor::gks
 
 namespace zor::gks {

@@ -105,14 +105,20 @@ bool parse_font(const std::string& text, FontState& font) {
   for (int c = 0; c < 256; ++c) {
     int start = index[static_cast<std::size_t>(c)];
     if (start < 0) continue;
+    // Every glyph must end on its own 255 at a pair boundary.
     int maxx = 0;
+    bool closed = false;
     for (std::size_t p = static_cast<std::size_t>(start); p < db.size(); p += 2) {
       int x = db[p];
-      if (x == 255) break;
-      if (p + 1 >= db.size()) return false;
+      if (x == 255) {
+        closed = true;
+        break;
+      }
+      if (p + 1 >= db.size() || db[p + 1] == 255) return false;
       if (x >= 128) x -= 128;
       maxx = std::max(maxx, x);
     }
+    if (!closed) return false;
     size[static_cast<std::size_t>(c)] = static_cast<std::uint8_t>(maxx);
   }
   size[' '] = 40;

@@ -1,0 +1,571 @@
+// Kernel core: transformations with known values, clipping as seen by the
+// device, primitives and markers, attribute validation and the metafile
+// records of the kernel calls.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "device.h"
+#include "gks_kernel.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+
+using namespace zor::gks;
+
+namespace {
+
+std::vector<int> g_kinds;
+void count_objects(int kind, int, std::span<const std::byte>) { g_kinds.push_back(kind); }
+
+class KernelTest : public ::testing::Test {
+ protected:
+  void open(int width = 640, int height = 512, Gws_type type = GWS_WINDOW,
+            DeviceUnits units = DeviceUnits::pixels, int cls = kClassX11) {
+    RecordingDevice::Options o;
+    o.width = width;
+    o.height = height;
+    o.units = units;
+    o.init_class = cls;
+    use_recording_device(type, o);
+    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+    ASSERT_EQ(gopen_ws(1, "", type), 0);
+    dev = last_recording_device();
+    ASSERT_NE(dev, nullptr);
+    for (int i = 0; i < 8; ++i) {
+      Gcolr_rep c{0.1f * static_cast<float>(i), 0.5f, 0.5f};
+      gset_colr_rep(1, i, &c);
+    }
+    dev->clear_calls();
+  }
+  void TearDown() override {
+    gclose_ws(1);
+    gclose_gks();
+    set_object_recorder(nullptr);
+    unregister_device(GWS_WINDOW);
+    unregister_device(GWS_META);
+    kernel().reset();
+    reset_color_model();
+    g_kinds.clear();
+  }
+  std::vector<RecordedCall> calls(RecordedCall::Op op) const {
+    std::vector<RecordedCall> out;
+    for (const auto& c : dev->calls())
+      if (c.op == op) out.push_back(c);
+    return out;
+  }
+  // Runs `f` and returns what it wrote to standard error.
+  template <class F>
+  std::string errors_of(F f) {
+    ::testing::internal::CaptureStderr();
+    f();
+    return ::testing::internal::GetCapturedStderr();
+  }
+  RecordingDevice* dev = nullptr;
+};
+
+TEST_F(KernelTest, DefaultMappingKeepsAspectAnchoredTopLeft) {
+  open();
+  // 640 x 512: the unit square fills 512 x 512 pixels from the top-left.
+  EXPECT_FLOAT_EQ(xW_p(0.0f), 0.0f);
+  EXPECT_FLOAT_EQ(xW_p(1.0f), 511.0f);
+  EXPECT_FLOAT_EQ(yW_p(1.0f), 0.0f);
+  EXPECT_FLOAT_EQ(yW_p(0.0f), 511.0f);
+  float xvp = 0, yvp = 0;
+  ASSERT_EQ(ginq_maxview(GWS_WINDOW, &xvp, &yvp), 0);
+  EXPECT_FLOAT_EQ(xvp, 1.0f);
+  EXPECT_FLOAT_EQ(yvp, 511.0f / 639.0f);
+  Gxrect r;
+  gget_xviewport(&r);
+  EXPECT_EQ(r.x, 0);
+  EXPECT_EQ(r.y, 0);
+  EXPECT_EQ(r.width, 512);
+  EXPECT_EQ(r.height, 512);
+}
+
+TEST_F(KernelTest, WideDeviceAndPanelAspect) {
+  open(801, 401);
+  float xvp = 0, yvp = 0;
+  ginq_maxview(GWS_WINDOW, &xvp, &yvp);
+  EXPECT_FLOAT_EQ(xvp, 1.0f);
+  EXPECT_FLOAT_EQ(yvp, 0.5f);
+  Glim offset{};
+  ASSERT_EQ(GPH_reset(1, GWS_WINDOW, 1.0f, &offset), 0);
+  // Transformation 1 is the whole display, 2 and 3 the square panel.
+  Glim w1, v2, w3;
+  GPH_get_win(1, &w1);
+  GPH_get_view(2, &v2);
+  GPH_get_win(3, &w3);
+  EXPECT_FLOAT_EQ(w1.x_max, 1.0f);
+  EXPECT_FLOAT_EQ(w1.y_max, 0.5f);
+  EXPECT_FLOAT_EQ(v2.x_min, 0.25f);
+  EXPECT_FLOAT_EQ(v2.x_max, 0.75f);
+  EXPECT_FLOAT_EQ(v2.y_min, 0.0f);
+  EXPECT_FLOAT_EQ(v2.y_max, 0.5f);
+  EXPECT_FLOAT_EQ(w3.x_min, 0.25f);
+  EXPECT_FLOAT_EQ(offset.x_min, 0.25f);
+  // The whole display now maps to the whole device.
+  GPH_trans(1);
+  EXPECT_FLOAT_EQ(xW_p(1.0f), 800.0f);
+  EXPECT_FLOAT_EQ(yW_p(0.0f), 400.0f);
+}
+
+TEST_F(KernelTest, AspectPlacementCodes) {
+  const Glim vin{0.0f, 1.0f, 0.0f, 0.5f};
+  const Gaspect square{1.0f, 1.0f};
+  struct Case {
+    Gcenter centre;
+    Glim expect;
+  } cases[] = {
+      {{2, 2}, {0.25f, 0.75f, 0.0f, 0.5f}},
+      {{3, 3}, {0.5f, 1.0f, 0.0f, 0.5f}},
+      {{0, 0}, {0.0f, 0.5f, 0.0f, 0.5f}},
+  };
+  for (const auto& c : cases) {
+    Glim out;
+    gset_aspect(&vin, &out, &square, &c.centre);
+    EXPECT_FLOAT_EQ(out.x_min, c.expect.x_min);
+    EXPECT_FLOAT_EQ(out.x_max, c.expect.x_max);
+    EXPECT_FLOAT_EQ(out.y_min, c.expect.y_min);
+    EXPECT_FLOAT_EQ(out.y_max, c.expect.y_max);
+  }
+  // A tall box: full width, height from the aspect.
+  const Glim tall{0.0f, 0.5f, 0.0f, 1.0f};
+  Glim out;
+  const Gcenter mid{2, 2};
+  gset_aspect(&tall, &out, &square, &mid);
+  EXPECT_FLOAT_EQ(out.y_min, 0.25f);
+  EXPECT_FLOAT_EQ(out.y_max, 0.75f);
+}
+
+TEST_F(KernelTest, WorldNdcPixelAndBetweenTransformations) {
+  open();
+  const Glim win{10.0f, 20.0f, 100.0f, 200.0f};
+  const Glim vp{0.5f, 1.0f, 0.0f, 0.5f};
+  gset_win(2, &win);
+  gset_vp(2, &vp);
+  // Not current yet: nothing changes until it is selected.
+  EXPECT_FLOAT_EQ(xW_NDC(0.5f), 0.5f);
+  ASSERT_EQ(gsel_norm_tran(2), 0);
+  EXPECT_FLOAT_EQ(xW_NDC(15.0f), 0.75f);
+  EXPECT_FLOAT_EQ(yW_NDC(150.0f), 0.25f);
+  EXPECT_FLOAT_EQ(xW_p(15.0f), 0.75f * 511.0f);
+  EXPECT_FLOAT_EQ(yW_p(150.0f), 0.75f * 511.0f);
+  EXPECT_NEAR(xp_W(xW_p(17.5f)), 17.5f, 1e-4);
+  EXPECT_NEAR(yp_W(yW_p(120.0f)), 120.0f, 1e-3);
+  // World of 2 into world of 0 (the unit square) is NDC.
+  EXPECT_FLOAT_EQ(xW_trans(15.0f, 2, 0), 0.75f);
+  EXPECT_FLOAT_EQ(yW_trans(0.25f, 0, 2), 150.0f);
+  // Far outside the device, pixels are clamped to what X11 can carry.
+  EXPECT_FLOAT_EQ(xW_p(1.0e9f), 30000.0f);
+  EXPECT_FLOAT_EQ(yW_p(1.0e9f), -30000.0f);
+  Gint err = -1, cur = -1;
+  ginq_cur_norm_tran_num(&err, &cur);
+  EXPECT_EQ(cur, 2);
+}
+
+TEST_F(KernelTest, PrintDeviceHasOriginBottomLeft) {
+  open(756, 576, GWS_WINDOW, DeviceUnits::print, kClassPostScript);
+  EXPECT_FLOAT_EQ(xW_ps(0.0f), 0.0f);
+  EXPECT_FLOAT_EQ(yW_ps(0.0f), 0.0f);
+  EXPECT_FLOAT_EQ(yW_ps(1.0f), 575.0f);
+  EXPECT_FLOAT_EQ(xW_ps(1.0e9f), 100000.0f);
+}
+
+TEST_F(KernelTest, InvalidTransformationsAreRejectedWithoutChange) {
+  open();
+  const Glim win{0.0f, 5.0f, 0.0f, 5.0f};
+  gset_win(1, &win);
+  gsel_norm_tran(1);
+  std::string err = errors_of([] { EXPECT_EQ(gsel_norm_tran(6), -1); });
+  EXPECT_NE(err.find("gsel_norm_tran: invalid transformation number: 6\n"), std::string::npos);
+  err = errors_of([&] { EXPECT_EQ(gset_win(-1, &win), -1); });
+  EXPECT_NE(err.find("invalid transformation number: -1"), std::string::npos);
+  Gint e = 0, cur = -1;
+  ginq_cur_norm_tran_num(&e, &cur);
+  EXPECT_EQ(cur, 1);
+  Gtran t;
+  EXPECT_EQ(ginq_norm_tran(6, &e, &t), -1);
+}
+
+TEST_F(KernelTest, SelectingCurrentTransformationRecordsNothing) {
+  open();
+  set_object_recorder(count_objects);
+  gsel_norm_tran(0);
+  EXPECT_TRUE(g_kinds.empty());
+  gsel_norm_tran(1);
+  ASSERT_EQ(g_kinds.size(), 1u);
+  EXPECT_EQ(g_kinds[0], 15);
+  // Unchanged attribute values record nothing either.
+  g_kinds.clear();
+  gset_linetype(1);
+  gset_line_colr_ind(1);
+  EXPECT_TRUE(g_kinds.empty());
+  gset_linetype(2);
+  gset_line_colr_ind(3);
+  EXPECT_EQ(g_kinds, (std::vector<int>{33, 35}));
+}
+
+TEST_F(KernelTest, PointsInWindowCountTouchingAsInside) {
+  open();
+  const Gpt touching[] = {{1.0f, 0.5f}, {2.0f, 0.5f}};
+  const Gpt outside[] = {{1.01f, 0.5f}, {2.0f, 0.7f}};
+  const Gpt spanning[] = {{-1.0f, -1.0f}, {2.0f, 2.0f}};
+  EXPECT_EQ(gpts_in_win(2, touching), 1);
+  EXPECT_EQ(gpts_in_win(2, outside), 0);
+  EXPECT_EQ(gpts_in_win(2, spanning), 1);
+}
+
+TEST_F(KernelTest, PolylineIsClippedToTheViewport) {
+  open();
+  const Glim vp{0.0f, 0.5f, 0.0f, 0.5f};
+  const Glim win{0.0f, 1.0f, 0.0f, 1.0f};
+  gset_vp(1, &vp);
+  gset_win(1, &win);
+  gsel_norm_tran(1);
+  const auto clips = calls(RecordedCall::Op::clip);
+  ASSERT_FALSE(clips.empty());
+  // Viewport [0,0.5]^2 on 511 pixels: columns 0..256, rows 256..511.
+  EXPECT_FLOAT_EQ(clips.back().clip.x_min, 0.0f);
+  EXPECT_FLOAT_EQ(clips.back().clip.x_max, 256.0f);
+  EXPECT_FLOAT_EQ(clips.back().clip.y_min, 256.0f);
+  EXPECT_FLOAT_EQ(clips.back().clip.y_max, 511.0f);
+  dev->clear_calls();
+
+  // From inside to far right: cut at the right edge.
+  const Gpt across[] = {{0.25f, 0.5f}, {1.0f, 0.5f}};
+  EXPECT_EQ(gpolyline(2, across), 0);
+  auto lines = calls(RecordedCall::Op::polyline);
+  ASSERT_EQ(lines.size(), 1u);
+  ASSERT_EQ(lines[0].pts.size(), 2u);
+  EXPECT_FLOAT_EQ(lines[0].pts[0].x, 64.0f);  // trunc(127.75 * 0.5 + 0.5)
+  EXPECT_FLOAT_EQ(lines[0].pts[0].y, 383.0f);  // trunc(383.25 + 0.5)
+  EXPECT_FLOAT_EQ(lines[0].pts[1].x, 256.0f);
+  EXPECT_FLOAT_EQ(lines[0].pts[1].y, 383.0f);
+
+  // Out and back in: two pieces, both inside.
+  dev->clear_calls();
+  const Gpt zigzag[] = {{0.2f, 0.2f}, {1.8f, 0.2f}, {1.8f, 0.4f}, {0.2f, 0.4f}};
+  gpolyline(4, zigzag);
+  lines = calls(RecordedCall::Op::polyline);
+  ASSERT_EQ(lines.size(), 2u);
+  for (const auto& l : lines)
+    for (const auto& p : l.pts) {
+      EXPECT_LE(p.x, 256.0f);
+      EXPECT_GE(p.y, 256.0f);
+    }
+
+  // Wholly outside the world window: nothing reaches the device.
+  dev->clear_calls();
+  const Gpt away[] = {{2.0f, 2.0f}, {3.0f, 3.0f}};
+  EXPECT_EQ(gpolyline(2, away), 0);
+  EXPECT_TRUE(calls(RecordedCall::Op::polyline).empty());
+  // The bounding box overlaps the window but the line passes outside it.
+  const Gpt high[] = {{-1.0f, 0.5f}, {0.5f, 2.0f}};
+  gpolyline(2, high);
+  EXPECT_TRUE(calls(RecordedCall::Op::polyline).empty());
+}
+
+TEST_F(KernelTest, FillAreaIsClippedAndClosed) {
+  open();
+  const Glim vp{0.0f, 0.5f, 0.0f, 0.5f};
+  const Glim win{0.0f, 1.0f, 0.0f, 1.0f};
+  gset_vp(1, &vp);
+  gset_win(1, &win);
+  gsel_norm_tran(1);
+  gset_fill_colr_ind(3);
+  gset_fill_int_style(GPAT);
+  gset_fill_style_ind(12);
+  dev->clear_calls();
+  // Wholly inside: passed as given (open outline, four points).
+  const Gpt inside_sq[] = {{0.1f, 0.1f}, {0.3f, 0.1f}, {0.3f, 0.3f}, {0.1f, 0.3f}};
+  gfill_area(4, inside_sq);
+  // Half outside to the right.
+  const Gpt wide[] = {{0.25f, 0.1f}, {1.75f, 0.1f}, {1.75f, 0.3f}, {0.25f, 0.3f}};
+  gfill_area(4, wide);
+  auto fills = calls(RecordedCall::Op::fill);
+  ASSERT_EQ(fills.size(), 2u);
+  EXPECT_EQ(fills[0].pts.size(), 4u);
+  EXPECT_EQ(fills[0].fill.color_ind, 3);
+  EXPECT_EQ(fills[0].fill.interior, GPAT);
+  EXPECT_EQ(fills[0].fill.pattern, 12);
+  const auto& clipped = fills[1].pts;
+  ASSERT_EQ(clipped.size(), 5u);
+  EXPECT_FLOAT_EQ(clipped.front().x, clipped.back().x);
+  EXPECT_FLOAT_EQ(clipped.front().y, clipped.back().y);
+  float max_x = 0;
+  for (const auto& p : clipped) max_x = std::max(max_x, p.x);
+  EXPECT_FLOAT_EQ(max_x, 256.0f);
+}
+
+TEST_F(KernelTest, FillPatternsFollowTheirBitmaps) {
+  // Pattern 1 is a checkerboard, 0 and 19 solid, 10 empty.
+  EXPECT_EQ(gfill_test(1, 1, 0), 1);
+  EXPECT_EQ(gfill_test(1, 0, 0), 0);
+  EXPECT_EQ(gfill_test(1, 0, 1), 1);
+  EXPECT_EQ(gfill_test(1, 9, 8), 1);  // repeats every 8 pixels
+  int solid = 0, empty = 0;
+  for (int y = 0; y < 8; ++y)
+    for (int x = 0; x < 8; ++x) {
+      solid += gfill_test(0, x, y) + gfill_test(19, x, y);
+      empty += gfill_test(10, x, y);
+    }
+  EXPECT_EQ(solid, 128);
+  EXPECT_EQ(empty, 0);
+  // Rows 11..18 are grey levels of rising density.
+  int prev = -1;
+  for (int p = 11; p <= 18; ++p) {
+    int n = 0;
+    for (int y = 0; y < 8; ++y)
+      for (int x = 0; x < 8; ++x) n += gfill_test(p, x, y);
+    EXPECT_GT(n, prev) << "pattern " << p;
+    prev = n;
+  }
+  EXPECT_EQ(gfill_test(20, 0, 0), 0);
+}
+
+TEST_F(KernelTest, MarkersAreStrokesInDeviceUnits) {
+  open();
+  gset_marker_type(6);
+  gset_marker_size(1.0f);  // 10 pixels
+  dev->clear_calls();
+  const Gpt p{0.5f, 0.5f};  // pixel (256, 256)
+  gpolymarker(1, &p);
+  auto strokes = calls(RecordedCall::Op::stroke);
+  ASSERT_EQ(strokes.size(), 1u);
+  const std::vector<std::pair<float, float>> square = {
+      {251, 261}, {261, 261}, {261, 251}, {251, 251}, {251, 261}};
+  ASSERT_EQ(strokes[0].pts.size(), square.size());
+  for (std::size_t i = 0; i < square.size(); ++i) {
+    EXPECT_FLOAT_EQ(strokes[0].pts[i].x, square[i].first);
+    EXPECT_FLOAT_EQ(strokes[0].pts[i].y, square[i].second);
+  }
+  // Size 0.1 gives h = 0: a single-pixel figure.
+  gset_marker_size(0.1f);
+  dev->clear_calls();
+  gpolymarker(1, &p);
+  strokes = calls(RecordedCall::Op::stroke);
+  ASSERT_EQ(strokes.size(), 1u);
+  for (const auto& q : strokes[0].pts) {
+    EXPECT_FLOAT_EQ(q.x, 256.0f);
+    EXPECT_FLOAT_EQ(q.y, 256.0f);
+  }
+  // Stroke counts of the nine types; unknown types draw nothing.
+  const int expected[] = {0, 1, 2, 4, 1, 2, 1, 1, 1, 1, 0};
+  gset_marker_size(1.0f);
+  for (int type = 1; type <= 10; ++type) {
+    gset_marker_type(type);
+    dev->clear_calls();
+    gpolymarker(1, &p);
+    EXPECT_EQ(static_cast<int>(calls(RecordedCall::Op::stroke).size()), expected[type]) << type;
+  }
+}
+
+TEST_F(KernelTest, DropShadowDrawsCopiesInBlack) {
+  open();
+  gset_marker_type(2);
+  gset_marker_size(1.0f);
+  gset_font_drop(2);
+  dev->clear_calls();
+  std::vector<Gpt> pts;
+  for (int i = 0; i < 10; ++i) pts.push_back({0.3f + 0.04f * static_cast<float>(i), 0.5f});
+  gpolymarker(10, pts.data());
+  auto groups = calls(RecordedCall::Op::begin_group);
+  ASSERT_EQ(groups.size(), 1u);
+  EXPECT_EQ(groups[0].fill.pattern, 10);  // the marker count
+  auto strokes = calls(RecordedCall::Op::stroke);
+  ASSERT_EQ(strokes.size(), 10u * 3u * 2u);  // (2 shadows + marker) x 2 strokes
+  int shadows = 0;
+  for (const auto& s : strokes) shadows += s.pen.shadow ? 1 : 0;
+  EXPECT_EQ(shadows, 40);
+  // The second shadow copy is one pixel right and down of the first.
+  EXPECT_FLOAT_EQ(strokes[2].pts[0].x, strokes[0].pts[0].x + 1);
+  EXPECT_FLOAT_EQ(strokes[2].pts[0].y, strokes[0].pts[0].y + 1);
+}
+
+TEST_F(KernelTest, LineAttributesReachTheDevice) {
+  open();
+  gset_line_colr_ind(4);
+  gset_linetype(3);
+  gset_linewidth(2.5f);
+  const Gpt two_same[] = {{0.5f, 0.5f}, {0.5f, 0.5f}};
+  EXPECT_EQ(gpolyline(2, two_same), 0);
+  auto lines = calls(RecordedCall::Op::polyline);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].pen.color_ind, 4);
+  EXPECT_EQ(lines[0].pen.pixel, gget_color_ind(4));
+  EXPECT_EQ(lines[0].pen.line_type, 3);
+  EXPECT_FLOAT_EQ(lines[0].pen.width, 2.5f);
+  // Reserved print shades become colour 1 on a display.
+  EXPECT_EQ(gset_line_colr_ind(505), 0);
+  EXPECT_EQ(gget_line_colr(), 1);
+}
+
+TEST_F(KernelTest, AttributeValidationMessages) {
+  struct Case {
+    const char* name;
+    int (*call)();
+    const char* message;
+  };
+  const Case cases[] = {
+      {"one point", [] { Gpt p{0, 0}; return gpolyline(1, &p); }, "gpolyline: invalid number of points: 1\n"},
+      {"line width", [] { return gset_linewidth(-1.0f); }, "gset_linewidth: invalid line width: -1.000000\n"},
+      {"marker width", [] { return gset_marker_width(-2.0f); }, "invalid marker width: -2.000000\n"},
+      {"text width", [] { return gset_text_width(-1.0f); }, "invalid text width: -1.000000\n"},
+      {"marker size", [] { return gset_marker_size(-1.0f); }, "invalid marker size: -1.000000\n"},
+      {"char height", [] { return gset_char_ht(-0.5f); }, "invalid character height: -0.500000\n"},
+      {"expansion", [] { return gset_expan(-1.0f); }, "invalid expansion factor: -1.000000\n"},
+      {"line type", [] { return gset_linetype(-3); }, "gset_linetype: invalid line type: -3\n"},
+      {"style index", [] { return gset_fill_style_ind(20); }, "gset_fill_style_ind: invalid style index: 20\n"},
+      {"colour range", [] { return gset_line_colr_ind(300); }, "gset_line_colr_ind: invalid color index: 300\n"},
+      {"colour unset", [] { return gset_marker_colr_ind(200); }, "gset_marker_colr_ind: color index not initialized\n"},
+      {"text colour", [] { return gset_text_colr_ind(499); }, "invalid color index: 499\n"},
+  };
+  open();
+  const float width = gget_line_width();
+  for (const auto& c : cases) {
+    int rc = 0;
+    std::string err = errors_of([&] { rc = c.call(); });
+    EXPECT_EQ(rc, -1) << c.name;
+    EXPECT_NE(err.find(c.message), std::string::npos) << c.name << ": " << err;
+  }
+  // A rejected value leaves the state alone.
+  EXPECT_FLOAT_EQ(gget_line_width(), width);
+  EXPECT_EQ(gget_fill_style_ind(), 1);
+}
+
+TEST_F(KernelTest, NothingWorksBeforeOpening) {
+  std::string err = errors_of([] {
+    const Gpt p[2] = {{0, 0}, {1, 1}};
+    EXPECT_EQ(gpolyline(2, p), -1);
+    EXPECT_EQ(gset_linetype(2), -1);
+    EXPECT_EQ(gpolymarker(1, p), -1);
+    EXPECT_EQ(gtext(p, "x"), -1);
+  });
+  EXPECT_NE(err.find("gpolyline: GKS not opened\n"), std::string::npos);
+  EXPECT_NE(err.find("gset_linetype: GKS not opened\n"), std::string::npos);
+  EXPECT_NE(err.find("gtext: GKS not opened\n"), std::string::npos);
+  EXPECT_EQ(gchk_graphics(), 0);
+  EXPECT_EQ(gclose_ws(1), -1);
+}
+
+TEST_F(KernelTest, MissingDeviceFailsCleanly) {
+  unregister_device(GWS_PIXMAP);
+  gopen_gks(nullptr, 0);
+  int rc = 0;
+  std::string err = errors_of([&] { rc = gopen_ws(1, "", GWS_PIXMAP); });
+  if (find_device(GWS_PIXMAP) == nullptr) {
+    EXPECT_EQ(rc, -1);
+    EXPECT_NE(err.find("gopen_ws: no device available for workstation type 6"), std::string::npos);
+    EXPECT_EQ(gchk_graphics(), 0);
+  }
+}
+
+TEST_F(KernelTest, DeviceStringsSelectWorkstationTypes) {
+  struct Case {
+    const char* str;
+    Gws_type type;
+    const char* conn;
+  } cases[] = {
+      {"d", GWS_WINDOW, ""},         {"ps,out.ps,eps", GWS_PS, "out.ps,eps"},
+      {"Meta,x.meta,zor", GWS_META, "x.meta,zor"}, {"hpgl", GWS_HPGL, ""},
+      {"q,plot.hp", GWS_HPGL, "plot.hp"}, {"w,:0", GWS_PIXMAP, ":0"},
+      {"", GWS_WINDOW, ""},          {"xyz", GWS_WINDOW, ""},
+  };
+  for (const auto& c : cases) {
+    Gconn_id conn = nullptr;
+    EXPECT_EQ(gdevice_setup(c.str, &conn), c.type) << c.str;
+    EXPECT_STREQ(conn, c.conn) << c.str;
+  }
+}
+
+TEST_F(KernelTest, ConnectionIdIsSplitForTheDevice) {
+  RecordingDevice::Options o;
+  use_recording_device(GWS_WINDOW, o);
+  gopen_gks(nullptr, 0);
+  ASSERT_EQ(gopen_ws(1, ":1,extra", GWS_WINDOW), 0);
+  const auto& req = last_recording_device()->request();
+  EXPECT_EQ(req.conn_id, ":1,extra");
+  EXPECT_EQ(req.items, (std::vector<std::string>{":1", "extra"}));
+  EXPECT_EQ(gtype_is_WIN(), 1);
+  EXPECT_EQ(gtype_is_WIN_PIX(), 1);
+  EXPECT_EQ(gtype_is_PS(), 0);
+  EXPECT_EQ(gclose_ws(1), 0);
+  EXPECT_EQ(gchk_graphics(), 0);
+}
+
+TEST_F(KernelTest, ResizeKeepsTransformations) {
+  open();
+  const Glim win{0.0f, 10.0f, 0.0f, 10.0f};
+  gset_win(2, &win);
+  gsel_norm_tran(2);
+  ASSERT_EQ(gset_win_size(1001, 1001), 0);
+  Gint err = 0, cur = -1;
+  ginq_cur_norm_tran_num(&err, &cur);
+  EXPECT_EQ(cur, 2);
+  EXPECT_FLOAT_EQ(xW_p(10.0f), 1000.0f);
+  Gxrect r;
+  gget_xviewport(&r);
+  EXPECT_EQ(r.width, 1001);
+}
+
+class MetafileTest : public KernelTest {
+ protected:
+  void SetUp() override { open(1000, 800, GWS_META, DeviceUnits::print, kClassMetafile); }
+  std::string records() const {
+    std::string s;
+    for (const auto& c : dev->calls())
+      if (c.op == RecordedCall::Op::record) s += c.text;
+    return s;
+  }
+};
+
+TEST_F(MetafileTest, PolylineAndFillRecordsBreakEveryFourPoints) {
+  const Gpt four[] = {{0.1f, 0.1f}, {0.2f, 0.2f}, {0.3f, 0.3f}, {0.4f, 0.4f}};
+  EXPECT_EQ(gpolyline(4, four), 1);
+  EXPECT_EQ(records(),
+            "PL 4 0.100000,0.100000 0.200000,0.200000 0.300000,0.300000 0.400000,0.400000 \n");
+  dev->clear_calls();
+  EXPECT_EQ(gfill_area(4, four), 1);
+  EXPECT_EQ(records(),
+            "FA 4 0.100000,0.100000 0.200000,0.200000 0.300000,0.300000 0.400000,0.400000 \n   ");
+  dev->clear_calls();
+  const Gpt five[] = {{0, 0}, {0, 0}, {0, 0}, {0, 0}, {1, 1}};
+  gpolyline(5, five);
+  EXPECT_EQ(records(),
+            "PL 5 0.000000,0.000000 0.000000,0.000000 0.000000,0.000000 0.000000,0.000000 \n   "
+            "1.000000,1.000000 \n");
+}
+
+TEST_F(MetafileTest, KernelCallsWriteTheirRecords) {
+  const Glim lim{0.0f, 1.0f, 0.0f, 0.5f};
+  gsel_norm_tran(0);  // already current: nothing
+  gsel_norm_tran(2);
+  gset_win(2, &lim);
+  gset_vp(2, &lim);
+  gset_line_colr_ind(3);
+  gset_linewidth(2.0f);
+  gset_fill_style_ind(4);
+  const Gpt up{1.0f, 0.0f};
+  gset_char_up_vec(&up);
+  const Gtext_align al{GCENTER_HOR, GHALF_VERT};
+  gset_text_align(&al);
+  const Gpt pos{0.5f, 0.25f};
+  gtext(&pos, "Hello");
+  gpolymarker(1, &pos);
+  EXPECT_EQ(records(),
+            "TR 2\n"
+            "WIN 2 0.000000 0.000000 1.000000 0.500000\n"
+            "VP 2 0.000000 0.000000 1.000000 0.500000\n"
+            "PL_CLR 3\n"
+            "PL_LW 2.000000\n"
+            "FA_ST 4\n"
+            "TE_UP 1.000000,0.000000\n"
+            "TE_ALGN 2 3\n"
+            "TE 0.500000,0.250000 Hello\n"
+            "PM 1 0.500000,0.250000 \n");
+  // On a metafile the fill style index is written but not kept.
+  EXPECT_EQ(gget_fill_style_ind(), 1);
+}
+
+}  // namespace
