@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "device.h"
 #include "print_test_util.h"
 
 namespace {
@@ -230,6 +231,123 @@ TEST(PsGrey, GreyLevelsFollowTheWeightedSumAndReverse) {
   EXPECT_NEAR(gps_get_gray(5), 1.0f - 0.8f / 2.7f, 1e-6);
   EXPECT_EQ(gps_set_color_rep(300, 1, 1, 1), -1);
   zor::gks::reset_ps();
+}
+
+// ----- the colour model behind the print shades -----
+
+class ColourModelTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    zor::test::reset_devices();
+    gset_background("");
+  }
+  void TearDown() override {
+    if (gchk_graphics()) zor::test::close_ws();
+    zor::gks::unregister_device(GWS_WINDOW);
+    gset_background("");
+    gset_inverse(0);
+    zor::gks::reset_color_model();
+  }
+
+  // A display stand-in: realises index i as pixel i.
+  static zor::gks::RecordingDevice*& display() {
+    static zor::gks::RecordingDevice* d = nullptr;
+    return d;
+  }
+  static void open_display() {
+    zor::gks::register_device(GWS_WINDOW, "test display", [] {
+      auto dev = std::make_unique<zor::gks::RecordingDevice>();
+      display() = dev.get();
+      return std::unique_ptr<zor::gks::Device>(std::move(dev));
+    });
+    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+  }
+  static bool cleared() {
+    for (const auto& c : display()->calls())
+      if (c.op == zor::gks::RecordedCall::Op::clear) return true;
+    return false;
+  }
+  static void define(int ind, float r, float g, float b) {
+    const Gcolr_rep c{r, g, b};
+    ASSERT_EQ(gset_colr_rep(1, ind, &c), 0);
+  }
+};
+
+TEST_F(ColourModelTest, IndicesAreCheckedAndReservedShadesAreFixed) {
+  const Gcolr_rep grey{0.5f, 0.5f, 0.5f};
+  EXPECT_EQ(gset_colr_rep(1, 3, &grey), -1);  // nothing open
+  ASSERT_TRUE(zor::test::open_ws(GWS_PS, out_path("colours.ps")));
+  EXPECT_EQ(gset_colr_rep(1, 257, &grey), -1);
+  EXPECT_EQ(gset_colr_rep(1, -2, &grey), -1);
+  EXPECT_EQ(gset_colr_rep(1, 499, &grey), -1);
+  EXPECT_EQ(gset_colr_rep(1, 503, &grey), 0);
+  float r = 0, g = 0, b = 0;
+  gget_color_rgb(503, &r, &g, &b);
+  EXPECT_FLOAT_EQ(r + g + b, 3.0f);  // still white
+  EXPECT_EQ(gis_valid_colr(508), 1);
+  EXPECT_EQ(gis_valid_colr(509), 0);
+  // Paper is white; index 256 (and -1) is the background and can be redefined.
+  gget_color_rgb(-1, &r, &g, &b);
+  EXPECT_FLOAT_EQ(r, 1.0f);
+  define(256, 0.5f, 0.5f, 0.5f);
+  gget_color_rgb(-1, &r, &g, &b);
+  EXPECT_FLOAT_EQ(g, 0.5f);
+  int r8 = 0, g8 = 0, b8 = 0;
+  gget_color_rgb256(256, &r8, &g8, &b8);
+  EXPECT_EQ(g8, 127);
+  // Print devices keep fractions only: the index is defined without a pixel.
+  EXPECT_EQ(gget_color_ind(1), -2);
+  EXPECT_NEAR(gps_get_gray(256), 0.5f * 2.7f / 2.7f, 1e-6);
+}
+
+TEST_F(ColourModelTest, NearnessIsASumOfAbsoluteDifferencesBelowOnePercent) {
+  ASSERT_TRUE(zor::test::open_ws(GWS_PS, out_path("near.ps")));
+  ASSERT_STREQ(CLR_get_name(0), "black");
+  EXPECT_EQ(gis_color_near(0, 0.004f, 0.004f, 0.0f, 0), 1);
+  EXPECT_EQ(gis_color_near(0, 0.005f, 0.005f, 0.0f, 0), 0);
+  EXPECT_EQ(gis_color_near(-1, 1.0f, 1.0f, 1.0f, 0), 0);
+  EXPECT_EQ(gis_color_near(600, 0.0f, 0.0f, 0.0f, 0), 0);
+}
+
+TEST_F(ColourModelTest, AllocatingAnyIndexReusesTheHighestMatchOrTakesTheNext) {
+  open_display();
+  define(2, 1.0f, 0.0f, 0.0f);
+  define(3, 1.0f, 0.0f, 0.004f);
+  define(5, 0.0f, 0.0f, 1.0f);
+  EXPECT_EQ(gget_color_ind(5), 5);
+  EXPECT_EQ(gget_max_colr(), 5);
+  EXPECT_EQ(galloc_colr(-1, 1.0f, 0.0f, 0.0f), 3);  // 2 and 3 match: the higher one
+  EXPECT_EQ(gget_max_colr(), 5);
+  EXPECT_EQ(galloc_colr(-1, 0.3f, 0.3f, 0.3f), 6);  // no match: a new index
+  EXPECT_EQ(gget_max_colr(), 6);
+  EXPECT_EQ(gis_color_near(3, 1.0f, 0.0f, 0.0f, 1), 1);  // by pixel value
+  EXPECT_EQ(gis_color_near(77, 1.0f, 0.0f, 0.0f, 1), 0);  // no index has that pixel
+  // Redefinition takes effect for later drawing.
+  define(2, 0.0f, 1.0f, 0.0f);
+  float r = 0, g = 0, b = 0;
+  gget_color_rgb(2, &r, &g, &b);
+  EXPECT_FLOAT_EQ(g, 1.0f);
+  EXPECT_EQ(gget_color_ind(2), 2);
+}
+
+TEST_F(ColourModelTest, DisplayBackgroundComesFromTheNameOrInverseAndClears) {
+  CLR_read_table(nullptr);
+  gset_background("lgray");
+  open_display();
+  float r = 0, g = 0, b = 0;
+  gget_color_rgb(-1, &r, &g, &b);
+  EXPECT_FLOAT_EQ(r, 0.75f);
+  EXPECT_EQ(gget_back_color(), 256);
+  EXPECT_TRUE(cleared());
+  zor::test::close_ws();
+
+  gset_background("NONE");
+  gset_inverse(1);
+  open_display();
+  gget_color_rgb(-1, &r, &g, &b);
+  EXPECT_FLOAT_EQ(b, 1.0f);  // inverse: white
+  EXPECT_FALSE(cleared());
 }
 
 }  // namespace
