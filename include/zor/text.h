@@ -16,6 +16,9 @@ int stricmp(const char* s1, const char* s2);
 int strnicmp(const char* s1, const char* s2, int n);
 int parse_string(const char* string, char delim, int* argc, char*** argv);
 int free_parsed_array(int argc, char** argv);
+// `format` is "W.S.M" (width, significant digits, minimum decimals; S and M
+// are capped at 9). Label values need a few characters; the extreme float
+// range needs 51.
 char* set_num(char* str, const char* format, float x);
 
 // Line readers leave the line end in the stream; fgetline needs a buffer of
