@@ -3,6 +3,8 @@
 // records of the kernel calls.
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -566,6 +568,78 @@ TEST_F(MetafileTest, KernelCallsWriteTheirRecords) {
             "PM 1 0.500000,0.250000 \n");
   // On a metafile the fill style index is written but not kept.
   EXPECT_EQ(gget_fill_style_ind(), 1);
+}
+
+}  // namespace
+
+namespace {
+
+std::string read_text(const std::string& path) {
+  std::ifstream in(path);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+// The kernel driving the real print and metafile devices through the table.
+class RealDeviceTest : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    gclose_ws(1);
+    gclose_gks();
+    kernel().reset();
+    reset_color_model();
+    reset_ps();
+    reset_meta();
+  }
+  std::string path(const char* name) const { return std::string(ZOR_TEST_BINARY_DIR) + "/" + name; }
+};
+
+TEST_F(RealDeviceTest, PostScriptReceivesClippedPrimitives) {
+  ASSERT_NE(find_device(GWS_PS), nullptr);
+  const std::string out = path("gks_core_clip.ps");
+  gopen_gks(nullptr, 0);
+  ASSERT_EQ(gopen_ws(1, out.c_str(), GWS_PS), 0);
+  int w = 0, h = 0;
+  gget_win_size(&w, &h);
+  EXPECT_EQ(w, 756);  // letter landscape, in points
+  EXPECT_EQ(h, 576);
+  const Glim vp{0.0f, 0.5f, 0.0f, 0.5f};
+  const Glim win{0.0f, 1.0f, 0.0f, 1.0f};
+  gset_vp(1, &vp);
+  gset_win(1, &win);
+  gsel_norm_tran(1);
+  const Gpt across[] = {{0.5f, 0.5f}, {2.0f, 0.5f}};
+  ASSERT_EQ(gpolyline(2, across), 0);
+  const Gpt pos{0.1f, 0.1f};
+  gset_char_ht(0.05f);
+  ASSERT_EQ(gtext(&pos, "Hi"), 0);
+  ASSERT_EQ(gclose_ws(1), 0);
+  const std::string ps = read_text(out);
+  // NDC 0.25 on a 575-point square is 143.75; the cut is at NDC 0.5.
+  EXPECT_NE(ps.find("%%PL: 2\n"), std::string::npos);
+  EXPECT_NE(ps.find("143.75 143.75 mv\n287.50 143.75 ln\n"), std::string::npos) << ps;
+  EXPECT_NE(ps.find("%%TE: 0.100000 0.100000 Hi\n"), std::string::npos);
+  EXPECT_NE(ps.find("showpage"), std::string::npos);
+}
+
+TEST_F(RealDeviceTest, MetafileFileHoldsTheKernelRecords) {
+  ASSERT_NE(find_device(GWS_META), nullptr);
+  const std::string out = path("gks_core.meta");
+  gopen_gks(nullptr, 0);
+  ASSERT_EQ(gopen_ws(1, out.c_str(), GWS_META), 0);
+  std::vector<Gpt> pts;
+  for (int i = 0; i < 9; ++i) pts.push_back({0.1f * static_cast<float>(i), 0.5f});
+  gpolyline(9, pts.data());
+  gset_linetype(4);
+  ASSERT_EQ(gclose_ws(1), 0);
+  const std::string meta = read_text(out);
+  EXPECT_EQ(meta.rfind("ZORMETA\n", 0), 0u);
+  // Nine points: two continuation lines.
+  EXPECT_NE(meta.find("PL 9 0.000000,0.500000 0.100000,0.500000 0.200000,0.500000 "
+                      "0.300000,0.500000 \n   0.400000,0.500000"),
+            std::string::npos);
+  EXPECT_NE(meta.find("\n   0.800000,0.500000 \nPL_TYPE 4\n"), std::string::npos) << meta;
 }
 
 }  // namespace
