@@ -68,13 +68,13 @@ namespace zor::res {
 // Description of one resource key.
 struct KeyDesc {
   res_type key;
-  const char* def;       // resource name
-  const char* cmd;       // option without "-", null for positional keys
-  int cmd_pos;           // positional keys: 1 first argument, 10 all
-  const char* env;       // the key's own environment variable
+  const char* def;  // resource name
+  const char* cmd;  // option without "-", null for positional keys
+  int cmd_pos;      // positional keys: 1 first argument, 10 all
+  const char* env;  // the key's own environment variable
   DEF_convert cvt;
-  const char* synopsis;  // help synopsis; null: no help line
-  const char* help;      // help text; null: the synopsis stands alone
+  const char* synopsis;      // help synopsis; null: no help line
+  const char* help;          // help text; null: the synopsis stands alone
   const char* const* extra;  // further help lines, null-terminated
 };
 

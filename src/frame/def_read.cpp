@@ -46,7 +46,8 @@ struct State {
     matches = true;
   }
   void recompute() {
-    matches = overflow == 0 && std::all_of(stack.begin(), stack.end(), [](char c) { return c == 1; });
+    matches =
+        overflow == 0 && std::all_of(stack.begin(), stack.end(), [](char c) { return c == 1; });
   }
 };
 
@@ -62,7 +63,8 @@ std::string cut(std::string s, std::size_t n) {
 
 bool ieq(const std::string& a, const std::string& b) {
   return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+           return std::tolower(static_cast<unsigned char>(x)) ==
+                  std::tolower(static_cast<unsigned char>(y));
          });
 }
 
@@ -106,8 +108,7 @@ bool directive(const Words& w) {
     return true;
   }
   if (d == "UNDEF" && w.count == 2) {
-    if (s.matches)
-      std::erase_if(s.tags, [&](const std::string& t) { return ieq(t, w.second); });
+    if (s.matches) std::erase_if(s.tags, [&](const std::string& t) { return ieq(t, w.second); });
     return true;
   }
   if (d == "IF" && w.count == 2) {
@@ -216,7 +217,9 @@ bool glob(const std::string& pat, const std::string& name) {
 
 }  // namespace
 
-bool cmp(const std::string& pattern, const std::string& key) { return glob(pattern, full_name(key)); }
+bool cmp(const std::string& pattern, const std::string& key) {
+  return glob(pattern, full_name(key));
+}
 
 std::string parse_name(const std::string& pattern) {
   std::size_t at = pattern.find_last_of(".*");
@@ -309,7 +312,8 @@ int DEF_env(const char* resrc, const char* env, char* value) {
   auto v = zor::def::env(resrc, env);
   if (!v) return 0;
   if (v->size() > static_cast<std::size_t>(DEF_LINE_MAX)) {
-    MESS_print(M_WARN, "DEF_env: value of %s longer than %d characters refused\n", resrc, DEF_LINE_MAX);
+    MESS_print(M_WARN, "DEF_env: value of %s longer than %d characters refused\n", resrc,
+               DEF_LINE_MAX);
     return 0;
   }
   if (value) std::snprintf(value, DEF_LINE_MAX + 1, "%s", v->c_str());

@@ -34,7 +34,7 @@ struct Resource {
 };
 
 struct State {
-  std::deque<Resource> list;           // deque: references stay valid as it grows
+  std::deque<Resource> list;            // deque: references stay valid as it grows
   std::deque<std::string> path_values;  // CV_path results handed out by pointer
   std::vector<std::string> cmd_line;
   std::string progname;  // RES_get_progname without a buffer
@@ -61,7 +61,8 @@ Resource* find(std::string_view name) {
 
 bool iequal(std::string_view a, std::string_view b) {
   return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+           return std::tolower(static_cast<unsigned char>(x)) ==
+                  std::tolower(static_cast<unsigned char>(y));
          });
 }
 
@@ -80,7 +81,8 @@ std::vector<std::string> split(std::string_view text, char delim) {
   std::size_t start = 0;
   for (;;) {
     std::size_t at = text.find(delim, start);
-    out.emplace_back(text.substr(start, at == std::string_view::npos ? std::string_view::npos : at - start));
+    out.emplace_back(
+        text.substr(start, at == std::string_view::npos ? std::string_view::npos : at - start));
     if (at == std::string_view::npos) break;
     start = at + 1;
   }
@@ -93,19 +95,20 @@ struct Word {
   int value;
 };
 
-constexpr Word kFileParams[] = {{"use", 3}, {"reuse", 3}, {"over", 1}, {"calc", 1}, {"recalc", 1}, {"app", 2}};
+constexpr Word kFileParams[] = {{"use", 3},  {"reuse", 3},  {"over", 1},
+                                {"calc", 1}, {"recalc", 1}, {"app", 2}};
 
 constexpr Word kPlotTypes[] = {
-    {"raw", 0},    {"none", 99},  {"value", 17}, {"gvalue", 17}, {"cf", 15},    {"lcf", 16},
-    {"ln", 12},    {"dln", 13},   {"ndln", 14},  {"vect", 21},   {"barb", 22},  {"strm", 23},
-    {"stream", 23}, {"an", 54},   {"number", 54}, {"pm", 55},    {"skewt", 62}, {"ema", 63},
-    {"teph", 64},  {"rteph", 65}, {"stuve", 61}, {"hodo", 69}};
+    {"raw", 0},     {"none", 99},  {"value", 17},  {"gvalue", 17}, {"cf", 15},    {"lcf", 16},
+    {"ln", 12},     {"dln", 13},   {"ndln", 14},   {"vect", 21},   {"barb", 22},  {"strm", 23},
+    {"stream", 23}, {"an", 54},    {"number", 54}, {"pm", 55},     {"skewt", 62}, {"ema", 63},
+    {"teph", 64},   {"rteph", 65}, {"stuve", 61},  {"hodo", 69}};
 
 // Plot components of the draw keywords; -1 all, -2 none, -3 text (slot 0 and
 // the border).
-constexpr Word kDrawWords[] = {{"none", -2},   {"all", -1},     {"text", -3},    {"text_ul", 1},
-                               {"text_uc", 2}, {"text_ur", 3},  {"text_ll", 4},  {"text_lc", 5},
-                               {"text_lr", 6}, {"sum", 10},     {"data", 7},     {"grid", 9},
+constexpr Word kDrawWords[] = {{"none", -2},   {"all", -1},    {"text", -3},   {"text_ul", 1},
+                               {"text_uc", 2}, {"text_ur", 3}, {"text_ll", 4}, {"text_lc", 5},
+                               {"text_lr", 6}, {"sum", 10},    {"data", 7},    {"grid", 9},
                                {"map", 8},     {"bord", 11}};
 
 std::optional<int> lookup(std::span<const Word> table, std::string_view word) {
@@ -133,13 +136,19 @@ void convert_draw(const char* data) {
     auto slot = lookup(kDrawWords, item);
     if (!slot) continue;
     switch (*slot) {
-      case -2: FLAG_setplot(12, 0); break;
-      case -1: FLAG_setplot(12, 1); break;
+      case -2:
+        FLAG_setplot(12, 0);
+        break;
+      case -1:
+        FLAG_setplot(12, 1);
+        break;
       case -3:
         FLAG_setplot(0, on);
         FLAG_setplot(11, on);
         break;
-      default: FLAG_setplot(*slot, on); break;
+      default:
+        FLAG_setplot(*slot, on);
+        break;
     }
   }
 }
@@ -147,7 +156,8 @@ void convert_draw(const char* data) {
 // Two digits at `pos` of `s`, when both are there.
 std::optional<int> two_digits(std::string_view s, std::size_t pos) {
   if (pos + 2 > s.size()) return std::nullopt;
-  if (!std::isdigit(static_cast<unsigned char>(s[pos])) || !std::isdigit(static_cast<unsigned char>(s[pos + 1])))
+  if (!std::isdigit(static_cast<unsigned char>(s[pos])) ||
+      !std::isdigit(static_cast<unsigned char>(s[pos + 1])))
     return std::nullopt;
   return (s[pos] - '0') * 10 + (s[pos + 1] - '0');
 }
@@ -243,19 +253,26 @@ int convert(const char* data, char* out, DEF_convert cvt) {
       }
       return 1;
     }
-    default: break;
+    default:
+      break;
   }
   if (!data) return 0;
   switch (cvt) {
-    case CV_mess: MESS_set_str(data); return 1;
+    case CV_mess:
+      MESS_set_str(data);
+      return 1;
     case CV_hour: {
       Date d = decode_hour(data);
       FILE_set_time(&d);
       return 1;
     }
-    case CV_file_param: return set_flag_by_word(kFileParams, 15, data);
-    case CV_plot_type: return set_flag_by_word(kPlotTypes, 11, data);
-    case CV_draw: convert_draw(data); return 1;
+    case CV_file_param:
+      return set_flag_by_word(kFileParams, 15, data);
+    case CV_plot_type:
+      return set_flag_by_word(kPlotTypes, 11, data);
+    case CV_draw:
+      convert_draw(data);
+      return 1;
     case CV_device: {
       const char* comma = std::strchr(data, ',');
       std::string first = comma ? std::string(data, comma) : std::string(data);
@@ -269,7 +286,8 @@ int convert(const char* data, char* out, DEF_convert cvt) {
     case CV_ingestor:
     case CV_strings:  // split by RES_getvals or the conversion pass
       return 1;
-    default: break;
+    default:
+      break;
   }
   if (!out) return 0;
   char c0 = data[0];
@@ -287,12 +305,19 @@ int convert(const char* data, char* out, DEF_convert cvt) {
     case CV_long:
       if (digit) *reinterpret_cast<long*>(out) = std::atol(data);
       return 1;
-    case CV_float: *reinterpret_cast<float*>(out) = static_cast<float>(std::atof(data)); return 1;
-    case CV_color: *reinterpret_cast<int*>(out) = std::atoi(data); return 1;
-    case CV_string: *reinterpret_cast<const char**>(out) = data; return 1;
+    case CV_float:
+      *reinterpret_cast<float*>(out) = static_cast<float>(std::atof(data));
+      return 1;
+    case CV_color:
+      *reinterpret_cast<int*>(out) = std::atoi(data);
+      return 1;
+    case CV_string:
+      *reinterpret_cast<const char**>(out) = data;
+      return 1;
     case CV_strcpy:
       if (std::strlen(data) >= RES_STRCPY_MAX) {
-        MESS_print(M_ERROR, "RES_conv_data: value longer than %zu characters refused\n", RES_STRCPY_MAX - 1);
+        MESS_print(M_ERROR, "RES_conv_data: value longer than %zu characters refused\n",
+                   RES_STRCPY_MAX - 1);
         return 1;
       }
       std::memcpy(out, data, std::strlen(data) + 1);
@@ -304,8 +329,11 @@ int convert(const char* data, char* out, DEF_convert cvt) {
       return 1;
     }
     case CV_region:
-    case CV_domain: DOM_decode(data, reinterpret_cast<Domain*>(out)); return 1;
-    default: return 1;
+    case CV_domain:
+      DOM_decode(data, reinterpret_cast<Domain*>(out));
+      return 1;
+    default:
+      return 1;
   }
 }
 
@@ -424,10 +452,12 @@ void read_files(const RES_defobj* table) {
       continue;
     }
     if (element.size() > 1 && element[0] == '#' &&
-        std::all_of(element.begin() + 1, element.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
+        std::all_of(element.begin() + 1, element.end(),
+                    [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
       // No message-queue transport to a loop window is built into this
       // program, so a window element is reported and passed over.
-      MESS_print(M_WARN, "ZORloop window: %s not running or no message queue exists\n", element.c_str() + 1);
+      MESS_print(M_WARN, "ZORloop window: %s not running or no message queue exists\n",
+                 element.c_str() + 1);
       continue;
     }
     if (DEF_open(element.c_str()) != 0) continue;
@@ -449,7 +479,8 @@ void read_files(const RES_defobj* table) {
 void read_environment(const RES_defobj* table) {
   for (auto* k = table; k->def; ++k) {
     if (!*k->def) continue;
-    if (auto v = zor::def::env(k->def, k->env)) RES_new(static_cast<int>(k - table), k->def, v->c_str(), k->cvt);
+    if (auto v = zor::def::env(k->def, k->env))
+      RES_new(static_cast<int>(k - table), k->def, v->c_str(), k->cvt);
   }
 }
 
@@ -459,8 +490,10 @@ void read_command_line(int argc, char** argv, const RES_defobj* table) {
     const char* arg = argv[i];
     if (std::strcmp(arg, "--") == 0) continue;
     std::size_t dashes = 0;
-    if (arg[0] == '-' && is_letter(arg[1])) dashes = 1;
-    else if (arg[0] == '-' && arg[1] == '-' && is_letter(arg[2])) dashes = 2;
+    if (arg[0] == '-' && is_letter(arg[1]))
+      dashes = 1;
+    else if (arg[0] == '-' && arg[1] == '-' && is_letter(arg[2]))
+      dashes = 2;
     if (dashes > 0) {
       Option o = read_option(argc, argv, i, dashes);
       if (o.too_long) {
@@ -477,7 +510,8 @@ void read_command_line(int argc, char** argv, const RES_defobj* table) {
           --i;  // switches take no value: the argument is read again
           o.value.reset();
         }
-        RES_new(static_cast<int>(key - table), key->def, o.value ? o.value->c_str() : nullptr, key->cvt);
+        RES_new(static_cast<int>(key - table), key->def, o.value ? o.value->c_str() : nullptr,
+                key->cvt);
       } else {
         RES_new(kFree, o.name.c_str(), o.value ? o.value->c_str() : nullptr, CV_string);
       }
@@ -491,8 +525,10 @@ void read_command_line(int argc, char** argv, const RES_defobj* table) {
       if (*k->def && !k->cmd && k->cmd_pos == 10) key = k;
     if (!key) continue;
     int index = static_cast<int>(key - table);
-    if (key->cmd_pos == 10 && count >= 2) RES_append(index, key->def, arg, key->cvt);
-    else RES_new(index, key->def, arg, key->cvt);
+    if (key->cmd_pos == 10 && count >= 2)
+      RES_append(index, key->def, arg, key->cvt);
+    else
+      RES_new(index, key->def, arg, key->cvt);
   }
 }
 
@@ -516,8 +552,10 @@ void conversion_pass(const RES_defobj* table) {
 
 void help_item(const KeyDesc& k) {
   if (!k.synopsis) return;
-  if (k.help) MESS_print(M_PRINT, " %-10s  %s\n", k.synopsis, k.help);
-  else MESS_print(M_PRINT, " %-10s\n", k.synopsis);
+  if (k.help)
+    MESS_print(M_PRINT, " %-10s  %s\n", k.synopsis, k.help);
+  else
+    MESS_print(M_PRINT, " %-10s\n", k.synopsis);
   if (k.extra)
     for (auto* line = k.extra; *line; ++line) MESS_print(M_PRINT, "%s\n", *line);
 }
@@ -572,7 +610,8 @@ int RES_init(int argc, char** argv, const res_type* res_key, const res_type* res
   return 1;
 }
 
-int RES_decode(const char* /*progname*/, const char* /*cls*/, int argc, char** argv, RES_defobj* def_table) {
+int RES_decode(const char* /*progname*/, const char* /*cls*/, int argc, char** argv,
+               RES_defobj* def_table) {
   using namespace zor::res;
   static RES_defobj empty_table[1] = {};
   if (!def_table) def_table = empty_table;
@@ -618,17 +657,23 @@ int RES_getvals(const char* name, int* paramc, char*** paramv) {
   auto* r = name ? zor::res::find(name) : nullptr;
   if (r && r->data) parse_string(r->data->c_str(), r->cvt == CV_strings ? '\n' : ',', &n, &v);
   if (paramc) *paramc = n;
-  if (paramv) *paramv = v;
-  else free_parsed_array(n, v);
+  if (paramv)
+    *paramv = v;
+  else
+    free_parsed_array(n, v);
   return n;
 }
 
-int RES_conv_data(const char* data, char* out, DEF_convert cvt) { return zor::res::convert(data, out, cvt); }
+int RES_conv_data(const char* data, char* out, DEF_convert cvt) {
+  return zor::res::convert(data, out, cvt);
+}
 
 int RES_list() {
   for (const auto& r : state().list) {
-    if (r.data) MESS_print(8, "%s: %s\n", r.name.c_str(), r.data->c_str());
-    else MESS_print(8, "%s:\n", r.name.c_str());
+    if (r.data)
+      MESS_print(8, "%s: %s\n", r.name.c_str(), r.data->c_str());
+    else
+      MESS_print(8, "%s:\n", r.name.c_str());
   }
   return 0;
 }
@@ -663,12 +708,17 @@ char* RES_get_progname(char* prog, std::size_t size) {
 int RES_set_device(const char* str) {
   if (!str) return 1;
   switch (std::tolower(static_cast<unsigned char>(str[0]))) {
-    case 'p': return 4;
+    case 'p':
+      return 4;
     case 'h':
-    case 'q': return 5;
-    case 'm': return 3;
-    case 'w': return 6;
-    default: return 1;
+    case 'q':
+      return 5;
+    case 'm':
+      return 3;
+    case 'w':
+      return 6;
+    default:
+      return 1;
   }
 }
 

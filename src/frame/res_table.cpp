@@ -13,21 +13,23 @@ namespace {
 constexpr const char* kMessageLines[] = {
     "               none,print,error,warn,mess,out1,*out2,out3,out4,debug", nullptr};
 constexpr const char* kObjectLines[] = {"             Objective analysis parameters", nullptr};
-#define ZOR_DOMAIN_LINES                                                                \
+#define ZOR_DOMAIN_LINES                                                                       \
   "               region=predefined region:", "                  us,ne,at,se,mw,sp,nw,sw,etc", \
-      "               proj=projection, clat=central latitude, clon=central longitude,",       \
+      "               proj=projection, clat=central latitude, clon=central longitude,",        \
       "               nx,ny=number of gridpoints and dx,dy=grid spacing"
 constexpr const char* kPlotDomainLines[] = {"             Output plot domain", ZOR_DOMAIN_LINES,
                                             nullptr};
 constexpr const char* kGridDomainLines[] = {"             Grid domain", ZOR_DOMAIN_LINES, nullptr};
 constexpr const char* kRegionLines[] = {"             Region to be used for plotting and gridding",
-                                        ZOR_DOMAIN_LINES, "               us,ne,at,se,mw,sp,nw,sw,var",
-                                        nullptr};
+                                        ZOR_DOMAIN_LINES,
+                                        "               us,ne,at,se,mw,sp,nw,sw,var", nullptr};
 #undef ZOR_DOMAIN_LINES
 
 // Columns: key, resource, option (no "-"), positional (1 first, 10 all),
 // environment, conversion, help synopsis, help text (null: the synopsis
 // stands on a line of its own), extra help lines.
+// One row per key, so the table reads like the option list.
+// clang-format off
 constexpr KeyDesc kKeys[] = {
     {RES_background, "background", "bg", 0, "zorback", CV_string, "-bg clr", "Background color", nullptr},
     {RES_batch, "batch", "ba", 0, "zorbatch", CV_batch, "-ba", "Run program in batch mode", nullptr},
@@ -119,6 +121,7 @@ constexpr KeyDesc kKeys[] = {
     {RES_model_path, "model_path", "mp", 0, "zormpath", CV_path, "-mp path", "Model file path", nullptr},
     {RES_sat_path, "sat_path", "sp", 0, "zorsat", CV_path, "-sp path", "Satellite file path", nullptr},
 };
+// clang-format on
 
 }  // namespace
 

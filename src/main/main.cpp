@@ -11,16 +11,18 @@ namespace {
 
 // The keyed options, in the order of the help text.
 constexpr std::array kResKey = {
-    RES_help,       RES_batch,       RES_message,      RES_file_path,    RES_data_path,   RES_con_path,
-    RES_grid_path,  RES_raw_path,    RES_image_path,   RES_watch_path,   RES_text_path,   RES_model_path,
-    RES_sat_path,   RES_city_file,   RES_map_file,     RES_inputg,       RES_output,      RES_name_conv,
-    RES_in_file,    RES_out_file,    RES_file_param,   RES_current,      RES_hour,        RES_num_hour,
-    RES_identifier, RES_plot_domain, RES_grid_domain,  RES_region,       RES_stat_prior,  RES_variable,
-    RES_plot_type,  RES_plot_scale,  RES_plot_format,  RES_plot_param,   RES_draw,        RES_label,
-    RES_con_interval, RES_con_base,  RES_font_list,    RES_color_table,  RES_color_text,  RES_color_data,
-    RES_color_map,  RES_color_grid,  RES_color_line,   RES_color_wind,   RES_color_watch, RES_color_cmap,
-    RES_color_cont, RES_color_fill,  RES_color_label,  RES_color_clabel, RES_device,      RES_title,
-    RES_icon,       RES_background,  RES_geometry,     RES_null};
+    RES_help,        RES_batch,        RES_message,     RES_file_path,  RES_data_path,
+    RES_con_path,    RES_grid_path,    RES_raw_path,    RES_image_path, RES_watch_path,
+    RES_text_path,   RES_model_path,   RES_sat_path,    RES_city_file,  RES_map_file,
+    RES_inputg,      RES_output,       RES_name_conv,   RES_in_file,    RES_out_file,
+    RES_file_param,  RES_current,      RES_hour,        RES_num_hour,   RES_identifier,
+    RES_plot_domain, RES_grid_domain,  RES_region,      RES_stat_prior, RES_variable,
+    RES_plot_type,   RES_plot_scale,   RES_plot_format, RES_plot_param, RES_draw,
+    RES_label,       RES_con_interval, RES_con_base,    RES_font_list,  RES_color_table,
+    RES_color_text,  RES_color_data,   RES_color_map,   RES_color_grid, RES_color_line,
+    RES_color_wind,  RES_color_watch,  RES_color_cmap,  RES_color_cont, RES_color_fill,
+    RES_color_label, RES_color_clabel, RES_device,      RES_title,      RES_icon,
+    RES_background,  RES_geometry,     RES_null};
 static_assert(kResKey.size() == 58);
 
 constexpr std::array kResPos = {RES_filenames, RES_null};

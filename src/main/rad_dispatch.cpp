@@ -57,8 +57,10 @@ bool apply_input(const std::string& v, InputChoice& c) {
   };
   static const Row rows[] = {
       {[](const std::string& s) { return prefix3(s, "raw"); }, 0, "rad_dat", nullptr},
-      {[](const std::string& s) { return prefix3(s, "cvt") || is(s, "conv"); }, 0, nullptr, nullptr},
-      {[](const std::string& s) { return is(s, "site") || is(s, "rrwds"); }, RAD_IN_RRWDS, "rrwds", nullptr},
+      {[](const std::string& s) { return prefix3(s, "cvt") || is(s, "conv"); }, 0, nullptr,
+       nullptr},
+      {[](const std::string& s) { return is(s, "site") || is(s, "rrwds"); }, RAD_IN_RRWDS, "rrwds",
+       nullptr},
       {[](const std::string& s) { return is(s, "nids"); }, RAD_IN_NIDS, "nids", nullptr},
       {[](const std::string& s) { return is(s, "lev2z"); }, RAD_IN_LEV2Z, "lev2", nullptr},
       {[](const std::string& s) { return is(s, "lev2"); }, RAD_IN_LEV2, "lev2", nullptr},
@@ -90,7 +92,8 @@ void apply_in_file(const std::string& v, bool marked, InputChoice& c) {
   };
   static const Row rows[] = {
       {[](const std::string& s) { return prefix3(s, "raw"); }, 0, "rad_raw", nullptr},
-      {[](const std::string& s) { return prefix3(s, "cvt") || is(s, "conv"); }, 0, "rad_cvt", nullptr},
+      {[](const std::string& s) { return prefix3(s, "cvt") || is(s, "conv"); }, 0, "rad_cvt",
+       nullptr},
       {[](const std::string& s) { return is(s, "site"); }, RAD_IN_RRWDS, "rrwds", nullptr},
       {[](const std::string& s) { return has(s, "rrwds"); }, RAD_IN_RRWDS, nullptr, nullptr},
       {[](const std::string& s) { return has(s, "nids"); }, RAD_IN_NIDS, nullptr, nullptr},
@@ -153,7 +156,8 @@ const InputType kInputTypes[] = {
     {RAD_IN_LEV2, "Level II", "Enter the Level 2 filename: ", true,
      [] { return LEV2_set_date && LEV2_plot; }, [](Domain& d) { run_lev2(d, false); }},
     {RAD_IN_LEV2Z, "compressed Level II", "Enter the Level 2 filename: ", true,
-     [] { return LEV2_set_date && LEV2_set_compress && LEV2_plot; }, [](Domain& d) { run_lev2(d, true); }},
+     [] { return LEV2_set_date && LEV2_set_compress && LEV2_plot; },
+     [](Domain& d) { run_lev2(d, true); }},
     {RAD_IN_RRWDS, "RRWDS", "Enter the RRWDS filename: ", false,
      [] { return RRWDS_set_date && RRWDS_plot; },
      [](Domain& d) {
@@ -209,7 +213,8 @@ int dispatch() {
     if (t.code == code) type = &t;
   if (!type) return 0;
   if (!type->available()) {
-    MESS_print(M_ERROR, "radar: plotting of %s data (input type %d) is not available in this program\n",
+    MESS_print(M_ERROR,
+               "radar: plotting of %s data (input type %d) is not available in this program\n",
                type->format, code);
     return 1;
   }

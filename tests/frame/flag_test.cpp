@@ -1,8 +1,9 @@
 // Flag table and plot-component table, and the draw resource that sets the
 // components.
+#include "zor/flag.h"
+
 #include <gtest/gtest.h>
 
-#include "zor/flag.h"
 #include "zor/res.h"
 
 namespace {
@@ -41,7 +42,7 @@ TEST_F(FlagTest, BatchAndHelpTestForPositiveValues) {
 TEST_F(FlagTest, PlotComponentsKeepTheirSums) {
   for (int i = 0; i < 13; ++i) EXPECT_EQ(FLAG_getplot(i), 1) << i;
   FLAG_setplot(3, 0);
-  EXPECT_EQ(FLAG_getplot(0), 5);   // sum of the six corner texts
+  EXPECT_EQ(FLAG_getplot(0), 5);  // sum of the six corner texts
   EXPECT_EQ(FLAG_getplot(12), 5 + 10);
   FLAG_setplot(0, 0);  // all corner texts off, the border stays
   for (int i = 0; i <= 6; ++i) EXPECT_EQ(FLAG_getplot(i), 0) << i;

@@ -34,8 +34,9 @@ std::string slurp(const fs::path& p) {
 ProgramRun run_radar(const std::string& env, const std::string& args) {
   fs::path dir = fs::temp_directory_path() / ("radar_program_test_" + std::to_string(::getpid()));
   fs::create_directories(dir);
-  std::string cmd = "cd '" + dir.string() + "' && env -u DISPLAY zordefault='" + (dir / "none").string() +
-                    "' " + env + " '" + ZOR_RADAR_BINARY + "' " + args + " </dev/null >out.txt 2>err.txt";
+  std::string cmd = "cd '" + dir.string() + "' && env -u DISPLAY zordefault='" +
+                    (dir / "none").string() + "' " + env + " '" + ZOR_RADAR_BINARY + "' " + args +
+                    " </dev/null >out.txt 2>err.txt";
   ProgramRun r;
   int rc = std::system(cmd.c_str());
   r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
@@ -62,7 +63,8 @@ TEST(RadarProgram, HelpTextIsExact) {
 TEST(RadarProgram, EveryInputTypeEndsCleanlyWithoutData) {
   // In batch mode with no files a type either has no plotting in this build
   // (status 1) or finds no file (status 10); both say why on standard error.
-  for (const char* type : {"nids", "lev2", "lev2z", "rrwds", "nowrad", "kavrad", "rcmsite", "rcm", "cvt"}) {
+  for (const char* type :
+       {"nids", "lev2", "lev2z", "rrwds", "nowrad", "kavrad", "rcmsite", "rcm", "cvt"}) {
     ProgramRun r = run_radar("", std::string("-ba -inp ") + type);
     EXPECT_NE(r.status, 0) << type;
     EXPECT_FALSE(r.err.empty()) << type;
@@ -107,7 +109,8 @@ TEST(RadarInputChoice, InputChoosesTypeInFileChoosesConvention) {
   };
   for (const auto& c : cases) {
     auto got = zor::radar_entry::choose_input(c.input, c.in_file);
-    std::string label = (c.input.empty() ? "-" : c.input[0]) + "/" + (c.in_file.empty() ? "-" : c.in_file[0]);
+    std::string label =
+        (c.input.empty() ? "-" : c.input[0]) + "/" + (c.in_file.empty() ? "-" : c.in_file[0]);
     EXPECT_EQ(got.type, c.type) << label;
     EXPECT_EQ(got.name_conv, c.name_conv) << label;
     EXPECT_EQ(got.model, c.model) << label;

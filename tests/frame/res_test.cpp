@@ -1,5 +1,7 @@
 // Resource database: command line, environment, resource files and their
 // precedence, name matching, directives and conversions.
+#include "zor/res.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -11,7 +13,6 @@
 
 #include "zor/flag.h"
 #include "zor/mess.h"
-#include "zor/res.h"
 #include "zor/text.h"
 
 namespace fs = std::filesystem;
@@ -19,14 +20,15 @@ namespace fs = std::filesystem;
 namespace {
 
 // A cut-down key list in the radar program's style.
-const res_type kKeys[] = {RES_help,     RES_batch,    RES_message,      RES_inputg,     RES_in_file,
-                          RES_plot_type, RES_plot_scale, RES_con_interval, RES_draw,      RES_icon,
-                          RES_region,   RES_file_param, RES_device,      RES_file_path, RES_null};
+const res_type kKeys[] = {RES_help,    RES_batch,     RES_message,    RES_inputg,
+                          RES_in_file, RES_plot_type, RES_plot_scale, RES_con_interval,
+                          RES_draw,    RES_icon,      RES_region,     RES_file_param,
+                          RES_device,  RES_file_path, RES_null};
 const res_type kPos[] = {RES_filenames, RES_null};
 
 // Environment variables the tests set; cleared around every test.
-const char* const kEnvNames[] = {"zordefault", "zorplot", "zorplot_type", "zorradar.plot_type",
-                                 "zornids.plot_type", "zorregion"};
+const char* const kEnvNames[] = {"zordefault",         "zorplot",           "zorplot_type",
+                                 "zorradar.plot_type", "zornids.plot_type", "zorregion"};
 
 class ResTest : public ::testing::Test {
  protected:
@@ -36,8 +38,9 @@ class ResTest : public ::testing::Test {
     zor::def::reset();
     zor::flag::reset();
     zor::mess::reset();
-    dir_ = fs::temp_directory_path() / ("res_test_" + std::to_string(::getpid()) + "_" +
-                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    dir_ = fs::temp_directory_path() /
+           ("res_test_" + std::to_string(::getpid()) + "_" +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name());
     fs::remove_all(dir_);
     fs::create_directories(dir_);
     // No resource file is found unless a test names one.
@@ -96,7 +99,8 @@ TEST(ResKeyTable, EveryKeyOnceWithOptionOrPosition) {
 }
 
 TEST_F(ResTest, CommandLineEdgeCases) {
-  decode({"-pl", "cf", "-pl", "ln", "-ba", "a.nids", "b.nids", "-in", "-5", "-sc=1.5", "-scale", "2"});
+  decode(
+      {"-pl", "cf", "-pl", "ln", "-ba", "a.nids", "b.nids", "-in", "-5", "-sc=1.5", "-scale", "2"});
   EXPECT_EQ(get("plot_type"), "ln");
   EXPECT_EQ(FLAG_get(11), 12);
   EXPECT_EQ(FLAG_batch(), 1);
@@ -141,13 +145,16 @@ TEST_F(ResTest, ResourceFileNamesAndPrecedence) {
         "# comment line\n"
         "radar.plot_type: cf\n"
         "*region us\n"
-        "plot_type dln\n"          // bare name: applies to nothing
-        "other.plot_scale 9\n"     // another program
+        "plot_type dln\n"       // bare name: applies to nothing
+        "other.plot_scale 9\n"  // another program
         "radar.my_res \"two words\"\n"
         "*.plot_scale 2\n"
-        "radar.plot_scale 3\n");   // later line wins
+        "radar.plot_scale 3\n");             // later line wins
   write("b/zor.cfg", "Radar.Region: ne\n");  // names are lower-cased
-  setenv("zordefault", ((dir_ / "a").string() + ":" + (dir_ / "b").string() + ":" + (dir_ / "missing").string()).c_str(), 1);
+  setenv("zordefault",
+         ((dir_ / "a").string() + ":" + (dir_ / "b").string() + ":" + (dir_ / "missing").string())
+             .c_str(),
+         1);
   decode({});
   EXPECT_EQ(get("plot_type"), "cf");
   EXPECT_EQ(FLAG_get(11), 15);
@@ -178,7 +185,8 @@ TEST_F(ResTest, CommandLineOverEnvironmentOverFiles) {
 }
 
 TEST_F(ResTest, ProgramTitleAndDefaultsOption) {
-  std::string file = write("defs", "radarnids.plot_type cf\nradar.nids.region us\nradar.plot_scale 5\n");
+  std::string file =
+      write("defs", "radarnids.plot_type cf\nradar.nids.region us\nradar.plot_scale 5\n");
   decode({"-df", file, "-na", "radarnids"});
   EXPECT_EQ(get("name"), "radarnids");
   EXPECT_EQ(get("plot_type"), "cf");
@@ -194,12 +202,13 @@ TEST_F(ResTest, ProgramTitleAndDefaultsOption) {
 }
 
 TEST_F(ResTest, DirectivesAndTags) {
-  std::string file = write("defs",
-                           "IF nexrad\n*plot_type cf\nELSE\n*plot_type ln\nEND\n"
-                           "IF nothere\n*region us\nELIF NEXRAD\n*region ne\nELIF nexrad\n*region mw\nEND\n"
-                           "DEF local\nIF local\n*plot_scale 2\nEND\n"
-                           "UNDEF Local\nIF local\n*plot_scale 7\nEND\n"
-                           "IF nothere\nDEF hidden\nEND\nIF hidden\n*draw map\nEND\n");
+  std::string file =
+      write("defs",
+            "IF nexrad\n*plot_type cf\nELSE\n*plot_type ln\nEND\n"
+            "IF nothere\n*region us\nELIF NEXRAD\n*region ne\nELIF nexrad\n*region mw\nEND\n"
+            "DEF local\nIF local\n*plot_scale 2\nEND\n"
+            "UNDEF Local\nIF local\n*plot_scale 7\nEND\n"
+            "IF nothere\nDEF hidden\nEND\nIF hidden\n*draw map\nEND\n");
   setenv("zordefault", ("+nexrad:" + file).c_str(), 1);
   decode({});
   EXPECT_EQ(get("plot_type"), "cf");
@@ -215,7 +224,8 @@ TEST_F(ResTest, DirectivesAndTags) {
 }
 
 TEST_F(ResTest, BadFileContentIsReportedAndSkipped) {
-  std::string file = write("defs", "END\nELSE\nELIF x\n*region " + std::string(300, 'r') + "\n*plot_type cf\n");
+  std::string file =
+      write("defs", "END\nELSE\nELIF x\n*region " + std::string(300, 'r') + "\n*plot_type cf\n");
   setenv("zordefault", ("#3:" + file + ":" + (dir_ / "unreadable").string()).c_str(), 1);
   ::testing::internal::CaptureStderr();
   decode({});
@@ -311,7 +321,8 @@ TEST_F(ResTest, Conversions) {
   RES_conv_data("ps,out.ps", reinterpret_cast<char*>(&dev), CV_device);
   EXPECT_EQ(FLAG_get(2), 4);
   EXPECT_STREQ(dev, "out.ps");
-  for (auto [text, code] : {std::pair{"h", 5}, {"Q", 5}, {"m", 3}, {"w", 6}, {"x", 1}, {",name", 1}}) {
+  for (auto [text, code] :
+       {std::pair{"h", 5}, {"Q", 5}, {"m", 3}, {"w", 6}, {"x", 1}, {",name", 1}}) {
     RES_conv_data(text, nullptr, CV_device);
     EXPECT_EQ(FLAG_get(2), code) << text;
   }
@@ -381,12 +392,18 @@ struct HourCase {
 TEST(ResHour, TextForms) {
   const int M = -9999;
   const HourCase cases[] = {
-      {"#2024061512", 2024, 6, 15, 12, M}, {"#202406151230", 2024, 6, 15, 12, 30},
-      {"#2024", 2024, M, M, M, M},         {"061512", M, 6, 15, 12, M},
-      {"1512", M, M, 15, 12, M},           {"512", M, M, 5, 12, M},
-      {"2d12:30", M, M, 2, 12, 30},        {":45", M, M, M, M, 45},
-      {"-:30", M, M, M, M, -30},           {"12:30", M, M, M, 12, 30},
-      {"-3", M, M, M, -3, M},              {"-0:30", M, M, M, M, -30},
+      {"#2024061512", 2024, 6, 15, 12, M},
+      {"#202406151230", 2024, 6, 15, 12, 30},
+      {"#2024", 2024, M, M, M, M},
+      {"061512", M, 6, 15, 12, M},
+      {"1512", M, M, 15, 12, M},
+      {"512", M, M, 5, 12, M},
+      {"2d12:30", M, M, 2, 12, 30},
+      {":45", M, M, M, M, 45},
+      {"-:30", M, M, M, M, -30},
+      {"12:30", M, M, M, 12, 30},
+      {"-3", M, M, M, -3, M},
+      {"-0:30", M, M, M, M, -30},
       {"7", M, M, M, 7, M},
   };
   for (const auto& c : cases) {
