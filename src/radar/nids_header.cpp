@@ -126,16 +126,28 @@ void build_label(const State& s, const ProductRules& pr, bool mosaic, NIDS_info&
   }
   if (pr.storm_motion) append_label(label, " Stm=%.0f-%.0f", d.p9 / 10.0, d.p8 / 10.0);
   if (pr.layer) append_label(label, " Lyr=%d-%d", d.p5, d.p6);
+  // A product that carries no maximum shows none rather than a made-up one.
+  const bool have_max = info.max != ZOR_MISSING_F;
+  const bool have_both = have_max && info.nmax != ZOR_MISSING_F;
   switch (pr.max_text) {
-    case MaxText::min_max_0: append_label(label, " Mn,Mx=%.0f,%.0f", info.nmax, info.max); break;
-    case MaxText::min_max_1: append_label(label, " Mn,Mx=%.1f,%.1f", info.nmax, info.max); break;
-    case MaxText::min_max_2: append_label(label, " Mn,Mx=%.2f,%.2f", info.nmax, info.max); break;
-    case MaxText::max_1: append_label(label, " Mx=%.1f", info.max); break;
-    case MaxText::max_2: append_label(label, " Mx=%.2f", info.max); break;
+    case MaxText::min_max_0:
+      if (have_both) append_label(label, " Mn,Mx=%.0f,%.0f", info.nmax, info.max);
+      break;
+    case MaxText::min_max_1:
+      if (have_both) append_label(label, " Mn,Mx=%.1f,%.1f", info.nmax, info.max);
+      break;
+    case MaxText::min_max_2:
+      if (have_both) append_label(label, " Mn,Mx=%.2f,%.2f", info.nmax, info.max);
+      break;
+    case MaxText::max_1:
+      if (have_max) append_label(label, " Mx=%.1f", info.max);
+      break;
+    case MaxText::max_2:
+      if (have_max) append_label(label, " Mx=%.2f", info.max);
+      break;
     case MaxText::none: break;
     case MaxText::max_0:
-      // A product that carries no maximum shows none rather than a made-up one.
-      if (info.max != ZOR_MISSING_F) append_label(label, " Mx=%.0f", info.max);
+      if (have_max) append_label(label, " Mx=%.0f", info.max);
       break;
   }
   copy_text(info.misc, sizeof info.misc, label);

@@ -94,6 +94,30 @@ TEST(NidsHeader, BaseReflectivityRadial) {
   for (int i = 1; i < 16; ++i) EXPECT_FLOAT_EQ(info.thres[i], 5.0f * i);
 }
 
+TEST(NidsHeader, LabelTexts) {
+  struct Case {
+    const char* file;
+    const char* label;
+  };
+  // Mode, range (resolution), elevation and maxima as each product carries them.
+  const Case cases[] = {
+      {"KBMX_SDUS54_N0QBMX_201501020205", "Md=pr Rng=248(0.5) El=0.5"},
+      {"KBMX_SDUS54_NCRBMX_201501020205", "Md=pr Rng=124(0.5) Mx=52"},
+      {"KBMX_SDUS74_EETBMX_201501020205", "Md=pr Rng=186(0.5) Mx=30"},
+      {"KBMX_SDUS84_DODBMX_201501020205", "Md=pr Rng=124(0.1) Mx=0.2"},
+      {"KBMX_SDUS54_DPABMX_201501020205", "Md=pr Rng=124(0.0) Mx=10.0"},
+      {"KBMX_SDUS34_NVWBMX_201501020205", "Md=pr Mx=69"},
+      {"KLOT_SDUS53_TZLORD_201501150003", "Md=pr Rng=224(0.2) Mx=56"},
+  };
+  for (const Case& c : cases) {
+    FilePtr f(std::fopen(data_path(c.file).c_str(), "rb"));
+    ASSERT_TRUE(f) << c.file;
+    NIDS_info info;
+    ASSERT_EQ(NIDS_get_header(f.get(), &info), 1) << c.file;
+    EXPECT_STREQ(info.misc, c.label) << c.file;
+  }
+}
+
 TEST(NidsHeader, BzipSymbologyAndSiteDomain) {
   FilePtr f(std::fopen(data_path("KBMX_SDUS54_N0QBMX_201501020205").c_str(), "rb"));
   NIDS_info info;
