@@ -76,8 +76,9 @@ bool start_bzip2(Reader& r) {
 // encrypted data. Returns -1 for encrypted data, 0 on a failure, 1 otherwise.
 int test_compression(Reader& r, FILE* f) {
   r.comp_test = false;
-  // Inside a running stream the bytes are compressed data, not a new header.
-  if (r.file_type != FileType::plain && !r.stream_end) return 1;
+  // Inside a running stream the bytes are compressed data, not a new header;
+  // after a stream ends, what follows is tested once its output is used up.
+  if (r.file_type != FileType::plain && (!r.stream_end || r.oavail > 0)) return 1;
   const bool was_plain = r.file_type == FileType::plain;
   if (was_plain) output_to_input(r, f);
   const int n = r.isize - r.iptr;

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "nids_test_util.h"
@@ -36,6 +37,26 @@ TEST_P(RealProduct, DecodesCleanlyWithItems) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Level3, RealProduct, ::testing::ValuesIn(kProducts));
+
+// Every copied file, whatever it is: decoded cleanly, or refused with a
+// reason that says it is not a decodable product.
+TEST(NidsAllFiles, DecodeOrRefuseClearly) {
+  int files = 0;
+  for (const auto& e : std::filesystem::directory_iterator(data_path(""))) {
+    const std::string name = e.path().filename().string();
+    if (e.path().extension() == ".nc") continue;
+    ++files;
+    const Listing l = dump_file(name);
+    if (l.status == 0) {
+      EXPECT_EQ(l.error, "") << name;
+      continue;
+    }
+    const bool clear = l.error.find("encrypted") != std::string::npos ||
+                       l.error.find("not a product") != std::string::npos;
+    EXPECT_TRUE(clear) << name << ": status " << l.status << " \"" << l.error << "\"";
+  }
+  EXPECT_GE(files, 16);
+}
 
 TEST(NidsRefusal, StatusMessageIsNotAProduct) {
   const Listing l = dump_file("KBMX_NXUS64_GSMBMX_201501020258");
