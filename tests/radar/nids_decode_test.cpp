@@ -269,6 +269,27 @@ TEST(NidsItems, HandMadeLayerWithEveryItemKind) {
   EXPECT_NE(l.lines[0].find("Not supported - 58"), std::string::npos) << l.lines[0];
 }
 
+TEST(NidsItems, EveryTextHeaderFormDecodesAlike) {
+  const Bytes file = read_file(data_path("KBMX_SDUS54_N0RBMX_201501020205"));
+  const Bytes body(file.begin() + 30, file.end());  // from the message header on
+  const Listing reference = dump_file("KBMX_SDUS54_N0RBMX_201501020205");
+  ASSERT_EQ(reference.status, 0);
+  const std::string forms[] = {
+      "",                                                         // none
+      "\x01\r\r\n123\r\r\nSDUS54 KBMX 020205\r\r\nN0RBMX\r\r\n",  // SOH CR
+      "**** 0000000123 ****\nSDUS54 KBMX 020205\r\r\n",             // archive separator
+      "\n**** 0000000123 ****\nSDUS54 KBMX 020205\r\r\n",           // LF "*"
+      "DSUS54 KBMX 020205\r\r\nN0RBMX\r\r\n",                      // "DS"
+      "\x40\x0c line one\nline two\n",                               // 0x400C
+  };
+  for (const std::string& head : forms) {
+    Builder b;
+    b.text(head);
+    b.b.insert(b.b.end(), body.begin(), body.end());
+    EXPECT_EQ(dump_bytes(b.b).lines, reference.lines) << "header form: " << head;
+  }
+}
+
 TEST(NidsItems, ConcatenatedProductSelectedByExtension) {
   const Bytes n0r = read_file(data_path("KBMX_SDUS54_N0RBMX_201501020205"));
   const Bytes nvl = read_file(data_path("KBMX_SDUS54_NVLBMX_201501020205"));
