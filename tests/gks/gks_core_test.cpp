@@ -3,6 +3,7 @@
 // records of the kernel calls.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -640,6 +641,96 @@ TEST_F(RealDeviceTest, MetafileFileHoldsTheKernelRecords) {
                       "0.300000,0.500000 \n   0.400000,0.500000"),
             std::string::npos);
   EXPECT_NE(meta.find("\n   0.800000,0.500000 \nPL_TYPE 4\n"), std::string::npos) << meta;
+}
+
+}  // namespace
+
+namespace {
+
+class GphTest : public KernelTest {};
+
+TEST_F(GphTest, ShapesAreClosedPolylinesAndFills) {
+  open();
+  GPH_rect(0.1f, 0.1f, 0.3f, 0.2f);
+  auto lines = calls(RecordedCall::Op::polyline);
+  ASSERT_EQ(lines.size(), 1u);
+  ASSERT_EQ(lines[0].pts.size(), 5u);
+  EXPECT_FLOAT_EQ(lines[0].pts[0].x, lines[0].pts[4].x);
+  EXPECT_FLOAT_EQ(lines[0].pts[1].x, std::trunc(0.3f * 511.0f + 0.5f));
+  dev->clear_calls();
+  GPH_fcircle(0.5f, 0.5f, 0.1f);
+  auto fills = calls(RecordedCall::Op::fill);
+  ASSERT_EQ(fills.size(), 1u);
+  EXPECT_EQ(fills[0].pts.size(), 37u);
+  for (const auto& p : fills[0].pts) {
+    const float dx = p.x - 255.5f, dy = p.y - 255.5f;
+    EXPECT_NEAR(std::sqrt(dx * dx + dy * dy), 51.1f, 1.0f);
+  }
+  dev->clear_calls();
+  GPH_printf(0.2f, 0.2f, "%d-%s", 42, "x");
+  auto groups = calls(RecordedCall::Op::begin_group);
+  ASSERT_EQ(groups.size(), 1u);
+  EXPECT_EQ(groups[0].text, "42-x");
+}
+
+TEST_F(GphTest, AttributeHelpersLeaveUnsetFieldsAlone) {
+  open();
+  Gattribs a;  // everything -9999
+  a.color = 3;
+  a.style = 2;
+  GPH_line_attr(&a);
+  EXPECT_EQ(gget_line_colr(), 3);
+  EXPECT_EQ(gget_line_type(), 2);
+  EXPECT_FLOAT_EQ(gget_line_width(), 1.0f);
+  GPH_line_attr(nullptr);
+  EXPECT_EQ(gget_line_type(), 1);
+  EXPECT_FLOAT_EQ(gget_line_width(), 0.0f);
+
+  Gattribs f;
+  f.fill_pat = 7;
+  GPH_fill_attr(&f);
+  EXPECT_EQ(gget_fill_int_style(), GPAT);
+  EXPECT_EQ(gget_fill_style_ind(), 7);
+  f.fill_pat = 0;
+  GPH_fill_attr(&f);
+  EXPECT_EQ(gget_fill_int_style(), GSOLID);
+
+  Gattribs m;
+  m.height = 2.0f;
+  GPH_mark_attr(&m, 0.5f);
+  EXPECT_FLOAT_EQ(gget_marker_size(), 1.0f);
+  m.height = ZOR_MISSING_F;
+  GPH_mark_attr(&m, 3.0f);
+  EXPECT_FLOAT_EQ(gget_marker_size(), 3.0f);
+
+  Gattribs t;
+  t.height = 0.02f;
+  EXPECT_EQ(GPH_text_attr(&t, 2.0f), 0);
+  EXPECT_FLOAT_EQ(gget_char_ht(), 0.04f);
+  EXPECT_EQ(GPH_text_attr(nullptr, 1.0f), -1);
+
+  GPH_text_align(GCENTER_HOR, GHALF_VERT);
+  int h = -1, v = -1;
+  GPH_get_text_align(&h, &v);
+  EXPECT_EQ(h, GCENTER_HOR);
+  EXPECT_EQ(v, GHALF_VERT);
+}
+
+TEST_F(GphTest, PanelSizeAndMargins) {
+  open(801, 401);
+  GPH_set_view_size(0.5f, 1.0f, 0.5f, 0.0f);  // right half of the display
+  Glim offset{0.1f, 0.1f, 0.0f, 0.0f};       // 10% margins left and right
+  GPH_reset(1, GWS_WINDOW, 0.0f, &offset);
+  // Panel [0.55, 0.95] x [0, 0.5], aspect of the half display (0.5 : 0.5).
+  EXPECT_FLOAT_EQ(offset.x_min, 0.55f);
+  EXPECT_FLOAT_EQ(offset.x_max, 0.95f);
+  EXPECT_FLOAT_EQ(offset.y_min, 0.05f);
+  EXPECT_FLOAT_EQ(offset.y_max, 0.45f);
+  Glim view;
+  GPH_get_view_size(&view);
+  EXPECT_FLOAT_EQ(view.x_min, 0.5f);
+  EXPECT_FLOAT_EQ(view.x_max, 1.0f);
+  EXPECT_FLOAT_EQ(GPH_get_vert_win_size(), 0.5f);
 }
 
 }  // namespace
