@@ -153,7 +153,7 @@ const char* path_resource(char c) {
   return nullptr;
 }
 
-bool is_date_key(char c) { return std::strchr("YymbdjhnN", c) != nullptr && c != 'N'; }
+bool is_date_key(char c) { return c != '\0' && std::strchr("Yymbdjhn", c) != nullptr; }
 
 // Width of a date key in a name.
 int date_width(char c) {
