@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -291,6 +292,45 @@ TEST_F(FontTest, MissingFontDrawsNothingButBlanksAdvance) {
   EXPECT_EQ(read_font("#fixed"), -1);
   err = ::testing::internal::GetCapturedStderr();
   EXPECT_NE(err.find("read_font: unable to load font: fixed\n"), std::string::npos);
+}
+
+}  // namespace
+
+namespace {
+
+// The converter on a two-glyph Hershey file whose second record continues
+// on a second line: a blank and a capital A.
+TEST(Hershey2Fnt, ConvertsGlyphsIntoFontUnits) {
+  const std::string dir = ZOR_TEST_BINARY_DIR;
+  const std::string jhf = dir + "/tiny.jhf", fnt = dir + "/tiny.fnt";
+  {
+    std::ofstream out(jhf);
+    out << "12345  1JZ\n  501  9H\\RFJ[ RRF\nZ[ RMTWT\n";
+  }
+  const std::string cmd = std::string(HERSHEY2FNT) + " " + jhf + " " + fnt + " tiny";
+  ASSERT_EQ(std::system(cmd.c_str()), 0);
+  FontState f;
+  f.clear_glyphs();
+  ASSERT_TRUE(parse_font(slurp(fnt), f));
+  EXPECT_EQ(f.index[' '], -1);  // a blank has no strokes
+  ASSERT_GE(f.index['!'], 0);   // the second record stands for '!'
+  // Apex (R,F) is a move to x 40, y 140 (cap height); J[ a line to the
+  // baseline at x 0; the crossbar (M,T)-(W,T) at y 70.
+  const std::vector<int> expected = {168, 140, 0, 35, 168, 140, 80, 35, 143, 70, 65, 70, 255};
+  std::vector<int> got;
+  for (std::size_t p = static_cast<std::size_t>(f.index['!']); p < f.db.size(); ++p) {
+    got.push_back(f.db[p]);
+    if (f.db[p] == 255 && got.size() % 2 == 1) break;
+  }
+  EXPECT_EQ(got, expected);
+  EXPECT_EQ(f.size['!'], 80);
+
+  // A truncated record is refused.
+  {
+    std::ofstream out(jhf);
+    out << "  501  9H\\RFJ[\n";
+  }
+  EXPECT_NE(std::system((cmd + " 2>/dev/null").c_str()), 0);
 }
 
 }  // namespace
