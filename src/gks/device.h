@@ -111,8 +111,9 @@ class Device {
   // Device units per unit of marker size (X11 10, PostScript 7.2, HPGL 101.5).
   virtual float marker_scale() const { return 10.0f; }
   virtual DeviceSize size() const = 0;
-  // Called by ginit_plot for the classes 0 and 1 (contexts, events).
-  virtual void reinit(int /*dev_class*/) {}
+  // Called by ginit_plot for the classes 0 and 1 (contexts, events); -1
+  // when the display reported an error meanwhile (the device says so).
+  virtual int reinit(int /*dev_class*/) { return 0; }
 
   // Drawing, in device units.
   virtual void clear(int /*background_pixel*/) {}

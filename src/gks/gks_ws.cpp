@@ -9,6 +9,7 @@
 
 #include "gks_kernel.h"
 #include "zor/flag.h"
+#include "zor/gks_dev.h"
 #include "zor/mess.h"
 
 namespace zor::gks {
@@ -252,8 +253,9 @@ int ginit_plot(int dev_class) {
   ginit_line(dev_class);
   ginit_marker(dev_class);
   ginit_fill(dev_class);
+  if (dev_class == kClassX11 && gtype_is_PIX()) gset_rw_colors(0);
   if ((dev_class == kClassX11 || dev_class == kClassX11Again) && current_device())
-    current_device()->reinit(dev_class);
+    return current_device()->reinit(dev_class) < 0 ? -1 : 0;
   return 0;
 }
 
