@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "zor/gks.h"
+#include "zor/img.h"
 
 namespace zor::gks {
 
@@ -153,6 +154,32 @@ class Device {
   // The interactive wait of a display device; returns at once elsewhere.
   virtual int hold() { return 0; }
   virtual void set_title(std::string_view /*title*/) {}
+
+  // ---- Raster devices (X11 window, foreign drawable, in-memory) ---------
+  // Frames (pixmaps the size of the picture) are named by non-zero ids that
+  // the device hands out; id 0 is the base window's own back pixmap.
+  // Creates a pixmap cleared to the background; 0 when the device has none.
+  virtual unsigned long create_pixmap() { return 0; }
+  virtual void free_pixmap(unsigned long /*id*/) {}
+  // Makes a pixmap (0 = the back pixmap) the target of further drawing.
+  virtual bool set_draw_target(unsigned long /*id*/) { return false; }
+  virtual unsigned long draw_target() const { return 0; }
+  // Copies one pixmap onto another (0 = the back pixmap).
+  virtual bool copy_pixmap(unsigned long /*from*/, unsigned long /*to*/) { return false; }
+  // Shows a pixmap in the window (copies it to the visible picture).
+  virtual bool show_pixmap(unsigned long /*id*/) { return false; }
+  // Captures the current drawing target into `image` (the record's layout
+  // as an X11 ZPixmap image would give it); 1, or 0 with a message.
+  virtual int capture(IMG_report& /*image*/) { return 0; }
+  // Puts device pixels (one device pixel value per image pixel, already
+  // mapped) at (x, y) of the drawing target where `mask` (one bit per
+  // pixel, rows padded to bytes, least significant bit first) is set.
+  virtual bool put_pixels(const IMG_report& /*image*/, const std::uint8_t* /*mask*/, int /*x*/,
+                          int /*y*/) {
+    return false;
+  }
+  // True for a raster device drawing into memory without a display.
+  virtual bool headless() const { return false; }
 };
 
 using DeviceFactory = std::unique_ptr<Device> (*)();
@@ -190,6 +217,8 @@ std::unique_ptr<Device> make_pixmap_device();      // type 6
 std::unique_ptr<Device> make_postscript_device();  // type 4
 std::unique_ptr<Device> make_hpgl_device();        // type 5
 std::unique_ptr<Device> make_metafile_device();    // type 3
+// The in-memory raster device that stands in for a window without a display.
+std::unique_ptr<Device> make_memory_device();
 
 // ---- Recording device for tests ------------------------------------------
 // Keeps every call it receives, in device units, for tests to inspect.
