@@ -1,0 +1,113 @@
+// A 32-bit pixel buffer and the drawing rules of an X server's frame buffer
+// code (the reference is Xvfb at depth 24), so that pictures drawn in memory
+// come out as they would in an X11 pixmap:
+// - polygons: a pixel is painted when its sample point (x, y) lies inside;
+//   on an edge, pixels on left and top edges are in, right and bottom out;
+//   even-odd or winding rule;
+// - zero-width lines: Bresenham with the server's default octant bias, each
+//   segment without its last point except the last segment of a polyline;
+// - wide lines: each segment a butt-capped rectangle filled by the polygon
+//   rule, joins bevelled or mitred, projecting caps for text;
+// - dashes: on/off pixel counts along the major axis (thin) or along the
+//   length (wide), carried over the vertices of one polyline;
+// - stipples: 8 x 8 patterns anchored at the drawable's origin;
+// - one clip rectangle.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace zor::gks::raster {
+
+struct IntPoint {
+  int x = 0;
+  int y = 0;
+};
+
+struct RealPoint {
+  double x = 0.0;
+  double y = 0.0;
+};
+
+// Inclusive pixel rectangle.
+struct ClipRect {
+  int x_min = 0;
+  int y_min = 0;
+  int x_max = -1;
+  int y_max = -1;
+};
+
+// How pixels are painted: a pixel value, an optional stipple (8 rows, bit 0
+// leftmost) and the clip rectangle.
+struct Paint {
+  std::uint32_t pixel = 0;
+  const std::uint8_t* stipple = nullptr;
+  ClipRect clip;
+};
+
+enum class FillRule { even_odd, winding };
+enum class Join { miter, round_as_bevel, bevel };
+enum class Cap { butt, projecting };
+
+// On/off dash lengths in pixels (an even number of entries); empty = solid.
+struct Dashes {
+  std::vector<int> lengths;
+  bool solid() const { return lengths.empty(); }
+};
+
+class Canvas {
+ public:
+  Canvas() = default;
+  Canvas(int width, int height, std::uint32_t fill);
+
+  int width() const { return width_; }
+  int height() const { return height_; }
+  std::uint32_t* row(int y) { return pixels_.data() + static_cast<std::size_t>(y) * width_; }
+  const std::uint32_t* row(int y) const {
+    return pixels_.data() + static_cast<std::size_t>(y) * width_;
+  }
+  std::span<const std::uint32_t> pixels() const { return pixels_; }
+  std::uint32_t at(int x, int y) const { return row(y)[x]; }
+
+  void fill_all(std::uint32_t pixel);
+  void copy_from(const Canvas& other);
+
+  // Paints pixels x0 .. x1-1 of row y.
+  void span(int y, int x0, int x1, const Paint& paint);
+  void point(int x, int y, const Paint& paint);
+
+ private:
+  int width_ = 0;
+  int height_ = 0;
+  std::vector<std::uint32_t> pixels_;
+};
+
+// Reusable work space of the polygon filler, so a stream of small polygons
+// allocates nothing after the first.
+struct PolygonScratch {
+  struct Edge {
+    double x_top, y_top, x_bot, y_bot;
+    int dir;
+  };
+  std::vector<Edge> edges;
+  std::vector<std::pair<double, int>> xs;
+};
+
+// Fills a polygon with whole-number vertices (the outline is closed
+// implicitly), exactly as the server's general polygon filler.
+void fill_polygon(Canvas& c, std::span<const IntPoint> pts, const Paint& paint, FillRule rule,
+                  PolygonScratch& scratch);
+// The same for real vertices (the outlines of wide lines).
+void fill_polygon(Canvas& c, std::span<const RealPoint> pts, const Paint& paint, FillRule rule,
+                  PolygonScratch& scratch);
+
+// Zero-width polyline; `dashes` may be solid.
+void thin_polyline(Canvas& c, std::span<const IntPoint> pts, const Paint& paint,
+                   const Dashes& dashes);
+
+// Wide polyline of `width` pixels (1 or more).
+void wide_polyline(Canvas& c, std::span<const IntPoint> pts, int width, const Paint& paint,
+                   const Dashes& dashes, Join join, Cap cap, PolygonScratch& scratch);
+
+}  // namespace zor::gks::raster
