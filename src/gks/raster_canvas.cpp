@@ -155,16 +155,13 @@ void fill_polygon(Canvas& c, std::span<const RealPoint> pts, const Paint& paint,
 
 namespace {
 
-// Octant bits of the server's line code and its default bias: the octants in
-// which a tie in the error term steps the minor axis late.
+// Octant bits of the server's line code. A screen may bias the octants in
+// which a tie in the error term steps the minor axis late; the reference
+// server sets no bias, so every tie steps at once.
 constexpr int kXDecreasing = 4;
 constexpr int kYDecreasing = 2;
 constexpr int kYMajor = 1;
-constexpr unsigned kOctant2 = 1U << (kYDecreasing + kYMajor);
-constexpr unsigned kOctant3 = 1U << (kXDecreasing + kYDecreasing + kYMajor);
-constexpr unsigned kOctant4 = 1U << (kXDecreasing + kYDecreasing);
-constexpr unsigned kOctant5 = 1U << kXDecreasing;
-constexpr unsigned kDefaultBias = kOctant2 | kOctant3 | kOctant4 | kOctant5;
+constexpr unsigned kZeroLineBias = 0;
 
 // Position in a dash list.
 struct DashState {
@@ -208,40 +205,36 @@ void bresenham(Canvas& c, IntPoint a, IntPoint b, bool draw_last, const Paint& p
     octant |= kYDecreasing;
   }
   const bool x_major = adx > ady;
-  int e1, e3, e, len;
+  // e1 for a step along the major axis alone, e2 for a diagonal step; the
+  // minor axis steps when the error is not negative.
+  int e1, e2, e, len;
   if (x_major) {
     e1 = ady << 1;
-    e3 = -(adx << 1);
+    e2 = e1 - (adx << 1);
     e = e1 - adx;
     len = adx;
   } else {
     e1 = adx << 1;
-    e3 = -(ady << 1);
+    e2 = e1 - (ady << 1);
     e = e1 - ady;
     octant |= kYMajor;
     len = ady;
   }
-  e -= static_cast<int>((kDefaultBias >> octant) & 1U);
+  e -= static_cast<int>((kZeroLineBias >> octant) & 1U);
   if (draw_last) ++len;
   int x = a.x, y = a.y;
   const bool solid = dash.dashes->solid();
   for (int i = 0; i < len; ++i) {
     if (solid || dash.on()) c.point(x, y, paint);
     if (!solid) dash.advance(1);
+    const bool minor = e >= 0;
+    e += minor ? e2 : e1;
     if (x_major) {
       x += sx;
-      e += e1;
-      if (e >= 0) {
-        y += sy;
-        e += e3;
-      }
+      if (minor) y += sy;
     } else {
       y += sy;
-      e += e1;
-      if (e >= 0) {
-        x += sx;
-        e += e3;
-      }
+      if (minor) x += sx;
     }
   }
 }
@@ -352,21 +345,31 @@ void wide_polyline(Canvas& c, std::span<const IntPoint> pts, int width, const Pa
     }
     return;
   }
-  // Dashes measured along the line; each "on" piece is capped like a line.
+  // Dash lengths are measured along the line; each "on" piece is capped
+  // like a line.
   std::size_t index = 0;
   double left = dashes.lengths[0];
   for (const auto& s : segs) {
+    const double major = s.len;
+    const double scale = 1.0;
     double pos = 0.0;
-    while (pos < s.len) {
-      const double step = std::min(left, s.len - pos);
+    while (pos < major) {
+      const double step = std::min(left, major - pos);
       if (index % 2 == 0 && step > 0.0)
-        fill_piece(c, s, pos, pos + step, half, projecting, projecting, paint, scratch);
+        fill_piece(c, s, pos * scale, (pos + step) * scale, half, projecting, projecting, paint,
+                   scratch);
       pos += step;
       left -= step;
       if (left <= 1e-9) {
         index = (index + 1) % dashes.lengths.size();
         left = std::max(dashes.lengths[index], 1);
       }
+    }
+    // The server carries a whole number of dash pixels over a vertex.
+    left = std::floor(left + 1e-9);
+    if (left <= 0.0) {
+      index = (index + 1) % dashes.lengths.size();
+      left = std::max(dashes.lengths[index], 1);
     }
   }
 }
