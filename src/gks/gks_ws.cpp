@@ -101,6 +101,22 @@ std::string& device_conn_buffer() {
   return conn;
 }
 
+// Batch runs: opens the window device with its complaints held back; when it
+// cannot connect, the in-memory raster device takes its place.
+std::unique_ptr<Device> open_or_memory(std::unique_ptr<Device> dev, const OpenRequest& req) {
+  if (dev) {
+    const M_type loud = MESS_get() & (M_WARN | M_ERROR);
+    MESS_set(9, M_WARN | M_ERROR);
+    const int rc = dev->open(req);
+    MESS_set(11, loud);
+    if (rc == 0) return dev;
+  }
+  dev = make_memory_device();
+  if (dev->open(req) != 0) return nullptr;
+  MESS_print(M_MESS, "Drawing without a display\n");
+  return dev;
+}
+
 }  // namespace
 }  // namespace zor::gks
 
@@ -177,7 +193,9 @@ int gopen_ws(Gint /*ws_id*/, Gconn_id conn_id, Gws_type ws_type) {
     if (print && std::strcmp(print, "hpgl") == 0) ws_type = GWS_HPGL;
   }
   const DeviceEntry* entry = find_device(ws_type);
-  if (!entry) {
+  // A batch run that cannot reach a display draws into memory instead.
+  const bool headless_ok = ws_type == GWS_WINDOW && FLAG_get(19) != 0;
+  if (!entry && !headless_ok) {
     gerr_printf("gopen_ws", "no device available for workstation type %d\n", ws_type);
     return -1;
   }
@@ -185,12 +203,17 @@ int gopen_ws(Gint /*ws_id*/, Gconn_id conn_id, Gws_type ws_type) {
   req.ws_type = ws_type;
   req.conn_id = conn_id ? conn_id : "";
   req.items = split_commas(req.conn_id);
-  std::unique_ptr<Device> dev = entry->make();
-  if (!dev) {
+  std::unique_ptr<Device> dev = entry ? entry->make() : nullptr;
+  if (!dev && !headless_ok) {
     gerr_printf("gopen_ws", "unable to create the device of workstation type %d\n", ws_type);
     return -1;
   }
-  if (dev->open(req) != 0) return -1;
+  if (headless_ok) {
+    dev = open_or_memory(std::move(dev), req);
+    if (!dev) return -1;
+  } else if (dev->open(req) != 0) {
+    return -1;
+  }
   k.device = std::move(dev);
   k.ws_open = true;
   k.ws_type = ws_type;
