@@ -1,0 +1,3 @@
+# The in-memory raster device.
+zor_add_test(gks_mem_test ${CMAKE_CURRENT_LIST_DIR}/mem_test.cpp)
+target_include_directories(gks_mem_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)

@@ -1,0 +1,376 @@
+// The in-memory raster device drawn through the kernel: fills with the
+// server's edge rules, even-odd polygons, stipples, dashes, clipping, thin
+// and wide lines, frames, pixel put, the capture layout, and the batch
+// fallback when no display can be opened. Pixel lists marked "server" were
+// read back from Xvfb at depth 24.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "device.h"
+#include "gks_kernel.h"
+#include "zor/flag.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/img.h"
+#include "zor/mess.h"
+
+using namespace zor::gks;
+
+namespace {
+
+constexpr std::uint32_t kRed = 0xFF0000;
+constexpr std::uint32_t kGreen = 0x00FF00;
+constexpr std::uint32_t kBlue = 0x0000FF;
+
+// A world point for pixel (px, py): the default mapping puts the unit square
+// on pixels 0..511 with y upwards.
+Gpt at(int px, int py) {
+  return {static_cast<float>(px) / 511.0f, 1.0f - static_cast<float>(py) / 511.0f};
+}
+
+struct Capture {
+  IMG_report img;
+  ~Capture() { std::free(img.data); }
+  std::uint32_t pixel(int x, int y) const {
+    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
+    return static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
+           static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24;
+  }
+  // The painted (non-black) pixels inside a box.
+  std::set<std::pair<int, int>> painted(int x0, int y0, int x1, int y1) const {
+    std::set<std::pair<int, int>> s;
+    for (int y = y0; y <= y1; ++y)
+      for (int x = x0; x <= x1; ++x)
+        if (pixel(x, y) != 0) s.insert({x, y});
+    return s;
+  }
+};
+
+class MemoryDeviceTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    register_device(GWS_WINDOW, "memory", make_memory_device);
+    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+    dev = current_device();
+    ASSERT_NE(dev, nullptr);
+    const Gcolr_rep colours[] = {{1, 1, 1}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    for (int i = 0; i < 4; ++i) ASSERT_EQ(gset_colr_rep(1, i + 1, &colours[i]), 0);
+    gset_linewidth(0.0f);
+  }
+  void TearDown() override {
+    gclose_ws(1);
+    gclose_gks();
+    unregister_device(GWS_WINDOW);
+    kernel().reset();
+    reset_color_model();
+  }
+  void capture(Capture& c) { ASSERT_EQ(dev->capture(c.img), 1); }
+  void fill(std::vector<Gpt> pts, int colour = 2) {
+    gset_fill_colr_ind(colour);
+    gfill_area(static_cast<int>(pts.size()), pts.data());
+  }
+  void line(std::vector<Gpt> pts, int colour = 2) {
+    gset_line_colr_ind(colour);
+    gpolyline(static_cast<int>(pts.size()), pts.data());
+  }
+  Device* dev = nullptr;
+};
+
+TEST_F(MemoryDeviceTest, CaptureHasTheLayoutOfADepth24Screen) {
+  EXPECT_TRUE(dev->headless());
+  EXPECT_EQ(gget_color_ind(2), static_cast<int>(kRed));
+  EXPECT_EQ(gget_color_ind(-1), 0);  // black background
+  Gcolr_rep grey{0.5f, 0.25f, 1.0f};
+  gset_colr_rep(1, 9, &grey);
+  EXPECT_EQ(gget_color_ind(9), 0x7F3FFF);
+  fill({at(0, 0), at(3, 0), at(3, 3), at(0, 3)}, 9);
+
+  Capture c;
+  capture(c);
+  EXPECT_EQ(c.img.width, 640);
+  EXPECT_EQ(c.img.height, 512);
+  EXPECT_EQ(c.img.depth, 24);
+  EXPECT_EQ(c.img.bits_pixel, 32);
+  EXPECT_EQ(c.img.bytes_line, 640 * 4);
+  EXPECT_EQ(c.img.byte_order, 0);
+  EXPECT_EQ(c.img.color_type, 0);
+  EXPECT_EQ(c.img.num_colors, 0);
+  EXPECT_EQ(c.img.red, 0xFF0000u);
+  EXPECT_EQ(c.img.grn, 0x00FF00u);
+  EXPECT_EQ(c.img.blu, 0x0000FFu);
+  EXPECT_STREQ(c.img.info, "xwdump");
+  // Least significant byte first: blue, green, red, pad.
+  EXPECT_EQ(c.img.data[0], 0xFF);
+  EXPECT_EQ(c.img.data[1], 0x3F);
+  EXPECT_EQ(c.img.data[2], 0x7F);
+  EXPECT_EQ(c.img.data[3], 0x00);
+  EXPECT_EQ(c.pixel(4, 4), 0u);
+
+  gset_win_title("Reflectivity KTLX");
+  Capture titled;
+  capture(titled);
+  EXPECT_STREQ(titled.img.info, "Reflectivity KTLX");
+}
+
+TEST_F(MemoryDeviceTest, FillCoversInteriorAndOutline) {
+  // The interior leaves the right and bottom edges to the outline, which the
+  // fill context draws too: 11 x 11 pixels in all.
+  fill({at(10, 10), at(20, 10), at(20, 20), at(10, 20), at(10, 10)});
+  // Open outline: the closing left edge belongs to the interior anyway.
+  fill({at(40, 10), at(50, 10), at(50, 20), at(40, 20)}, 3);
+  Capture c;
+  capture(c);
+  EXPECT_EQ(c.painted(0, 0, 30, 30).size(), 121u);
+  EXPECT_EQ(c.pixel(10, 10), kRed);
+  EXPECT_EQ(c.pixel(20, 20), kRed);
+  EXPECT_EQ(c.pixel(21, 20), 0u);
+  EXPECT_EQ(c.painted(35, 0, 60, 30).size(), 121u);
+  EXPECT_EQ(c.pixel(40, 20), kGreen);
+}
+
+TEST_F(MemoryDeviceTest, TriangleFollowsTheServerEdgeRule) {
+  // Server: a right triangle (0,0) (8,0) (0,8) filled without outline pixels
+  // would end each row at x < 8 - y; the outline adds the hypotenuse.
+  gset_fill_int_style(GSOLID);
+  fill({at(100, 100), at(108, 100), at(100, 108)});
+  Capture c;
+  capture(c);
+  for (int y = 0; y < 8; ++y)
+    for (int x = 0; x < 8 - y; ++x) EXPECT_EQ(c.pixel(100 + x, 100 + y), kRed) << x << "," << y;
+  EXPECT_EQ(c.pixel(108, 101), 0u);
+  EXPECT_EQ(c.pixel(101, 108), 0u);
+}
+
+TEST_F(MemoryDeviceTest, EvenOddLeavesTheHoleOfASelfOverlappingOutline) {
+  fill({at(0, 0), at(40, 0), at(40, 40), at(0, 40), at(0, 0), at(10, 10), at(10, 30), at(30, 30),
+        at(30, 10), at(10, 10)});
+  Capture c;
+  capture(c);
+  EXPECT_EQ(c.pixel(5, 5), kRed);
+  EXPECT_EQ(c.pixel(35, 35), kRed);
+  EXPECT_EQ(c.pixel(20, 20), 0u);
+  EXPECT_EQ(c.pixel(15, 25), 0u);
+}
+
+TEST_F(MemoryDeviceTest, StipplesAreAnchoredAtTheDrawableOrigin) {
+  gset_fill_int_style(GPAT);
+  gset_fill_style_ind(3);
+  fill({at(101, 203), at(141, 203), at(141, 243), at(101, 243)}, 4);
+  Capture c;
+  capture(c);
+  int painted = 0;
+  for (int y = 204; y < 243; ++y)
+    for (int x = 102; x < 141; ++x) {
+      const bool on = gfill_test(3, x, y) != 0;
+      EXPECT_EQ(c.pixel(x, y), on ? kBlue : 0u) << x << "," << y;
+      painted += on;
+    }
+  EXPECT_GT(painted, 0);
+  // Hollow keeps the context as it was: still stippled.
+  gset_fill_int_style(GHOLLOW);
+  fill({at(300, 300), at(340, 300), at(340, 340), at(300, 340)}, 4);
+  Capture h;
+  capture(h);
+  for (int x = 302; x < 338; ++x) EXPECT_EQ(h.pixel(x, 320) != 0, gfill_test(3, x, 320) != 0);
+}
+
+TEST_F(MemoryDeviceTest, ThinLinesMatchTheServer) {
+  line({at(2, 2), at(12, 6)});
+  line({at(40, 6), at(30, 2)});  // the same slope backwards
+  line({at(100, 100), at(100, 100)});
+  Capture c;
+  capture(c);
+  // Server: every tie in the error term steps the minor axis at once.
+  const std::set<std::pair<int, int>> forward = {{2, 2}, {3, 2}, {4, 3}, {5, 3},  {6, 4}, {7, 4},
+                                                 {8, 4}, {9, 5}, {10, 5}, {11, 6}, {12, 6}};
+  EXPECT_EQ(c.painted(0, 0, 20, 10), forward);
+  std::set<std::pair<int, int>> shifted;
+  for (auto [x, y] : forward) shifted.insert({x + 28, y});
+  EXPECT_EQ(c.painted(25, 0, 45, 10), shifted);
+  // Two identical points draw one pixel.
+  EXPECT_EQ(c.painted(95, 95, 105, 105), (std::set<std::pair<int, int>>{{100, 100}}));
+}
+
+TEST_F(MemoryDeviceTest, WideLinesAreButtCappedRectangles) {
+  gset_linewidth(1.0f);
+  line({at(10, 50), at(20, 50)});
+  gset_linewidth(3.0f);
+  line({at(10, 60), at(20, 60)});
+  gset_linewidth(2.0f);
+  line({at(50, 10), at(50, 20)});
+  Capture c;
+  capture(c);
+  // Width 1: the last point is not part of a butt-capped line.
+  EXPECT_EQ(c.painted(0, 45, 30, 55).size(), 10u);
+  EXPECT_EQ(c.pixel(20, 50), 0u);
+  // Width 3: rows 59..61, columns 10..19.
+  EXPECT_EQ(c.painted(0, 56, 30, 66).size(), 30u);
+  EXPECT_EQ(c.pixel(10, 59), kRed);
+  EXPECT_EQ(c.pixel(19, 61), kRed);
+  // Width 2, vertical: columns 49 and 50.
+  EXPECT_EQ(c.painted(45, 5, 55, 25).size(), 20u);
+  EXPECT_EQ(c.pixel(49, 10), kRed);
+  EXPECT_EQ(c.pixel(51, 10), 0u);
+}
+
+TEST_F(MemoryDeviceTest, DashListsRunOnAcrossVertices) {
+  gset_linetype(2);  // 6 on, 6 off
+  line({at(0, 100), at(100, 100)});
+  gset_linetype(5);  // 2 on, 2 off, over a corner
+  line({at(0, 200), at(5, 200), at(5, 210)});
+  gset_linetype(7);  // undefined: keeps the list last installed (type 5)
+  line({at(0, 300), at(20, 300)});
+  Capture c;
+  capture(c);
+  for (int x = 0; x <= 100; ++x) EXPECT_EQ(c.pixel(x, 100) != 0, x % 12 < 6) << x;
+  // Along the path: x 0..4 at y 200 (pixels 0..4), then y 200..210 at x 5.
+  for (int x = 0; x < 5; ++x) EXPECT_EQ(c.pixel(x, 200) != 0, x % 4 < 2) << x;
+  for (int y = 200; y <= 210; ++y) EXPECT_EQ(c.pixel(5, y) != 0, (5 + y - 200) % 4 < 2) << y;
+  for (int x = 0; x <= 20; ++x) EXPECT_EQ(c.pixel(x, 300) != 0, x % 4 < 2) << x;
+}
+
+TEST_F(MemoryDeviceTest, DrawingStaysInsideTheViewport) {
+  const Glim vp{0.25f, 0.5f, 0.25f, 0.5f};
+  gset_vp(1, &vp);
+  gset_win(1, &vp);
+  gsel_norm_tran(1);
+  gset_linewidth(5.0f);
+  // A wide line along the clip edge and a fill larger than the viewport.
+  fill({at(0, 0), at(511, 0), at(511, 511), at(0, 511)});
+  line({at(0, 255), at(511, 255)}, 3);
+  Capture c;
+  capture(c);
+  Gxrect r{};
+  gget_xviewport(&r);
+  ASSERT_GT(r.width, 100);
+  int inside = 0;
+  for (int y = 0; y < 512; ++y)
+    for (int x = 0; x < 640; ++x) {
+      if (c.pixel(x, y) == 0) continue;
+      EXPECT_TRUE(x >= r.x && x < r.x + r.width && y >= r.y && y < r.y + r.height) << x << "," << y;
+      ++inside;
+    }
+  // Every pixel of the viewport is painted, none outside it.
+  EXPECT_EQ(inside, r.width * r.height);
+}
+
+TEST_F(MemoryDeviceTest, FramesAreSeparatePixmaps) {
+  fill({at(0, 0), at(9, 0), at(9, 9), at(0, 9)});
+  const unsigned long frame = dev->create_pixmap();
+  ASSERT_NE(frame, 0u);
+  ASSERT_TRUE(dev->set_draw_target(frame));
+  EXPECT_EQ(dev->draw_target(), frame);
+  Capture empty;
+  capture(empty);
+  EXPECT_EQ(empty.painted(0, 0, 639, 511).size(), 0u);  // cleared to the background
+
+  fill({at(20, 20), at(29, 20), at(29, 29), at(20, 29)}, 3);
+  Capture in_frame;
+  capture(in_frame);
+  EXPECT_EQ(in_frame.pixel(25, 25), kGreen);
+  EXPECT_EQ(in_frame.pixel(5, 5), 0u);
+
+  ASSERT_TRUE(dev->set_draw_target(0));
+  Capture back;
+  capture(back);
+  EXPECT_EQ(back.pixel(5, 5), kRed);
+  EXPECT_EQ(back.pixel(25, 25), 0u);
+
+  ASSERT_TRUE(dev->copy_pixmap(frame, 0));
+  Capture copied;
+  capture(copied);
+  EXPECT_EQ(copied.pixel(25, 25), kGreen);
+  EXPECT_EQ(copied.pixel(5, 5), 0u);
+
+  EXPECT_FALSE(dev->set_draw_target(frame + 100));
+  EXPECT_FALSE(dev->copy_pixmap(frame + 100, 0));
+  ASSERT_TRUE(dev->set_draw_target(frame));
+  dev->free_pixmap(frame);
+  EXPECT_EQ(dev->draw_target(), 0u);
+  EXPECT_FALSE(dev->set_draw_target(frame));
+}
+
+TEST_F(MemoryDeviceTest, PutPixelsHonoursTheMask) {
+  IMG_report img;
+  img.width = 10;
+  img.height = 2;
+  img.bits_pixel = 32;
+  img.bytes_line = 40;
+  img.byte_order = 0;
+  std::vector<unsigned char> data(80);
+  for (int i = 0; i < 20; ++i) {
+    data[4 * i] = 0x33;  // blue byte first
+    data[4 * i + 2] = 0x11;
+  }
+  img.data = data.data();
+  // Rows padded to two bytes; bit 0 is the leftmost pixel.
+  const std::uint8_t mask[4] = {0x0F, 0x02, 0xFF, 0x03};
+  ASSERT_TRUE(dev->put_pixels(img, mask, 630, 100));
+  img.data = nullptr;
+  Capture c;
+  capture(c);
+  for (int x = 0; x < 10; ++x) {
+    EXPECT_EQ(c.pixel(630 + x, 100), (x < 4 || x == 9) ? 0x110033u : 0u) << x;
+    EXPECT_EQ(c.pixel(630 + x, 101), 0x110033u) << x;
+  }
+}
+
+class FallbackTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (const char* d = std::getenv("DISPLAY")) saved_display_ = d, had_display_ = true;
+    // A display that cannot exist: the window device cannot connect.
+    setenv("DISPLAY", ":4097", 1);
+    gopen_gks(nullptr, 0);
+  }
+  void TearDown() override {
+    gclose_ws(1);
+    gclose_gks();
+    FLAG_set(19, 0);
+    kernel().reset();
+    reset_color_model();
+    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
+    else unsetenv("DISPLAY");
+  }
+  std::string saved_display_;
+  bool had_display_ = false;
+};
+
+TEST_F(FallbackTest, BatchRunDrawsInMemoryWithoutADisplay) {
+  FLAG_set(19, 1);
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  const int rc = gopen_ws(1, "", GWS_WINDOW);
+  const std::string out = testing::internal::GetCapturedStdout();
+  const std::string err = testing::internal::GetCapturedStderr();
+  ASSERT_EQ(rc, 0);
+  ASSERT_NE(current_device(), nullptr);
+  EXPECT_TRUE(current_device()->headless());
+  EXPECT_EQ(gtype_is_WIN(), 1);
+  EXPECT_NE(out.find("Drawing without a display\n"), std::string::npos) << out;
+  // The failed connection is not reported as an error on this path.
+  EXPECT_EQ(err.find("unable to connect to display"), std::string::npos) << err;
+  int w = 0, h = 0;
+  gget_win_size(&w, &h);
+  EXPECT_EQ(w, 640);
+  EXPECT_EQ(h, 512);
+}
+
+TEST_F(FallbackTest, InteractiveRunStillFailsWithoutADisplay) {
+  FLAG_set(19, 0);
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  const int rc = gopen_ws(1, "", GWS_WINDOW);
+  const std::string out = testing::internal::GetCapturedStdout();
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(rc, -1);
+  EXPECT_EQ(out.find("Drawing without a display"), std::string::npos);
+}
+
+}  // namespace
