@@ -1,3 +1,6 @@
 # The in-memory raster device.
 zor_add_test(gks_mem_test ${CMAKE_CURRENT_LIST_DIR}/mem_test.cpp)
 target_include_directories(gks_mem_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)
+# The same drawings on Xvfb through the X11 device and in memory.
+zor_add_test(gks_mem_xvfb_test ${CMAKE_CURRENT_LIST_DIR}/mem_xvfb_test.cpp)
+target_include_directories(gks_mem_xvfb_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)
