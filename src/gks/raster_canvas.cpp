@@ -336,13 +336,20 @@ void wide_polyline(Canvas& c, std::span<const IntPoint> pts, int width, const Pa
     }
     return;
   }
-  const bool projecting = cap == Cap::projecting;
+  // A closed outline is joined where it closes and has no caps. The end cap
+  // belongs to the last segment only when that one has a length.
+  const bool self_join = pts.size() > 2 && pts.front().x == pts.back().x &&
+                         pts.front().y == pts.back().y;
+  const bool projecting = cap == Cap::projecting && !self_join;
+  const bool last_has_length =
+      pts[pts.size() - 2].x != pts.back().x || pts[pts.size() - 2].y != pts.back().y;
   if (dashes.solid()) {
     for (std::size_t i = 0; i < segs.size(); ++i) {
       fill_piece(c, segs[i], 0.0, segs[i].len, half, projecting && i == 0,
-                 projecting && i + 1 == segs.size(), paint, scratch);
+                 projecting && last_has_length && i + 1 == segs.size(), paint, scratch);
       if (i + 1 < segs.size()) fill_join(c, segs[i], segs[i + 1], half, join, paint, scratch);
     }
+    if (self_join && segs.size() > 1) fill_join(c, segs.back(), segs.front(), half, join, paint, scratch);
     return;
   }
   // Dash lengths are measured along the line; each "on" piece is capped
