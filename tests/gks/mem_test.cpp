@@ -219,6 +219,43 @@ TEST_F(MemoryDeviceTest, WideLinesAreButtCappedRectangles) {
   EXPECT_EQ(c.pixel(51, 10), 0u);
 }
 
+TEST_F(MemoryDeviceTest, ClosedWideOutlinesAreJoinedAndTextCapsProject) {
+  // Server: a closed 10 x 10 square of width 3 is bevelled at all four
+  // corners, the closing one included: 116 pixels, the corner pixel left out.
+  gset_linewidth(3.0f);
+  line({at(10, 10), at(20, 10), at(20, 20), at(10, 20), at(10, 10)});
+  Capture c;
+  capture(c);
+  EXPECT_EQ(c.painted(0, 0, 30, 30).size(), 116u);
+  EXPECT_EQ(c.pixel(10, 10), kRed);
+  EXPECT_EQ(c.pixel(9, 10), kRed);
+  EXPECT_EQ(c.pixel(9, 9), 0u);
+  EXPECT_EQ(c.pixel(10, 9), kRed);
+
+  // Text strokes have projecting caps: a 10-pixel stroke of width 2 covers
+  // 12 x 2 pixels; after a zero-length last segment the end takes no cap.
+  const Gpt text_pos = at(100, 100);
+  gset_text_width(2.0f);
+  GroupInfo info;
+  info.kind = GroupKind::text;
+  info.world_pos = text_pos;
+  Pen pen = line_pen();
+  pen.width = 2.0f;
+  dev->begin_group(info, pen);
+  const DevPoint stroke1[2] = {{110, 110}, {120, 110}};
+  const DevPoint stroke2[3] = {{110, 130}, {120, 130}, {120, 130}};
+  dev->stroke(stroke1, pen);
+  dev->stroke(stroke2, pen);
+  dev->end_group();
+  Capture t;
+  capture(t);
+  EXPECT_EQ(t.painted(100, 105, 130, 115).size(), 24u);
+  EXPECT_EQ(t.pixel(109, 109), kRed);
+  EXPECT_EQ(t.pixel(120, 110), kRed);
+  EXPECT_EQ(t.painted(100, 125, 130, 135).size(), 22u);
+  EXPECT_EQ(t.pixel(120, 130), 0u);
+}
+
 TEST_F(MemoryDeviceTest, DashListsRunOnAcrossVertices) {
   gset_linetype(2);  // 6 on, 6 off
   line({at(0, 100), at(100, 100)});
