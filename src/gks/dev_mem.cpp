@@ -253,11 +253,9 @@ bool MemoryDevice::copy_pixmap(unsigned long from, unsigned long to) {
 }
 
 bool MemoryDevice::show_pixmap(unsigned long id) {
-  // Nothing is on screen; showing a frame puts it into the back pixmap, the
-  // picture a window would be showing.
-  if (!open_ || canvas(id) == nullptr) return false;
-  if (id != 0) back_.copy_from(*canvas(id));
-  return true;
+  // There is no screen: showing changes no pixmap, as copying to a window
+  // leaves the drawables that captures read untouched.
+  return open_ && canvas(id) != nullptr;
 }
 
 int MemoryDevice::capture(IMG_report& image) {
