@@ -159,12 +159,13 @@ void MemoryDevice::set_clip(const DevRect& clip) {
 
 std::vector<IntPoint>& MemoryDevice::to_ints(std::span<const DevPoint> pts) {
   ints_.clear();
-  for (const auto& p : pts) {
-    // Positions travel as 16-bit X points.
-    const float x = std::clamp(std::round(p.x), -32768.0f, 32767.0f);
-    const float y = std::clamp(std::round(p.y), -32768.0f, 32767.0f);
-    ints_.push_back({static_cast<int>(x), static_cast<int>(y)});
-  }
+  // Positions travel as 16-bit X points; they arrive whole already, so a
+  // plain rounding (half away from zero) serves.
+  auto whole = [](float v) {
+    v = std::clamp(v, -32768.0f, 32767.0f);
+    return static_cast<int>(v + (v < 0.0f ? -0.5f : 0.5f));
+  };
+  for (const auto& p : pts) ints_.push_back({whole(p.x), whole(p.y)});
   return ints_;
 }
 
