@@ -3,10 +3,6 @@
 // for pixel. Prints the share of identical pixels of each drawing.
 #include <gtest/gtest.h>
 
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +13,7 @@
 
 #include "device.h"
 #include "gks_kernel.h"
+#include "mem_xvfb.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
@@ -26,40 +23,7 @@ using namespace zor::gks;
 
 namespace {
 
-// An Xvfb server at depth 24 on a free display number, for the whole suite.
-class XvfbServer {
- public:
-  bool start() {
-    for (int n = 140; n < 170; ++n) {
-      if (access(("/tmp/.X" + std::to_string(n) + "-lock").c_str(), F_OK) == 0) continue;
-      display_ = ":" + std::to_string(n);
-      pid_ = fork();
-      if (pid_ == 0) {
-        execlp("Xvfb", "Xvfb", display_.c_str(), "-screen", "0", "1024x768x24", "-nolisten", "tcp",
-               static_cast<char*>(nullptr));
-        _exit(127);
-      }
-      const std::string sock = "/tmp/.X11-unix/X" + std::to_string(n);
-      for (int i = 0; i < 50 && access(sock.c_str(), F_OK) != 0; ++i) usleep(100000);
-      if (access(sock.c_str(), F_OK) == 0) return true;
-      stop();
-    }
-    return false;
-  }
-  void stop() {
-    if (pid_ > 0) {
-      kill(pid_, SIGTERM);
-      waitpid(pid_, nullptr, 0);
-    }
-    pid_ = -1;
-  }
-  const std::string& display() const { return display_; }
-  ~XvfbServer() { stop(); }
-
- private:
-  pid_t pid_ = -1;
-  std::string display_;
-};
+using zor::test::XvfbServer;
 
 XvfbServer* g_server = nullptr;
 bool g_have_server = false;
@@ -69,7 +33,7 @@ class XvfbEnvironment : public ::testing::Environment {
   void SetUp() override {
     if (find_device(GWS_WINDOW) == nullptr) return;  // no X11 device built
     g_server = new XvfbServer;
-    g_have_server = g_server->start();
+    g_have_server = g_server->start(140);
   }
   void TearDown() override {
     delete g_server;
