@@ -356,15 +356,13 @@ void wide_polyline(Canvas& c, std::span<const IntPoint> pts, int width, const Pa
   // like a line.
   std::size_t index = 0;
   double left = dashes.lengths[0];
-  for (const auto& s : segs) {
-    const double major = s.len;
-    const double scale = 1.0;
+  for (std::size_t i = 0; i < segs.size(); ++i) {
+    const Segment& s = segs[i];
     double pos = 0.0;
-    while (pos < major) {
-      const double step = std::min(left, major - pos);
+    while (pos < s.len) {
+      const double step = std::min(left, s.len - pos);
       if (index % 2 == 0 && step > 0.0)
-        fill_piece(c, s, pos * scale, (pos + step) * scale, half, projecting, projecting, paint,
-                   scratch);
+        fill_piece(c, s, pos, pos + step, half, projecting, projecting, paint, scratch);
       pos += step;
       left -= step;
       if (left <= 1e-9) {
@@ -378,6 +376,8 @@ void wide_polyline(Canvas& c, std::span<const IntPoint> pts, int width, const Pa
       index = (index + 1) % dashes.lengths.size();
       left = std::max(dashes.lengths[index], 1);
     }
+    // A dash running on over the vertex is joined there.
+    if (index % 2 == 0 && i + 1 < segs.size()) fill_join(c, s, segs[i + 1], half, join, paint, scratch);
   }
 }
 
