@@ -3,6 +3,8 @@
 // event loop calls back, and the corner labels drawn around the viewport.
 #pragma once
 
+#include <cstddef>
+
 #include "zor/gks.h"
 #include "zor/types.h"
 
