@@ -1,0 +1,2 @@
+# Plot frame, corner labels, fill levels and the colour bar.
+target_sources(zor_plot PRIVATE cont.cpp)
