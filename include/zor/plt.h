@@ -10,8 +10,12 @@
 
 // Replot function supplied by a radar plot (zoom, resize, refresh).
 using PLT_plot_func = int (*)(Domain*);
-// Mouse-event handler: event name and the pointer in projection coordinates.
-using PLT_event_func = int (*)(char* event, float x, float y);
+// Refresh function of a radar plot that loads its next file by itself.
+using PLT_next_func = int (*)();
+// Pointer callback of a radar plot (for example NIDS_callback): event kind
+// (2 keys and window size, 3 mouse buttons), event name and the pointer in
+// projection coordinates.
+using PLT_mouse_func = void (*)(int type, char* str, float x, float y);
 
 // Image output types for PLT_set_dump.
 inline constexpr int PLT_DUMP_NONE = 0;
@@ -30,6 +34,7 @@ int PLT_close();
 int PLT_exit(int val);
 int PLT_mess(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 int PLT_border(int val);
+int PLT_get_border();
 int PLT_get_view(Glim* lim);
 int PLT_get_work_type();
 int PLT_get_full_lab();
@@ -47,10 +52,11 @@ const char* PLT_get_dump_file();
 int PLT_dump(int frame);
 
 // ---- Interactive handlers --------------------------------------------------
-int PLT_set_callback(PLT_event_func func);
+int PLT_set_callback(PLT_mouse_func func);
 int PLT_set_zoom_func(PLT_plot_func func);
 int PLT_set_resize_func(PLT_plot_func func);
 int PLT_set_refresh_func(int sec, PLT_plot_func func);
+int PLT_set_refresh_func(int sec, PLT_next_func func);
 int PLT_plot_zoom(char* event, float x, float y);
 int PLT_plot_resize(char* event, float x, float y);
 int PLT_plot_refresh();
