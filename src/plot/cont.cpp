@@ -358,7 +358,7 @@ int CONT_decode_fill_color(const char* str) {
   const std::size_t dash = item.find('-');
   const std::size_t colon = item.find(':');
   // A run of colour-table indices "A-B".
-  if (dash != std::string::npos && dash > 0 && (colon == std::string::npos || dash < colon)) {
+  if (dash != std::string::npos && dash > 0) {
     Gattribs first;
     ATTRIB_parse(item.substr(0, dash).c_str(), &first);
     Gattribs last;

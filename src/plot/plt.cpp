@@ -44,6 +44,14 @@ int gget_num_images() __attribute__((weak));
 int gget_zoom() __attribute__((weak));
 int gset_cursor(int type) __attribute__((weak));
 int MAP_latlon(float lat, float lon, int dt, int ex) __attribute__((weak));
+// The image writers, likewise: a build without them warns that no file was
+// written and goes on.
+int GIF_dump(const char* filename) __attribute__((weak));
+int PNG_dump(const char* filename) __attribute__((weak));
+int XWD_dump(const char* filename) __attribute__((weak));
+int IMG_dump(const char* filename) __attribute__((weak));
+int GIF_interlace(int val) __attribute__((weak));
+int GIF_transparent(int val) __attribute__((weak));
 
 namespace {
 
@@ -171,9 +179,9 @@ std::span<const Keyword> keywords() {
       {"loc_pr", true, [](std::string_view v) { if (v.size() > 6) DOM_set_loc_prior(number_at(v, 7, 0)); }},
       {"vp_size", true, [](std::string_view v) { PLT_panel_decode(text_at(v, 8).c_str()); }},
       {"font", true, [](std::string_view v) { GPH_set_def_font(text_at(v, 5).c_str()); }},
-      {"gif_inter", false, [](std::string_view) { GIF_interlace(1); }},
-      {"gif_norm", false, [](std::string_view) { GIF_interlace(0); }},
-      {"gif_trans", false, [](std::string_view) { GIF_transparent(1); }},
+      {"gif_inter", false, [](std::string_view) { if (GIF_interlace) GIF_interlace(1); }},
+      {"gif_norm", false, [](std::string_view) { if (GIF_interlace) GIF_interlace(0); }},
+      {"gif_trans", false, [](std::string_view) { if (GIF_transparent) GIF_transparent(1); }},
       {"inv", false, [](std::string_view) { gset_inverse(1); }},
       {"lcmap", false, [](std::string_view) { gset_local_colormap(1); }},
       {"nolcmap", false, [](std::string_view) { gset_local_colormap(0); }},
@@ -256,7 +264,7 @@ void write_image(const char* key) {
     std::snprintf(path, sizeof path, "%s", name);
   }
   const Writer w = writer(s.dump);
-  if (w.write(path) == 0) MESS_print(M_MESS, w.ok, path);
+  if (w.write != nullptr && w.write(path) == 0) MESS_print(M_MESS, w.ok, path);
   else MESS_print(M_WARN, w.fail, path);
 }
 
