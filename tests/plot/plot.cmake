@@ -1,2 +1,3 @@
 # Plot frame, labels, fill levels and the colour bar.
 zor_add_test(cont_test cont_test.cpp)
+zor_add_test(plt_label_test plt_label_test.cpp)
