@@ -1,0 +1,469 @@
+// The plot frame drawn through the kernel onto the recording device: plot
+// parameters keyword by keyword, panels, the colour bar's boxes and labels,
+// the corner-label block, dump names with the frame key, and the zoom
+// handler's drag logic.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "device.h"
+#include "gks_kernel.h"
+#include "zor/clr.h"
+#include "zor/cont.h"
+#include "zor/date.h"
+#include "zor/flag.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/plt.h"
+#include "zor/res.h"
+#include "zor/text.h"
+
+namespace zor::plt {
+void reset();
+}
+namespace zor::cont {
+void reset();
+}
+
+using namespace zor::gks;
+
+namespace {
+
+constexpr const char* kResources[] = {"plot_param", "out_file", "label",     "image_path", "color_fill",
+                                      "con_base",   "con_interval", "color_text", "color_cont", "device"};
+
+void clear_resources() {
+  for (const char* r : kResources) RES_put(r, "");
+}
+
+// The text of every string drawn, with the leftmost and lowest stroke point
+// of its glyphs (device pixels, y downwards).
+struct DrawnText {
+  std::string text;
+  float x_min = 1e9f, x_max = -1e9f, y_min = 1e9f, y_max = -1e9f;
+};
+
+class PlotTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    clear_resources();
+    zor::plt::reset();
+    zor::cont::reset();
+    CONT_init();
+    PLT_init_labels();
+    PLT_set_overlay(0);
+    PLT_set_overlay_base(0);
+    PLT_set_label_type(0);
+    FLAG_resetplot(1);
+    FLAG_set(2, 0);
+    FLAG_set(11, 0);
+    FLAG_set(19, 1);
+    RecordingDevice::Options o;
+    o.width = 640;
+    o.height = 512;
+    use_recording_device(GWS_WINDOW, o);
+  }
+  void TearDown() override {
+    if (opened_) GPH_end(1);
+    unregister_device(GWS_WINDOW);
+    kernel().reset();
+    reset_color_model();
+    zor::clr::reset();
+    FLAG_set(19, 0);
+    FLAG_set(11, 0);
+    FLAG_resetplot(1);
+    clear_resources();
+    zor::plt::reset();
+    zor::cont::reset();
+    PLT_init_labels();
+  }
+  void open(float aspect = 1.0f) {
+    ASSERT_EQ(PLT_open(aspect), 0);
+    opened_ = true;
+    dev = last_recording_device();
+    ASSERT_NE(dev, nullptr);
+    dev->clear_calls();
+  }
+  std::vector<RecordedCall> calls(RecordedCall::Op op) const {
+    std::vector<RecordedCall> out;
+    for (const auto& c : dev->calls())
+      if (c.op == op) out.push_back(c);
+    return out;
+  }
+  std::vector<DrawnText> texts() const {
+    std::vector<DrawnText> out;
+    bool in = false;
+    for (const auto& c : dev->calls()) {
+      if (c.op == RecordedCall::Op::begin_group && !c.text.empty()) {
+        // Bar levels are written with a field width; compare the digits.
+        std::string t = c.text;
+        t.erase(0, t.find_first_not_of(' '));
+        out.push_back({t});
+        in = true;
+      } else if (c.op == RecordedCall::Op::end_group) {
+        in = false;
+      } else if (in && (c.op == RecordedCall::Op::stroke || c.op == RecordedCall::Op::polyline)) {
+        for (const auto& p : c.pts) {
+          auto& t = out.back();
+          t.x_min = std::min(t.x_min, p.x);
+          t.x_max = std::max(t.x_max, p.x);
+          t.y_min = std::min(t.y_min, p.y);
+          t.y_max = std::max(t.y_max, p.y);
+        }
+      }
+    }
+    return out;
+  }
+  const DrawnText* find_text(const std::string& s) const {
+    static std::vector<DrawnText> keep;
+    keep = texts();
+    for (const auto& t : keep)
+      if (t.text == s) return &t;
+    return nullptr;
+  }
+  bool opened_ = false;
+  RecordingDevice* dev = nullptr;
+};
+
+// ---- Plot parameters ---------------------------------------------------------
+
+TEST_F(PlotTest, FullAndFullabRemoveTheLabelRoom) {
+  RES_put("plot_param", "full");
+  PLT_param_decode();
+  Glim off;
+  PLT_get_view_offsets(&off);
+  EXPECT_FLOAT_EQ(off.y_min, 0.0f);
+  EXPECT_FLOAT_EQ(off.y_max, 0.0f);
+  EXPECT_EQ(PLT_get_full_lab(), 0);
+  RES_put("plot_param", "FULLAB");
+  PLT_param_decode();
+  EXPECT_EQ(PLT_get_full_lab(), 1);
+}
+
+TEST_F(PlotTest, OverlayAndBarKeywords) {
+  RES_put("plot_param", "over:2:4,bar:60:-10");
+  PLT_param_decode();
+  EXPECT_EQ(PLT_get_overlay_base(), 2);
+  EXPECT_EQ(PLT_get_num_over(), 4);
+  EXPECT_EQ(CONT_get_bar(), 2);
+  RES_put("plot_param", "nobar");
+  PLT_param_decode();
+  EXPECT_EQ(CONT_get_bar(), -2);
+}
+
+TEST_F(PlotTest, ShadowInverseAndTimeZoneKeywords) {
+  RES_put("plot_param", "shadow");
+  PLT_param_decode();
+  EXPECT_EQ(gget_font_drop(), 4);
+  RES_put("plot_param", "shadow:2,inv,tz:EST");
+  PLT_param_decode();
+  EXPECT_EQ(gget_font_drop(), 2);
+  EXPECT_EQ(gget_inverse(), 1);
+  const std::string tz = DATE_get_tz_str();
+  DATE_set_TZ("EST");
+  EXPECT_EQ(tz, DATE_get_tz_str());
+  EXPECT_NE(tz.find("EST"), std::string::npos);
+  gset_inverse(0);
+  gset_font_drop(0);
+  DATE_set_TZ("UTC");
+}
+
+TEST_F(PlotTest, DumpKeywordsAndOutFileChooseTypeAndName) {
+  struct Case {
+    const char* param;
+    int type;
+    const char* file;
+  };
+  const Case cases[] = {
+      {"gif", PLT_DUMP_GIF, "zor.gif"},           {"png", PLT_DUMP_PNG, "zor.png"},
+      {"img", PLT_DUMP_IMG, "zor.xwd"},           {"xwd", PLT_DUMP_XWD, "zor.xwd"},
+      {"gif:loop%i.gif", PLT_DUMP_GIF, "loop%i.gif"}, {"png:a.png", PLT_DUMP_PNG, "a.png"},
+  };
+  for (const auto& c : cases) {
+    zor::plt::reset();
+    RES_put("plot_param", c.param);
+    PLT_param_decode();
+    EXPECT_EQ(PLT_get_dump(), c.type) << c.param;
+    EXPECT_STREQ(PLT_get_dump_file(), c.file) << c.param;
+  }
+  // "gif_inter" is its own keyword, not a dump named "inter".
+  zor::plt::reset();
+  RES_put("plot_param", "gif_inter");
+  PLT_param_decode();
+  EXPECT_EQ(PLT_get_dump(), PLT_DUMP_NONE);
+  RES_put("plot_param", "");
+  RES_put("out_file", "png:radar.png");
+  PLT_param_decode();
+  EXPECT_EQ(PLT_get_dump(), PLT_DUMP_PNG);
+  EXPECT_STREQ(PLT_get_dump_file(), "radar.png");
+}
+
+TEST_F(PlotTest, PanelSizesCountPanelsOrGiveFractions) {
+  RES_put("plot_param", "vp_size:2x2+0+1");
+  PLT_param_decode();
+  Glim v;
+  GPH_get_view_size(&v);
+  // Lower-left quarter: offset (0, 0), size one half of the display each way.
+  EXPECT_FLOAT_EQ(v.x_min, 0.0f);
+  EXPECT_FLOAT_EQ(v.y_min, 0.0f);
+  EXPECT_EQ(PLT_panel_decode("2x2+1+0"), 0);
+  GPH_get_view_size(&v);
+  EXPECT_GT(v.x_min, 0.0f);  // upper-right quarter
+  EXPECT_GT(v.y_min, 0.0f);
+  EXPECT_NEAR((v.x_max - v.x_min) * 2, v.x_max, 1e-5);
+  EXPECT_EQ(PLT_panel_decode("0.5x0.5+0.25+0.25"), 0);
+  GPH_get_view_size(&v);
+  EXPECT_NEAR(v.x_min * 4, (v.x_max - v.x_min) * 2, 1e-5);
+  EXPECT_EQ(PLT_panel_decode("2x2"), -1);  // not all four numbers: no change
+  GPH_set_view_size(1, 1, 0, 0);
+}
+
+TEST_F(PlotTest, NothingToPlotRefusesTheOpen) {
+  FLAG_set(11, 99);
+  EXPECT_EQ(PLT_open(1.0f), -1);
+  FLAG_set(11, 0);
+  FLAG_setplot(12, 0);
+  EXPECT_EQ(PLT_open(1.0f), -1);
+}
+
+// ---- The colour bar ----------------------------------------------------------
+
+TEST_F(PlotTest, BarBoxesSitUnderTheViewportInTheirColours) {
+  open();
+  Glim vp;
+  PLT_get_view(&vp);
+  ASSERT_GT(vp.y_min, 0.02f);
+  ASSERT_EQ(CONT_set_fill_colors("-50:off,5:blue,10:lblue,15:cyan", 1), 0);
+  ASSERT_EQ(CONT_draw_bar(1, "dBZ"), 0);
+  const auto fills = calls(RecordedCall::Op::fill);
+  ASSERT_EQ(fills.size(), 3u);  // the "off" step leaves its box empty
+  const float h = std::min(vp.y_min, 0.035f);
+  const float left = vp.x_min + 0.03f * (vp.x_max - vp.x_min);
+  const float inc = ((vp.x_min + vp.x_max) / 2 - left) / 4;
+  const int want[] = {CLR_get_ind("blue"), CLR_get_ind("lblue"), CLR_get_ind("cyan")};
+  for (int i = 0; i < 3; ++i) {
+    const auto& f = fills[static_cast<std::size_t>(i)];
+    EXPECT_EQ(f.fill.color_ind, want[i]);
+    float x0 = 1e9f, x1 = -1e9f, ytop = 1e9f;
+    for (const auto& p : f.pts) {
+      x0 = std::min(x0, p.x);
+      x1 = std::max(x1, p.x);
+      ytop = std::min(ytop, p.y);
+    }
+    EXPECT_NEAR(x0, xNDC_p(left + static_cast<float>(i + 1) * inc), 1.0f) << i;
+    EXPECT_NEAR(x1, xNDC_p(left + static_cast<float>(i + 2) * inc), 1.0f) << i;
+    EXPECT_NEAR(ytop, yNDC_p(vp.y_min - 0.15f * h), 1.0f) << i;
+  }
+  // Level labels on the box edges and the bar's own label.
+  for (const char* s : {"-50", "5", "10", "15", "dBZ"}) EXPECT_NE(find_text(s), nullptr) << s;
+  const DrawnText* five = find_text("5");
+  ASSERT_NE(five, nullptr);
+  EXPECT_NEAR((five->x_min + five->x_max) / 2, xNDC_p(left + inc), 3.0f);
+}
+
+TEST_F(PlotTest, BarLookUpFindsTheLevelUnderThePoint) {
+  open();
+  EXPECT_EQ(CONT_get_bar_value(0.5f, 0.01f), ZOR_MISSING_F);  // no bar yet
+  ASSERT_EQ(CONT_set_fill_colors("5:blue,10:lblue,15:cyan", 1), 0);
+  ASSERT_EQ(CONT_draw_bar(1, ""), 0);
+  Glim vp;
+  PLT_get_view(&vp);
+  const float h = std::min(vp.y_min, 0.035f);
+  const float left = vp.x_min + 0.03f * (vp.x_max - vp.x_min);
+  const float inc = ((vp.x_min + vp.x_max) / 2 - left) / 3;
+  const float y = vp.y_min - 0.5f * h;
+  EXPECT_FLOAT_EQ(CONT_get_bar_value(left + 0.5f * inc, y), 5.0f);
+  EXPECT_FLOAT_EQ(CONT_get_bar_value(left + 2.5f * inc, y), 15.0f);
+  EXPECT_EQ(CONT_get_bar_value(left - 0.001f, y), ZOR_MISSING_F);
+  EXPECT_EQ(CONT_get_bar_value(left + 0.5f * inc, vp.y_min + 0.01f), ZOR_MISSING_F);
+}
+
+TEST_F(PlotTest, EvenlySpacedBarStartsOnTheBaseGrid) {
+  open();
+  ASSERT_EQ(CONT_set_fill_colors("blue,cyan,green,yellow,red", 1), 0);
+  CONT_set_base(0);
+  CONT_set_intrvl(10);
+  CONT_set_range(47, 3);
+  ASSERT_EQ(CONT_draw_bar(1, ""), 0);
+  // conlo 0, conhi 50: five boxes, the first in the colour of level 0.
+  const auto fills = calls(RecordedCall::Op::fill);
+  ASSERT_EQ(fills.size(), 5u);
+  EXPECT_EQ(fills[0].fill.color_ind, CLR_get_ind("blue"));
+  EXPECT_EQ(fills[4].fill.color_ind, CLR_get_ind("red"));
+  for (const char* s : {"0", "10", "20", "30", "40", "50"}) EXPECT_NE(find_text(s), nullptr) << s;
+}
+
+TEST_F(PlotTest, FortyLevelsLabelEveryThirdEdge) {
+  open();
+  ASSERT_EQ(CONT_set_fill_colors("blue,cyan,green,yellow,red", 1), 0);
+  CONT_set_base(0);
+  CONT_set_intrvl(1);
+  CONT_set_range(39.5f, 0);
+  ASSERT_EQ(CONT_draw_bar(1, ""), 0);
+  std::vector<std::string> got;
+  for (const auto& t : texts()) got.push_back(t.text);
+  std::vector<std::string> want;
+  auto num = [](float v) {
+    char b[64] = {};
+    std::string t = set_num(b, "2.2.0", v);
+    return t.erase(0, t.find_first_not_of(' '));
+  };
+  for (int i = 0; i < 40; i += 3) want.push_back(num(static_cast<float>(i)));
+  want.push_back(num(40));  // the top edge of the last box
+  EXPECT_EQ(got, want);
+}
+
+TEST_F(PlotTest, BarIsRefusedWithoutRoomOrLevels) {
+  open();
+  ASSERT_EQ(CONT_set_fill_colors("blue,red", 1), 0);
+  EXPECT_EQ(CONT_draw_bar(1, ""), -1);  // no upper value
+  CONT_set_range(1000, 0);
+  CONT_set_intrvl(1);
+  EXPECT_EQ(CONT_draw_bar(1, ""), -1);  // 1001 boxes
+  EXPECT_TRUE(calls(RecordedCall::Op::fill).empty());
+}
+
+// ---- Corner labels -----------------------------------------------------------
+
+TEST_F(PlotTest, SixCornerTextsAroundTheViewport) {
+  open();
+  PLT_label_up_left("UL");
+  PLT_label_up_center("UC");
+  PLT_label_up_right("UR");
+  PLT_label_low_left("LL");
+  PLT_label_low_center("LC");
+  PLT_label_low_right("LR");
+  ASSERT_EQ(PLT_labels(), 0);
+  Glim vp;
+  PLT_get_view(&vp);
+  const float top = yNDC_p(vp.y_max);
+  const float bottom = yNDC_p(vp.y_min);
+  const float left = xNDC_p(vp.x_min);
+  const float right = xNDC_p(vp.x_max);
+  const float mid = xNDC_p((vp.x_min + vp.x_max) / 2);
+  for (const char* s : {"UL", "UC", "UR"}) {
+    const DrawnText* t = find_text(s);
+    ASSERT_NE(t, nullptr) << s;
+    EXPECT_LT(t->y_max, top) << s;  // above the plot (pixels run downwards)
+  }
+  for (const char* s : {"LL", "LC", "LR"}) {
+    const DrawnText* t = find_text(s);
+    ASSERT_NE(t, nullptr) << s;
+    EXPECT_GT(t->y_min, bottom) << s << " " << t->y_min << " " << t->y_max;
+  }
+  EXPECT_NEAR(find_text("UL")->x_min, left + 0.01f * (right - left), 3.0f);
+  EXPECT_NEAR(find_text("UR")->x_max, right - 0.01f * (right - left), 3.0f);
+  EXPECT_NEAR((find_text("LC")->x_min + find_text("LC")->x_max) / 2, mid, 3.0f);
+  // The border around the plot.
+  bool border = false;
+  for (const auto& c : calls(RecordedCall::Op::polyline))
+    if (c.pts.size() == 5 && std::fabs(c.pts[0].x - left) < 1.5f) border = true;
+  EXPECT_TRUE(border);
+}
+
+TEST_F(PlotTest, OverlayLinesStackUpwardsAboveThePlot) {
+  open();
+  PLT_label_up_left("first");
+  PLT_next_overlay();
+  PLT_label_up_left("second");
+  ASSERT_EQ(PLT_labels(), 0);
+  ASSERT_NE(find_text("first"), nullptr);
+  const DrawnText a = *find_text("first");
+  ASSERT_NE(find_text("second"), nullptr);
+  const DrawnText b = *find_text("second");
+  EXPECT_LT(b.y_max, a.y_min);  // overlay 1 on the line above overlay 0
+}
+
+TEST_F(PlotTest, AColourBarTakesTheLowerLeftAndCentre) {
+  open();
+  CONT_set_bar(1);
+  PLT_label_low_left("LL");
+  PLT_label_low_center("LC");
+  PLT_label_low_right("LR");
+  ASSERT_EQ(PLT_labels(), 0);
+  EXPECT_EQ(find_text("LL"), nullptr);
+  EXPECT_EQ(find_text("LC"), nullptr);
+  EXPECT_NE(find_text("LR"), nullptr);
+}
+
+TEST_F(PlotTest, UserLabelsReplaceAPositionOrFillAnOverlay) {
+  open();
+  Date d;
+  d.year = 2024;
+  d.month = 3;
+  d.day = 5;
+  d.hour = 14;
+  d.min = 7;
+  PLT_label_date(&d);
+  PLT_label_low_left("plot text");
+  PLT_next_overlay();
+  PLT_label_low_left("overlay text");
+  PLT_set_overlay(0);
+  RES_put("label", "ll:My_plot,UR1:%y%m%d/%h%n");
+  ASSERT_EQ(PLT_labels(), 0);
+  EXPECT_NE(find_text("My plot"), nullptr);
+  EXPECT_EQ(find_text("overlay text"), nullptr);  // only the first line at a replaced position
+  EXPECT_EQ(find_text("plot text"), nullptr);
+  EXPECT_STREQ(PLT_get_label(2, 1), "240305/1407");
+  EXPECT_NE(find_text("240305/1407"), nullptr);
+}
+
+TEST_F(PlotTest, NoRoomBelowTheViewportDrawsNoLabels) {
+  RES_put("plot_param", "full");
+  open();
+  PLT_label_up_left("UL");
+  EXPECT_EQ(PLT_labels(), -1);
+  EXPECT_EQ(find_text("UL"), nullptr);
+}
+
+// ---- Dumps -------------------------------------------------------------------
+
+TEST_F(PlotTest, DumpNamesFollowTheConventionWithTheFrameKey) {
+  open();
+  const std::string dir = std::string(ZOR_TEST_BINARY_DIR) + "/dumps";
+  std::filesystem::create_directories(dir);
+  RES_put("image_path", dir.c_str());
+  EXPECT_EQ(PLT_dump(0), -1);  // no dump asked for
+  PLT_set_dump(PLT_DUMP_PNG, "frame_%i.png");
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(PLT_dump(0), 0);
+  const std::string out = testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+  // A window without animation images writes the key as "win".
+  EXPECT_NE(out.find(dir + "/frame_win.png"), std::string::npos) << out;
+  PLT_set_dump(PLT_DUMP_GIF, "");
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  PLT_dump(0);
+  const std::string out2 = testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+  EXPECT_NE(out2.find(dir + "/zor.gif"), std::string::npos) << out2;
+}
+
+// ---- Zoom drag ---------------------------------------------------------------
+
+int g_zooms = 0;
+Domain g_last;
+int count_zoom(Domain* d) {
+  ++g_zooms;
+  g_last = *d;
+  return 0;
+}
+
+TEST_F(PlotTest, ReleaseWithoutShiftPressDoesNothing) {
+  g_zooms = 0;
+  PLT_set_zoom_func(count_zoom);
+  char release[] = "B1-R";
+  EXPECT_EQ(PLT_plot_zoom(release, 1, 1), 0);
+  EXPECT_EQ(g_zooms, 0);
+  char press[] = "B1-P-Shft";
+  PLT_plot_zoom(press, 1, 1);
+  EXPECT_EQ(PLT_plot_zoom(release, 1, 3), -1);  // an empty box
+  EXPECT_EQ(g_zooms, 0);
+  EXPECT_EQ(PLT_get_zoom(), 0);
+}
+
+}  // namespace
