@@ -1,0 +1,128 @@
+// A batch run without a display: PLT_open falls back to the in-memory raster
+// device, and the colour bar and labels land on the right pixels in the
+// right colours.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "device.h"
+#include "gks_kernel.h"
+#include "zor/clr.h"
+#include "zor/cont.h"
+#include "zor/flag.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/img.h"
+#include "zor/plt.h"
+#include "zor/res.h"
+
+namespace zor::plt {
+void reset();
+}
+namespace zor::cont {
+void reset();
+}
+
+using namespace zor::gks;
+
+namespace {
+
+struct Capture {
+  IMG_report img;
+  ~Capture() { std::free(img.data); }
+  std::uint32_t pixel(int x, int y) const {
+    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
+    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
+            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
+  }
+};
+
+std::uint32_t rgb_of(const char* name) {
+  float r = 0, g = 0, b = 0;
+  CLR_get_rgb(CLR_get_ind(name), &r, &g, &b);
+  auto c = [](float v) { return static_cast<std::uint32_t>(v * 255.0f + 0.5f); };
+  return c(r) << 16 | c(g) << 8 | c(b);
+}
+
+class BatchPlotTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const char* d = std::getenv("DISPLAY");
+    had_display_ = d != nullptr;
+    if (d) saved_display_ = d;
+    // A display that cannot exist: the batch run draws in memory.
+    setenv("DISPLAY", ":4097", 1);
+    for (const char* r : {"plot_param", "label", "color_text", "color_cont", "device"}) RES_put(r, "");
+    zor::plt::reset();
+    zor::cont::reset();
+    CONT_init();
+    PLT_init_labels();
+    PLT_set_overlay(0);
+    PLT_set_overlay_base(0);
+    FLAG_resetplot(1);
+    FLAG_set(2, 0);
+    FLAG_set(19, 1);
+  }
+  void TearDown() override {
+    GPH_end(1);
+    kernel().reset();
+    reset_color_model();
+    zor::clr::reset();
+    FLAG_set(19, 0);
+    zor::plt::reset();
+    zor::cont::reset();
+    PLT_init_labels();
+    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
+    else unsetenv("DISPLAY");
+  }
+  std::string saved_display_;
+  bool had_display_ = false;
+};
+
+TEST_F(BatchPlotTest, ColourBarAndLabelsOnTheMemoryRaster) {
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(PLT_open(1.25f), 0);
+  testing::internal::GetCapturedStdout();
+  ASSERT_NE(current_device(), nullptr);
+  ASSERT_TRUE(current_device()->headless());
+  int width = 0, height = 0;
+  gget_win_size(&width, &height);
+
+  ASSERT_EQ(CONT_set_fill_colors("5:blue,10:green,15:yellow,20:red", 1), 0);
+  ASSERT_EQ(CONT_draw_bar(1, "dBZ"), 0);
+  PLT_label_up_left("KTLX Base Reflectivity");
+  CONT_set_bar(1);
+  ASSERT_EQ(PLT_labels(), 0);
+
+  Capture cap;
+  ASSERT_EQ(current_device()->capture(cap.img), 1);
+  ASSERT_EQ(cap.img.width, width);
+  ASSERT_EQ(cap.img.height, height);
+
+  Glim vp;
+  PLT_get_view(&vp);
+  const float h = std::min(vp.y_min, 0.035f);
+  const float left = vp.x_min + 0.03f * (vp.x_max - vp.x_min);
+  const float inc = ((vp.x_min + vp.x_max) / 2 - left) / 4;
+  // The middle of each box's coloured part (the upper part of the bar).
+  const int y = static_cast<int>(yNDC_p(vp.y_min - 0.35f * h));
+  const char* colours[] = {"blue", "green", "yellow", "red"};
+  for (int i = 0; i < 4; ++i) {
+    const int x = static_cast<int>(xNDC_p(left + (static_cast<float>(i) + 0.5f) * inc));
+    EXPECT_EQ(cap.pixel(x, y), rgb_of(colours[i])) << colours[i] << " at " << x << "," << y;
+  }
+  // Nothing left of the bar, and the white frame line at its left edge.
+  const int x_left = static_cast<int>(xNDC_p(left));
+  EXPECT_EQ(cap.pixel(x_left - 4, y), 0u);
+  EXPECT_EQ(cap.pixel(x_left, y), 0xFFFFFFu);
+  // The upper-left label is white text somewhere just above the plot.
+  const int top = static_cast<int>(yNDC_p(vp.y_max));
+  int white = 0;
+  for (int yy = top - 14; yy < top; ++yy)
+    for (int xx = static_cast<int>(xNDC_p(vp.x_min)); xx < static_cast<int>(xNDC_p(vp.x_min)) + 150; ++xx)
+      if (yy >= 0 && cap.pixel(xx, yy) == 0xFFFFFFu) ++white;
+  EXPECT_GT(white, 30);
+}
+
+}  // namespace
