@@ -18,6 +18,7 @@
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
+#include "zor/map.h"
 #include "zor/plt.h"
 #include "zor/res.h"
 #include "zor/text.h"
@@ -464,6 +465,53 @@ TEST_F(PlotTest, ReleaseWithoutShiftPressDoesNothing) {
   EXPECT_EQ(PLT_plot_zoom(release, 1, 3), -1);  // an empty box
   EXPECT_EQ(g_zooms, 0);
   EXPECT_EQ(PLT_get_zoom(), 0);
+}
+
+TEST_F(PlotTest, ZoomBoxGivesTheSameDomainDraggedEitherWay) {
+  Domain d;
+  d.proj = 1;
+  d.plat = 90;
+  d.plon = -100;
+  d.param[0] = 60;
+  d.clat = 40;
+  d.clon = -100;
+  d.dx = d.dy = 0.5f;
+  d.nx = 41;
+  d.ny = 31;
+  ASSERT_GE(MAP_domain(&d), 0);
+  float cx = 0, cy = 0;
+  MAP_tran(40, -100, &cx, &cy);
+  PLT_set_zoom_func(count_zoom);
+  char press[] = "B1-P-Shft";
+  char release[] = "B1-R";
+  testing::internal::CaptureStdout();
+  PLT_plot_zoom(press, cx - 2, cy - 1);
+  ASSERT_EQ(PLT_plot_zoom(release, cx + 4, cy + 1), 0);
+  const Domain a = g_last;
+  EXPECT_EQ(PLT_get_zoom(), 1);
+  MAP_domain(&d);
+  PLT_plot_zoom(press, cx + 4, cy + 1);
+  ASSERT_EQ(PLT_plot_zoom(release, cx - 2, cy - 1), 0);
+  testing::internal::GetCapturedStdout();
+  const Domain b = g_last;
+  EXPECT_FLOAT_EQ(a.clat, b.clat);
+  EXPECT_FLOAT_EQ(a.clon, b.clon);
+  // The whole 6 x 2 box is shown: the spacing follows the wider side.
+  EXPECT_FLOAT_EQ(a.dx, 6.0f / 40.0f);
+  EXPECT_FLOAT_EQ(a.dy, a.dx);
+  EXPECT_EQ(a.nx, 41);
+  float mx = 0, my = 0;
+  MAP_tran(a.clat, a.clon, &mx, &my);
+  EXPECT_NEAR(mx, cx + 1, 1e-3);
+  EXPECT_NEAR(my, cy, 1e-3);
+  // Any other event between press and release cancels the drag.
+  char other[] = "B2-P";
+  g_zooms = 0;
+  PLT_plot_zoom(press, cx, cy);
+  PLT_plot_zoom(other, cx, cy);
+  PLT_plot_zoom(release, cx + 1, cy + 1);
+  EXPECT_EQ(g_zooms, 0);
+  PLT_set_zoom(0);
 }
 
 }  // namespace
