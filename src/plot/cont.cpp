@@ -245,6 +245,16 @@ void default_text_attr(const char* resrc, Gattribs* a) {
   ATTRIB_get(resrc, gget_inverse() ? "black" : "white", a);
 }
 
+// The value at the top edge of the last box of an explicit level set: one
+// more step of the last spacing (the first spacing may be an "off" step).
+float top_level() {
+  const auto& s = state();
+  const auto n = static_cast<std::size_t>(s.num_cont);
+  if (n == 0) return kMiss;
+  if (n == 1) return s.cont_value[0] + (missing(s.intrvl) ? 0.0f : s.intrvl);
+  return 2 * s.cont_value[n - 1] - s.cont_value[n - 2];
+}
+
 }  // namespace
 
 namespace zor::cont {
@@ -611,7 +621,7 @@ int CONT_draw_bar(int orient, const char* label) {
       float v = kMiss;
       if (!expl) v = s.conlo + static_cast<float>(i) * s.intrvl;
       else if (i < s.num_cont) v = s.cont_value[static_cast<std::size_t>(i)];
-      else v = s.cont_value[static_cast<std::size_t>(s.num_cont - 1)] + s.intrvl;
+      else v = top_level();
       set_num(text, "2.2.0", v);
     }
     const Gpt p{left + static_cast<float>(i) * inc, bottom + 0.1f * h};

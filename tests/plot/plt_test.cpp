@@ -260,7 +260,7 @@ TEST_F(PlotTest, BarBoxesSitUnderTheViewportInTheirColours) {
     EXPECT_NEAR(ytop, yNDC_p(vp.y_min - 0.15f * h), 1.0f) << i;
   }
   // Level labels on the box edges and the bar's own label.
-  for (const char* s : {"-50", "5", "10", "15", "dBZ"}) EXPECT_NE(find_text(s), nullptr) << s;
+  for (const char* s : {"-50", "5", "10", "15", "20", "dBZ"}) EXPECT_NE(find_text(s), nullptr) << s;
   const DrawnText* five = find_text("5");
   ASSERT_NE(five, nullptr);
   EXPECT_NEAR((five->x_min + five->x_max) / 2, xNDC_p(left + inc), 3.0f);
