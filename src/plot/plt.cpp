@@ -264,7 +264,7 @@ void write_image(const char* key) {
     std::snprintf(path, sizeof path, "%s", name);
   }
   const Writer w = writer(s.dump);
-  if (w.write != nullptr && w.write(path) == 0) MESS_print(M_MESS, w.ok, path);
+  if (w.write != nullptr && w.write(path) > 0) MESS_print(M_MESS, w.ok, path);
   else MESS_print(M_WARN, w.fail, path);
 }
 
