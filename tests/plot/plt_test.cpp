@@ -15,6 +15,7 @@
 #include "zor/clr.h"
 #include "zor/cont.h"
 #include "zor/date.h"
+#include "zor/dom.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
@@ -171,6 +172,25 @@ TEST_F(PlotTest, ShadowInverseAndTimeZoneKeywords) {
   gset_inverse(0);
   gset_font_drop(0);
   DATE_set_TZ("UTC");
+}
+
+TEST_F(PlotTest, DeviceKeywordsReachTheKernelAndTheirOppositesUndoThem) {
+  const int loc_prior = DOM_get_loc_prior();
+  RES_put("plot_param", "LCMAP,rwclr,loc_pr:3,pscolor");
+  PLT_param_decode();
+  EXPECT_EQ(gget_local_colormap(), 1);
+  EXPECT_EQ(gget_rw_colors(), 1);
+  EXPECT_EQ(DOM_get_loc_prior(), 3);
+  EXPECT_EQ(gps_get_colorPS(), 1);
+  EXPECT_EQ(gget_inverse(), 1);  // colour PostScript is drawn dark on light
+  RES_put("plot_param", "nolcmap,norwclr,unknown_word,loc_pr");
+  PLT_param_decode();
+  EXPECT_EQ(gget_local_colormap(), 0);
+  EXPECT_EQ(gget_rw_colors(), 0);
+  EXPECT_EQ(DOM_get_loc_prior(), 3);  // "loc_pr" without a number changes nothing
+  gps_set_colorPS(0);
+  gset_inverse(0);
+  DOM_set_loc_prior(loc_prior);
 }
 
 TEST_F(PlotTest, DumpKeywordsAndOutFileChooseTypeAndName) {
