@@ -224,10 +224,15 @@ TEST_F(PlotTest, DumpKeywordsAndOutFileChooseTypeAndName) {
 }
 
 TEST_F(PlotTest, PanelSizesCountPanelsOrGiveFractions) {
+  GPH_set_view_size(1, 1, 0, 0);
+  Glim whole;
+  GPH_get_view_size(&whole);
   RES_put("plot_param", "vp_size:2x2+0+1");
   PLT_param_decode();
   Glim v;
   GPH_get_view_size(&v);
+  EXPECT_NEAR(v.x_max, whole.x_max / 2, 1e-5);
+  EXPECT_NEAR(v.y_max, whole.y_max / 2, 1e-5);
   // Lower-left quarter: offset (0, 0), size one half of the display each way.
   EXPECT_FLOAT_EQ(v.x_min, 0.0f);
   EXPECT_FLOAT_EQ(v.y_min, 0.0f);
