@@ -438,6 +438,27 @@ TEST_F(PlotTest, UserLabelsReplaceAPositionOrFillAnOverlay) {
   EXPECT_NE(find_text("240305/1407"), nullptr);
 }
 
+TEST_F(PlotTest, FullabPutsLabelsAndBarInsideThePlot) {
+  RES_put("plot_param", "fullab");
+  open();
+  Glim vp;
+  PLT_get_view(&vp);
+  PLT_label_up_left("UL");
+  ASSERT_EQ(PLT_labels(), 0);
+  const DrawnText* t = find_text("UL");
+  ASSERT_NE(t, nullptr);
+  EXPECT_GT(t->y_min, yNDC_p(vp.y_max));  // below the top edge (pixels run downwards)
+  ASSERT_EQ(CONT_set_fill_colors("5:blue,10:red", 1), 0);
+  dev->clear_calls();
+  ASSERT_EQ(CONT_draw_bar(1, ""), 0);
+  const auto fills = calls(RecordedCall::Op::fill);
+  ASSERT_EQ(fills.size(), 2u);
+  for (const auto& p : fills[0].pts) {
+    EXPECT_LE(p.y, yNDC_p(vp.y_min) + 0.5f);
+    EXPECT_GE(p.y, yNDC_p(vp.y_min + 0.035f) - 0.5f);
+  }
+}
+
 TEST_F(PlotTest, NoRoomBelowTheViewportDrawsNoLabels) {
   RES_put("plot_param", "full");
   open();
