@@ -5,11 +5,11 @@
 
 #include "gks_kernel.h"
 
-// The display devices are built separately; until their files are part of
-// the build their factories stay undefined, the weak references read as null
-// and opening such a workstation reports that no device is available.
+// The window device is part of the build; the foreign-drawable device is
+// built separately: until its file is there its factory stays undefined, the
+// weak reference reads as null and opening such a workstation reports that no
+// device is available.
 namespace zor::gks {
-[[gnu::weak]] std::unique_ptr<Device> make_window_device();
 [[gnu::weak]] std::unique_ptr<Device> make_pixmap_device();
 }  // namespace zor::gks
 

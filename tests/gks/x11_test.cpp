@@ -1,0 +1,130 @@
+// The X11 window device on an Xvfb server: drawings captured back from the
+// server, and frames (pixmaps) drawn, copied and shown.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "../common/xvfb.h"
+#include "device.h"
+#include "gks_kernel.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/img.h"
+
+using namespace zor::gks;
+
+namespace {
+
+zor::test::Xvfb* g_xvfb = nullptr;
+
+class XvfbEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    g_xvfb = new zor::test::Xvfb;
+    ASSERT_TRUE(g_xvfb->start(170)) << "Xvfb did not start";
+  }
+  void TearDown() override {
+    delete g_xvfb;
+    g_xvfb = nullptr;
+  }
+};
+const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+
+// A captured picture: 24-bit RGB of each pixel.
+struct Picture {
+  IMG_report img;
+  ~Picture() { std::free(img.data); }
+  unsigned rgb(int x, int y) const {
+    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
+    return img.byte_order == 0 ? (p[0] | p[1] << 8 | p[2] << 16) : (p[3] | p[2] << 8 | p[1] << 16);
+  }
+};
+
+class X11Window : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+    dev = current_device();
+    ASSERT_NE(dev, nullptr);
+    Gcolr_rep red{1, 0, 0}, green{0, 1, 0}, blue{0, 0, 1};
+    gset_colr_rep(1, 2, &red);
+    gset_colr_rep(1, 3, &green);
+    gset_colr_rep(1, 4, &blue);
+  }
+  void TearDown() override {
+    gclose_ws(1);
+    gclose_gks();
+    kernel().reset();
+    reset_color_model();
+  }
+  void square(float x0, float y0, float x1, float y1, int ind) {
+    const Gpt pts[] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
+    gset_fill_int_style(GSOLID);
+    gset_fill_colr_ind(ind);
+    gfill_area(4, pts);
+  }
+  Device* dev = nullptr;
+};
+
+TEST_F(X11Window, FilledPolygonAndLineReadBackInTheirColours) {
+  square(0.1f, 0.1f, 0.5f, 0.5f, 2);
+  gset_line_colr_ind(3);
+  const Gpt line[] = {{0.6f, 0.8f}, {0.9f, 0.8f}};
+  gpolyline(2, line);
+  Picture pic;
+  ASSERT_EQ(dev->capture(pic.img), 1);
+  const DeviceSize sz = dev->size();
+  ASSERT_EQ(pic.img.width, sz.width);
+  ASSERT_EQ(pic.img.height, sz.height);
+  // The unit square maps onto the largest square of the window, from its
+  // bottom-left; world y runs up, device y down.
+  const int w = std::min(sz.width, sz.height) - 1, h = sz.height - 1;
+  EXPECT_EQ(pic.rgb(w * 3 / 10, h - w * 3 / 10), 0xff0000u);
+  EXPECT_EQ(pic.rgb(w * 7 / 10, h - w * 3 / 10), 0u);
+  // The thin line crosses the column at its middle once, within a pixel of
+  // where rounding puts it.
+  const int ly = h - static_cast<int>(w * 0.8f + 0.5f);
+  int greens = 0;
+  for (int y = ly - 2; y <= ly + 2; ++y) greens += pic.rgb(w * 3 / 4, y) == 0x00ff00u;
+  EXPECT_EQ(greens, 1);
+}
+
+TEST_F(X11Window, FramesKeepTheirOwnDrawingsAndCopy) {
+  const unsigned long a = dev->create_pixmap();
+  const unsigned long b = dev->create_pixmap();
+  ASSERT_NE(a, 0u);
+  ASSERT_NE(b, 0u);
+  ASSERT_NE(a, b);
+  ASSERT_TRUE(dev->set_draw_target(a));
+  square(0.0f, 0.0f, 1.0f, 1.0f, 2);
+  ASSERT_TRUE(dev->set_draw_target(b));
+  square(0.0f, 0.0f, 1.0f, 1.0f, 4);
+  const DeviceSize sz = dev->size();
+  const int cx = sz.width / 2, cy = sz.height / 2;
+  {
+    Picture pic;
+    ASSERT_EQ(dev->capture(pic.img), 1);
+    EXPECT_EQ(pic.rgb(cx, cy), 0x0000ffu);
+  }
+  ASSERT_TRUE(dev->set_draw_target(a));
+  {
+    Picture pic;
+    ASSERT_EQ(dev->capture(pic.img), 1);
+    EXPECT_EQ(pic.rgb(cx, cy), 0xff0000u);
+  }
+  ASSERT_TRUE(dev->copy_pixmap(b, 0));
+  EXPECT_TRUE(dev->show_pixmap(0));
+  ASSERT_TRUE(dev->set_draw_target(0));
+  {
+    Picture pic;
+    ASSERT_EQ(dev->capture(pic.img), 1);
+    EXPECT_EQ(pic.rgb(cx, cy), 0x0000ffu);
+  }
+  dev->free_pixmap(a);
+  EXPECT_FALSE(dev->set_draw_target(a));
+  dev->free_pixmap(b);
+}
+
+}  // namespace
