@@ -183,11 +183,13 @@ void MemoryDevice::draw_lines(std::span<const DevPoint> pts, const Pen& pen, ras
   paint.clip = clip_;
   const auto& ints = to_ints(pts);
   const raster::Dashes& dashes = group_ == Group::none ? dashes_for(pen.line_type) : kSolid;
-  const int width = static_cast<int>(pen.width);
+  // As the window device sets its context: widths up to 1 draw thin lines,
+  // wider ones their rounded width with mitred joins.
+  const int width = pen.width <= 1.0f ? 0 : static_cast<int>(std::lround(pen.width));
   if (width <= 0 || ints.size() == 1)
     raster::thin_polyline(target(), ints, paint, dashes);
   else
-    raster::wide_polyline(target(), ints, width, paint, dashes, raster::Join::bevel, cap, scratch_);
+    raster::wide_polyline(target(), ints, width, paint, dashes, raster::Join::miter, cap, scratch_);
 }
 
 void MemoryDevice::polyline(std::span<const DevPoint> pts, const Pen& pen) {
@@ -199,7 +201,9 @@ void MemoryDevice::begin_group(const GroupInfo& info, const Pen& /*pen*/) {
 }
 
 void MemoryDevice::stroke(std::span<const DevPoint> pts, const Pen& pen) {
-  draw_lines(pts, pen, group_ == Group::text ? raster::Cap::projecting : raster::Cap::butt);
+  // Markers and glyphs are stroked like lines, butt-capped as the window
+  // device does.
+  draw_lines(pts, pen, raster::Cap::butt);
 }
 
 void MemoryDevice::fill_area(std::span<const DevPoint> pts, const FillStyle& fill) {

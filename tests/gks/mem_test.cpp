@@ -198,7 +198,7 @@ TEST_F(MemoryDeviceTest, ThinLinesMatchTheServer) {
 }
 
 TEST_F(MemoryDeviceTest, WideLinesAreButtCappedRectangles) {
-  gset_linewidth(1.0f);
+  gset_linewidth(1.0f);  // up to 1: a thin line, last point included
   line({at(10, 50), at(20, 50)});
   gset_linewidth(3.0f);
   line({at(10, 60), at(20, 60)});
@@ -206,54 +206,30 @@ TEST_F(MemoryDeviceTest, WideLinesAreButtCappedRectangles) {
   line({at(50, 10), at(50, 20)});
   Capture c;
   capture(c);
-  // Width 1: the last point is not part of a butt-capped line.
-  EXPECT_EQ(c.painted(0, 45, 30, 55).size(), 10u);
-  EXPECT_EQ(c.pixel(20, 50), 0u);
-  // Width 3: rows 59..61, columns 10..19.
+  EXPECT_EQ(c.painted(0, 45, 30, 55).size(), 11u);
+  // Width 3: rows 59..61, columns 10..19; the last point is not part of a
+  // butt-capped line.
   EXPECT_EQ(c.painted(0, 56, 30, 66).size(), 30u);
   EXPECT_EQ(c.pixel(10, 59), kRed);
   EXPECT_EQ(c.pixel(19, 61), kRed);
+  EXPECT_EQ(c.pixel(20, 60), 0u);
   // Width 2, vertical: columns 49 and 50.
   EXPECT_EQ(c.painted(45, 5, 55, 25).size(), 20u);
   EXPECT_EQ(c.pixel(49, 10), kRed);
   EXPECT_EQ(c.pixel(51, 10), 0u);
 }
 
-TEST_F(MemoryDeviceTest, ClosedWideOutlinesAreJoinedAndTextCapsProject) {
-  // Server: a closed 10 x 10 square of width 3 is bevelled at all four
-  // corners, the closing one included: 116 pixels, the corner pixel left out.
+TEST_F(MemoryDeviceTest, ClosedWideOutlinesAreMitredAllRound) {
+  // Server: a closed 10 x 10 square of width 3 with mitred joins, the
+  // closing corner included, is a 13 x 13 frame of 120 pixels.
   gset_linewidth(3.0f);
   line({at(10, 10), at(20, 10), at(20, 20), at(10, 20), at(10, 10)});
   Capture c;
   capture(c);
-  EXPECT_EQ(c.painted(0, 0, 30, 30).size(), 116u);
-  EXPECT_EQ(c.pixel(10, 10), kRed);
-  EXPECT_EQ(c.pixel(9, 10), kRed);
-  EXPECT_EQ(c.pixel(9, 9), 0u);
-  EXPECT_EQ(c.pixel(10, 9), kRed);
-
-  // Text strokes have projecting caps: a 10-pixel stroke of width 2 covers
-  // 12 x 2 pixels; after a zero-length last segment the end takes no cap.
-  const Gpt text_pos = at(100, 100);
-  gset_text_width(2.0f);
-  GroupInfo info;
-  info.kind = GroupKind::text;
-  info.world_pos = text_pos;
-  Pen pen = line_pen();
-  pen.width = 2.0f;
-  dev->begin_group(info, pen);
-  const DevPoint stroke1[2] = {{110, 110}, {120, 110}};
-  const DevPoint stroke2[3] = {{110, 130}, {120, 130}, {120, 130}};
-  dev->stroke(stroke1, pen);
-  dev->stroke(stroke2, pen);
-  dev->end_group();
-  Capture t;
-  capture(t);
-  EXPECT_EQ(t.painted(100, 105, 130, 115).size(), 24u);
-  EXPECT_EQ(t.pixel(109, 109), kRed);
-  EXPECT_EQ(t.pixel(120, 110), kRed);
-  EXPECT_EQ(t.painted(100, 125, 130, 135).size(), 22u);
-  EXPECT_EQ(t.pixel(120, 130), 0u);
+  EXPECT_EQ(c.painted(0, 0, 30, 30).size(), 120u);
+  EXPECT_EQ(c.pixel(9, 9), kRed);
+  EXPECT_EQ(c.pixel(21, 21), kRed);
+  EXPECT_EQ(c.pixel(12, 12), 0u);
 }
 
 TEST_F(MemoryDeviceTest, DashListsRunOnAcrossVertices) {
