@@ -10,7 +10,7 @@
 #include <random>
 #include <vector>
 
-#include "mem_xvfb.h"
+#include "../common/xvfb.h"
 #include "raster_canvas.h"
 
 using namespace zor::gks::raster;
@@ -24,7 +24,7 @@ constexpr unsigned long kWhite = 0xFFFFFF;
 class RasterVsServerTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    server_ = new zor::test::XvfbServer;
+    server_ = new zor::test::Xvfb;
     if (server_->start(170)) display_ = XOpenDisplay(server_->display().c_str());
   }
   static void TearDownTestSuite() {
@@ -78,7 +78,7 @@ class RasterVsServerTest : public ::testing::Test {
     std::printf("%-28s %ld differing pixels in %ld pictures of %d\n", what, diff, cases, kW * kH);
   }
 
-  static zor::test::XvfbServer* server_;
+  static zor::test::Xvfb* server_;
   static Display* display_;
   Pixmap pixmap_ = 0;
   GC gc_ = nullptr;
@@ -90,7 +90,7 @@ class RasterVsServerTest : public ::testing::Test {
   std::vector<IntPoint> ip_;
 };
 
-zor::test::XvfbServer* RasterVsServerTest::server_ = nullptr;
+zor::test::Xvfb* RasterVsServerTest::server_ = nullptr;
 Display* RasterVsServerTest::display_ = nullptr;
 
 TEST_F(RasterVsServerTest, PolygonsMatchExactly) {

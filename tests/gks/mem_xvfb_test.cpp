@@ -13,7 +13,7 @@
 
 #include "device.h"
 #include "gks_kernel.h"
-#include "mem_xvfb.h"
+#include "../common/xvfb.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
@@ -23,7 +23,7 @@ using namespace zor::gks;
 
 namespace {
 
-using zor::test::XvfbServer;
+using XvfbServer = zor::test::Xvfb;
 
 XvfbServer* g_server = nullptr;
 bool g_have_server = false;
