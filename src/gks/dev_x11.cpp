@@ -37,7 +37,13 @@ class X11Device : public Device {
   void set_clip(const DevRect& clip) override;
   void polyline(std::span<const DevPoint> pts, const Pen& pen) override;
   void fill_area(std::span<const DevPoint> pts, const FillStyle& fill) override;
-  void stroke(std::span<const DevPoint> pts, const Pen& pen) override { polyline(pts, pen); }
+  void begin_group(const GroupInfo& info, const Pen& /*pen*/) override {
+    group_ = info.kind == GroupKind::text ? Group::text : Group::markers;
+  }
+  void stroke(std::span<const DevPoint> pts, const Pen& pen) override {
+    draw_lines(pts, pen, group_ == Group::text ? CapProjecting : CapButt);
+  }
+  void end_group() override { group_ = Group::none; }
   int set_color_rep(int ind, float r, float g, float b) override;
   void flush() override { show_pixmap(target_id_); }
   void set_title(std::string_view title) override;
@@ -61,6 +67,11 @@ class X11Device : public Device {
   }
   Drawable target() const { return pixmap(target_id_); }
   std::vector<XPoint>& to_points(std::span<const DevPoint> pts);
+  void draw_lines(std::span<const DevPoint> pts, const Pen& pen, int cap);
+  enum class Group { none, markers, text };
+  Group group_ = Group::none;
+  // Line types beyond 5 keep the dash list last installed in the context.
+  int last_dash_list_ = 0;
 
   Display* dpy_ = nullptr;
   Window win_ = None;
@@ -152,12 +163,32 @@ std::vector<XPoint>& X11Device::to_points(std::span<const DevPoint> pts) {
   return xpts_;
 }
 
+// On/off lengths of the line types 2..5.
+struct DashList {
+  char len[4];
+  int n;
+};
+constexpr DashList kDashLists[4] = {{{6, 6}, 2}, {{3, 6}, 2}, {{6, 6, 3, 6}, 4}, {{2, 2}, 2}};
+
 void X11Device::polyline(std::span<const DevPoint> pts, const Pen& pen) {
-  if (dpy_ == nullptr || pts.empty() || pen.pixel < 0) return;
+  draw_lines(pts, pen, CapButt);
+}
+
+void X11Device::draw_lines(std::span<const DevPoint> pts, const Pen& pen, int cap) {
+  if (dpy_ == nullptr || pts.empty()) return;
+  if (!pen.shadow && pen.pixel < 0) return;  // colour never realised
   XSetForeground(dpy_, gc_, pen.shadow ? BlackPixel(dpy_, DefaultScreen(dpy_))
                                        : static_cast<unsigned long>(pen.pixel));
+  // Widths up to 1 draw thin lines, wider ones their rounded width.
   const int width = pen.width <= 1.0f ? 0 : static_cast<int>(std::lround(pen.width));
-  XSetLineAttributes(dpy_, gc_, static_cast<unsigned>(width), LineSolid, CapButt, JoinMiter);
+  int style = LineSolid;
+  if (group_ == Group::none && pen.line_type != 1) {
+    if (pen.line_type >= 2 && pen.line_type <= 5) last_dash_list_ = pen.line_type - 2;
+    const DashList& d = kDashLists[last_dash_list_];
+    XSetDashes(dpy_, gc_, 0, d.len, d.n);
+    style = LineOnOffDash;
+  }
+  XSetLineAttributes(dpy_, gc_, static_cast<unsigned>(width), style, cap, JoinMiter);
   XSetFillStyle(dpy_, gc_, FillSolid);
   auto& xp = to_points(pts);
   if (xp.size() == 1)
