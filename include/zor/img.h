@@ -64,3 +64,11 @@ int IMG_read_zor(const char* filename, IMG_report* image, int type);
 
 int goverlay_image_file(const char* filename, const char* background, int x, int y);
 int goverlay_image(IMG_report* image, const char* background, int x, int y);
+
+// Labels and frame written by IMG_dump: info "title [name]", datim, domain
+// (nullptr: none).
+void IMG_set_dump_labels(const char* title, const char* name, const char* datim);
+void IMG_set_dump_domain(const Domain* domain);
+// Waits of the own-format reader for a file still being written (count of
+// retries, milliseconds each).
+void IMG_set_read_retry(int count, int delay_ms);

@@ -2,6 +2,7 @@
 // and XWD writers.
 #include <png.h>
 
+#include <algorithm>
 #include <array>
 #include <csetjmp>
 #include <cstdio>
@@ -16,12 +17,16 @@
 #include "zor/gks.h"
 #include "zor/img.h"
 #include "zor/mess.h"
+#include <zlib.h>
 
 namespace {
 
 struct ImgWriteState {
   int use_inter = 0;  // next GIF interlaced
   int trans = 0;      // next GIF with a transparent background
+  // Plot labels and frame that IMG_dump writes with the picture.
+  std::string label_title, label_name, label_datim;
+  Domain dump_domain;
 };
 ImgWriteState img_state;
 
@@ -527,3 +532,135 @@ int XWD_write(const char* filename, IMG_report* image) {
 int GIF_dump(const char* filename) { return dump_with(filename, GIF_write); }
 int PNG_dump(const char* filename) { return dump_with(filename, PNG_write); }
 int XWD_dump(const char* filename) { return dump_with(filename, XWD_write); }
+
+namespace {
+
+bool set(float v) { return v != -9999.0f; }
+
+std::string domain_tag(const Domain& d) {
+  char buf[200] = {};
+  switch (d.proj) {
+    case 2: return "LL ";
+    case 3: return "ME ";
+    case 1:
+      if (set(d.plon) && d.plon != d.clon) {
+        std::snprintf(buf, sizeof buf, "PS:%f ", d.plon);
+        return buf;
+      }
+      return "PS ";
+    case 4:
+      if (set(d.param[0]))
+        std::snprintf(buf, sizeof buf, "LC:%f:%f:%f:%f:%f ", d.plat, d.plon, d.param[0],
+                      d.param[1], d.param[2]);
+      else if (set(d.plon))
+        std::snprintf(buf, sizeof buf, "LC:%f ", d.plon);
+      else
+        return "LC ";
+      return buf;
+    case 9:
+      std::snprintf(buf, sizeof buf, "SAT:%f:%f", d.plat, d.plon);
+      if (set(d.param[0])) std::snprintf(buf + std::strlen(buf), 40, ":%f", d.param[0]);
+      return std::string(buf) + " ";
+    default: return "";
+  }
+}
+
+// Appends `bytes` to the file, deflated in pieces of 10000 when `packed`.
+bool write_pixels(std::FILE* f, const std::vector<unsigned char>& bytes, bool packed) {
+  if (!packed) return std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+  std::vector<unsigned char> out(12000);
+  for (std::size_t at = 0; at < bytes.size(); at += 10000) {
+    const std::size_t n = std::min<std::size_t>(10000, bytes.size() - at);
+    z_stream z{};
+    if (deflateInit(&z, Z_DEFAULT_COMPRESSION) != Z_OK) return false;
+    z.next_in = const_cast<Bytef*>(bytes.data() + at);
+    z.avail_in = static_cast<uInt>(n);
+    int rc = Z_OK;
+    while (rc != Z_STREAM_END) {
+      z.next_out = out.data();
+      z.avail_out = static_cast<uInt>(out.size());
+      rc = deflate(&z, Z_FINISH);
+      if (rc == Z_STREAM_ERROR) break;
+      std::fwrite(out.data(), 1, out.size() - z.avail_out, f);
+    }
+    deflateEnd(&z);
+    if (rc != Z_STREAM_END) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void IMG_set_dump_labels(const char* title, const char* name, const char* datim) {
+  img_state.label_title = title ? title : "";
+  img_state.label_name = name ? name : "";
+  img_state.label_datim = datim ? datim : "";
+}
+
+void IMG_set_dump_domain(const Domain* domain) {
+  img_state.dump_domain = domain ? *domain : Domain{};
+}
+
+int IMG_write(const char* filename, IMG_report* image, int type) {
+  File f(std::fopen(filename, "wb"));
+  if (!f) {
+    MESS_print(M_WARN, "Unable to open image file: %s\n", filename);
+    return 0;
+  }
+  IMG_report& im = *image;
+  std::FILE* fp = f.get();
+  std::fputs(type == 1 ? "ZORIMGZ\n" : "ZORIMG\n", fp);
+  std::fprintf(fp, "%s\n%s\n", im.datim, im.info);
+  const Domain& d = im.domain;
+  const std::string tag = domain_tag(d);
+  if (d.proj == -9999 || tag.empty())
+    std::fprintf(fp, "%d %d\n", im.width, im.height);
+  else
+    std::fprintf(fp, "%s%f %f %f %f %d %d\n", tag.c_str(), d.clat, d.clon, d.dx, d.dy, d.nx,
+                 d.ny);
+  // One byte per pixel, padding columns dropped so the reader gets width x height.
+  std::vector<unsigned char> bytes;
+  bytes.reserve(static_cast<std::size_t>(im.width) * im.height);
+  const int bits = pixel_bits(im);
+  for (int row = 0; row < im.height; ++row)
+    for (int col = 0; col < im.width; ++col) {
+      const unsigned long v = get_pixel(im, bits, row, col);
+      unsigned char b;
+      if (bits == 32)
+        b = static_cast<unsigned char>((((v >> 16) & 0xff) + ((v >> 8) & 0xff) + (v & 0xff)) / 3);
+      else if (bits == 24)
+        b = static_cast<unsigned char>(v >> 16);
+      else if (bits == 16)
+        b = static_cast<unsigned char>(v >> 8);
+      else
+        b = static_cast<unsigned char>(v);
+      bytes.push_back(b);
+    }
+  if (!write_pixels(fp, bytes, type == 1) || std::ferror(fp)) {
+    MESS_print(M_WARN, "Unable to write image file: %s\n", filename);
+    return 0;
+  }
+  return 1;
+}
+
+int IMG_dump(const char* filename) {
+  IMG_report image;
+  if (!gget_image(&image)) {
+    IMG_free(&image);
+    return 0;
+  }
+  std::snprintf(image.info, sizeof image.info, "%s [%s]", img_state.label_title.c_str(),
+                img_state.label_name.c_str());
+  std::snprintf(image.datim, sizeof image.datim, "%s", img_state.label_datim.c_str());
+  image.domain = img_state.dump_domain;
+  if (image.domain.proj != -9999 && image.domain.nx > 0 && image.domain.ny > 0) {
+    // The grid spacing scales to the captured picture's size.
+    image.domain.dx *= static_cast<float>(image.domain.nx) / image.width;
+    image.domain.dy *= static_cast<float>(image.domain.ny) / image.height;
+    image.domain.nx = image.width;
+    image.domain.ny = image.height;
+  }
+  const int ok = IMG_write(filename, &image, 1);
+  IMG_free(&image);
+  return ok;
+}
