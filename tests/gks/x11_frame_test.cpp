@@ -1,0 +1,149 @@
+// Frames and loop stepping, on the X11 window under Xvfb and on the
+// in-memory raster device: what is displayed is checked by capturing the
+// base window's back pixmap.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "../common/xvfb.h"
+#include "device.h"
+#include "gks_kernel.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/gks_win.h"
+#include "zor/img.h"
+
+using namespace zor::gks;
+
+namespace {
+
+zor::test::Xvfb* g_xvfb = nullptr;
+
+class XvfbEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    g_xvfb = new zor::test::Xvfb;
+    ASSERT_TRUE(g_xvfb->start(190)) << "Xvfb did not start";
+  }
+  void TearDown() override {
+    delete g_xvfb;
+    g_xvfb = nullptr;
+  }
+};
+const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+
+// The test runs once on the window, once on the memory device.
+class Frames : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override {
+    if (GetParam()) register_device(GWS_WINDOW, "memory", make_memory_device);
+    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+    dev = current_device();
+    ASSERT_NE(dev, nullptr);
+    ginit_loop();
+    const Gcolr_rep colours[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}};
+    for (int i = 0; i < 4; ++i) gset_colr_rep(1, 2 + i, &colours[i]);
+  }
+  void TearDown() override {
+    ginit_loop();
+    gclose_ws(1);
+    gclose_gks();
+    kernel().reset();
+    reset_color_model();
+    if (GetParam()) unregister_device(GWS_WINDOW);
+  }
+  // Frame n filled with colour index 2 + n.
+  void make_frames(int n) {
+    for (int i = 0; i < n; ++i) {
+      ASSERT_EQ(gcreate_frame(-1), i);
+      ASSERT_EQ(gselect_frame(i), 1);
+      const Gpt pts[] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
+      gset_fill_int_style(GSOLID);
+      gset_fill_colr_ind(2 + i);
+      gfill_area(4, pts);
+    }
+    ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
+  }
+  // Colour at the middle of the base window's picture.
+  unsigned shown() {
+    EXPECT_TRUE(dev->set_draw_target(0));
+    IMG_report img;
+    EXPECT_EQ(dev->capture(img), 1);
+    if (img.data == nullptr) return 0xdeadu;
+    const unsigned char* p = img.data + (img.height / 2) * img.bytes_line + 4 * (img.width / 4);
+    const unsigned v = img.byte_order == 0 ? (p[0] | p[1] << 8 | p[2] << 16)
+                                           : (p[3] | p[2] << 8 | p[1] << 16);
+    std::free(img.data);
+    return v;
+  }
+  Device* dev = nullptr;
+};
+
+constexpr unsigned kColour[] = {0xff0000u, 0x00ff00u, 0x0000ffu, 0xffff00u};
+
+TEST_P(Frames, DefaultDelaysAndDisplayOfEachFrame) {
+  make_frames(3);
+  EXPECT_EQ(gget_num_images(), 3);
+  EXPECT_FLOAT_EQ(gget_frame_delay(0), 0.5f);
+  EXPECT_FLOAT_EQ(gget_frame_delay(1), 0.5f);
+  EXPECT_FLOAT_EQ(gget_frame_delay(2), 1.0f);
+  for (int i : {2, 0, 1}) {
+    ASSERT_EQ(gdisplay_frame(i), 1);
+    EXPECT_EQ(gget_cur_frame(), i);
+    EXPECT_EQ(shown(), kColour[i]) << "frame " << i;
+  }
+}
+
+TEST_P(Frames, StepsForwardBackwardAndRocking) {
+  make_frames(4);
+  ASSERT_EQ(gdisplay_frame(3), 1);
+  gset_loop_direct(1);
+  EXPECT_EQ(ginc_frame(0), 0);  // forward wraps
+  gset_loop_direct(0);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  EXPECT_EQ(ginc_frame(0), 3);  // backward wraps
+  gset_loop_direct(3);
+  ASSERT_EQ(gdisplay_frame(3), 1);
+  const int next = ginc_frame(0);
+  EXPECT_EQ(next, 2);  // rocking turns at the end
+  EXPECT_EQ(gget_loop_direct(), 2);
+  ASSERT_EQ(gdisplay_frame(next), 1);
+  EXPECT_EQ(shown(), kColour[2]);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  EXPECT_EQ(ginc_frame(0), 1);  // and at the start
+  EXPECT_EQ(gget_loop_direct(), 3);
+  gset_loop_direct(1);
+  gset_loop_range(1, 2);
+  ASSERT_EQ(gdisplay_frame(2), 1);
+  EXPECT_EQ(ginc_frame(0), 1);
+  gset_loop_range(-1, -1);
+}
+
+TEST_P(Frames, CopyAndDeleteShowTheFrameMovingIn) {
+  make_frames(3);
+  ASSERT_EQ(gcopy_frame(0, 2), 1);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  EXPECT_EQ(shown(), kColour[2]);
+  ASSERT_EQ(gdisplay_frame(1), 1);
+  ASSERT_EQ(gdelete_frame(GFRAME_CURRENT), 1);
+  EXPECT_EQ(gget_num_images(), 2);
+  EXPECT_EQ(shown(), kColour[2]);  // the old frame 2 moved into place
+  EXPECT_EQ(gdelete_frame(200), 0);
+  ginc_loop_delay(-1.0f);
+  EXPECT_FLOAT_EQ(gget_loop_delay(), 0.0f);
+  EXPECT_FLOAT_EQ(gget_frame_delay(0), 0.0f);
+}
+
+TEST_P(Frames, LoopToggle) {
+  EXPECT_EQ(gget_looping(), 0);
+  gtoggle_loop(-1);
+  EXPECT_EQ(gget_looping(), 1);
+  gtoggle_loop(0);
+  EXPECT_EQ(gget_looping(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowAndMemory, Frames, ::testing::Values(false, true),
+                         [](const auto& info) { return info.param ? "memory" : "window"; });
+
+}  // namespace
