@@ -5,25 +5,17 @@
 // window of an Xvfb server (skipped when the X11 device or Xvfb is missing).
 #include <benchmark/benchmark.h>
 
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "../tests/common/xvfb.h"
 #include "device.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/img.h"
-
-// The PNG writer and the capture entry are built separately; without them
-// the benchmark captures through the device and skips the file.
-int PNG_write(const char* filename, IMG_report* image) __attribute__((weak));
-void IMG_free(IMG_report* image) __attribute__((weak));
 
 namespace {
 
@@ -80,14 +72,16 @@ void draw_and_write(benchmark::State& state, const char* png_name) {
       gfill_area(5, q.pts);
     }
     IMG_report image;
-    zor::gks::Device* dev = zor::gks::current_device();
-    if (dev == nullptr || dev->capture(image) != 1) {
+    if (gget_image(&image) != 1) {
       state.SkipWithError("capture failed");
       return;
     }
-    if (PNG_write != nullptr) PNG_write(png_name, &image);
-    if (IMG_free != nullptr) IMG_free(&image);
-    else std::free(image.data);
+    const int written = PNG_write(png_name, &image);
+    IMG_free(&image);
+    if (written != 1) {
+      state.SkipWithError("PNG not written");
+      return;
+    }
   }
   state.counters["quads"] = static_cast<double>(quads.size());
   state.counters["quads_per_s"] =
@@ -110,52 +104,20 @@ void BM_SweepInMemory(benchmark::State& state) {
 }
 BENCHMARK(BM_SweepInMemory)->Unit(benchmark::kMillisecond)->Iterations(3);
 
-// An Xvfb server on a free display number for the duration of a benchmark.
-struct Xvfb {
-  pid_t pid = -1;
-  std::string display;
-  Xvfb() {
-    for (int n = 180; n < 200 && pid < 0; ++n) {
-      const std::string lock = "/tmp/.X" + std::to_string(n) + "-lock";
-      if (access(lock.c_str(), F_OK) == 0) continue;
-      display = ":" + std::to_string(n);
-      pid = fork();
-      if (pid == 0) {
-        execlp("Xvfb", "Xvfb", display.c_str(), "-screen", "0", "640x512x24", "-nolisten", "tcp",
-               static_cast<char*>(nullptr));
-        _exit(127);
-      }
-      // Wait until the server has created its lock and socket.
-      const std::string sock = "/tmp/.X11-unix/X" + std::to_string(n);
-      for (int i = 0; i < 50 && access(sock.c_str(), F_OK) != 0; ++i) usleep(100000);
-      if (access(sock.c_str(), F_OK) != 0) stop();
-    }
-  }
-  void stop() {
-    if (pid > 0) {
-      kill(pid, SIGTERM);
-      waitpid(pid, nullptr, 0);
-    }
-    pid = -1;
-  }
-  ~Xvfb() { stop(); }
-};
-
 void BM_SweepOnXvfb(benchmark::State& state) {
   sweep();
   if (zor::gks::find_device(GWS_WINDOW) == nullptr) {
     state.SkipWithError("no X11 window device in this build");
     return;
   }
-  Xvfb server;
-  if (server.pid < 0) {
+  zor::test::Xvfb server;
+  if (!server.start(180)) {
     state.SkipWithError("Xvfb could not be started");
     return;
   }
-  setenv("DISPLAY", server.display.c_str(), 1);
   FLAG_set(19, 0);
   gopen_gks(nullptr, 0);
-  if (gopen_ws(1, server.display.c_str(), GWS_WINDOW) != 0) {
+  if (gopen_ws(1, server.display().c_str(), GWS_WINDOW) != 0) {
     state.SkipWithError("X11 window did not open");
     return;
   }
