@@ -349,7 +349,8 @@ int zor_read_mem(const char* filename, const std::vector<std::uint8_t>& f, IMG_r
   copy_text(im.info, sizeof im.info, next_line(r));
   if (v4) {
     const std::string line = next_line(r);
-    if (!DOM_decode(line.c_str(), &im.domain)) {
+    const int dom_rc = DOM_decode(line.c_str(), &im.domain);
+    if (dom_rc != 1 && dom_rc != 2) {
       MESS_print(M_WARN, "IMG_read_zor: Bad domain line\n");
       return -1;
     }
