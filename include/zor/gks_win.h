@@ -29,3 +29,13 @@ int gset_loop_direct(int mode);
 int gget_loop_direct();
 int gset_loop_range(int start, int end);
 int gset_loop_title(int val);
+
+// The object list (recording starts off; gset_redraw(1) turns it on).
+int ginit_objs();
+int gclear_objs();
+int gset_redraw(int on);
+int gget_redraw();
+long gget_num_objects();
+int gget_num_recorded();
+// Replays the recorded objects into the current drawing target; 0 when empty.
+int gobj_replay();

@@ -121,6 +121,7 @@ int gselect_frame(int ind) {
   zor::gks::Device* dev = raster();
   unsigned long id = 0;
   if (dev == nullptr || !zor::gks::pixmap_of(ind, &id)) return 0;
+  gset_redraw(0);  // frames are not redrawn from objects
   if (!dev->set_draw_target(id)) return 0;
   MESS_print(M_DEBUG, "Selected frame: %d\n", ind);
   return 1;

@@ -143,6 +143,35 @@ TEST_P(Frames, LoopToggle) {
   EXPECT_EQ(gget_looping(), 0);
 }
 
+TEST_P(Frames, RecordedObjectsReplayIntoAnotherFrame) {
+  EXPECT_EQ(gget_redraw(), 0);  // recording starts off
+  ginit_objs();
+  EXPECT_EQ(gset_redraw(1), 0);
+  const Gpt pts[] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
+  gset_fill_int_style(GSOLID);
+  gset_fill_colr_ind(5);
+  gfill_area(4, pts);
+  EXPECT_GE(gget_num_recorded(), 2);
+  EXPECT_EQ(shown(), kColour[3]);
+  // Into a fresh frame, then displayed.
+  ASSERT_EQ(gcreate_frame(-1), 0);
+  const int recorded = gget_num_recorded();
+  ASSERT_EQ(gselect_frame(0), 1);
+  EXPECT_EQ(gget_redraw(), 0);  // frames are not redrawn from objects
+  gset_fill_colr_ind(2);  // replay must set the colour again
+  ASSERT_EQ(gobj_replay(), 1);
+  EXPECT_EQ(gget_num_recorded(), recorded);
+  ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
+  const Gpt small[] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
+  gset_fill_colr_ind(2);
+  gfill_area(4, small);
+  EXPECT_EQ(shown(), kColour[0]);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  EXPECT_EQ(shown(), kColour[3]);
+  gclear_objs();
+  EXPECT_EQ(gobj_replay(), 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(WindowAndMemory, Frames, ::testing::Values(false, true),
                          [](const auto& info) { return info.param ? "memory" : "window"; });
 
