@@ -201,9 +201,8 @@ void MemoryDevice::begin_group(const GroupInfo& info, const Pen& /*pen*/) {
 }
 
 void MemoryDevice::stroke(std::span<const DevPoint> pts, const Pen& pen) {
-  // Markers and glyphs are stroked like lines, butt-capped as the window
-  // device does.
-  draw_lines(pts, pen, raster::Cap::butt);
+  // Glyph strokes have projecting caps, as the text context of a window.
+  draw_lines(pts, pen, group_ == Group::text ? raster::Cap::projecting : raster::Cap::butt);
 }
 
 void MemoryDevice::fill_area(std::span<const DevPoint> pts, const FillStyle& fill) {
