@@ -72,3 +72,7 @@ void IMG_set_dump_domain(const Domain* domain);
 // Waits of the own-format reader for a file still being written (count of
 // retries, milliseconds each).
 void IMG_set_read_retry(int count, int delay_ms);
+// Maps an indexed image's colours to device pixels (32 bits each, least
+// significant byte first); colours within 0.01 of the see-through pixel's
+// colour become that pixel. 1, or 0 for images it cannot map.
+int gsetup_image_colors(IMG_report* image, long see_pixel);
