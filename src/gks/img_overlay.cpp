@@ -25,6 +25,17 @@ int source_pixel(const IMG_report& im, int row, int col) {
   }
 }
 
+// Device pixel of a colour allocated (or reused) in the colour table.
+// galloc_colr answers with a pixel on X11 and with a status elsewhere, so
+// the pixel is taken from the index now holding the colour.
+long alloc_pixel(float r, float g, float b, long fallback) {
+  if (galloc_colr(-1, r, g, b) < 0) return fallback;
+  long pixel = fallback;
+  for (int i = 0; i < 256; ++i)
+    if (gis_color_near(i, r, g, b, 0) && gget_color_ind(i) >= 0) pixel = gget_color_ind(i);
+  return pixel;
+}
+
 // See-through pixel for a colour name: a colour-table entry, "#rrggbb", or
 // the background.
 long see_through_pixel(const char* background) {
@@ -35,8 +46,7 @@ long see_through_pixel(const char* background) {
     }
     unsigned r = 0, g = 0, b = 0;
     if (std::sscanf(background, "#%2x%2x%2x", &r, &g, &b) == 3) {
-      const int ind = galloc_colr(-1, r / 255.0f, g / 255.0f, b / 255.0f);
-      if (ind >= 0) return gget_color_ind(ind);
+      return alloc_pixel(r / 255.0f, g / 255.0f, b / 255.0f, gget_color_ind(-1));
     }
     MESS_print(M_WARN, "goverlay_image: Unknown colour: %s\n", background);
   }
@@ -66,8 +76,7 @@ int gsetup_image_colors(IMG_report* image, long see_pixel) {
           if (gis_color_near(static_cast<int>(see_pixel), k.red, k.grn, k.blu, 1)) {
             map[v] = see_pixel;
           } else {
-            const int ind = galloc_colr(-1, k.red, k.grn, k.blu);
-            map[v] = ind >= 0 ? gget_color_ind(ind) : see_pixel;
+            map[v] = alloc_pixel(k.red, k.grn, k.blu, see_pixel);
           }
         }
         pixel = map[v];
