@@ -13,6 +13,8 @@
 
 #include "../tests/common/xvfb.h"
 #include "device.h"
+#include "gks_kernel.h"
+#include "zor/gks_dev.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/img.h"
@@ -101,6 +103,9 @@ void BM_SweepInMemory(benchmark::State& state) {
   gclose_ws(1);
   gclose_gks();
   zor::gks::unregister_device(GWS_WINDOW);
+  // The next workstation starts from a clean kernel and colour model.
+  zor::gks::kernel().reset();
+  zor::gks::reset_color_model();
 }
 BENCHMARK(BM_SweepInMemory)->Unit(benchmark::kMillisecond)->Iterations(3);
 
