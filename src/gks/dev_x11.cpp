@@ -2,6 +2,8 @@
 // to, frames as further pixmaps, captures read back with XGetImage.
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <X11/keysym.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <cmath>
@@ -14,6 +16,7 @@
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/gks_dev.h"
+#include "zor/gks_win.h"
 #include "zor/mess.h"
 
 namespace zor::gks {
@@ -47,6 +50,7 @@ class X11Device : public Device {
   int set_color_rep(int ind, float r, float g, float b) override;
   void flush() override { show_pixmap(target_id_); }
   void set_title(std::string_view title) override;
+  int hold() override;
 
   unsigned long create_pixmap() override;
   void free_pixmap(unsigned long id) override;
@@ -66,6 +70,8 @@ class X11Device : public Device {
     return it == pixmaps_.end() ? None : it->second;
   }
   Drawable target() const { return pixmap(target_id_); }
+  bool handle(XEvent& ev);
+  bool wait_for_event(int timeout_ms);
   std::vector<XPoint>& to_points(std::span<const DevPoint> pts);
   void draw_lines(std::span<const DevPoint> pts, const Pen& pen, int cap);
   enum class Group { none, markers, text };
@@ -311,6 +317,75 @@ int X11Device::capture(IMG_report& image) {
   std::snprintf(image.info, sizeof image.info, "%s", info.c_str());
   XDestroyImage(xi);
   return 1;
+}
+
+// Blocks until an event is queued or `timeout_ms` passed (-1: no limit).
+bool X11Device::wait_for_event(int timeout_ms) {
+  if (XPending(dpy_) > 0) return true;
+  pollfd fd{ConnectionNumber(dpy_), POLLIN, 0};
+  return poll(&fd, 1, timeout_ms) > 0 && XPending(dpy_) > 0;
+}
+
+// One event of the interactive wait; true when it finishes the wait.
+bool X11Device::handle(XEvent& ev) {
+  if (ev.type == Expose && ev.xexpose.count == 0) {
+    show_pixmap(0);
+    return false;
+  }
+  if (ev.type != KeyPress) return false;
+  char text[80] = {};
+  KeySym sym = NoSymbol;
+  XLookupString(&ev.xkey, text, sizeof text - 1, &sym, nullptr);
+  if (sym == XK_Return) return true;
+  if ((ev.xkey.state & Mod1Mask) == 0) return false;
+  switch (text[0]) {
+    case 'q':
+      return true;
+    case 'l':
+      gtoggle_loop(-1);
+      break;
+    case 'd':
+      gdelete_frame(GFRAME_CURRENT);
+      break;
+    case ']':
+      if (gget_looping()) ginc_loop_delay(gget_loop_delay() <= 0.11f ? -0.05f : -0.1f);
+      else if (gget_num_images() > 0) gdisplay_frame(ginc_frame(1));
+      break;
+    case '[':
+      if (gget_looping()) ginc_loop_delay(gget_loop_delay() < 0.09f ? 0.05f : 0.1f);
+      else if (gget_num_images() > 0) gdisplay_frame(ginc_frame(-1));
+      break;
+    default:
+      break;
+  }
+  return false;
+}
+
+int X11Device::hold() {
+  if (dpy_ == nullptr) return 0;
+  show_pixmap(0);
+  XSync(dpy_, False);
+  for (bool done = false; !done;) {
+    const bool animate = gget_looping() != 0 && gget_num_images() >= 2;
+    if (animate) {
+      // Shows each frame for its delay, handling events meanwhile.
+      const int ms = static_cast<int>(gget_frame_delay(GFRAME_CURRENT) * 1000.0f);
+      if (!wait_for_event(std::max(ms, 0))) {
+        gdisplay_frame(ginc_frame(0));
+        continue;
+      }
+    } else {
+      wait_for_event(-1);
+    }
+    while (!done && XPending(dpy_) > 0) {
+      XEvent ev;
+      XNextEvent(dpy_, &ev);
+      done = handle(ev);
+    }
+  }
+  XBell(dpy_, 50);
+  XSync(dpy_, False);
+  return 0;
 }
 
 }  // namespace

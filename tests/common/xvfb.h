@@ -1,5 +1,7 @@
 // An Xvfb server (1280x1024, depth 24) on a free display number for a test
-// suite: started on demand, DISPLAY pointed at it, killed at teardown.
+// suite: started on demand, DISPLAY pointed at it, killed at teardown. It
+// does not reset when its last client leaves: a reset refuses connections
+// for a moment, and tests open and close their windows one after another.
 #pragma once
 
 #include <signal.h>
@@ -30,7 +32,7 @@ class Xvfb {
       pid_ = fork();
       if (pid_ < 0) return false;
       if (pid_ == 0) {
-        execlp("Xvfb", "Xvfb", name.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
+        execlp("Xvfb", "Xvfb", name.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp", "-noreset",
                static_cast<char*>(nullptr));
         _exit(127);
       }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 
 #include "../common/xvfb.h"
@@ -10,7 +11,12 @@
 #include "gks_kernel.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
+#include "zor/gks_win.h"
 #include "zor/img.h"
+
+// After the test framework: Xlib defines None.
+#include <X11/Xlib.h>
+#include <X11/keysym.h>
 
 using namespace zor::gks;
 
@@ -125,6 +131,73 @@ TEST_F(X11Window, FramesKeepTheirOwnDrawingsAndCopy) {
   dev->free_pixmap(a);
   EXPECT_FALSE(dev->set_draw_target(a));
   dev->free_pixmap(b);
+}
+
+// Key presses sent to the workstation's window from a second connection,
+// as another client would; they wait in the queue until the wait reads them.
+class KeySender {
+ public:
+  KeySender() : dpy_(XOpenDisplay(nullptr)) {
+    if (dpy_ == nullptr) return;
+    Window root = 0, parent = 0, *children = nullptr;
+    unsigned n = 0;
+    XQueryTree(dpy_, DefaultRootWindow(dpy_), &root, &parent, &children, &n);
+    if (n > 0) win_ = children[n - 1];  // the only top-level window on this server
+    if (children != nullptr) XFree(children);
+  }
+  ~KeySender() {
+    if (dpy_ != nullptr) XCloseDisplay(dpy_);
+  }
+  bool ok() const { return dpy_ != nullptr && win_ != 0; }
+  void press(KeySym sym, bool alt) {
+    XEvent ev{};
+    ev.xkey.type = KeyPress;
+    ev.xkey.display = dpy_;
+    ev.xkey.window = win_;
+    ev.xkey.root = DefaultRootWindow(dpy_);
+    ev.xkey.same_screen = True;
+    ev.xkey.state = alt ? Mod1Mask : 0;
+    ev.xkey.keycode = XKeysymToKeycode(dpy_, sym);
+    XSendEvent(dpy_, win_, True, KeyPressMask, &ev);
+    XSync(dpy_, False);
+  }
+
+ private:
+  Display* dpy_;
+  Window win_ = 0;
+};
+
+TEST_F(X11Window, WaitHandlesFrameKeysAndEndsOnReturn) {
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(gcreate_frame(-1), i);
+    ASSERT_EQ(gselect_frame(i), 1);
+    square(0.0f, 0.0f, 1.0f, 1.0f, 2 + i);
+  }
+  ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  KeySender keys;
+  ASSERT_TRUE(keys.ok());
+  keys.press(XK_bracketright, true);  // next frame
+  keys.press(XK_d, true);             // delete it: the last one moves in
+  keys.press(XK_l, true);             // looping on
+  keys.press(XK_Return, false);
+  EXPECT_EQ(ghold(), 0);
+  EXPECT_EQ(gget_num_images(), 2);
+  EXPECT_EQ(gget_cur_frame(), 1);
+  EXPECT_EQ(gget_looping(), 1);
+  Picture pic;
+  ASSERT_TRUE(dev->set_draw_target(0));
+  ASSERT_EQ(dev->capture(pic.img), 1);
+  EXPECT_EQ(pic.rgb(pic.img.width / 4, pic.img.height / 2), 0x0000ffu);
+  ginit_loop();
+}
+
+TEST_F(X11Window, AltQEndsTheWait) {
+  KeySender keys;
+  ASSERT_TRUE(keys.ok());
+  keys.press(XK_q, false);  // a plain q does not
+  keys.press(XK_q, true);
+  EXPECT_EQ(ghold(), 0);
 }
 
 }  // namespace
