@@ -21,6 +21,7 @@
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
+#include "zor/gks_win.h"
 #include "zor/img.h"
 #include "zor/map.h"
 #include "zor/mess.h"
@@ -28,30 +29,17 @@
 #include "zor/res.h"
 #include "zor/text.h"
 
-// Window, frame and event calls of the display device and the map lat-lon
-// grid. They live in units that may be absent from a build (no X11 device),
-// so they are referenced weakly and skipped when missing.
+// Event calls of the window device and the map lat-lon grid. They live in
+// units that may be absent from a build, so they are referenced weakly and
+// skipped when missing.
 int gset_mouse_callback(void (*func)(int, char*, float, float)) __attribute__((weak));
 int gset_refresh_callback(int seconds, void (*func)()) __attribute__((weak));
 int gset_rubber_band(int type) __attribute__((weak));
 int gmessage(Gint ws, const char* text) __attribute__((weak));
-int gset_redraw(int on) __attribute__((weak));
-int gset_loop_title(int val) __attribute__((weak));
 int gset_pix_mode(int val) __attribute__((weak));
-int gget_cur_frame() __attribute__((weak));
-int gselect_frame(int ind) __attribute__((weak));
-int gget_num_images() __attribute__((weak));
 int gget_zoom() __attribute__((weak));
 int gset_cursor(int type) __attribute__((weak));
 int MAP_latlon(float lat, float lon, int dt, int ex) __attribute__((weak));
-// The image writers, likewise: a build without them warns that no file was
-// written and goes on.
-int GIF_dump(const char* filename) __attribute__((weak));
-int PNG_dump(const char* filename) __attribute__((weak));
-int XWD_dump(const char* filename) __attribute__((weak));
-int IMG_dump(const char* filename) __attribute__((weak));
-int GIF_interlace(int val) __attribute__((weak));
-int GIF_transparent(int val) __attribute__((weak));
 
 namespace {
 
@@ -136,7 +124,7 @@ std::span<const Keyword> keywords() {
        }},
       {"nopage", false, [](std::string_view) { MESS_set_page(0); }},
       {"page", false, [](std::string_view) { MESS_set_page(1); }},
-      {"noredraw", false, [](std::string_view) { if (gset_redraw) gset_redraw(0); }},
+      {"noredraw", false, [](std::string_view) { gset_redraw(0); }},
       {"id", false, [](std::string_view) { CTY_set_id_type(0); }},
       {"wmo", false, [](std::string_view) { CTY_set_id_type(1); }},
       {"cod_wmo", false, [](std::string_view) { CTY_set_id_type(2); }},
@@ -179,15 +167,15 @@ std::span<const Keyword> keywords() {
       {"loc_pr", true, [](std::string_view v) { if (v.size() > 6) DOM_set_loc_prior(number_at(v, 7, 0)); }},
       {"vp_size", true, [](std::string_view v) { PLT_panel_decode(text_at(v, 8).c_str()); }},
       {"font", true, [](std::string_view v) { GPH_set_def_font(text_at(v, 5).c_str()); }},
-      {"gif_inter", false, [](std::string_view) { if (GIF_interlace) GIF_interlace(1); }},
-      {"gif_norm", false, [](std::string_view) { if (GIF_interlace) GIF_interlace(0); }},
-      {"gif_trans", false, [](std::string_view) { if (GIF_transparent) GIF_transparent(1); }},
+      {"gif_inter", false, [](std::string_view) { GIF_interlace(1); }},
+      {"gif_norm", false, [](std::string_view) { GIF_interlace(0); }},
+      {"gif_trans", false, [](std::string_view) { GIF_transparent(1); }},
       {"inv", false, [](std::string_view) { gset_inverse(1); }},
       {"lcmap", false, [](std::string_view) { gset_local_colormap(1); }},
       {"nolcmap", false, [](std::string_view) { gset_local_colormap(0); }},
       {"rwclr", false, [](std::string_view) { gset_rw_colors(1); }},
       {"norwclr", false, [](std::string_view) { gset_rw_colors(0); }},
-      {"nolooptitle", false, [](std::string_view) { if (gset_loop_title) gset_loop_title(0); }},
+      {"nolooptitle", false, [](std::string_view) { gset_loop_title(0); }},
       {"pscolor", false,
        [](std::string_view) {
          gps_set_colorPS(1);
@@ -264,7 +252,7 @@ void write_image(const char* key) {
     std::snprintf(path, sizeof path, "%s", name);
   }
   const Writer w = writer(s.dump);
-  if (w.write != nullptr && w.write(path) > 0) MESS_print(M_MESS, w.ok, path);
+  if (w.write(path) > 0) MESS_print(M_MESS, w.ok, path);
   else MESS_print(M_WARN, w.fail, path);
 }
 
@@ -436,18 +424,18 @@ int PLT_dump(int frame) {
   if (s.dump == PLT_DUMP_NONE) return -1;
   FILE_save_name_conv();
   FILE_set_name(s.dump_file.c_str());
-  const int images = gget_num_images ? gget_num_images() : 0;
+  const int images = gget_num_images();
   char key[16];
   if (frame == PLT_DUMP_ALL && images >= 2) {
     for (int k = 0; k < images; ++k) {
       std::snprintf(key, sizeof key, "%2.2d", k);
-      if (gselect_frame) gselect_frame(k);
+      gselect_frame(k);
       write_image(key);
     }
   } else if (images > 0) {
-    const int cur = gget_cur_frame ? gget_cur_frame() : frame;
+    const int cur = gget_cur_frame();
     std::snprintf(key, sizeof key, "%2.2d", cur);
-    if (gselect_frame && frame >= 0) gselect_frame(frame);
+    if (frame >= 0) gselect_frame(frame);
     write_image(key);
   } else {
     write_image("win");
