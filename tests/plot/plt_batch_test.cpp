@@ -1,11 +1,12 @@
 // A batch run without a display: PLT_open falls back to the in-memory raster
 // device, and the colour bar and labels land on the right pixels in the
-// right colours.
+// right colours, in the captured raster and in the PNG file dumped from it.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <string>
 
+#include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/clr.h"
@@ -123,6 +124,29 @@ TEST_F(BatchPlotTest, ColourBarAndLabelsOnTheMemoryRaster) {
     for (int xx = static_cast<int>(xNDC_p(vp.x_min)); xx < static_cast<int>(xNDC_p(vp.x_min)) + 150; ++xx)
       if (yy >= 0 && cap.pixel(xx, yy) == 0xFFFFFFu) ++white;
   EXPECT_GT(white, 30);
+
+  // The same picture dumped as PNG and read back with libpng.
+  const std::string dir = std::string(ZOR_TEST_BINARY_DIR);
+  RES_put("image_path", dir.c_str());
+  PLT_set_dump(PLT_DUMP_PNG, "batch_%i.png");
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(PLT_dump(0), 0);
+  const std::string out = testing::internal::GetCapturedStdout();
+  testing::internal::GetCapturedStderr();
+  RES_put("image_path", "");
+  const std::string png = dir + "/batch_win.png";
+  EXPECT_NE(out.find("Wrote PNG file: " + png), std::string::npos) << out;
+  zor::test::Raster r;
+  ASSERT_TRUE(zor::test::read_png(png, r));
+  ASSERT_EQ(r.width, width);
+  ASSERT_EQ(r.height, height);
+  for (int i = 0; i < 4; ++i) {
+    const int x = static_cast<int>(xNDC_p(left + (static_cast<float>(i) + 0.5f) * inc));
+    const unsigned char* p = r.at(x, y);
+    const std::uint32_t got = static_cast<std::uint32_t>(p[0]) << 16 | static_cast<std::uint32_t>(p[1]) << 8 | p[2];
+    EXPECT_EQ(got, rgb_of(colours[i])) << colours[i];
+  }
 }
 
 }  // namespace
