@@ -1,0 +1,2 @@
+# Map background.
+target_sources(zor_geo PRIVATE map_draw.cpp)
