@@ -1,2 +1,2 @@
 # Point data: wind symbols, the point plotter and the watch boxes.
-target_sources(zor_plot PRIVATE raw.cpp wind.cpp)
+target_sources(zor_plot PRIVATE raw.cpp watch.cpp wind.cpp)
