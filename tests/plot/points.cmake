@@ -1,0 +1,3 @@
+# Point data: wind symbols, the point plotter, variable descriptions, watch boxes.
+zor_add_test(wind_test wind_test.cpp)
+target_include_directories(wind_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)
