@@ -1,0 +1,363 @@
+// Watch boxes from real "SPC AWW" bulletins found through the wat_dat name
+// convention: decoded numbers, types, times, widths, sides and end points;
+// cancellations, replacements and corrections; and a box drawn on the
+// in-memory raster where its end points project.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <string>
+
+#include "device.h"
+#include "gks_kernel.h"
+#include "zor/clr.h"
+#include "zor/cont.h"
+#include "zor/date.h"
+#include "zor/dom.h"
+#include "zor/file.h"
+#include "zor/flag.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/img.h"
+#include "zor/map.h"
+#include "zor/map_draw.h"
+#include "zor/plt.h"
+#include "zor/res.h"
+#include "zor/watch.h"
+
+namespace zor::plt {
+void reset();
+}
+namespace zor::cont {
+void reset();
+}
+
+namespace {
+
+constexpr float kMile = 1.60934f;
+const std::string kDir = std::string(ZOR_TEST_DATA_DIR) + "/watch";
+
+Date at(int year, int month, int day, int hour, int min) {
+  Date d;
+  d.year = year;
+  d.month = month;
+  d.day = day;
+  d.hour = hour;
+  d.min = min;
+  d.sec = 0;
+  return d;
+}
+
+long secs(int year, int month, int day, int hour, int min) {
+  Date d = at(year, month, day, hour, min);
+  return DATE_num_sec(&d);
+}
+
+const watch* find(int num) {
+  for (int i = 0; i < zor::watch::count(); ++i) {
+    if (zor::watch::table()[i].num == num) return &zor::watch::table()[i];
+  }
+  return nullptr;
+}
+
+class WatchTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    zor::watch::reset();
+    RES_put("watch_path", kDir.c_str());
+    RES_put("file_path", "");
+    testing::internal::CaptureStderr();
+  }
+  void TearDown() override {
+    testing::internal::GetCapturedStderr();
+    zor::watch::reset();
+  }
+  static void decode(int year, int month, int day, int hour, int min) {
+    Date d = at(year, month, day, hour, min);
+    EXPECT_EQ(WATCH_decode(&d), 0);
+  }
+};
+
+TEST_F(WatchTest, EitherSideWatchWithPublicAndAviationEndPoints) {
+  decode(2024, 5, 21, 12, 0);
+  ASSERT_EQ(zor::watch::count(), 1);
+  const watch& w = zor::watch::table()[0];
+  EXPECT_EQ(w.num, 153);
+  EXPECT_STREQ(w.type, "SEVERE");
+  EXPECT_EQ(w.sday, 21);
+  EXPECT_EQ(w.shour, 9);
+  EXPECT_EQ(w.smin, 15);
+  EXPECT_EQ(w.eday, 21);
+  EXPECT_EQ(w.ehour, 17);
+  EXPECT_EQ(w.emin, 0);
+  EXPECT_EQ(w.start, secs(2024, 5, 21, 9, 15));
+  EXPECT_EQ(w.end, secs(2024, 5, 21, 17, 0));
+  EXPECT_FLOAT_EQ(w.width, 60 * kMile);
+  EXPECT_EQ(w.w_dir, 1);
+  // 20WNW DHT - 35S CQB; aviation 67NNE TCC - 40ESE OKC.
+  const char* ids[] = {"DHT", "CQB", "TCC", "OKC"};
+  const float ang[] = {292.5f, 180.0f, 22.5f, 112.5f};
+  const float dist[] = {20, 35, 67, 40};
+  const float lat[] = {36.02f, 35.72f, 35.18f, 35.40f};
+  const float lon[] = {-102.55f, -96.82f, -103.60f, -97.60f};
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_STREQ(w.id[i], ids[i]) << i;
+    EXPECT_FLOAT_EQ(w.ang[i], ang[i]) << i;
+    EXPECT_FLOAT_EQ(w.dist[i], dist[i] * kMile) << i;
+    EXPECT_NEAR(w.lat[i], lat[i], 1e-4f) << i;
+    EXPECT_NEAR(w.lon[i], lon[i], 1e-4f) << i;
+  }
+}
+
+TEST_F(WatchTest, NorthSouthWatchTakesTheAviationStationForAnUnknownOne) {
+  decode(2024, 5, 10, 5, 0);
+  const std::string err = testing::internal::GetCapturedStderr();
+  testing::internal::CaptureStderr();
+  ASSERT_EQ(zor::watch::count(), 1);
+  const watch& w = zor::watch::table()[0];
+  EXPECT_EQ(w.num, 503);
+  EXPECT_EQ(w.w_dir, 3);
+  EXPECT_FLOAT_EQ(w.width, 65 * kMile);
+  EXPECT_STREQ(w.id[0], "MHN");  // not in the database
+  EXPECT_STREQ(w.id[2], "BFF");
+  EXPECT_NEAR(w.lat[0], 41.87f, 1e-4f);
+  EXPECT_NEAR(w.lon[0], -103.60f, 1e-4f);
+  EXPECT_FLOAT_EQ(w.ang[0], 270.0f);  // the public offset stays
+  EXPECT_FLOAT_EQ(w.dist[0], 75 * kMile);
+  EXPECT_NE(err.find("WATCH_decode_file: Station 1 not found: MHN in watch 503"), std::string::npos) << err;
+  EXPECT_NE(err.find("Using: BFF"), std::string::npos);
+}
+
+TEST_F(WatchTest, NotYetStartedAndCancelledWatches) {
+  // Issued 0329 for 0335: not in force at 0330.
+  decode(2024, 5, 10, 3, 30);
+  EXPECT_EQ(zor::watch::count(), 0);
+  // Cancelled at 0531: still drawn at 0500, marked ended at 0600.
+  decode(2024, 5, 10, 5, 0);
+  ASSERT_EQ(zor::watch::count(), 1);
+  EXPECT_NE(zor::watch::table()[0].end, 0);
+  decode(2024, 5, 10, 6, 0);
+  ASSERT_EQ(zor::watch::count(), 1);
+  EXPECT_EQ(zor::watch::table()[0].end, 0);
+  // Nothing of the cancellation of an unknown watch.
+  decode(2024, 6, 2, 6, 0);
+  EXPECT_EQ(zor::watch::count(), 0);
+}
+
+TEST_F(WatchTest, TornadoWatchReplacesTheEarlierOne) {
+  decode(2024, 5, 5, 12, 0);
+  ASSERT_EQ(zor::watch::count(), 2);
+  const watch* old = find(595);
+  const watch* tor = find(596);
+  ASSERT_NE(old, nullptr);
+  ASSERT_NE(tor, nullptr);
+  EXPECT_EQ(old->end, 0);
+  EXPECT_STREQ(tor->type, "TORNADO");
+  EXPECT_EQ(tor->w_dir, 2);
+  EXPECT_FLOAT_EQ(tor->width, 50 * kMile);
+  EXPECT_EQ(tor->end, secs(2024, 5, 5, 20, 0));
+  EXPECT_STREQ(tor->id[0], "PIE");
+  EXPECT_FLOAT_EQ(tor->ang[0], 112.5f);
+  EXPECT_STREQ(tor->id[1], "SSI");
+  EXPECT_FLOAT_EQ(tor->ang[1], 0.0f);
+  EXPECT_STREQ(tor->id[3], "SAV");
+  EXPECT_FLOAT_EQ(tor->ang[3], 225.0f);
+  // Before the new watch starts the old one stays in force.
+  decode(2024, 5, 5, 9, 30);
+  ASSERT_EQ(zor::watch::count(), 1);
+  EXPECT_EQ(zor::watch::table()[0].num, 595);
+  EXPECT_NE(zor::watch::table()[0].end, 0);
+}
+
+TEST_F(WatchTest, CorrectionReplacesTheEntryInsteadOfAddingOne) {
+  decode(2024, 5, 29, 3, 0);
+  ASSERT_EQ(zor::watch::count(), 1);
+  const watch& w = zor::watch::table()[0];
+  EXPECT_EQ(w.num, 399);
+  EXPECT_EQ(w.ehour, 8);  // the corrected end
+  EXPECT_STREQ(w.id[3], "BAE");
+  EXPECT_EQ(w.lat[3], -9999.0f);  // unknown, and not needed
+  EXPECT_NEAR(w.lat[1], 42.95f, 1e-4f);
+  // File by file: the original, then its correction in the same entry.
+  zor::watch::reset();
+  Date d = at(2024, 5, 29, 0, 0);
+  WATCH_decode_file((kDir + "/24052900.wat").c_str(), &d, secs(2024, 5, 29, 2, 0));
+  ASSERT_EQ(zor::watch::count(), 1);
+  EXPECT_EQ(zor::watch::table()[0].ehour, 7);
+  d.hour = 1;
+  WATCH_decode_file((kDir + "/24052901.wat").c_str(), &d, secs(2024, 5, 29, 2, 0));
+  ASSERT_EQ(zor::watch::count(), 1);
+  EXPECT_EQ(zor::watch::table()[0].ehour, 8);
+  EXPECT_EQ(zor::watch::table()[0].end, secs(2024, 5, 29, 8, 0));
+  // Valid only through the correction.
+  decode(2024, 5, 29, 7, 30);
+  EXPECT_EQ(zor::watch::count(), 1);
+}
+
+TEST_F(WatchTest, DayBeforeTheFileDayBelongsToTheNextMonth) {
+  const std::string file = kDir + "/24052900.wat";
+  Date june30 = at(2024, 6, 30, 0, 0);
+  EXPECT_EQ(WATCH_decode_file(file.c_str(), &june30, secs(2024, 6, 29, 3, 0)), 1);
+  EXPECT_EQ(zor::watch::count(), 0);
+  EXPECT_EQ(WATCH_decode_file(file.c_str(), &june30, secs(2024, 7, 29, 3, 0)), 1);
+  ASSERT_EQ(zor::watch::count(), 1);
+  EXPECT_EQ(zor::watch::table()[0].start, secs(2024, 7, 29, 0, 15));
+}
+
+TEST_F(WatchTest, TableHoldsTwentyWatches) {
+  const std::string file = kDir + "/24052900.wat";
+  Date d = at(2024, 5, 29, 0, 0);
+  for (int i = 0; i < 25; ++i) WATCH_decode_file(file.c_str(), &d, secs(2024, 5, 29, 3, 0));
+  EXPECT_EQ(zor::watch::count(), WATCH_MAX);
+}
+
+TEST_F(WatchTest, MissingFileIsReportedAndSkipped) {
+  Date d = at(2024, 5, 29, 0, 0);
+  EXPECT_EQ(WATCH_decode_file((kDir + "/nothing.wat").c_str(), &d, secs(2024, 5, 29, 3, 0)), 0);
+  const std::string err = testing::internal::GetCapturedStderr();
+  testing::internal::CaptureStderr();
+  EXPECT_NE(err.find("WATCH_decode_file: file not found: " + kDir + "/nothing.wat"), std::string::npos) << err;
+  EXPECT_EQ(zor::watch::count(), 0);
+}
+
+// ---- Drawing ---------------------------------------------------------------
+
+struct Capture {
+  IMG_report img;
+  ~Capture() { std::free(img.data); }
+  std::uint32_t pixel(int x, int y) const {
+    if (x < 0 || y < 0 || x >= img.width || y >= img.height) return 0xFFFFFFFFu;
+    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
+    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
+            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
+  }
+  // Whether a pixel of the colour lies within r pixels of (x, y).
+  bool near(float x, float y, std::uint32_t rgb, int r = 2) const {
+    for (int dy = -r; dy <= r; ++dy)
+      for (int dx = -r; dx <= r; ++dx)
+        if (pixel(static_cast<int>(x) + dx, static_cast<int>(y) + dy) == rgb) return true;
+    return false;
+  }
+};
+
+std::uint32_t rgb_of(const char* name) {
+  float r = 0, g = 0, b = 0;
+  CLR_get_rgb(CLR_get_ind(name), &r, &g, &b);
+  auto c = [](float v) { return static_cast<std::uint32_t>(v * 255.0f + 0.5f); };
+  return c(r) << 16 | c(g) << 8 | c(b);
+}
+
+class WatchDrawTest : public WatchTest {
+ protected:
+  void SetUp() override {
+    WatchTest::SetUp();
+    const char* d = std::getenv("DISPLAY");
+    had_display_ = d != nullptr;
+    if (d) saved_display_ = d;
+    setenv("DISPLAY", ":4097", 1);  // no display: the batch run draws in memory
+    for (const char* r : {"plot_param", "label", "color_text", "color_cont", "device", "plot_scale"}) RES_put(r, "");
+    RES_put("color_watch", "red,yellow");
+    RES_put("color_data", "white");
+    zor::plt::reset();
+    zor::cont::reset();
+    FLAG_resetplot(1);
+    FLAG_set(2, 0);
+    FLAG_set(19, 1);
+  }
+  void TearDown() override {
+    GPH_end(1);
+    zor::gks::kernel().reset();
+    zor::gks::reset_color_model();
+    zor::clr::reset();
+    zor::map::reset();
+    FLAG_set(19, 0);
+    zor::plt::reset();
+    zor::cont::reset();
+    RES_put("color_watch", "");
+    RES_put("color_data", "");
+    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
+    else unsetenv("DISPLAY");
+    WatchTest::TearDown();
+  }
+  std::string saved_display_;
+  bool had_display_ = false;
+};
+
+TEST_F(WatchDrawTest, BoxPixelsWhereTheEndPointsProject) {
+  decode(2024, 5, 21, 12, 0);
+  ASSERT_EQ(zor::watch::count(), 1);
+  const watch& w = zor::watch::table()[0];
+
+  Domain d;
+  d.proj = 1;
+  d.plat = 90.0f;
+  d.plon = -105.0f;
+  d.clat = 35.8f;
+  d.clon = -99.6f;
+  d.nx = 81;
+  d.ny = 61;
+  d.dx = d.dy = 0.1f;
+  ASSERT_EQ(PLT_open(DOM_aspect(&d)), 0);
+  ASSERT_TRUE(zor::gks::current_device()->headless());
+  MAP_setup(&d);
+  EXPECT_EQ(WATCH_plot(), 0);
+  Capture cap;
+  ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+
+  // The end points: each station moved by its bearing and distance. They
+  // lie in the middle of the box's short sides.
+  float x = 0, y = 0, x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+  ASSERT_TRUE(MAP_tran(w.lat[0], w.lon[0], &x, &y));
+  MAP_offset(x, y, w.ang[0], w.dist[0], &x1, &y1);
+  ASSERT_TRUE(MAP_tran(w.lat[1], w.lon[1], &x, &y));
+  MAP_offset(x, y, w.ang[1], w.dist[1], &x2, &y2);
+  const std::uint32_t red = rgb_of("red");
+  EXPECT_TRUE(cap.near(xW_p(x1), yW_p(y1), red)) << xW_p(x1) << "," << yW_p(y1);
+  EXPECT_TRUE(cap.near(xW_p(x2), yW_p(y2), red)) << xW_p(x2) << "," << yW_p(y2);
+
+  // Halfway along, the long sides are the half width (96.6 km) either side
+  // of the axis; the box is not filled inside.
+  const float mx = 0.5f * (x1 + x2), my = 0.5f * (y1 + y2);
+  const float len = std::hypot(x2 - x1, y2 - y1);
+  const float nx = -(y2 - y1) / len, ny = (x2 - x1) / len;  // left of the axis
+  const float half = w.width / 100.0f * MAP_factor(35.8f);
+  EXPECT_TRUE(cap.near(xW_p(mx + nx * half), yW_p(my + ny * half), red, 3));
+  EXPECT_TRUE(cap.near(xW_p(mx - nx * half), yW_p(my - ny * half), red, 3));
+  EXPECT_FALSE(cap.near(xW_p(mx + 0.6f * nx * half), yW_p(my + 0.6f * ny * half), red, 3));
+  EXPECT_FALSE(cap.near(xW_p(mx + 2.0f * nx * half), yW_p(my + 2.0f * ny * half), red, 3));
+  // The short label "S153" over "to 17Z", in the watch colour, at the middle.
+  int labelled = 0;
+  for (int dy = -15; dy <= 15; ++dy)
+    for (int dx = -25; dx <= 25; ++dx)
+      if (cap.pixel(static_cast<int>(xW_p(mx)) + dx, static_cast<int>(yW_p(my)) + dy) == red) ++labelled;
+  EXPECT_GT(labelled, 20);
+}
+
+TEST_F(WatchDrawTest, NothingWithTheDataComponentOffOrWithoutPositions) {
+  decode(2024, 5, 21, 12, 0);
+  Domain d;
+  d.proj = 1;
+  d.plat = 90.0f;
+  d.plon = -105.0f;
+  d.clat = 35.8f;
+  d.clon = -99.6f;
+  d.nx = 81;
+  d.ny = 61;
+  d.dx = d.dy = 0.1f;
+  ASSERT_EQ(PLT_open(DOM_aspect(&d)), 0);
+  MAP_setup(&d);
+  FLAG_setplot(7, 0);
+  EXPECT_EQ(WATCH_plot(), 0);
+  FLAG_setplot(7, 1);
+  RES_put("color_data", "none");
+  EXPECT_EQ(WATCH_plot(), 0);
+  Capture cap;
+  ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+  const std::uint32_t red = rgb_of("red");
+  int reds = 0;
+  for (int y = 0; y < cap.img.height; ++y)
+    for (int x = 0; x < cap.img.width; ++x) reds += cap.pixel(x, y) == red ? 1 : 0;
+  EXPECT_EQ(reds, 0);
+}
+
+}  // namespace
