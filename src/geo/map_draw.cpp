@@ -1,13 +1,19 @@
-// Map background: the module state, the window of the current domain and the
-// range circles. Map lists and map files are in map_list.cpp and
-// map_file.cpp, latitude/longitude lines in map_lines.cpp.
+// Map background: the module state, the window of the current domain, the
+// range circles and the small setters. Map lists are in map_draw_list.cpp,
+// map files in map_draw_file.cpp, latitude/longitude lines in
+// map_draw_lines.cpp.
 #include "zor/map_draw.h"
 
 #include <array>
+#include <filesystem>
 
 #include "map_draw_internal.h"
+#include "zor/data_dir.h"
+#include "zor/file.h"
 #include "zor/gks.h"
 #include "zor/map.h"
+#include "zor/plt.h"
+#include "zor/res.h"
 
 namespace zor::map_draw {
 
@@ -17,6 +23,28 @@ State& state() {
 }
 
 void reset() { state() = State{}; }
+
+bool earth_projection() {
+  const int proj = MAP_get_proj();
+  return proj >= 1 && proj <= 9;
+}
+
+std::optional<std::string> find_file(const std::string& name) {
+  if (name.empty()) return std::nullopt;
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  const bool full = FILE_fullpath(name.c_str()) != 0;
+  if (!full) {
+    if (const char* path = RES_get("file_path"); path != nullptr && *path != '\0') {
+      std::string p(path);
+      if (p.back() != '/') p += '/';
+      if (fs::is_regular_file(p + name, ec)) return p + name;
+    }
+  }
+  if (fs::is_regular_file(name, ec)) return name;
+  if (!full) return find_data_file(name);
+  return std::nullopt;
+}
 
 }  // namespace zor::map_draw
 
@@ -34,6 +62,31 @@ int MAP_setup(Domain* domain) {
 
 int MAP_fill_cont(int value) {
   state().fill_cont = value;
+  return 0;
+}
+
+int MAP_file(char* file) {
+  state().map_name = file != nullptr ? file : "";
+  return 0;
+}
+
+int MAP_set_format(char* str) {
+  state().format = str != nullptr ? str : "";
+  return 0;
+}
+
+int MAP_latlon(float lat, float lon, int dt, int ex) {
+  auto& s = state();
+  s.latln = lat;
+  s.lonln = lon;
+  s.dot = dt;
+  s.extra = ex;
+  return 0;
+}
+
+int MAP_get_latlon(float* lat, float* lon) {
+  if (lat != nullptr) *lat = state().latln;
+  if (lon != nullptr) *lon = state().lonln;
   return 0;
 }
 
@@ -66,5 +119,12 @@ int MAP_draw_circle(float x, float y, float rad) {
     MAP_offset(x, y, 7.5f * static_cast<float>(i), rad, &pts[i].x, &pts[i].y);
   }
   gpolyline(kPoints, pts.data());
+  return 0;
+}
+
+int MAP_callback(int /*type*/, char* str, float x, float y) {
+  PLT_print_values(str, x, y);
+  PLT_plot_zoom(str, x, y);
+  PLT_plot_resize(str, x, y);
   return 0;
 }

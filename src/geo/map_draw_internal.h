@@ -1,6 +1,7 @@
 // State and helpers shared by the map-background sources.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace zor::map_draw {
@@ -20,5 +21,11 @@ struct State {
 };
 
 State& state();
+
+// Projections drawn on the earth (codes 1 to 9).
+bool earth_projection();
+
+// A map or list file: along file_path, as given, then among the bundled data.
+std::optional<std::string> find_file(const std::string& name);
 
 }  // namespace zor::map_draw

@@ -1,0 +1,583 @@
+// The map background drawn through a batch plot on the in-memory raster:
+// the bundled map files land on the right pixels, map lists pick their items
+// by region box, scale condition and underlay/overlay sign, text and binary
+// map files draw alike, damaged files are reported, latitude/longitude lines
+// and range circles are drawn where they belong.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "device.h"
+#include "gks_kernel.h"
+#include "map_draw_internal.h"
+#include "zor/clr.h"
+#include "zor/data_dir.h"
+#include "zor/dom.h"
+#include "zor/file_io.h"
+#include "zor/flag.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/img.h"
+#include "zor/map.h"
+#include "zor/map_draw.h"
+#include "zor/plt.h"
+#include "zor/res.h"
+
+namespace zor::plt {
+void reset();
+}
+
+using namespace zor::gks;
+
+namespace {
+
+const std::string kMaps = std::string(ZOR_TEST_DATA_DIR) + "/maps";
+
+// The pixel value a named colour has on the open workstation.
+std::uint32_t rgb_of(const char* name) {
+  int r = 0, g = 0, b = 0;
+  gget_color_rgb256(CLR_get_ind(name), &r, &g, &b);
+  return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
+}
+
+struct Capture {
+  IMG_report img;
+  Capture() { EXPECT_EQ(gget_image(&img), 1); }
+  ~Capture() { std::free(img.data); }
+  Capture(const Capture&) = delete;
+  Capture& operator=(const Capture&) = delete;
+  std::uint32_t pixel(int x, int y) const {
+    if (x < 0 || y < 0 || x >= img.width || y >= img.height) return 0xFFFFFFFFu;
+    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
+    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
+            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
+  }
+  // Pixels of `rgb` within r pixels of the projection point (x, y).
+  int near(float x, float y, std::uint32_t rgb, int r = 1) const {
+    const int px = static_cast<int>(std::lround(xW_p(x)));
+    const int py = static_cast<int>(std::lround(yW_p(y)));
+    int n = 0;
+    for (int j = py - r; j <= py + r; ++j)
+      for (int i = px - r; i <= px + r; ++i)
+        if (pixel(i, j) == rgb) ++n;
+    return n;
+  }
+  int near_ll(float lat, float lon, std::uint32_t rgb, int r = 1) const {
+    float x = 0, y = 0;
+    if (MAP_tran(lat, lon, &x, &y) == 0) return -1;
+    return near(x, y, rgb, r);
+  }
+  int count(std::uint32_t rgb) const {
+    int n = 0;
+    for (int y = 0; y < img.height; ++y)
+      for (int x = 0; x < img.width; ++x)
+        if (pixel(x, y) == rgb) ++n;
+    return n;
+  }
+  bool same_as(const Capture& o) const {
+    if (img.height != o.img.height || img.bytes_line != o.img.bytes_line) return false;
+    return std::equal(img.data, img.data + img.height * img.bytes_line, o.img.data);
+  }
+};
+
+std::string read_bytes(const std::string& name) {
+  std::ifstream in(name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::string write_bytes(const std::string& name, const std::string& data) {
+  const std::string path = std::string(ZOR_TEST_BINARY_DIR) + "/" + name;
+  std::ofstream(path, std::ios::binary) << data;
+  return path;
+}
+
+// A radar-centred domain of `range` km: polar stereographic, one-kilometre
+// grid spacing, three halves as wide as high.
+Domain radar_domain(float lat, float lon, int range) {
+  Domain d;
+  DOM_init(&d);
+  d.proj = DOM_PSTEREO;
+  d.plat = lat;
+  d.plon = lon;
+  d.clat = lat;
+  d.clon = lon;
+  d.ny = 2 * range + 1;
+  d.nx = 3 * range + 1;
+  Domain save;
+  MAP_get_domain(&save);
+  MAP_domain(&d);
+  d.dx = d.dy = MAP_factor(lat) / 100.0f;
+  MAP_domain(&save);
+  return d;
+}
+
+// A polar stereographic domain centred at (lat, lon) whose plot height is
+// `height` projection units.
+Domain sized_domain(float lat, float lon, float height) {
+  Domain d;
+  DOM_init(&d);
+  d.proj = DOM_PSTEREO;
+  d.plat = 90.0f;
+  d.plon = lon;
+  d.clat = lat;
+  d.clon = lon;
+  d.nx = 25;
+  d.ny = 17;
+  d.dx = d.dy = height / 16.0f;
+  return d;
+}
+
+class MapDrawTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const char* d = std::getenv("DISPLAY");
+    had_display_ = d != nullptr;
+    if (d) saved_display_ = d;
+    setenv("DISPLAY", ":4097", 1);  // no display: the batch plot draws in memory
+    for (const char* r : kResources) RES_put(r, "");
+    zor::plt::reset();
+    zor::map_draw::reset();
+    FLAG_resetplot(1);
+    FLAG_set(2, 0);
+    FLAG_set(19, 1);
+  }
+  void TearDown() override {
+    GPH_end(1);
+    kernel().reset();
+    reset_color_model();
+    zor::clr::reset();
+    FLAG_set(19, 0);
+    zor::plt::reset();
+    zor::map_draw::reset();
+    zor::map::reset();
+    for (const char* r : kResources) RES_put(r, "");
+    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
+    else unsetenv("DISPLAY");
+  }
+
+  // Opens the plot for the domain and makes it the map's.
+  void open(Domain d) {
+    domain_ = d;
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(PLT_open(DOM_aspect(&domain_)), 0);
+    testing::internal::GetCapturedStdout();
+    ASSERT_NE(current_device(), nullptr);
+    ASSERT_TRUE(current_device()->headless());
+    MAP_setup(&domain_);
+  }
+
+  // Clears the picture and makes `d` the map's domain.
+  void redo(Domain d) {
+    gclear_ws(1, GALWAYS);
+    domain_ = d;
+    MAP_setup(&domain_);
+  }
+
+  // MAP_draw with the given list, its warnings returned.
+  std::string draw(const char* list, int flag = 7) {
+    RES_put("map_file", list);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(MAP_draw(flag), 0);
+    return testing::internal::GetCapturedStderr();
+  }
+
+  static constexpr const char* kResources[] = {"map_file",   "color_map", "color_cmap", "color_line",
+                                               "file_path",  "image_path", "plot_param", "label",
+                                               "color_text", "device"};
+  Domain domain_;
+  std::string saved_display_;
+  bool had_display_ = false;
+};
+
+// ---- bundled maps on known places ---------------------------------------------
+
+TEST_F(MapDrawTest, DefaultMapOfTheUsDomain) {
+  Domain us;
+  ASSERT_EQ(DOM_get_def_region("us", &us), 1);
+  open(us);
+  ASSERT_LT(MAP_get_vert(), 75.0f);
+  EXPECT_EQ(draw(""), "");
+  Capture cap;
+  const std::uint32_t red = rgb_of("red");
+  // Atlantic coast of Florida near St. Augustine: the coastline crosses 30N
+  // between 81.6W and 81.0W.
+  int coast = 0;
+  for (float lon = -81.6f; lon <= -81.0f; lon += 0.05f) coast += cap.near_ll(30.0f, lon, red, 0);
+  EXPECT_GT(coast, 0);
+  EXPECT_EQ(cap.near_ll(30.0f, -83.0f, red, 1), 0);  // inland Florida: nothing
+  // The straight parts of the Canadian border (49N) and the Colorado-Wyoming
+  // border (41N).
+  EXPECT_GT(cap.near_ll(49.0f, -105.0f, red), 0);
+  EXPECT_GT(cap.near_ll(41.0f, -106.0f, red), 0);
+  // Lake Michigan's shores (large lakes): 43N crosses it between 87.9W and 86.2W.
+  int lake = 0;
+  for (float lon = -88.1f; lon <= -87.7f; lon += 0.05f) lake += cap.near_ll(43.0f, lon, red, 0);
+  EXPECT_GT(lake, 0);
+  EXPECT_EQ(cap.near_ll(43.0f, -87.0f, red, 1), 0);  // the open lake
+  // Only the map colour is drawn.
+  EXPECT_GT(cap.count(red), 2000);
+  PNG_dump((std::string(ZOR_TEST_BINARY_DIR) + "/map_us.png").c_str());
+}
+
+TEST_F(MapDrawTest, RadarDomainWithStatesAndRangeRing) {
+  // KTLX (Oklahoma City), 250 km around it.
+  const float lat = 35.333f, lon = -97.278f;
+  open(radar_domain(lat, lon, 250));
+  RES_put("color_map", "white");
+  EXPECT_EQ(draw("states.map"), "");
+  float x0 = 0, y0 = 0;
+  MAP_tran(lat, lon, &x0, &y0);
+  GPH_line_attr(nullptr);
+  gset_line_colr_ind(CLR_get_ind("yellow"));
+  MAP_draw_circle(x0, y0, 230.0f);
+  Capture cap;
+  const std::uint32_t white = rgb_of("white");
+  const std::uint32_t yellow = rgb_of("yellow");
+  // Oklahoma-Kansas border at 37N; the Texas panhandle's east edge at 100W.
+  EXPECT_GT(cap.near_ll(37.0f, -97.5f, white), 0);
+  EXPECT_GT(cap.near_ll(36.0f, -100.0f, white), 0);
+  EXPECT_EQ(cap.near_ll(35.5f, -97.5f, white, 2), 0);  // the middle of Oklahoma
+  // The ring passes every bearing at 230 km, closes at north and leaves the
+  // centre empty.
+  for (float dir : {0.0f, 3.75f, 90.0f, 180.0f, 270.0f, 356.25f}) {
+    float x = 0, y = 0;
+    MAP_offset(x0, y0, dir, 230.0f, &x, &y);
+    EXPECT_GT(cap.near(x, y, yellow, 1), 0) << dir;
+  }
+  EXPECT_EQ(cap.near(x0, y0, yellow, 3), 0);
+  PNG_dump((std::string(ZOR_TEST_BINARY_DIR) + "/map_ktlx.png").c_str());
+}
+
+TEST_F(MapDrawTest, WorldMapsAndTheDefaultListByPlace) {
+  // 40N 100W, height 50: the North American map, state borders included.
+  open(sized_domain(40.0f, -100.0f, 50.0f));
+  EXPECT_EQ(draw(""), "");
+  {
+    Capture cap;
+    EXPECT_GT(cap.near_ll(41.0f, -106.0f, rgb_of("red")), 0);
+  }
+  // Height 80 and a centre in Europe: continents and countries only.
+  redo(sized_domain(40.0f, -100.0f, 80.0f));
+  EXPECT_EQ(draw(""), "");
+  {
+    Capture cap;
+    EXPECT_EQ(cap.near_ll(41.0f, -106.0f, rgb_of("red"), 2), 0);
+    EXPECT_GT(cap.near_ll(49.0f, -105.0f, rgb_of("red"), 2), 0);  // Canada: a country border
+  }
+  redo(sized_domain(50.0f, 10.0f, 50.0f));
+  EXPECT_EQ(draw(""), "");
+  Capture cap;
+  // The German-Czech border crosses 13E near 49.5N... tested loosely: the
+  // Baltic coast near Rostock (54.1N 12.1E) and the Alpine border of
+  // Switzerland and Italy are drawn, the middle of Germany is not.
+  int baltic = 0;
+  for (float la = 53.9f; la <= 54.3f; la += 0.05f) baltic += cap.near_ll(la, 12.1f, rgb_of("red"), 0);
+  EXPECT_GT(baltic, 0);
+  EXPECT_EQ(cap.near_ll(51.0f, 10.0f, rgb_of("red"), 2), 0);
+  PNG_dump((std::string(ZOR_TEST_BINARY_DIR) + "/map_europe.png").c_str());
+}
+
+// ---- map files ---------------------------------------------------------------------
+
+TEST_F(MapDrawTest, TextAndBinaryFilesDrawAlike) {
+  open(sized_domain(38.0f, -95.0f, 20.0f));
+  RES_put("color_map", "green");
+  draw("states_text.map");
+  Capture text;
+  EXPECT_GT(text.count(rgb_of("green")), 1000);
+  gclear_ws(1, GALWAYS);
+  draw("states.map");
+  Capture binary;
+  EXPECT_TRUE(text.same_as(binary));
+  // The binary file is the smaller one.
+  const auto bin = zor::find_data_file("states.map");
+  const auto txt = zor::find_data_file("states_text.map");
+  ASSERT_TRUE(bin && txt);
+  EXPECT_LT(read_bytes(*bin).size(), read_bytes(*txt).size());
+}
+
+TEST_F(MapDrawTest, DamagedFilesAreReportedNotFatal) {
+  open(sized_domain(38.0f, -95.0f, 20.0f));
+  const auto bin = zor::find_data_file("states.map");
+  ASSERT_TRUE(bin);
+  const std::string data = read_bytes(*bin);
+  ASSERT_GT(data.size(), 5000u);
+  struct Case {
+    const char* name;
+    std::string bytes;
+    int result;
+    const char* message;
+  };
+  std::string negative = data;
+  negative[0] = static_cast<char>(0xFF);  // count -1 in the first header
+  const Case cases[] = {
+      {"cut_header.map", data.substr(0, 10), -1, "segment header cut off at byte 0"},
+      {"cut_points.map", data.substr(0, 4001), -1, "ends after"},
+      {"negative.map", negative, -1, "negative point count"},
+      {"no_end.map", data.substr(0, data.size() - 22), -1, nullptr},
+      {"empty.map", "", -1, nullptr},
+      {"whole.map", data, 0, nullptr},
+  };
+  for (const Case& c : cases) {
+    const std::string path = write_bytes(c.name, c.bytes);
+    zor::File fp = zor::open_file(path.c_str(), "rb");
+    ASSERT_TRUE(fp);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(MAP_map(fp.get()), c.result) << c.name;
+    const std::string err = testing::internal::GetCapturedStderr();
+    if (c.message) {
+      EXPECT_NE(err.find("MAP_map: Damaged map file: "), std::string::npos) << c.name << ": " << err;
+      EXPECT_NE(err.find(c.message), std::string::npos) << c.name << ": " << err;
+    } else {
+      EXPECT_EQ(err, "") << c.name;
+    }
+  }
+  // Text files: a bad number inside a segment; no end marker.
+  for (const auto& [name, result, damaged] : {std::tuple{"damaged.map", -1, true}, {"noend.map", -1, false},
+                                              {"world.map", 0, false}}) {
+    zor::File fp = zor::open_file((kMaps + "/" + name).c_str(), "r");
+    ASSERT_TRUE(fp);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(MAP_map(fp.get()), result) << name;
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(err.find("MAP_map: Damaged map file: segment of 3 points ends after 2") != std::string::npos, damaged)
+        << name << ": " << err;
+  }
+  // A missing map file in a list.
+  RES_put("file_path", kMaps.c_str());
+  EXPECT_EQ(draw("nosuch.map"), "MAP_process: Map file not found: nosuch.map\n");
+  EXPECT_EQ(draw("fi:nosuch.lst"), "MAP_draw: Unable to open map list file: nosuch.lst\n");
+}
+
+TEST_F(MapDrawTest, SegmentAcrossTheDateLineRunsOffBothEdges) {
+  Domain globe;
+  DOM_init(&globe);
+  globe.proj = DOM_LATLON;
+  globe.plon = 0.0f;
+  globe.clat = 0.0f;
+  globe.clon = 0.0f;
+  globe.nx = 73;
+  globe.ny = 37;
+  globe.dx = globe.dy = 5.0f;
+  open(globe);
+  RES_put("file_path", kMaps.c_str());
+  RES_put("color_map", "white");
+  EXPECT_EQ(draw("dateline.map"), "");
+  Capture cap;
+  const std::uint32_t white = rgb_of("white");
+  EXPECT_GT(cap.near_ll(10.0f, 172.5f, white), 0);
+  EXPECT_GT(cap.near_ll(10.0f, 179.7f, white), 0);   // runs off the right edge
+  EXPECT_GT(cap.near_ll(10.0f, -179.7f, white), 0);  // and in from the left one
+  EXPECT_GT(cap.near_ll(10.0f, -172.5f, white), 0);
+  EXPECT_EQ(cap.near_ll(10.0f, 0.0f, white, 2), 0);  // not across the whole map
+  // Non-earth projections draw no map files.
+  Domain page;
+  DOM_init(&page);
+  page.proj = DOM_PIXEL;
+  page.clat = page.clon = 0.0f;
+  page.nx = page.ny = 512;
+  page.dx = page.dy = 511.0f;
+  MAP_setup(&page);
+  zor::File fp = zor::open_file((kMaps + "/world.map").c_str(), "r");
+  EXPECT_EQ(MAP_map(fp.get()), 1);
+}
+
+// ---- map lists ---------------------------------------------------------------------
+
+TEST_F(MapDrawTest, RegionBoxesAndSignsOfAListFile) {
+  RES_put("file_path", kMaps.c_str());
+  std::vector<std::string> words = {"-county.map:gray", "[20,50,-130,-60,20]", "states.map",
+                                    "[0,90,-180,180]", "world.map"};
+  // What MAP_process draws (0) for each word, as MAP_draw feeds them.
+  auto run = [&](Domain d, int over) {
+    Domain dom = d;
+    MAP_setup(&dom);
+    auto& st = zor::map_draw::state();
+    st.reg_found = 1;
+    st.over = over;
+    std::string drawn;
+    for (std::string w : words) {
+      if (MAP_process(w.data()) == 0) drawn += w.substr(0, w.find('.')) + " ";
+    }
+    return drawn;
+  };
+  open(sized_domain(40.0f, -100.0f, 16.0f));
+  EXPECT_EQ(run(sized_domain(40.0f, -100.0f, 16.0f), 7), "-county states ");
+  EXPECT_EQ(run(sized_domain(40.0f, -100.0f, 16.0f), 6), "states ");
+  EXPECT_EQ(run(sized_domain(40.0f, -100.0f, 16.0f), 1), "-county ");
+  EXPECT_EQ(run(sized_domain(50.0f, -60.0f, 16.0f), 4), "states ");  // edges included
+  EXPECT_EQ(run(sized_domain(40.0f, -100.0f, 30.0f), 4), "world ");   // too large
+  EXPECT_EQ(run(sized_domain(50.0f, 10.0f, 16.0f), 4), "world ");     // not in the box
+  EXPECT_EQ(run(sized_domain(-30.0f, 20.0f, 16.0f), 4), "");          // in no box
+  EXPECT_EQ(run(sized_domain(-30.0f, 20.0f, 16.0f), 1), "-county ");  // before any box
+  // A box with fewer than four numbers always matches.
+  words = {"[1,2]", "world.map", "[20,50,-130,-60]", "county.map"};
+  EXPECT_EQ(run(sized_domain(-30.0f, 20.0f, 16.0f), 4), "world ");
+
+  // The same list file through MAP_draw: the pixels of world.map (26N,
+  // 93W-87W) and county.map (35N, 128W-124W, gray, underlay only).
+  redo(sized_domain(35.0f, -105.0f, 30.0f));
+  RES_put("color_map", "white");
+  EXPECT_EQ(draw("fi:regions.lst", 4), "");
+  {
+    Capture cap;
+    EXPECT_GT(cap.near_ll(26.0f, -90.0f, rgb_of("white")), 0);
+    EXPECT_EQ(cap.near_ll(35.0f, -126.0f, rgb_of("gray"), 2), 0);
+  }
+  EXPECT_EQ(draw("fi:regions.lst", 1), "");
+  Capture cap;
+  EXPECT_GT(cap.near_ll(35.0f, -126.0f, rgb_of("gray")), 0);
+}
+
+TEST_F(MapDrawTest, ScaleConditions) {
+  RES_put("file_path", kMaps.c_str());
+  open(sized_domain(40.0f, -100.0f, 8.0f));
+  auto drawn = [&](float height, const char* item) {
+    Domain d = sized_domain(40.0f, -100.0f, height);
+    MAP_setup(&d);
+    auto& st = zor::map_draw::state();
+    st.reg_found = 1;
+    st.over = 7;
+    std::string w = item;
+    return MAP_process(w.data()) == 0;
+  };
+  EXPECT_TRUE(drawn(10.0f, "s-10:world.map"));
+  EXPECT_FALSE(drawn(12.0f, "s-10:world.map"));
+  EXPECT_TRUE(drawn(12.0f, "S+10:world.map"));
+  EXPECT_FALSE(drawn(8.0f, "s+10:world.map"));
+  EXPECT_TRUE(drawn(15.0f, ">10<20:world.map"));
+  EXPECT_FALSE(drawn(25.0f, ">10<20:world.map"));
+  EXPECT_FALSE(drawn(5.0f, ">10:world.map"));
+  EXPECT_TRUE(drawn(15.0f, "<20>10:world.map"));
+  EXPECT_FALSE(drawn(5.0f, "<20>10:world.map"));
+  // Several conditions in their order.
+  EXPECT_TRUE(drawn(15.0f, "s+10:s-20:world.map"));
+  EXPECT_FALSE(drawn(25.0f, "s+10:s-20:world.map"));
+  EXPECT_TRUE(drawn(15.0f, "s-20:s+10:world.map"));
+  EXPECT_FALSE(drawn(5.0f, "s-20:s+10:world.map"));
+  // Signs before the conditions.
+  EXPECT_FALSE(drawn(5.0f, "+s-10:world.map") && false);
+  EXPECT_EQ(MAP_process(nullptr), -1);
+  char empty[] = "";
+  EXPECT_EQ(MAP_process(empty), -1);
+}
+
+TEST_F(MapDrawTest, AttributesOfMapItems) {
+  RES_put("file_path", kMaps.c_str());
+  open(sized_domain(30.0f, -95.0f, 12.0f));
+  const std::uint32_t red = rgb_of("red"), green = rgb_of("green"), blue = rgb_of("blue"),
+                      yellow = rgb_of("yellow"), black = rgb_of("black");
+  struct Step {
+    const char* color_map;
+    const char* color_cmap;
+    int fill_cont;
+    const char* format;
+    const char* list;
+    std::uint32_t expect;
+  };
+  const Step steps[] = {
+      {"", "", 0, "", "world.map", red},              // color_map's default
+      {"blue", "", 0, "", "world.map", blue},         // color_map
+      {"blue", "", 1, "", "world.map", black},        // filled data: color_cmap's default
+      {"blue", "yellow", 1, "", "world.map", yellow}, // color_cmap
+      {"blue", "", 0, "green", "world.map", green},   // the format
+      {"blue", "", 0, "green", "world.map:yellow", yellow},  // the item's own
+  };
+  for (const Step& s : steps) {
+    gclear_ws(1, GALWAYS);
+    RES_put("color_map", s.color_map);
+    RES_put("color_cmap", s.color_cmap);
+    MAP_fill_cont(s.fill_cont);
+    std::string f = s.format;
+    MAP_set_format(f.data());
+    draw(s.list);
+    Capture cap;
+    EXPECT_GT(cap.near_ll(26.0f, -90.0f, s.expect), 0) << s.list << " " << s.format;
+  }
+  // Colour -1 draws nothing; the plot's map switch turns everything off.
+  gclear_ws(1, GALWAYS);
+  MAP_set_format(nullptr);
+  MAP_fill_cont(0);
+  draw("world.map:-1");
+  RES_put("color_map", "white");
+  FLAG_setplot(8, 0);
+  draw("world.map");
+  FLAG_setplot(8, 1);
+  Capture cap;
+  EXPECT_EQ(cap.count(rgb_of("white")), 0);
+  EXPECT_EQ(cap.count(red), 0);
+  // A map name set with MAP_file is used while map_file is unset.
+  char name[] = "world.map:green";
+  MAP_file(name);
+  RES_put("map_file", "");
+  MAP_draw(4);
+  Capture named;
+  EXPECT_GT(named.near_ll(26.0f, -90.0f, green), 0);
+}
+
+TEST_F(MapDrawTest, FilledMapItem) {
+  RES_put("file_path", kMaps.c_str());
+  open(sized_domain(38.0f, -95.0f, 20.0f));
+  draw("states.map:blue:fi=sol");
+  Capture cap;
+  // Kansas' interior is filled.
+  EXPECT_GT(cap.near_ll(38.5f, -98.5f, rgb_of("blue"), 2), 20);
+}
+
+// ---- latitude/longitude lines --------------------------------------------------------
+
+TEST_F(MapDrawTest, LatitudeLongitudeLinesAndLabels) {
+  RES_put("file_path", kMaps.c_str());
+  Domain us;
+  ASSERT_EQ(DOM_get_def_region("us", &us), 1);
+  open(us);
+  EXPECT_EQ(draw("lalo10:green", 4), "");
+  Capture cap;
+  const std::uint32_t green = rgb_of("green");
+  // 40N between meridians, 100W between circles.
+  EXPECT_GT(cap.near_ll(40.0f, -95.0f, green), 0);
+  EXPECT_GT(cap.near_ll(35.0f, -100.0f, green), 0);
+  EXPECT_EQ(cap.near_ll(35.0f, -95.0f, green, 3), 0);
+  // The "40N" label near the left edge, the "100W" label on the bottom edge.
+  Glim win;
+  MAP_get_window(&win);
+  float x = 0, y = 0;
+  const float xl = win.x_min + 0.01f * (win.x_max - win.x_min);
+  MAP_tran(40.0f, -120.0f, &x, &y);  // roughly where 40N meets the left side
+  int label = 0;
+  for (int i = 0; i < 30; ++i)
+    for (int j = -20; j <= 20; ++j)
+      if (cap.pixel(static_cast<int>(xW_p(xl)) + i, static_cast<int>(yW_p(y)) + j) == green) ++label;
+  EXPECT_GT(label, 10);
+  EXPECT_EQ(draw("lalo0", 4), "MAP_process: Bad latitude/longitude spacing: 0\n");
+
+  // MAP_latlon lines in MAP_draw: color_line's colour, solid once its style
+  // is given, labels repeated every 20 degrees.
+  gclear_ws(1, GALWAYS);
+  RES_put("color_line", "yellow:s1");
+  MAP_latlon(5.0f, 5.0f, 0, 20);
+  float lat = 0, lon = 0;
+  MAP_get_latlon(&lat, &lon);
+  EXPECT_EQ(lat, 5.0f);
+  EXPECT_EQ(lon, 5.0f);
+  EXPECT_EQ(draw("world.map:-1", 4), "");
+  Capture lines;
+  const std::uint32_t yellow = rgb_of("yellow");
+  EXPECT_GT(lines.near_ll(45.0f, -97.5f, yellow), 0);
+  EXPECT_GT(lines.near_ll(42.5f, -95.0f, yellow), 0);
+  // A repeated "40N" between meridians at 102.5W (start -177.5, every 20).
+  EXPECT_GT(lines.near_ll(40.0f, -97.5f, yellow, 6), 6);
+  RES_put("color_line", "-1");
+  gclear_ws(1, GALWAYS);
+  EXPECT_EQ(draw("world.map:-1", 4), "");
+  Capture none;
+  EXPECT_EQ(none.count(yellow), 0);
+}
+
+}  // namespace
