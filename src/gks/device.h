@@ -180,6 +180,34 @@ class Device {
   }
   // True for a raster device drawing into memory without a display.
   virtual bool headless() const { return false; }
+
+  // ---- Frames, zoom and region clears (defaults through the calls above) --
+  // Fills a whole pixmap with a device colour; the drawing target stays.
+  virtual void fill_pixmap(unsigned long id, int pixel) {
+    const unsigned long was = draw_target();
+    if (!set_draw_target(id)) return;
+    clear(pixel);
+    set_draw_target(was);
+  }
+  // Fills a rectangle of the drawing target (device pixels, width and height
+  // counted in pixels) with a device colour.
+  virtual void fill_rect(int x, int y, int width, int height, int pixel) {
+    if (width <= 0 || height <= 0) return;
+    const float x0 = static_cast<float>(x), y0 = static_cast<float>(y);
+    const float x1 = static_cast<float>(x + width - 1), y1 = static_cast<float>(y + height - 1);
+    const DevPoint box[] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}, {x0, y0}};
+    FillStyle fill;
+    fill.pixel = pixel;
+    fill_area(box, fill);
+  }
+  // Exchanges the pictures behind two pixmap ids (0 = the back pixmap); a
+  // drawing target follows its picture. False when the device cannot.
+  virtual bool swap_pixmaps(unsigned long /*a*/, unsigned long /*b*/) { return false; }
+  // The server's id of a pixmap (X11), 0 when the device has none.
+  virtual unsigned long native_pixmap(unsigned long /*id*/) const { return 0; }
+  // Makes a server pixmap created elsewhere the picture of `id` (a new id
+  // when 0); returns the id, or 0 when the device cannot.
+  virtual unsigned long adopt_pixmap(unsigned long /*id*/, unsigned long /*native*/) { return 0; }
 };
 
 using DeviceFactory = std::unique_ptr<Device> (*)();

@@ -3,8 +3,11 @@
 // raster interface so that the in-memory device loops as the window does.
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <cstring>
 
 #include "device.h"
+#include "gks_zoom.h"
 #include "zor/gks.h"
 #include "zor/gks_win.h"
 #include "zor/mess.h"
@@ -14,7 +17,13 @@ namespace {
 
 inline constexpr int kMaxFrames = 128;
 
+inline constexpr int kDataSize = 50;
+inline constexpr float kMaxNap = 0.2f;  // longest sleep between event checks
+
 struct Frame {
+  char filename[kDataSize] = {};
+  unsigned char data[kDataSize] = {};
+  int data_size = 0;
   unsigned long pixmap = 0;  // device pixmap id, 0 = none
   float delay = 0.5f;
   int flag = 1;
@@ -104,10 +113,7 @@ int gcreate_frame(int ind) {
     f.pixmap = dev->create_pixmap();
     if (f.pixmap == 0) return 0;
   } else {
-    const unsigned long was = dev->draw_target();
-    dev->set_draw_target(f.pixmap);
-    dev->clear(gget_back_color());
-    dev->set_draw_target(was);
+    dev->fill_pixmap(f.pixmap, gget_back_color());
   }
   if (ind > 0) s.frames[static_cast<std::size_t>(ind - 1)].delay = s.loop_delay;
   const int last = append ? ind : s.num_images - 1;
@@ -131,10 +137,7 @@ int gclear_frame(int ind) {
   zor::gks::Device* dev = raster();
   unsigned long id = 0;
   if (dev == nullptr || !zor::gks::pixmap_of(ind, &id)) return 0;
-  const unsigned long was = dev->draw_target();
-  dev->set_draw_target(id);
-  dev->clear(gget_back_color());
-  dev->set_draw_target(was);
+  dev->fill_pixmap(id, gget_back_color());
   return 1;
 }
 
@@ -153,8 +156,17 @@ int gdisplay_frame(int ind) {
   auto& s = loop();
   if (s.cur_image < 0) s.cur_image = 0;
   if (ind < 0) ind = s.cur_image;
-  if (gcopy_frame(GFRAME_BASE, ind) == 0) return 0;
-  dev->show_pixmap(0);
+  if (gget_zoom() < 2) {
+    if (gcopy_frame(GFRAME_BASE, ind) == 0) return 0;
+  } else if (gzoom(ind, -1, -1, -1, 1) == 0) {
+    return 0;
+  }
+  dev->flush();
+  if (s.loop_title != 0 && s.num_images > 0) {
+    char extra[16];
+    std::snprintf(extra, sizeof extra, "[%d]", ind);
+    gset_win_title_extra(extra);
+  }
   MESS_print(M_DEBUG, "Display frame: %d\n", ind);
   s.cur_image = ind;
   return 1;
@@ -183,10 +195,7 @@ int gdelete_frame(int ind) {
   }
   --s.num_images;
   if (s.num_images == 0) {
-    const unsigned long was = dev->draw_target();
-    dev->set_draw_target(0);
-    dev->clear(gget_back_color());
-    dev->set_draw_target(was);
+    dev->fill_pixmap(0, gget_back_color());
     dev->show_pixmap(0);
   }
   const bool deleted_current = s.cur_image == n;
@@ -206,11 +215,16 @@ int gdelete_all_frames() {
 
 int gset_looping(int on) {
   loop().looping = on != 0;
+  gset_cursor(on ? 3 : 4);
   MESS_print(M_DEBUG, on ? "Looping initiated\n" : "Looping stopped\n");
   return 1;
 }
 
-int gtoggle_loop(int val) { return gset_looping(val == 0 || val == 1 ? val : !loop().looping); }
+int gtoggle_loop(int val) {
+  gset_looping(val == 0 || val == 1 ? val : !loop().looping);
+  gsync();
+  return 1;
+}
 
 int gget_looping() { return loop().looping; }
 
@@ -293,5 +307,93 @@ int gset_loop_range(int start, int end) {
 
 int gset_loop_title(int val) {
   loop().loop_title = val;
+  return 1;
+}
+
+namespace zor::gks {
+bool frame_pixmap(int ind, unsigned long* id) { return raster() != nullptr && pixmap_of(ind, id); }
+}  // namespace zor::gks
+
+int gswitch_frame(int a, int b) {
+  zor::gks::Device* dev = raster();
+  unsigned long ida = 0, idb = 0;
+  if (dev == nullptr || !zor::gks::pixmap_of(a, &ida) || !zor::gks::pixmap_of(b, &idb)) return 0;
+  if (ida == idb) return 1;
+  if (ida == 0 || idb == 0) {
+    // The base window's picture changes hands on the device itself.
+    return dev->swap_pixmaps(ida, idb) ? 1 : 0;
+  }
+  auto& s = loop();
+  std::swap(s.frames[static_cast<std::size_t>(zor::gks::resolve(a))].pixmap,
+            s.frames[static_cast<std::size_t>(zor::gks::resolve(b))].pixmap);
+  return 1;
+}
+
+int gloop_sleep() {
+  const auto& s = loop();
+  if (s.cur_image < 0 || s.cur_image >= s.num_images) return -1;
+  const float delay = s.frames[static_cast<std::size_t>(s.cur_image)].delay;
+  for (float left = delay - ZOR_elapse_time(); left > 0.0f; left = delay - ZOR_elapse_time()) {
+    gcheck_event();
+    ZOR_sleep(std::min(left, zor::gks::kMaxNap));
+  }
+  return 0;
+}
+
+int gset_image_data(int ind, const unsigned char* data, int size) {
+  const int n = zor::gks::resolve(ind);
+  if (n < 0 || size < 0 || (size > 0 && data == nullptr)) return 0;
+  if (size > zor::gks::kDataSize) {
+    gerr_printf("gset_image_data", "%d bytes do not fit in %d\n", size, zor::gks::kDataSize);
+    return 0;
+  }
+  auto& f = loop().frames[static_cast<std::size_t>(n)];
+  if (size > 0) std::memcpy(f.data, data, static_cast<std::size_t>(size));
+  f.data_size = size;
+  return 1;
+}
+
+int gget_image_data(int ind, unsigned char* data) {
+  const int n = zor::gks::resolve(ind);
+  if (n < 0 || data == nullptr) return 0;
+  const auto& f = loop().frames[static_cast<std::size_t>(n)];
+  std::memcpy(data, f.data, static_cast<std::size_t>(f.data_size));
+  return f.data_size;
+}
+
+unsigned long gget_frame_id(int ind) {
+  zor::gks::Device* dev = raster();
+  unsigned long id = 0;
+  if (dev == nullptr || !zor::gks::pixmap_of(ind, &id)) return 0;
+  return dev->native_pixmap(id);
+}
+
+int gset_frame_id(int ind, unsigned long pixmap) {
+  zor::gks::Device* dev = raster();
+  const int n = zor::gks::resolve(ind);
+  if (dev == nullptr || n < 0) return 0;
+  auto& f = loop().frames[static_cast<std::size_t>(n)];
+  const unsigned long id = dev->adopt_pixmap(f.pixmap, pixmap);
+  if (id == 0) return 0;
+  f.pixmap = id;
+  return 1;
+}
+
+int gprint_frame_ids() {
+  zor::gks::Device* dev = raster();
+  if (dev == nullptr) return 0;
+  MESS_print(M_PRINT, "ROOT: %d\n", static_cast<int>(gget_root_window()));
+  MESS_print(M_PRINT, " WIN: %d\n", static_cast<int>(dev->native_pixmap(0)));
+  const auto& s = loop();
+  for (int i = 0; i < s.num_images; ++i)
+    MESS_print(M_PRINT, "%4d: %d\n", i,
+               static_cast<int>(dev->native_pixmap(s.frames[static_cast<std::size_t>(i)].pixmap)));
+  return 1;
+}
+
+int gforget_frames() {
+  for (auto& f : loop().frames) f.pixmap = 0;
+  loop().num_images = 0;
+  loop().cur_image = -1;
   return 1;
 }
