@@ -610,7 +610,7 @@ int RAW_plot_file(const char* filename) {
   const auto path = zor::raw::locate(filename);
   std::ifstream in;
   if (path) in.open(*path);
-  if (!in) {
+  if (!in.is_open()) {
     MESS_print(M_WARN, "RAW_plot_file: file not found: %s\n", filename);
     return -1;
   }

@@ -190,7 +190,7 @@ int VAR_open_file(const char* filename) {
   const auto path = zor::var::locate(filename);
   std::ifstream in;
   if (path) in.open(*path);
-  if (!in) {
+  if (!in.is_open()) {
     MESS_print(M_WARN, "VAR_open_file: variable file not found: %s\n", filename);
     return -1;
   }
@@ -255,9 +255,7 @@ int VAR_menu(const char* title, const char* prompt, char* var_str, std::size_t s
   }
   char* answer = ZOR_prompts(prompt ? prompt : "", var_str, static_cast<int>(size));
   if (answer == nullptr) return 0;
-  std::string text(var_str);
-  trim_string(text.data());
-  text = text.c_str();
+  const std::string text(var_str);  // the first word of the answer
   if (text.empty()) return 0;
   if (zor::var::ieq(text, "q") || zor::var::ieq(text, "quit")) return -1;
   if (string_is_num(text.c_str())) {
