@@ -26,10 +26,6 @@
 #include "zor/raw.h"
 #include "zor/res.h"
 
-// The point-value plotter may be left out of a link; rf: items then draw
-// nothing.
-int RAW_plot_file(const char* filename) __attribute__((weak));
-
 namespace zor::map_draw {
 namespace {
 
@@ -183,10 +179,8 @@ int metafile_item(const char* file) {
 }
 
 int raw_item(const char* file) {
-  const auto found = find_file(file);
-  const std::string name = found ? *found : std::string(file);
-  PLT_mess("Map-rawfile: %s", name.c_str());
-  if (RAW_plot_file != nullptr) RAW_plot_file(name.c_str());
+  PLT_mess("Map-rawfile: %s", file);
+  RAW_plot_file(file);  // looks along file_path itself
   GPH_trans(2);
   return 0;
 }
