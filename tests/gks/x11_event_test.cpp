@@ -1,0 +1,545 @@
+// The X11 window's events under Xvfb: keys, buttons, the rubber band, a
+// resize and the loop-window messages sent from a second connection as
+// other clients would, reaching the user's callback; the wait ending on its
+// keys and on the refresh timer; image dumps from the keyboard; frames
+// exchanged; X errors counted; the window placed from its geometry.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "../common/xvfb.h"
+#include "device.h"
+#include "gks_kernel.h"
+#include "gks_zoom.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/gks_win.h"
+#include "zor/img.h"
+#include "zor/res.h"
+
+// After the test framework: Xlib defines None.
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
+
+using namespace zor::gks;
+namespace fs = std::filesystem;
+
+namespace {
+
+zor::test::Xvfb* g_xvfb = nullptr;
+
+class XvfbEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    g_xvfb = new zor::test::Xvfb;
+    ASSERT_TRUE(g_xvfb->start(250)) << "Xvfb did not start";
+  }
+  void TearDown() override {
+    delete g_xvfb;
+    g_xvfb = nullptr;
+  }
+};
+const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+
+// Another client of the server: sends events to the workstation's window.
+class Client {
+ public:
+  Client() : dpy_(XOpenDisplay(nullptr)), win_(gget_root_window()) {}
+  ~Client() {
+    if (dpy_ != nullptr) XCloseDisplay(dpy_);
+  }
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+  Display* dpy() const { return dpy_; }
+
+  void key(KeySym sym, unsigned state, int x = 10, int y = 10) {
+    XEvent ev = base(KeyPress);
+    ev.xkey.keycode = XKeysymToKeycode(dpy_, sym);
+    ev.xkey.state = state;
+    ev.xkey.x = x, ev.xkey.y = y;
+    send(ev, KeyPressMask);
+  }
+  void button(bool press, unsigned button, int x, int y, unsigned state = 0) {
+    XEvent ev = base(press ? ButtonPress : ButtonRelease);
+    ev.xbutton.button = button;
+    ev.xbutton.state = state;
+    ev.xbutton.x = x, ev.xbutton.y = y;
+    send(ev, press ? ButtonPressMask : ButtonReleaseMask);
+  }
+  void motion(int x, int y) {
+    XEvent ev = base(MotionNotify);
+    ev.xmotion.x = x, ev.xmotion.y = y;
+    ev.xmotion.state = Button1Mask;
+    send(ev, ButtonMotionMask);
+  }
+  void configure(int width, int height) {
+    XEvent ev{};
+    ev.xconfigure.type = ConfigureNotify;
+    ev.xconfigure.display = dpy_;
+    ev.xconfigure.event = ev.xconfigure.window = win_;
+    ev.xconfigure.width = width, ev.xconfigure.height = height;
+    send(ev, StructureNotifyMask);
+  }
+  void loop_message(int what) {
+    XEvent ev{};
+    ev.xclient.type = ClientMessage;
+    ev.xclient.display = dpy_;
+    ev.xclient.window = win_;
+    ev.xclient.message_type = XA_NOTICE;
+    ev.xclient.format = 8;
+    ev.xclient.data.b[0] = static_cast<char>(what);
+    XSendEvent(dpy_, win_, True, NoEventMask, &ev);
+    XSync(dpy_, False);
+  }
+  std::string window_name() {
+    char* name = nullptr;
+    XFetchName(dpy_, win_, &name);
+    std::string s = name != nullptr ? name : "";
+    if (name != nullptr) XFree(name);
+    return s;
+  }
+
+ private:
+  XEvent base(int type) {
+    XEvent ev{};
+    ev.xkey.type = type;
+    ev.xkey.display = dpy_;
+    ev.xkey.window = win_;
+    ev.xkey.root = DefaultRootWindow(dpy_);
+    ev.xkey.same_screen = True;
+    return ev;
+  }
+  void send(XEvent& ev, long mask) {
+    XSendEvent(dpy_, win_, True, mask, &ev);
+    XSync(dpy_, False);
+  }
+  Display* dpy_;
+  Window win_;
+};
+
+// What the mouse callback received.
+struct Call {
+  int kind;
+  std::string label;
+  float x, y;
+};
+std::vector<Call>& calls() {
+  static std::vector<Call> c;
+  return c;
+}
+void record_call(int kind, char* label, float x, float y) { calls().push_back({kind, label, x, y}); }
+
+struct Picture {
+  IMG_report img;
+  Picture() = default;
+  Picture(const Picture&) = delete;
+  Picture& operator=(const Picture&) = delete;
+  ~Picture() { std::free(img.data); }
+  unsigned rgb(int x, int y) const {
+    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
+    return img.byte_order == 0 ? (p[0] | p[1] << 8 | p[2] << 16) : (p[3] | p[2] << 8 | p[1] << 16);
+  }
+};
+
+class Events : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    gset_win_size(200, 160);
+    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+    dev = current_device();
+    ASSERT_NE(dev, nullptr);
+    ginit_loop();
+    ginit_event(0);
+    const Gcolr_rep colours[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}};
+    for (int i = 0; i < 4; ++i) gset_colr_rep(1, 2 + i, &colours[i]);
+    calls().clear();
+    gset_mouse_callback(record_call);
+    handle();  // the window's own start-up events
+    calls().clear();
+  }
+  void TearDown() override {
+    gset_mouse_callback(nullptr);
+    gset_refresh_callback(0, nullptr);
+    greset_zoom();
+    ginit_loop();
+    gclose_ws(1);
+    gclose_gks();
+    kernel().reset();
+    reset_color_model();
+  }
+  // Reads what the other client sent: a round trip puts it in the queue.
+  int handle() {
+    gsync();
+    return gcheck_event();
+  }
+  void box(float x0, float y0, float x1, float y1, int ind) {
+    const Gpt pts[] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
+    gset_fill_int_style(GSOLID);
+    gset_fill_colr_ind(ind);
+    gfill_area(4, pts);
+  }
+  void grab(Picture* pic, unsigned long target = 0) {
+    ASSERT_TRUE(dev->set_draw_target(target));
+    ASSERT_EQ(dev->capture(pic->img), 1);
+  }
+  unsigned centre(unsigned long target = 0) {
+    Picture pic;
+    grab(&pic, target);
+    return pic.img.data ? pic.rgb(pic.img.width / 2, pic.img.height / 2) : 0xdeadu;
+  }
+  void make_frames(int n) {
+    for (int i = 0; i < n; ++i) {
+      ASSERT_EQ(gcreate_frame(-1), i);
+      ASSERT_EQ(gselect_frame(i), 1);
+      box(0, 0, 1, 1, 2 + i);
+    }
+    ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
+  }
+  Device* dev = nullptr;
+};
+
+constexpr unsigned kColour[] = {0xff0000u, 0x00ff00u, 0x0000ffu, 0xffff00u};
+
+TEST_F(Events, ButtonsAndKeysReachTheCallback) {
+  Client c;
+  c.button(true, Button1, 50, 40, ShiftMask);
+  c.button(false, Button1, 60, 45);
+  EXPECT_EQ(handle(), 2);
+  ASSERT_EQ(calls().size(), 2u);
+  EXPECT_EQ(calls()[0].kind, 3);
+  EXPECT_EQ(calls()[0].label, "B1-P-Shft");
+  EXPECT_FLOAT_EQ(calls()[0].x, xp_W(50));
+  EXPECT_FLOAT_EQ(calls()[0].y, yp_W(40));
+  EXPECT_EQ(calls()[1].label, "B1-R");
+  EXPECT_FLOAT_EQ(calls()[1].x, xp_W(60));
+
+  // Keys count only while a wait is on.
+  calls().clear();
+  c.key(XK_v, Mod1Mask);
+  EXPECT_EQ(handle(), 0);
+  EXPECT_TRUE(calls().empty());
+  gset_input_mode(1);
+  c.key(XK_v, Mod1Mask | ControlMask);
+  c.key(XK_a, 0);
+  handle();
+  ASSERT_EQ(calls().size(), 2u);
+  EXPECT_EQ(calls()[0].kind, 2);
+  EXPECT_EQ(calls()[0].label, "\x16-Alt-Cntrl");  // Control-v is a control character
+  EXPECT_EQ(calls()[1].label, "a");
+  EXPECT_EQ(gget_input_mode(), 1);
+  c.key(XK_Return, 0);
+  handle();
+  EXPECT_EQ(calls().back().label, "Ret");
+  EXPECT_EQ(gget_input_mode(), 0);  // Return finished the wait
+}
+
+TEST_F(Events, MouseButtonsStepFramesAndChangeTheLoopDelay) {
+  make_frames(3);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  Client c;
+  c.button(true, Button3, 5, 5);  // not looping: next frame
+  handle();
+  EXPECT_EQ(gget_cur_frame(), 1);
+  EXPECT_EQ(centre(), kColour[1]);
+  c.button(true, Button1, 5, 5);  // previous
+  handle();
+  EXPECT_EQ(gget_cur_frame(), 0);
+  c.button(true, Button2, 5, 5);  // looping on
+  handle();
+  EXPECT_EQ(gget_looping(), 1);
+  ginc_loop_delay(-0.4f);
+  EXPECT_FLOAT_EQ(gget_loop_delay(), 0.1f);
+  c.button(true, Button3, 5, 5);
+  handle();
+  EXPECT_NEAR(gget_loop_delay(), 0.05f, 1e-6);
+  c.button(true, Button3, 5, 5);
+  c.button(true, Button3, 5, 5);
+  handle();
+  EXPECT_FLOAT_EQ(gget_loop_delay(), 0.0f);  // never negative
+  EXPECT_FLOAT_EQ(gget_frame_delay(0), 0.0f);
+  c.button(true, Button1, 5, 5);
+  handle();
+  EXPECT_NEAR(gget_loop_delay(), 0.05f, 1e-6);
+  EXPECT_EQ(gget_cur_frame(), 0);  // looping: no stepping
+  ASSERT_GE(calls().size(), 7u);
+  EXPECT_EQ(calls().back().label, "B1-P");
+}
+
+TEST_F(Events, AltKeysZoomStepAndUnzoomWithoutCallback) {
+  box(0, 0, 0.5f, 0.5f, 2);
+  gupdate_window();
+  gset_input_mode(1);
+  Client c;
+  c.key(XK_z, Mod1Mask, 100, 80);
+  handle();
+  EXPECT_EQ(gget_zoom(), 2);
+  ASSERT_EQ(calls().size(), 1u);
+  EXPECT_EQ(calls()[0].label, "z-Alt");
+  c.key(XK_u, Mod1Mask);  // undoes the zoom: no callback
+  handle();
+  EXPECT_EQ(gget_zoom(), 1);
+  EXPECT_EQ(calls().size(), 1u);
+  c.key(XK_u, Mod1Mask);  // nothing to undo: the plot's unzoom gets it
+  handle();
+  ASSERT_EQ(calls().size(), 2u);
+  EXPECT_EQ(calls()[1].label, "u-Alt");
+
+  make_frames(2);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  c.key(XK_bracketright, Mod1Mask);
+  handle();
+  EXPECT_EQ(gget_cur_frame(), 1);
+  c.key(XK_bracketleft, Mod1Mask);
+  handle();
+  EXPECT_EQ(gget_cur_frame(), 0);
+  c.key(XK_l, Mod1Mask);
+  handle();
+  EXPECT_EQ(gget_looping(), 1);
+  c.key(XK_bracketleft, Mod1Mask);  // looping: slower
+  handle();
+  EXPECT_NEAR(gget_loop_delay(), 0.6f, 1e-6);
+  c.key(XK_q, Mod1Mask);
+  handle();
+  EXPECT_EQ(gget_input_mode(), 0);
+}
+
+TEST_F(Events, RubberBandIsClampedAndLeavesThePictureAlone) {
+  box(0, 0, 1, 1, 3);
+  gupdate_window();
+  Picture before;
+  grab(&before);
+  const Gpt lim[] = {{10, 10}, {100, 100}};
+  gset_rubber_band_limits(lim);
+  gset_rubber_band(2);
+  Client c;
+  c.button(true, Button1, 20, 20);
+  c.motion(150, 60);
+  c.motion(160, 50);
+  c.button(false, Button1, 160, 50);
+  handle();
+  ASSERT_EQ(calls().size(), 2u);
+  EXPECT_EQ(calls()[1].label, "B1-R");
+  EXPECT_FLOAT_EQ(calls()[1].x, xp_W(100));  // held within the limits
+  EXPECT_FLOAT_EQ(calls()[1].y, yp_W(50));
+  Picture after;
+  grab(&after);
+  int changed = 0;
+  for (int y = 0; y < before.img.height; ++y)
+    for (int x = 0; x < before.img.width; ++x) changed += before.rgb(x, y) != after.rgb(x, y);
+  EXPECT_EQ(changed, 0);
+  // Off after the release: the next point is not held.
+  c.button(true, Button1, 20, 20);
+  c.button(false, Button1, 160, 50);
+  handle();
+  EXPECT_FLOAT_EQ(calls().back().x, xp_W(160));
+
+  // A line that keeps its x.
+  const Gpt none[1] = {};
+  gset_rubber_band_points(none, 0, 1);
+  gset_rubber_band_limits(nullptr);
+  gset_rubber_band(1);
+  c.button(true, Button1, 30, 30);
+  c.motion(80, 90);
+  c.button(false, Button1, 80, 90);
+  handle();
+  EXPECT_FLOAT_EQ(calls().back().x, xp_W(30));
+  EXPECT_FLOAT_EQ(calls().back().y, yp_W(90));
+}
+
+TEST_F(Events, ResizeReachesTheCallbackOnlyWhenTheSizeChanged) {
+  make_frames(1);
+  Client c;
+  c.configure(200, 160);  // the size it has
+  handle();
+  EXPECT_TRUE(calls().empty());
+  EXPECT_EQ(gget_num_images(), 1);
+  XResizeWindow(c.dpy(), gget_root_window(), 300, 200);
+  XSync(c.dpy(), False);
+  handle();
+  ASSERT_EQ(calls().size(), 1u);
+  EXPECT_EQ(calls()[0].kind, 2);
+  EXPECT_EQ(calls()[0].label, "size");
+  EXPECT_FLOAT_EQ(calls()[0].x, 300.0f);
+  EXPECT_FLOAT_EQ(calls()[0].y, 200.0f);
+  int w = 0, h = 0;
+  gget_win_size(&w, &h);
+  EXPECT_EQ(w, 300);
+  EXPECT_EQ(h, 200);
+  Picture pic;
+  grab(&pic);
+  EXPECT_EQ(pic.img.width, 300);
+  EXPECT_EQ(gget_frame_id(0), 0u);  // the frames' pixmaps went
+}
+
+TEST_F(Events, LoopWindowMessagesFileThePictureAndEndTheWait) {
+  box(0, 0, 1, 1, 2);
+  const unsigned long drawn = gget_base_window();
+  gset_input_mode(1);
+  Client c;
+  c.loop_message(2);
+  handle();
+  EXPECT_EQ(gget_num_images(), 1);
+  EXPECT_EQ(gget_looping(), 1);
+  EXPECT_EQ(gget_frame_id(0), drawn);  // the picture is frame 0 now
+  EXPECT_NE(gget_base_window(), drawn);
+  unsigned long frame0 = 0;
+  ASSERT_TRUE(frame_pixmap(0, &frame0));
+  EXPECT_EQ(centre(frame0), kColour[0]);
+  char extra[60];
+  ASSERT_EQ(gget_win_title_extra(extra), 1);
+  EXPECT_STREQ(extra, "");
+  c.loop_message(2);  // with frames: the picture is kept, the drawable cleaned
+  handle();
+  EXPECT_EQ(gget_num_images(), 2);
+  ASSERT_TRUE(frame_pixmap(0, &frame0));
+  EXPECT_EQ(centre(frame0), kColour[0]);
+  EXPECT_EQ(gget_frame_id(1), drawn);
+  unsigned long frame1 = 0;
+  ASSERT_TRUE(frame_pixmap(1, &frame1));
+  EXPECT_EQ(centre(frame1), 0u);
+  EXPECT_EQ(gget_input_mode(), 1);
+  c.loop_message(9);
+  handle();
+  EXPECT_EQ(gget_input_mode(), 0);
+}
+
+int g_refreshes = 0;
+void refresh_and_stop() {
+  ++g_refreshes;
+  gset_input_mode(0);
+}
+
+TEST_F(Events, WaitEndsFromTheRefreshCallback) {
+  g_refreshes = 0;
+  gset_refresh_callback(1, refresh_and_stop);
+  EXPECT_EQ(ghold(), 0);
+  EXPECT_EQ(g_refreshes, 1);
+  EXPECT_EQ(gget_cursor_type(), 0);  // X_cursor after the wait
+  // Looping frames: the refresh still comes.
+  make_frames(2);
+  gset_looping(1);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  EXPECT_EQ(ghold(), 0);
+  EXPECT_EQ(g_refreshes, 2);
+}
+
+TEST_F(Events, AltGWritesOneGifPerFrameWhileLooping) {
+  const fs::path dir = fs::temp_directory_path() / ("zor_x11_dump_" + std::to_string(getpid()));
+  fs::create_directories(dir);
+  RES_put("image_path", dir.c_str());
+  gset_win_title("Radar loop");
+  make_frames(3);
+  gset_looping(1);
+  gset_input_mode(1);
+  Client c;
+  c.key(XK_g, Mod1Mask);
+  handle();
+  for (int i = 0; i < 3; ++i) {
+    char name[40];
+    std::snprintf(name, sizeof name, "Radar-%2.2d.gif", i);
+    const fs::path file = dir / name;
+    EXPECT_TRUE(fs::exists(file)) << file;
+    IMG_report img;
+    ASSERT_GT(GIF_read(file.c_str(), &img, 0), 0);
+    EXPECT_EQ(img.width, 200);
+    IMG_free(&img);
+  }
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+  gset_looping(0);
+  ASSERT_EQ(gdisplay_frame(1), 1);
+  c.key(XK_x, Mod1Mask);  // not looping: the current frame only
+  handle();
+  EXPECT_TRUE(fs::exists(dir / "Radar-01.xwd"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator{}), 1);
+  fs::remove_all(dir);
+  RES_put("image_path", "");
+}
+
+TEST_F(Events, FramesSwitchAndCarryData) {
+  make_frames(3);
+  ASSERT_EQ(gswitch_frame(0, 2), 1);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  EXPECT_EQ(centre(), kColour[2]);
+  ASSERT_EQ(gdisplay_frame(2), 1);
+  EXPECT_EQ(centre(), kColour[0]);
+  Client c;
+  EXPECT_EQ(c.window_name(), "X11 Graph [2]");  // the frame number in the title
+  // With the base window: the drawing target follows its picture.
+  ASSERT_EQ(gselect_frame(1), 1);
+  const unsigned long one = gget_frame_id(1), base = gget_base_window();
+  ASSERT_EQ(gswitch_frame(1, GFRAME_BASE), 1);
+  EXPECT_EQ(gget_frame_id(1), base);
+  EXPECT_EQ(gget_base_window(), one);
+  box(0, 0, 1, 1, 5);  // drawn into the picture, now the base window's
+  EXPECT_EQ(centre(0), kColour[3]);
+  EXPECT_EQ(gswitch_frame(1, 7), 0);  // no such frame
+
+  const unsigned char data[] = {1, 2, 3, 4, 5};
+  ASSERT_EQ(gset_image_data(2, data, 5), 1);
+  unsigned char got[50] = {};
+  EXPECT_EQ(gget_image_data(2, got), 5);
+  EXPECT_EQ(got[4], 5);
+  const std::vector<unsigned char> big(51, 1);
+  EXPECT_EQ(gset_image_data(2, big.data(), 51), 0);
+  EXPECT_EQ(gprint_frame_ids(), 1);
+  EXPECT_NE(gget_frame_id(0), gget_frame_id(2));
+}
+
+TEST_F(Events, LoopSleepNeedsACurrentFrame) { EXPECT_EQ(gloop_sleep(), -1); }
+
+TEST_F(Events, XErrorsAreCountedNotFatal) {
+  const int was = gset_xerror_print(0);
+  gclear_xerror();
+  const int before = gget_num_xerrors();
+  XFreePixmap(reinterpret_cast<Display*>(gget_display_id()), 0x3fffffff);
+  gsync();
+  EXPECT_EQ(gget_xerror(), 1);
+  EXPECT_EQ(gget_num_xerrors(), before + 1);
+  gset_xerror_print(was);
+}
+
+TEST_F(Events, ClearRegionFillsWithTheBackground) {
+  box(0, 0, 1, 1, 4);
+  const Glim lim{0.25f, 0.75f, 0.25f, 0.75f};
+  EXPECT_EQ(gclear_region(&lim), 0);
+  Picture pic;
+  grab(&pic);
+  const int x0 = static_cast<int>(xW_p(0.3f)), y0 = static_cast<int>(yW_p(0.3f));
+  EXPECT_EQ(pic.rgb(x0, y0), 0u);
+  EXPECT_EQ(pic.rgb(static_cast<int>(xW_p(0.1f)), static_cast<int>(yW_p(0.1f))), kColour[2]);
+}
+
+TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
+  gset_geometry("-10-10");
+  ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+  ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+  Display* dpy = reinterpret_cast<Display*>(gget_display_id());
+  XWindowAttributes wa{};
+  ASSERT_NE(XGetWindowAttributes(dpy, gget_root_window(), &wa), 0);
+  EXPECT_EQ(wa.width, 640);
+  EXPECT_EQ(wa.height, 512);
+  EXPECT_EQ(wa.x, 1280 - 650);
+  EXPECT_EQ(wa.y, 1024 - 522);
+  XClassHint cls{};
+  ASSERT_NE(XGetClassHint(dpy, gget_root_window(), &cls), 0);
+  EXPECT_STREQ(cls.res_class, "Zor");
+  XFree(cls.res_name);
+  XFree(cls.res_class);
+  gclose_ws(1);
+  gclose_gks();
+  gset_geometry("");
+  kernel().reset();
+  reset_color_model();
+}
+
+}  // namespace
