@@ -102,74 +102,86 @@ std::vector<float> circle_longitudes() {
   return lons;
 }
 
-void latitude_circle(float lat, float dlon, const Glim& win, float offset) {
-  const auto& st = state();
-  const int proj = MAP_get_proj();
-  const float xl = win.x_min + offset;
-  Polyline line(circle_seam(proj));
+struct LatLon {
+  float lat;
+  float lon;
+};
+
+// Where a line is labelled: the first place it crosses x = at (vertical) or
+// y = at, when the crossing lies between lo and hi on the other axis.
+struct LabelPlace {
+  bool vertical;
+  float at;
+  float lo;
+  float hi;
+  int hor;
+  int vert;
+};
+
+// One latitude circle or meridian through `pts`, labelled once at `place`
+// and again, centred, at each of `repeats` inside the window.
+void graticule_line(const std::vector<LatLon>& pts, float seam, const char* label, const LabelPlace& place,
+                    const std::vector<LatLon>& repeats, const Glim& win) {
+  Polyline line(seam);
   Visible prev;
   bool labelled = false;
-  char label[16];
-  lat_label(lat, label, sizeof label);
-  for (float lon : circle_longitudes()) {
-    const Visible v = project(lat, lon);
-    if (v.ok && prev.ok && !labelled && std::fabs(v.p.x - prev.p.x) <= kCircleJump &&
-        (prev.p.x - xl) * (v.p.x - xl) <= 0.0f && v.p.x != prev.p.x) {
-      // Where the circle crosses the labelling line near the left edge.
-      const float t = (xl - prev.p.x) / (v.p.x - prev.p.x);
-      const float y = prev.p.y + t * (v.p.y - prev.p.y);
-      if (y >= win.y_min && y <= win.y_max) {
-        text_at(xl, y, GLEFT_HOR, GHALF_VERT, label);
-        labelled = true;
+  for (const LatLon& ll : pts) {
+    const Visible v = project(ll.lat, ll.lon);
+    if (v.ok && prev.ok && !labelled && std::fabs(v.p.x - prev.p.x) <= kCircleJump) {
+      const float a0 = place.vertical ? prev.p.x : prev.p.y, a1 = place.vertical ? v.p.x : v.p.y;
+      const float b0 = place.vertical ? prev.p.y : prev.p.x, b1 = place.vertical ? v.p.y : v.p.x;
+      if ((a0 - place.at) * (a1 - place.at) <= 0.0f && a0 != a1) {
+        const float b = b0 + (place.at - a0) / (a1 - a0) * (b1 - b0);
+        if (b >= place.lo && b <= place.hi) {
+          if (place.vertical) text_at(place.at, b, place.hor, place.vert, label);
+          else text_at(b, place.at, place.hor, place.vert, label);
+          labelled = true;
+        }
       }
     }
     line.add(v);
     prev = v;
   }
   line.flush();
-  if (st.extra > 0) {
-    // Between meridians, so repeated labels do not sit on a line.
-    const float start = std::floor(-180.0f / dlon) * dlon + dlon / 2.0f;
-    for (float lon = start; lon < 180.0f; lon += static_cast<float>(st.extra)) {
-      const Visible v = project(lat, lon);
-      if (v.ok && inside(win, v.p.x, v.p.y)) text_at(v.p.x, v.p.y, GCENTER_HOR, GHALF_VERT, label);
-    }
+  for (const LatLon& ll : repeats) {
+    const Visible v = project(ll.lat, ll.lon);
+    if (v.ok && inside(win, v.p.x, v.p.y)) text_at(v.p.x, v.p.y, GCENTER_HOR, GHALF_VERT, label);
   }
 }
 
-void meridian(float lon, float dlat, float south, float north, const Glim& win) {
-  const auto& st = state();
-  Polyline line(0.0f);
-  Visible prev;
-  bool labelled = false;
-  char label[16];
-  lon_label(lon, label, sizeof label);
-  const int steps = static_cast<int>(std::lround((north - south) / dlat));
-  for (int i = 0; i <= steps; ++i) {
-    const float lat = south + dlat * static_cast<float>(i);
-    const Visible v = project(lat, lon);
-    if (v.ok && prev.ok && !labelled && (prev.p.y - win.y_min) * (v.p.y - win.y_min) <= 0.0f &&
-        v.p.y != prev.p.y) {
-      // Where the meridian crosses the bottom edge.
-      const float t = (win.y_min - prev.p.y) / (v.p.y - prev.p.y);
-      const float x = prev.p.x + t * (v.p.x - prev.p.x);
-      if (x >= win.x_min && x <= win.x_max) {
-        text_at(x, win.y_min, GCENTER_HOR, GBASE_VERT, label);
-        labelled = true;
-      }
-    }
-    line.add(v);
-    prev = v;
+void latitude_circle(float lat, float dlon, const Glim& win, float offset) {
+  const int extra = state().extra;
+  std::vector<LatLon> pts;
+  for (float lon : circle_longitudes()) pts.push_back({lat, lon});
+  std::vector<LatLon> repeats;
+  if (extra > 0) {
+    // Between meridians, so repeated labels do not sit on a line.
+    const float start = std::floor(-180.0f / dlon) * dlon + dlon / 2.0f;
+    for (float lon = start; lon < 180.0f; lon += static_cast<float>(extra)) repeats.push_back({lat, lon});
   }
-  line.flush();
-  if (st.extra > 0) {
+  char label[16];
+  lat_label(lat, label, sizeof label);
+  // Labelled near the left edge.
+  const LabelPlace place{true, win.x_min + offset, win.y_min, win.y_max, GLEFT_HOR, GHALF_VERT};
+  graticule_line(pts, circle_seam(MAP_get_proj()), label, place, repeats, win);
+}
+
+void meridian(float lon, float dlat, float south, float north, const Glim& win) {
+  const int extra = state().extra;
+  std::vector<LatLon> pts;
+  const int steps = static_cast<int>(std::lround((north - south) / dlat));
+  for (int i = 0; i <= steps; ++i) pts.push_back({south + dlat * static_cast<float>(i), lon});
+  std::vector<LatLon> repeats;
+  if (extra > 0) {
     // Between latitude circles, so repeated labels do not sit on a line.
     const float start = std::floor(-89.0f / dlat) * dlat + dlat / 2.0f;
-    for (float lat = start; lat < 90.0f; lat += static_cast<float>(st.extra)) {
-      const Visible v = project(lat, lon);
-      if (v.ok && inside(win, v.p.x, v.p.y)) text_at(v.p.x, v.p.y, GCENTER_HOR, GHALF_VERT, label);
-    }
+    for (float lat = start; lat < 90.0f; lat += static_cast<float>(extra)) repeats.push_back({lat, lon});
   }
+  char label[16];
+  lon_label(lon, label, sizeof label);
+  // Labelled on the bottom edge.
+  const LabelPlace place{false, win.y_min, win.x_min, win.x_max, GCENTER_HOR, GBASE_VERT};
+  graticule_line(pts, 0.0f, label, place, repeats, win);
 }
 
 }  // namespace

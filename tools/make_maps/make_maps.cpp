@@ -131,25 +131,41 @@ Pt bin_point(const BinGeometry& g, int bin, unsigned short dlon, unsigned short 
   return {lat0 + dlat * g.size / 65535.0, lon};
 }
 
+// What shoreline and border files share: the bin layout, the segments of
+// each bin and the points' offsets.
+struct BinTable {
+  explicit BinTable(const NcFile& nc)
+      : first_seg(nc.get<int>("Id_of_first_segment_in_a_bin")),
+        nseg(nc.get<short>("N_segments_in_a_bin")),
+        dx(offsets(nc, "Relative_longitude_from_SW_corner_of_bin")),
+        dy(offsets(nc, "Relative_latitude_from_SW_corner_of_bin")) {
+    g.size = nc.get<int>("Bin_size_in_minutes")[0] / 60.0;
+    g.nx = nc.get<int>("N_bins_in_360_longitude_range")[0];
+  }
+  Pt point(std::size_t bin, std::size_t k) const {
+    if (k >= dx.size() || k >= dy.size()) throw std::runtime_error("point index outside the file");
+    return bin_point(g, static_cast<int>(bin), dx[k], dy[k]);
+  }
+  BinGeometry g;
+  std::vector<int> first_seg;
+  std::vector<short> nseg;
+  std::vector<unsigned short> dx;
+  std::vector<unsigned short> dy;
+};
+
 std::vector<BinnedSegment> read_shore(const std::string& name) {
   NcFile nc(name);
-  BinGeometry g;
-  g.size = nc.get<int>("Bin_size_in_minutes")[0] / 60.0;
-  g.nx = nc.get<int>("N_bins_in_360_longitude_range")[0];
-  const auto first_seg = nc.get<int>("Id_of_first_segment_in_a_bin");
-  const auto nseg = nc.get<short>("N_segments_in_a_bin");
+  const BinTable bins(nc);
   const auto info = nc.get<int>("Embedded_npts_levels_exit_entry_for_a_segment");
   const auto first_pt = nc.get<int>("Id_of_first_point_in_a_segment");
   const auto poly = nc.get<int>("Id_of_GSHHS_ID");
   const auto area = nc.get<double>("The_km_squared_area_of_polygons");
-  const auto dx = offsets(nc, "Relative_longitude_from_SW_corner_of_bin");
-  const auto dy = offsets(nc, "Relative_latitude_from_SW_corner_of_bin");
   const int npoints = nc.get<int>("N_points_in_file")[0];
 
   std::vector<BinnedSegment> out;
   long total = 0;
-  for (std::size_t b = 0; b < first_seg.size(); ++b) {
-    for (int s = first_seg[b]; s < first_seg[b] + nseg[b]; ++s) {
+  for (std::size_t b = 0; b < bins.first_seg.size(); ++b) {
+    for (int s = bins.first_seg[b]; s < bins.first_seg[b] + bins.nseg[b]; ++s) {
       const int n = info[static_cast<std::size_t>(s)] >> 9;
       BinnedSegment seg;
       seg.level = (info[static_cast<std::size_t>(s)] >> 6) & 7;
@@ -158,7 +174,7 @@ std::vector<BinnedSegment> read_shore(const std::string& name) {
       seg.line.id = p;
       for (int i = 0; i < n; ++i) {
         const auto k = static_cast<std::size_t>(first_pt[static_cast<std::size_t>(s)] + i);
-        seg.line.pts.push_back(bin_point(g, static_cast<int>(b), dx[k], dy[k]));
+        seg.line.pts.push_back(bins.point(b, k));
       }
       total += n;
       out.push_back(std::move(seg));
@@ -172,26 +188,20 @@ std::vector<BinnedSegment> read_shore(const std::string& name) {
 
 std::vector<BinnedSegment> read_border(const std::string& name) {
   NcFile nc(name);
-  BinGeometry g;
-  g.size = nc.get<int>("Bin_size_in_minutes")[0] / 60.0;
-  g.nx = nc.get<int>("N_bins_in_360_longitude_range")[0];
-  const auto first_seg = nc.get<int>("Id_of_first_segment_in_a_bin");
-  const auto nseg = nc.get<short>("N_segments_in_a_bin");
+  const BinTable bins(nc);
   const auto npts = nc.get<short>("N_points_for_a_segment");
   const auto level = nc.get<short>("Hierarchial_level_of_a_segment");
   const auto first_pt = nc.get<int>("Id_of_first_point_in_a_segment");
-  const auto dx = offsets(nc, "Relative_longitude_from_SW_corner_of_bin");
-  const auto dy = offsets(nc, "Relative_latitude_from_SW_corner_of_bin");
 
   std::vector<BinnedSegment> out;
-  for (std::size_t b = 0; b < first_seg.size(); ++b) {
-    for (int s = first_seg[b]; s < first_seg[b] + nseg[b]; ++s) {
+  for (std::size_t b = 0; b < bins.first_seg.size(); ++b) {
+    for (int s = bins.first_seg[b]; s < bins.first_seg[b] + bins.nseg[b]; ++s) {
       const auto si = static_cast<std::size_t>(s);
       BinnedSegment seg;
       seg.level = level[si];
       for (int i = 0; i < npts[si]; ++i) {
         const auto k = static_cast<std::size_t>(first_pt[si] + i);
-        seg.line.pts.push_back(bin_point(g, static_cast<int>(b), dx[k], dy[k]));
+        seg.line.pts.push_back(bins.point(b, k));
       }
       out.push_back(std::move(seg));
     }
