@@ -1,0 +1,462 @@
+// The point plotter drawn onto the text metafile and read back: what each
+// plot type draws, number formats, position and keyed format words, value
+// ranges, plot parameters, and a base record that no point can change.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "../gks/print_test_util.h"
+#include "zor/attrib.h"
+#include "zor/clr.h"
+#include "zor/cont.h"
+#include "zor/flag.h"
+#include "zor/map.h"
+#include "zor/raw.h"
+#include "zor/res.h"
+
+namespace zor::cont {
+void reset();
+}
+
+namespace {
+
+struct Record {
+  std::string kind;
+  std::string text;  // TE: the text; attribute records: their arguments
+  std::vector<Gpt> pts;
+};
+
+// Records of a text metafile after its header: primitives with their points
+// (continuation lines joined; a continuation line may also start the next
+// record), texts, and attribute records with their arguments.
+std::vector<Record> records(const std::string& file) {
+  std::vector<Record> out;
+  const auto lines = zor::test::lines_of(zor::test::slurp(file));
+  bool in_points = false;
+  for (std::size_t i = 4; i < lines.size(); ++i) {
+    std::istringstream in(lines[i]);
+    std::string tok;
+    while (in >> tok) {
+      if (tok.find(',') != std::string::npos && in_points) {
+        Gpt p;
+        if (std::sscanf(tok.c_str(), "%f,%f", &p.x, &p.y) == 2) out.back().pts.push_back(p);
+        continue;
+      }
+      in_points = tok == "PL" || tok == "FA" || tok == "PM";
+      Record r{tok, "", {}};
+      if (in_points) {
+        in >> tok;  // the count
+      } else if (tok == "TE") {
+        std::string pos;
+        in >> pos;
+        Gpt p;
+        std::sscanf(pos.c_str(), "%f,%f", &p.x, &p.y);
+        r.pts.push_back(p);
+        std::getline(in, r.text);
+        if (!r.text.empty() && r.text[0] == ' ') r.text.erase(0, 1);
+        out.push_back(r);
+        break;
+      } else {
+        std::getline(in, r.text);
+        if (!r.text.empty() && r.text[0] == ' ') r.text.erase(0, 1);
+        out.push_back(r);
+        break;
+      }
+      out.push_back(r);
+    }
+  }
+  return out;
+}
+
+std::vector<Record> only(const std::vector<Record>& recs, const std::string& kind) {
+  std::vector<Record> out;
+  for (const auto& r : recs)
+    if (r.kind == kind) out.push_back(r);
+  return out;
+}
+
+std::vector<std::string> texts(const std::vector<Record>& recs) {
+  std::vector<std::string> out;
+  for (const auto& r : only(recs, "TE")) out.push_back(r.text);
+  return out;
+}
+
+RAW_data point(int type, float v0, float v1 = -9999.0f, const char* text = "", const char* format = "") {
+  RAW_data d;
+  RAW_data_init(&d);
+  d.x = 0.5f;
+  d.y = 0.4f;
+  d.type = type;
+  d.value[0] = v0;
+  d.value[1] = v1;
+  std::snprintf(d.data, sizeof d.data, "%s", text);
+  std::snprintf(d.format, sizeof d.format, "%s", format);
+  return d;
+}
+
+constexpr float kVert = 0.8f;  // height of window 2
+
+class RawTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    zor::test::reset_devices();
+    zor::map::reset();
+    zor::raw::reset();
+    zor::cont::reset();
+    for (const char* r : {"plot_param", "plot_format", "con_base", "con_interval", "color_data", "file_path"})
+      RES_put(r, "");
+    FLAG_resetplot(1);
+    FLAG_set(11, 0);
+    file_ = zor::test::out_path(std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
+                                ".meta");
+    ASSERT_TRUE(zor::test::open_ws(GWS_META, file_));
+    // Latitude/longitude projection: lat 0.4, lon 170.5 lies at (0.5, 0.4).
+    Domain d;
+    d.proj = 2;
+    d.plat = 0.0f;
+    d.plon = 170.0f;
+    d.clat = 0.0f;
+    d.clon = 170.0f;
+    d.nx = d.ny = 11;
+    d.dx = d.dy = 0.1f;
+    MAP_domain(&d);
+    // World coordinates of window 2 are the metafile's own.
+    const Glim lim{0.0f, 1.0f, 0.0f, kVert};
+    gset_win(2, &lim);
+    gset_vp(2, &lim);
+  }
+  void TearDown() override {
+    if (gchk_graphics()) zor::test::close_ws();
+    zor::map::reset();
+    zor::raw::reset();
+    zor::cont::reset();
+    for (const char* r : {"plot_param", "plot_format", "con_base", "con_interval"}) RES_put(r, "");
+  }
+  void init(float scale = 1.0f) {
+    Gattribs a;
+    ASSERT_EQ(RAW_plot_init(&a, scale), 0);
+  }
+  // Every record of the metafile, once it is closed.
+  std::vector<Record> drawn() {
+    zor::test::close_ws();
+    return records(file_);
+  }
+  int plot(RAW_data d) { return RAW_plot_data(&d); }
+  std::string file_;
+};
+
+TEST_F(RawTest, TextTypesAndNumberFormats) {
+  init();
+  EXPECT_EQ(plot(point(RAW_DATA, -9999.0f, -9999.0f, "ABC")), 0);
+  EXPECT_EQ(plot(point(RAW_TEXT, 3.0f, -9999.0f, "txt")), 0);
+  EXPECT_EQ(plot(point(RAW_VALUE, 7.6f)), 0);
+  EXPECT_EQ(plot(point(RAW_VALUE, 0.5f, -9999.0f, "", "%z.1f")), 0);
+  EXPECT_EQ(plot(point(RAW_VALUE, -0.5f, -9999.0f, "", "%z.1f")), 0);
+  EXPECT_EQ(plot(point(RAW_VALUE, 12.5f, -9999.0f, "", "%z.1f")), 0);
+  EXPECT_EQ(plot(point(RAW_VALUE, 3.14159f, -9999.0f, "", "%5.2f")), 0);
+  EXPECT_EQ(plot(point(RAW_VALUE, 2.0f, -9999.0f, "", "fm=%.1f")), 0);
+  EXPECT_EQ(plot(point(RAW_VALUE, -9999.0f, -9999.0f, "M")), 0);  // missing: the text
+  EXPECT_EQ(plot(point(RAW_VALUE, -9999.0f)), 0);                 // missing, no text: nothing
+  RAW_data i = point(RAW_INT, 0.0f);
+  const std::int32_t n = -42;
+  std::memcpy(&i.value[0], &n, sizeof n);
+  EXPECT_EQ(plot(i), 0);
+  EXPECT_EQ(plot(point(RAW_SYMB, -9999.0f, -9999.0f, "RA")), 0);
+  EXPECT_EQ(plot(point(11, 5.0f, 5.0f, "cont")), 0);  // grid types draw nothing
+  // A type word in the format replaces the point's type.
+  EXPECT_EQ(plot(point(RAW_VALUE, 5.0f, -9999.0f, "word", "text")), 0);
+  const std::vector<std::string> want = {"ABC", "txt",  "8",   ".5",  "-.5", "12.5", " 3.14",
+                                         "2.0", "M",    "-42", "RA",  "word"};
+  EXPECT_EQ(texts(drawn()), want);
+}
+
+TEST_F(RawTest, MarkersCloudsAndWindTypes) {
+  init();
+  ASSERT_EQ(plot(point(RAW_MARK, -9999.0f, -9999.0f, "+")), 0);
+  ASSERT_EQ(plot(point(RAW_MARK, -9999.0f, -9999.0f, "itri")), 0);
+  ASSERT_EQ(plot(point(RAW_CLOUD, -9999.0f, -9999.0f, "4")), 0);        // half covered: a sector and a circle
+  ASSERT_EQ(plot(point(RAW_WBARB, 270.0f, 0.0f)), 0);                   // calm: a small circle
+  ASSERT_EQ(plot(point(RAW_WBARB, -10.0f, 20.0f)), 0);                  // negative direction: nothing
+  ASSERT_EQ(plot(point(RAW_WBARB, 270.0f, 25.0f)), 0);                  // staff, 2 barbs, half
+  ASSERT_EQ(plot(point(RAW_CBARB, 270.0f, 0.0f)), 0);                   // calm: the station circle only
+  ASSERT_EQ(plot(point(RAW_CBARB, 270.0f, 10.0f)), 0);                  // staff and barb
+  ASSERT_EQ(plot(point(RAW_DBARB, 270.0f, 10.0f)), 0);                  // dot, staff and barb
+  ASSERT_EQ(plot(point(RAW_VBARB, 270.0f, 20.0f)), 0);                  // arrow: shaft and head
+  ASSERT_EQ(plot(point(RAW_TRACK, 270.0f, 10.0f)), 0);                  // track, 4 ticks, head
+  const auto recs = drawn();
+  std::vector<std::string> kinds;
+  for (const auto& r : recs)
+    if (r.kind == "PL" || r.kind == "FA" || r.kind == "PM") kinds.push_back(r.kind + std::to_string(r.pts.size()));
+  const std::vector<std::string> want = {
+      "PM1", "PM1",                                    // markers
+      "FA27", "PL37",                                  // cloud
+      "PL37",                                          // wbarb calm
+      "PL2", "PL2", "PL2", "PL2",                      // wbarb 25 knots
+      "PL37",                                          // cbarb calm
+      "PL2", "PL2",                                    // cbarb
+      "PL37", "PL2", "PL2",                            // dbarb
+      "PL2", "PL2", "PL2",                             // vbarb
+      "PL2", "PL2", "PL2", "PL2", "PL2", "PL2", "PL2"  // track
+  };
+  EXPECT_EQ(kinds, want);
+  // Marker types: "+" is 2, "itri" 9.
+  std::vector<std::string> types;
+  for (const auto& r : only(recs, "PM_TYPE")) types.push_back(r.text);
+  ASSERT_GE(types.size(), 2u);
+  EXPECT_EQ(types[types.size() - 2], "2");
+  EXPECT_EQ(types.back(), "9");
+  // The cbarb staff starts 0.01 of the height away from the station; the
+  // calm circle has radius 0.013 of it.
+  // Wind from the west: staffs point west. The cbarb staff starts 0.01 of
+  // the height away from the station; the calm circle has radius 0.013.
+  const auto pl = only(recs, "PL");
+  ASSERT_EQ(pl.size(), 22u);
+  EXPECT_NEAR(pl[6].pts[0].x - 0.5f, 0.013f * kVert, 1e-4f);
+  EXPECT_NEAR(pl[7].pts[0].x, 0.5f - 0.01f * kVert, 1e-4f);
+  EXPECT_NEAR(pl[7].pts[1].x, 0.5f - 0.05f * kVert, 1e-4f);
+  EXPECT_NEAR(pl[9].pts[0].x - 0.5f, 0.003f * kVert, 1e-4f);  // dbarb dot
+  EXPECT_NEAR(pl[10].pts[0].x, 0.5f - 0.003f * kVert, 1e-4f);
+  // The arrow covers one hour at 20 knots: 0.3704 projection units east.
+  EXPECT_NEAR(pl[12].pts[1].x - pl[12].pts[0].x, 20.0f * 1.852f / 100.0f, 1e-4f);
+  // The track covers two hours at 10 knots, ticks 0.1 x height long.
+  const float track = 2.0f * MAP_factor(MAP_get_clat()) * 10.0f * 1.852f / 100.0f;
+  EXPECT_NEAR(pl[15].pts[1].x - pl[15].pts[0].x, track, 1e-4f);
+  EXPECT_NEAR(pl[16].pts[0].y - pl[16].pts[1].y, 2.0f * 0.2f * 0.1f * kVert, 1e-4f);
+}
+
+TEST_F(RawTest, LineSegmentsBetweenRememberedPoints) {
+  init();
+  RAW_data a = point(RAW_LINE, 0.2f, 170.1f, "start");  // to lat 0.2, lon 170.1
+  a.x = 0.5f;
+  a.y = 0.5f;
+  ASSERT_EQ(plot(a), 0);
+  RAW_data post = point(RAW_LINE, -9999.0f, -9999.0f, "post");
+  post.x = 0.6f;
+  post.y = 0.6f;
+  ASSERT_EQ(plot(post), 0);  // pending: drawn at the next point
+  RAW_data next = point(RAW_TEXT, -9999.0f, -9999.0f, "n");
+  next.x = 0.7f;
+  next.y = 0.3f;
+  ASSERT_EQ(plot(next), 0);
+  RAW_data pre = point(RAW_LINE, -9999.0f, -9999.0f, "pre");
+  pre.x = 0.2f;
+  pre.y = 0.2f;
+  ASSERT_EQ(plot(pre), 0);
+  const auto pl = only(drawn(), "PL");
+  ASSERT_EQ(pl.size(), 3u);
+  EXPECT_NEAR(pl[0].pts[0].x, 0.5f, 1e-5f);
+  EXPECT_NEAR(pl[0].pts[1].x, 0.1f, 1e-4f);
+  EXPECT_NEAR(pl[0].pts[1].y, 0.2f, 1e-4f);
+  EXPECT_NEAR(pl[1].pts[0].x, 0.6f, 1e-5f);  // post: from the previous to the new point
+  EXPECT_NEAR(pl[1].pts[1].x, 0.7f, 1e-5f);
+  EXPECT_NEAR(pl[2].pts[0].x, 0.7f, 1e-5f);  // pre: the last two points
+  EXPECT_NEAR(pl[2].pts[1].x, 0.2f, 1e-5f);
+}
+
+TEST_F(RawTest, PositionAndKeyedWordsOnlyForTheirPoint) {
+  init();
+  ASSERT_EQ(plot(point(RAW_VALUE, 1.0f, -9999.0f, "", "ur:co=red:sc=2")), 0);
+  const RAW_attribs w1 = zor::raw::working_record();
+  EXPECT_EQ(w1.hor, 1);
+  EXPECT_EQ(w1.vert, 3);
+  EXPECT_FLOAT_EQ(w1.scale, 2.0f);
+  EXPECT_EQ(w1.attrib.color, CLR_get_ind("red"));
+  ASSERT_EQ(plot(point(RAW_VALUE, 2.0f)), 0);
+  const RAW_attribs w2 = zor::raw::working_record();
+  EXPECT_FLOAT_EQ(w2.x, 0.0f);
+  EXPECT_FLOAT_EQ(w2.scale, 1.0f);
+  EXPECT_EQ(w2.attrib.color, CLR_get_ind("green"));  // color_data default
+  ASSERT_EQ(plot(point(RAW_VALUE, 3.0f, -9999.0f, "", "ll:tx=Q:sc=5000")), 0);
+  EXPECT_FLOAT_EQ(zor::raw::working_record().scale, 1.0f);
+  EXPECT_EQ(zor::raw::working_record().hor, 3);
+  ASSERT_EQ(plot(point(RAW_VALUE, 4.0f, -9999.0f, "", "xy=-2 1:ta=rb")), 0);
+  EXPECT_EQ(zor::raw::working_record().hor, 3);
+  EXPECT_EQ(zor::raw::working_record().vert, 5);
+  const auto te = only(drawn(), "TE");
+  ASSERT_EQ(te.size(), 4u);
+  EXPECT_EQ(te[0].text, "1");
+  EXPECT_NEAR(te[0].pts[0].x, 0.5f + kVert * 0.012f * 2.0f, 1e-5f);
+  EXPECT_NEAR(te[0].pts[0].y, 0.4f + kVert * 0.02f * 2.0f, 1e-5f);
+  EXPECT_NEAR(te[1].pts[0].x, 0.5f, 1e-5f);
+  EXPECT_NEAR(te[1].pts[0].y, 0.4f, 1e-5f);
+  EXPECT_EQ(te[2].text, "Q");  // fixed text instead of the value
+  EXPECT_NEAR(te[2].pts[0].x, 0.5f - kVert * 0.012f, 1e-5f);
+  EXPECT_NEAR(te[2].pts[0].y, 0.4f - kVert * 0.02f, 1e-5f);
+  EXPECT_NEAR(te[3].pts[0].x, 0.5f - kVert * 0.024f, 1e-5f);
+  EXPECT_NEAR(te[3].pts[0].y, 0.4f + kVert * 0.02f, 1e-5f);
+}
+
+TEST_F(RawTest, ParseFormatResults) {
+  RAW_attribs a;
+  RAW_init_attrib(&a);
+  EXPECT_EQ(RAW_parse_format(&a, "%4.1f"), 2);
+  EXPECT_STREQ(a.format, "%4.1f");
+  EXPECT_EQ(RAW_parse_format(&a, "wbarb:cl"), 32);
+  EXPECT_FLOAT_EQ(a.x, -0.012f);  // the format word "cl" is nearer than the parameter
+  EXPECT_EQ(a.hor, 3);
+  EXPECT_EQ(RAW_parse_format(&a, "mk=star:mn=5:mx=50:sk=3:wi=2:hi=1.5:te=0.8:sf=wx.sym"), 0);
+  EXPECT_EQ(a.marker, 3);
+  EXPECT_FLOAT_EQ(a.min, 5.0f);
+  EXPECT_FLOAT_EQ(a.max, 50.0f);
+  EXPECT_EQ(a.skip, 3);
+  EXPECT_FLOAT_EQ(a.attrib.width, 2.0f);
+  EXPECT_FLOAT_EQ(a.attrib.height, 1.5f);
+  EXPECT_FLOAT_EQ(a.attrib.expan, 0.8f);
+  EXPECT_STREQ(a.symbol, "wx.sym");
+  EXPECT_EQ(RAW_parse_format(&a, "bogus:zz=1:"), 0);
+  EXPECT_EQ(RAW_parse_format(&a, nullptr), 0);
+  // Text that does not fit its field is refused, not cut.
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(RAW_parse_format(&a, "tx=much_too_long_text"), 0);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("too long"), std::string::npos);
+  EXPECT_STREQ(a.text, "");
+}
+
+TEST_F(RawTest, ValueRangeFromPlotFormatAndConBase) {
+  RES_put("con_base", ">10");
+  RES_put("plot_format", "mx=20");
+  init();
+  EXPECT_FLOAT_EQ(zor::raw::base_record().min, 10.0f);
+  EXPECT_FLOAT_EQ(zor::raw::base_record().base, 10.0f);
+  EXPECT_EQ(plot(point(RAW_VALUE, 5.0f)), -1);
+  EXPECT_EQ(plot(point(RAW_VALUE, 15.0f)), 0);
+  EXPECT_EQ(plot(point(RAW_VALUE, -9999.0f, -9999.0f, "M")), 0);  // missing values pass
+  EXPECT_EQ(plot(point(RAW_VALUE, 30.0f)), -1);
+  EXPECT_EQ(plot(point(RAW_VALUE, 20.0f)), 0);
+  // A point's own range words come after its range test.
+  EXPECT_EQ(plot(point(RAW_VALUE, 19.0f, -9999.0f, "", "mx=5")), 0);
+  const std::vector<std::string> want = {"15", "M", "20", "19"};
+  EXPECT_EQ(texts(drawn()), want);
+}
+
+TEST_F(RawTest, ColourFromTheFillLevels) {
+  RES_put("con_interval", "10");
+  init();
+  EXPECT_FLOAT_EQ(zor::raw::base_record().intrvl, 10.0f);
+  CONT_reset_fill_set();
+  ASSERT_EQ(CONT_set_fill_colors("10:blue,20:yellow,30:red", 1), 0);
+  ASSERT_EQ(plot(point(RAW_VALUE, 25.0f)), 0);
+  Gattribs want;
+  CONT_get_fill_attrib(25.0f, &want);
+  EXPECT_EQ(zor::raw::working_record().attrib.color, want.color);
+  // Wind types take the speed.
+  ASSERT_EQ(plot(point(RAW_WBARB, 5.0f, 15.0f)), 0);
+  CONT_get_fill_attrib(15.0f, &want);
+  EXPECT_EQ(zor::raw::working_record().attrib.color, want.color);
+}
+
+TEST_F(RawTest, PlotParameters) {
+  RES_put("plot_param", "ur,skip=2,text=X,mark=cld,line,yba=5,nonsense");
+  init();
+  const RAW_attribs& b = zor::raw::base_record();
+  EXPECT_FLOAT_EQ(b.x, 0.012f);
+  EXPECT_FLOAT_EQ(b.y, 0.02f);
+  EXPECT_EQ(b.hor, 1);  // follows the offset
+  EXPECT_EQ(b.skip, 2);
+  EXPECT_STREQ(b.text, "X");
+  EXPECT_EQ(b.marker, RAW_MARK_CIRCLE);
+  EXPECT_EQ(b.line, 1);
+  EXPECT_EQ(b.bar, 5);
+  RES_put("plot_param", "cl,xy=2:-1,mark=star,yba");
+  zor::raw::reset();
+  init();
+  EXPECT_FLOAT_EQ(zor::raw::base_record().x, 0.024f);
+  EXPECT_FLOAT_EQ(zor::raw::base_record().y, -0.02f);
+  EXPECT_EQ(zor::raw::base_record().marker, 3);
+  EXPECT_EQ(zor::raw::base_record().bar, 0);
+  RES_put("plot_param", "cl");
+  init();
+  EXPECT_FLOAT_EQ(zor::raw::base_record().x, -0.015f);  // the parameter's centre row is wider
+  EXPECT_EQ(zor::raw::base_record().hor, 3);
+}
+
+TEST_F(RawTest, FixedTextMarkerAndBarTakePrecedence) {
+  RES_put("plot_param", "mark=cld");
+  init();
+  ASSERT_EQ(plot(point(RAW_VALUE, 1.0f)), 0);   // the station circle
+  ASSERT_EQ(plot(point(RAW_VALUE, -9999.0f)), 0);  // nothing to mark
+  RES_put("plot_param", "yba=0");
+  init();
+  ASSERT_EQ(plot(point(RAW_VALUE, 1.0f)), 0);  // a bar down to y = 0
+  const auto pl = only(drawn(), "PL");
+  ASSERT_EQ(pl.size(), 2u);
+  EXPECT_EQ(pl[0].pts.size(), 37u);
+  EXPECT_NEAR(pl[0].pts[0].x - 0.5f, 0.01f * kVert, 1e-5f);
+  ASSERT_EQ(pl[1].pts.size(), 2u);
+  EXPECT_NEAR(pl[1].pts[1].y, 0.0f, 1e-6f);
+}
+
+TEST_F(RawTest, ComponentsAndPlotTypeSwitchPlottingOff) {
+  FLAG_setplot(12, 0);
+  Gattribs a;
+  EXPECT_EQ(RAW_plot_init(&a, 1.0f), -1);
+  FLAG_setplot(12, 1);
+  FLAG_set(11, 99);
+  EXPECT_EQ(RAW_plot_init(&a, 1.0f), -1);
+  FLAG_set(11, 0);
+  init();
+  FLAG_setplot(7, 0);
+  EXPECT_EQ(plot(point(RAW_VALUE, 1.0f)), -1);
+  FLAG_setplot(7, 1);
+  FLAG_set(11, 99);
+  EXPECT_EQ(plot(point(RAW_VALUE, 1.0f)), -1);
+  FLAG_set(11, 0);
+  EXPECT_TRUE(texts(drawn()).empty());
+}
+
+TEST_F(RawTest, PointRecordInitialisationAndWorkingRecordAccess) {
+  RAW_data d = point(RAW_VALUE, 1.0f, 2.0f, "abc", "ur");
+  d.attr.color = 3;
+  RAW_data_init_val(&d);
+  EXPECT_EQ(d.value[0], -9999.0f);
+  EXPECT_EQ(d.value[1], -9999.0f);
+  EXPECT_STREQ(d.data, "");
+  EXPECT_STREQ(d.format, "ur");  // kept
+  EXPECT_EQ(d.attr.color, 3);
+  EXPECT_EQ(d.x, 0.5f);
+  RAW_data_init(&d);
+  EXPECT_EQ(d.x, -9999.0f);
+  EXPECT_STREQ(d.format, "");
+  EXPECT_EQ(d.attr.color, -9999);
+
+  init();
+  RAW_set_scale(3.0f);
+  EXPECT_FLOAT_EQ(RAW_get_scale(), 3.0f);
+  RAW_set_format("%3.1f");
+  EXPECT_STREQ(RAW_get_format(), "%3.1f");
+  RAW_set_off(0.012f, 0.0f);
+  ASSERT_EQ(plot(point(RAW_VALUE, 1.0f)), 0);  // the settings hold for the points that follow
+  const auto te = only(drawn(), "TE");
+  ASSERT_EQ(te.size(), 1u);
+  EXPECT_EQ(te[0].text, "1.0");
+  EXPECT_NEAR(te[0].pts[0].x, 0.5f + kVert * 0.012f * 3.0f, 1e-5f);
+}
+
+TEST_F(RawTest, PointFile) {
+  const std::string path = zor::test::out_path("points.raw");
+  std::ofstream(path) << "# lat lon type value value data format\n"
+                         "0.4 170.5 value 12 -9999 - %1.0f\n"
+                         "0.3 170.2 text -9999 -9999 KOUN -\n"
+                         "bad line\n";
+  init();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(RAW_plot_file(path.c_str()), 2);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("line 4"), std::string::npos);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(RAW_plot_file("no_such.raw"), -1);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("RAW_plot_file: file not found: no_such.raw"),
+            std::string::npos);
+  const auto te = only(drawn(), "TE");
+  ASSERT_EQ(te.size(), 2u);
+  EXPECT_EQ(te[0].text, "12");
+  EXPECT_NEAR(te[0].pts[0].x, 0.5f, 1e-4f);
+  EXPECT_NEAR(te[0].pts[0].y, 0.4f, 1e-4f);
+  EXPECT_EQ(te[1].text, "KOUN");
+}
+
+}  // namespace
