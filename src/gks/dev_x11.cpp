@@ -338,7 +338,8 @@ int X11Device::open_foreign(const OpenRequest& request) {
   own_back_ = false;
   width_ = std::max(1, id.width), height_ = std::max(1, id.height);
   if (id.user_cmap) gset_user_cmap(id.colormap);
-  title_ = base_name(dpy_, win_);
+  title_ = base_name(dpy_, win_);  // the root may be the pixmap itself: no name
+  settings().xerror = false;
   gc_ = XCreateGC(dpy_, back_, 0, nullptr);
   XSync(dpy_, False);
   if (settings().xerror) {
@@ -352,7 +353,10 @@ int X11Device::open_foreign(const OpenRequest& request) {
     send_loop_message(*this, 2);
     for (int i = 0; i < 50; ++i) {
       char* name = nullptr;
+      const bool print = std::exchange(settings().xerror_print, false);
       XFetchName(dpy_, win_, &name);
+      XSync(dpy_, False);
+      settings().xerror_print = print;
       const bool marked = name != nullptr && std::strchr(name, '+') != nullptr;
       if (name != nullptr) XFree(name);
       if (!marked) break;

@@ -1,0 +1,365 @@
+// The drawable of another program (type 6) and the object list, under
+// Xvfb: a second connection owns a pixmap that the workstation draws into,
+// named by id strings in every form, an id file or the environment; the
+// loop-window messages it sends; a recorded picture replayed into an
+// identical one and printed as PostScript and metafile.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "../common/xvfb.h"
+#include "device.h"
+#include "gks_kernel.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/gks_win.h"
+#include "zor/img.h"
+
+// After the test framework: Xlib defines None.
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+using namespace zor::gks;
+namespace fs = std::filesystem;
+
+namespace {
+
+zor::test::Xvfb* g_xvfb = nullptr;
+
+class XvfbEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    g_xvfb = new zor::test::Xvfb;
+    ASSERT_TRUE(g_xvfb->start(270)) << "Xvfb did not start";
+  }
+  void TearDown() override {
+    delete g_xvfb;
+    g_xvfb = nullptr;
+  }
+};
+const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+
+// The other program: a window named as a loop window and a black pixmap.
+class LoopOwner {
+ public:
+  static constexpr int kWidth = 120, kHeight = 90;
+  LoopOwner() : dpy_(XOpenDisplay(nullptr)) {
+    if (dpy_ == nullptr) return;
+    const int scr = DefaultScreen(dpy_);
+    win_ = XCreateSimpleWindow(dpy_, RootWindow(dpy_, scr), 0, 0, kWidth, kHeight, 0, 0, 0);
+    XStoreName(dpy_, win_, "Loop [3]");
+    pm_ = XCreatePixmap(dpy_, win_, kWidth, kHeight, static_cast<unsigned>(DefaultDepth(dpy_, scr)));
+    GC gc = XCreateGC(dpy_, pm_, 0, nullptr);
+    XSetForeground(dpy_, gc, BlackPixel(dpy_, scr));
+    XFillRectangle(dpy_, pm_, gc, 0, 0, kWidth, kHeight);
+    XFreeGC(dpy_, gc);
+    cmap_ = DefaultColormap(dpy_, scr);
+    XSync(dpy_, False);
+  }
+  ~LoopOwner() {
+    if (dpy_ == nullptr) return;
+    XFreePixmap(dpy_, pm_);
+    XDestroyWindow(dpy_, win_);
+    XCloseDisplay(dpy_);
+  }
+  LoopOwner(const LoopOwner&) = delete;
+  LoopOwner& operator=(const LoopOwner&) = delete;
+  bool ok() const { return dpy_ != nullptr; }
+  unsigned long window() const { return win_; }
+  unsigned long pixmap() const { return pm_; }
+  unsigned long colormap() const { return cmap_; }
+  // 24-bit colour of a pixel of the pixmap.
+  unsigned rgb(int x, int y) {
+    XSync(dpy_, False);
+    XImage* xi = XGetImage(dpy_, pm_, x, y, 1, 1, AllPlanes, ZPixmap);
+    if (xi == nullptr) return 0xdeadu;
+    const unsigned v = static_cast<unsigned>(XGetPixel(xi, 0, 0)) & 0xffffffu;
+    XDestroyImage(xi);
+    return v;
+  }
+  // The first data byte of each loop message that arrived.
+  std::vector<int> messages() {
+    XSync(dpy_, False);
+    std::vector<int> got;
+    XEvent ev;
+    while (XCheckTypedWindowEvent(dpy_, win_, ClientMessage, &ev))
+      if (ev.xclient.message_type == XA_NOTICE && ev.xclient.format == 8) got.push_back(ev.xclient.data.b[0]);
+    return got;
+  }
+
+ private:
+  Display* dpy_;
+  Window win_ = 0;
+  Pixmap pm_ = 0;
+  unsigned long cmap_ = 0;
+};
+
+void shutdown() {
+  gclose_ws(1);
+  gclose_gks();
+  kernel().reset();
+  reset_color_model();
+  gset_pix_mode(0);
+  gset_geometry("");
+}
+
+// Opens the type 6 workstation on `conn`; the result of gopen_ws.
+int open_pixmap(const std::string& conn) {
+  if (gopen_gks(nullptr, 0) != 0) return -2;
+  const int rc = gopen_ws(1, conn.c_str(), GWS_PIXMAP);
+  if (rc != 0) gclose_gks();
+  return rc;
+}
+
+void fill(float x0, float y0, float x1, float y1, int ind) {
+  const Gpt pts[] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
+  gset_fill_int_style(GSOLID);
+  gset_fill_colr_ind(ind);
+  gfill_area(4, pts);
+}
+
+const Gcolr_rep kRed{1, 0, 0};
+
+TEST(ForeignDrawable, DrawsIntoTheOtherProgramsPixmap) {
+  LoopOwner owner;
+  ASSERT_TRUE(owner.ok());
+  char id[80];
+  std::snprintf(id, sizeof id, ",+%lu:%lu:%dx%d:%lu", owner.window(), owner.pixmap(), LoopOwner::kWidth,
+                LoopOwner::kHeight, owner.colormap());
+  gset_pix_mode(9);
+  ASSERT_EQ(open_pixmap(id), 0);
+  EXPECT_EQ(gtype_is_PIX(), 1);
+  EXPECT_EQ(gget_redraw(), 0);  // nothing recorded for another program
+  int w = 0, h = 0;
+  gget_win_size(&w, &h);
+  EXPECT_EQ(w, LoopOwner::kWidth);
+  EXPECT_EQ(h, LoopOwner::kHeight);
+  EXPECT_EQ(gget_user_cmap(), owner.colormap());
+  IMG_report img;
+  ASSERT_EQ(current_device()->capture(img), 1);
+  EXPECT_STREQ(img.info, "Loop");  // its name up to " ["
+  std::free(img.data);
+  gset_colr_rep(1, 2, &kRed);
+  fill(0, 0, 1, 1, 2);
+  gupdate_window();
+  EXPECT_EQ(gzoom(GFRAME_CURRENT, 10, 10, 2, 0), 0);  // no zoom here
+  shutdown();
+  EXPECT_EQ(owner.rgb(LoopOwner::kWidth / 2, LoopOwner::kHeight / 2), 0xff0000u);
+  EXPECT_EQ(owner.messages(), std::vector<int>{9});  // the end message on closing
+}
+
+TEST(ForeignDrawable, HexAndDecimalIdsAndPanels) {
+  LoopOwner owner;
+  ASSERT_TRUE(owner.ok());
+  char id[80];
+  std::snprintf(id, sizeof id, ",0x%lx:%dx%d", owner.pixmap(), LoopOwner::kWidth, LoopOwner::kHeight);
+  ASSERT_EQ(open_pixmap(id), 0);
+  shutdown();
+  std::snprintf(id, sizeof id, ",+%lu:%lu", owner.window(), owner.pixmap());
+  gset_pix_mode(2);  // asks the loop window for a new frame first
+  ASSERT_EQ(open_pixmap(id), 0);
+  shutdown();
+  EXPECT_EQ(owner.messages(), std::vector<int>{2});
+
+  // The upper right of four panels.
+  std::snprintf(id, sizeof id, ",%lu:%dx%d:0", owner.pixmap(), LoopOwner::kWidth, LoopOwner::kHeight);
+  gset_geometry("P2x2+1+0");
+  ASSERT_EQ(open_pixmap(id), 0);
+  int w = 0, h = 0;
+  gget_win_size(&w, &h);
+  EXPECT_EQ(w, LoopOwner::kWidth / 2);
+  EXPECT_EQ(h, LoopOwner::kHeight / 2);
+  gset_colr_rep(1, 2, &kRed);
+  fill(0, 0, 1, 1, 2);
+  shutdown();
+  EXPECT_EQ(owner.rgb(90, 20), 0xff0000u);
+  EXPECT_EQ(owner.rgb(30, 20), 0u);
+  EXPECT_EQ(owner.rgb(90, 70), 0u);
+}
+
+TEST(ForeignDrawable, IdFromAFileOrTheEnvironment) {
+  LoopOwner owner;
+  ASSERT_TRUE(owner.ok());
+  const fs::path dir = fs::temp_directory_path() / ("zor_loop_" + std::to_string(getpid()));
+  fs::create_directories(dir);
+  const fs::path cwd = fs::current_path();
+  fs::current_path(dir);
+  std::ofstream(dir / "zorloop.3") << owner.pixmap() << ":60x40 more words\n";
+  ASSERT_EQ(open_pixmap(",w3"), 0);
+  int w = 0, h = 0;
+  gget_win_size(&w, &h);
+  EXPECT_EQ(w, 60);
+  EXPECT_EQ(h, 40);
+  shutdown();
+  std::ofstream(dir / "zorloop.win") << owner.pixmap() << ":50x30\n";
+  ASSERT_EQ(open_pixmap(",W"), 0);
+  gget_win_size(&w, &h);
+  EXPECT_EQ(w, 50);
+  shutdown();
+  setenv("zorwindow", std::to_string(owner.pixmap()).c_str(), 1);
+  ASSERT_EQ(open_pixmap(""), 0);
+  gget_win_size(&w, &h);
+  EXPECT_EQ(w, 640);  // no size given
+  shutdown();
+  unsetenv("zorwindow");
+  fs::current_path(cwd);
+  fs::remove_all(dir);
+}
+
+TEST(ForeignDrawable, BadIdsAreRefused) {
+  unsetenv("zorwindow");
+  unsetenv("WINDOW");
+  EXPECT_EQ(open_pixmap(""), -1);             // nothing named
+  EXPECT_EQ(open_pixmap(",no_such_file"), -1);  // an id file that is not there
+  EXPECT_EQ(open_pixmap(",0:100x100"), -1);   // no pixmap
+  EXPECT_EQ(open_pixmap(",+"), -1);
+  kernel().reset();
+}
+
+// ---- Object list --------------------------------------------------------
+
+int g_redraw_calls = 0;
+void count_redraw(void* data) { ++*static_cast<int*>(data); }
+
+class ObjectList : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    gset_win_size(200, 160);
+    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+    dev = current_device();
+    ASSERT_NE(dev, nullptr);
+    ginit_objs();
+    gset_redraw(1);
+  }
+  void TearDown() override {
+    gset_redraw(0);
+    gclose_ws(1);
+    gclose_gks();
+    kernel().reset();
+    reset_color_model();
+  }
+  std::vector<unsigned char> grab() {
+    IMG_report img;
+    EXPECT_TRUE(dev->set_draw_target(0));
+    EXPECT_EQ(dev->capture(img), 1);
+    std::vector<unsigned char> v(img.data, img.data + img.bytes_line * img.height);
+    std::free(img.data);
+    return v;
+  }
+  // A picture made of every kind of object the list replays.
+  void draw() {
+    const Glim vp{0.1f, 0.9f, 0.1f, 0.7f};
+    const Glim win{-10.0f, 10.0f, -5.0f, 5.0f};
+    gset_vp(2, &vp);
+    gset_win(2, &win);
+    gsel_norm_tran(2);
+    const Gcolr_rep green{0, 1, 0}, blue{0, 0, 1};
+    gset_colr_rep(1, 2, &kRed);
+    gset_colr_rep(1, 3, &green);
+    gset_colr_rep(1, 4, &blue);
+    fill(-10, -5, 10, 5, 2);
+    gset_fill_int_style(GPAT);
+    gset_fill_style_ind(3);
+    gset_fill_colr_ind(4);
+    const Gpt tri[] = {{-8, -4}, {0, 4}, {8, -4}};
+    gfill_area(3, tri);
+    gset_line_colr_ind(3);
+    gset_linewidth(3.0f);
+    gset_linetype(2);
+    const Gpt line[] = {{-9, 4}, {9, -4}, {9, 4}};
+    gpolyline(3, line);
+    gset_marker_colr_ind(4);
+    gset_marker_type(2);
+    gset_marker_size(2.0f);
+    const Gpt marks[] = {{-5, 0}, {5, 0}};
+    gpolymarker(2, marks);
+    const Glim hole{2.0f, 4.0f, 1.0f, 3.0f};
+    gclear_region(&hole);
+    gmessage(1, "object list");
+    gset_redraw_func(count_redraw, &g_redraw_calls);
+  }
+  Device* dev = nullptr;
+};
+
+TEST_F(ObjectList, ReplayMakesTheSamePicture) {
+  draw();
+  const auto picture = grab();
+  EXPECT_GE(gget_num_recorded(), 20);
+  g_redraw_calls = 0;
+  ASSERT_EQ(gclear_frame(GFRAME_BASE), 1);
+  ASSERT_NE(grab(), picture);
+  ASSERT_EQ(gobj_redraw_plot(), 0);
+  EXPECT_EQ(g_redraw_calls, 1);
+  EXPECT_EQ(grab(), picture);
+  EXPECT_EQ(gget_redraw(), 1);  // recording on again
+  gclear_ws(1, GALWAYS);       // a new picture: nothing to redraw
+  EXPECT_EQ(gget_num_recorded(), 0);
+  gset_redraw(0);
+  EXPECT_EQ(gobj_redraw_plot(), -1);
+}
+
+TEST_F(ObjectList, PrintsAsPostScriptAndMetafile) {
+  draw();
+  const auto picture = grab();
+  g_redraw_calls = 0;
+  const fs::path dir = fs::temp_directory_path() / ("zor_objprint_" + std::to_string(getpid()));
+  fs::create_directories(dir);
+  setenv("zorps_print", (dir / "plot.ps").c_str(), 1);
+  setenv("METAOUT", (dir / "plot.meta").c_str(), 1);
+  ASSERT_EQ(gobj_print_plot(), 0);
+  ASSERT_EQ(gobj_print_meta(), 0);
+  unsetenv("zorps_print");
+  unsetenv("METAOUT");
+  std::stringstream ps, meta;
+  ps << std::ifstream(dir / "plot.ps").rdbuf();
+  meta << std::ifstream(dir / "plot.meta").rdbuf();
+  EXPECT_EQ(ps.str().rfind("%!", 0), 0u);
+  EXPECT_NE(ps.str().find("%%Message: object list"), std::string::npos);
+  EXPECT_NE(ps.str().find("%%CLR"), std::string::npos);
+  EXPECT_NE(meta.str().find("ME object list"), std::string::npos);
+  EXPECT_NE(meta.str().find("CLR_REG"), std::string::npos);
+  EXPECT_EQ(g_redraw_calls, 2);
+  fs::remove_all(dir);
+  // The window draws on as before, in its own colours.
+  EXPECT_EQ(gtype_is_WIN(), 1);
+  EXPECT_EQ(grab(), picture);
+  ASSERT_EQ(gclear_frame(GFRAME_BASE), 1);
+  ASSERT_EQ(gobj_redraw_plot(), 0);
+  EXPECT_EQ(grab(), picture);
+}
+
+TEST_F(ObjectList, SegmentsAreRemovedAndRecordingCanBeRefused) {
+  gnew_obj(81, 7, 0, nullptr);
+  const Gpt line[] = {{0, 0}, {1, 1}};
+  gpolyline(2, line);
+  gnew_obj(82, 7, 0, nullptr);
+  gpolyline(2, line);
+  EXPECT_EQ(gget_num_recorded(), 4);
+  EXPECT_EQ(gdel_seg_objs(7), 1);
+  EXPECT_EQ(gget_num_recorded(), 1);
+  EXPECT_EQ(gdel_seg_objs(7), 0);
+  float* data = static_cast<float*>(gnew_obj(34, 0, sizeof(float), nullptr));
+  ASSERT_NE(data, nullptr);  // callers fill it themselves
+  *data = 2.0f;
+  setenv("zorredraw", "No", 1);
+  ginit_objs();
+  unsetenv("zorredraw");
+  EXPECT_EQ(gget_redraw(), 0);
+  EXPECT_EQ(gget_num_recorded(), 0);
+  const long counted = gget_num_objects();
+  gpolyline(2, line);
+  EXPECT_EQ(gget_num_objects(), counted + 1);  // counted, not kept
+  EXPECT_EQ(gget_num_recorded(), 0);
+}
+
+}  // namespace
