@@ -433,9 +433,11 @@ int RAW_parse_format(RAW_attribs* attr, const char* fmt) {
 int RAW_set_attribs(RAW_attribs* attr) {
   if (attr == nullptr) return -1;
   if (attr->attrib.color == ZOR_MISSING) {
+    // The data attributes, with what the record sets kept.
     Gattribs data;
     ATTRIB_get("color_data", "green", &data);
-    attr->attrib.color = data.color;
+    ATTRIB_update(&data, &attr->attrib);
+    attr->attrib = data;
   }
   GPH_text_attr(&attr->attrib, MAP_get_vert() * attr->scale * 0.018f);
   GPH_text_align(attr->hor, attr->vert);

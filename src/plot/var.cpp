@@ -53,13 +53,12 @@ struct TypeWord {
   const char* word;
   int code;
 };
-constexpr std::array<TypeWord, 33> kTypes{{
+constexpr std::array<TypeWord, 29> kTypes{{
     {"data", 1},    {"value", 2},  {"text", 3},   {"mark", 4},   {"mk", 4},     {"int", 5},
     {"cont", 11},   {"ln", 12},    {"dln", 13},   {"ndln", 14},  {"cf", 15},    {"lcf", 16},
     {"gvalue", 17}, {"wind", 20},  {"vect", 21},  {"barb", 22},  {"strm", 23},  {"track", 23},
     {"plot", 30},   {"grid", 10},  {"const", 40}, {"cloud", 31}, {"wbarb", 32}, {"cbarb", 33},
-    {"dbarb", 34},  {"vbarb", 35}, {"symb", 36},  {"wx", 36},    {"line", 37},  {"dat", 1},
-    {"val", 2},     {"txt", 3},    {"marker", 4},
+    {"dbarb", 34},  {"vbarb", 35}, {"symb", 36},  {"wx", 36},    {"line", 37},
 }};
 
 bool ieq(std::string_view a, std::string_view b) {

@@ -247,6 +247,20 @@ std::uint32_t rgb_of(const char* name) {
   return c(r) << 16 | c(g) << 8 | c(b);
 }
 
+// 800 by 600 km around Oklahoma, polar stereographic.
+Domain oklahoma() {
+  Domain d;
+  d.proj = 1;
+  d.plat = 90.0f;
+  d.plon = -105.0f;
+  d.clat = 35.8f;
+  d.clon = -99.6f;
+  d.nx = 81;
+  d.ny = 61;
+  d.dx = d.dy = 0.1f;
+  return d;
+}
+
 class WatchDrawTest : public WatchTest {
  protected:
   void SetUp() override {
@@ -288,15 +302,7 @@ TEST_F(WatchDrawTest, BoxPixelsWhereTheEndPointsProject) {
   ASSERT_EQ(zor::watch::count(), 1);
   const watch& w = zor::watch::table()[0];
 
-  Domain d;
-  d.proj = 1;
-  d.plat = 90.0f;
-  d.plon = -105.0f;
-  d.clat = 35.8f;
-  d.clon = -99.6f;
-  d.nx = 81;
-  d.ny = 61;
-  d.dx = d.dy = 0.1f;
+  Domain d = oklahoma();
   ASSERT_EQ(PLT_open(DOM_aspect(&d)), 0);
   ASSERT_TRUE(zor::gks::current_device()->headless());
   MAP_setup(&d);
@@ -335,15 +341,7 @@ TEST_F(WatchDrawTest, BoxPixelsWhereTheEndPointsProject) {
 
 TEST_F(WatchDrawTest, NothingWithTheDataComponentOffOrWithoutPositions) {
   decode(2024, 5, 21, 12, 0);
-  Domain d;
-  d.proj = 1;
-  d.plat = 90.0f;
-  d.plon = -105.0f;
-  d.clat = 35.8f;
-  d.clon = -99.6f;
-  d.nx = 81;
-  d.ny = 61;
-  d.dx = d.dy = 0.1f;
+  Domain d = oklahoma();
   ASSERT_EQ(PLT_open(DOM_aspect(&d)), 0);
   MAP_setup(&d);
   FLAG_setplot(7, 0);
