@@ -24,22 +24,11 @@
 #include "zor/gks_win.h"
 #include "zor/img.h"
 #include "zor/map.h"
+#include "zor/map_draw.h"
 #include "zor/mess.h"
 #include "zor/plt.h"
 #include "zor/res.h"
 #include "zor/text.h"
-
-// Event calls of the window device and the map lat-lon grid. They live in
-// units that may be absent from a build, so they are referenced weakly and
-// skipped when missing.
-int gset_mouse_callback(void (*func)(int, char*, float, float)) __attribute__((weak));
-int gset_refresh_callback(int seconds, void (*func)()) __attribute__((weak));
-int gset_rubber_band(int type) __attribute__((weak));
-int gmessage(Gint ws, const char* text) __attribute__((weak));
-int gset_pix_mode(int val) __attribute__((weak));
-int gget_zoom() __attribute__((weak));
-int gset_cursor(int type) __attribute__((weak));
-int MAP_latlon(float lat, float lon, int dt, int ex) __attribute__((weak));
 
 namespace {
 
@@ -143,7 +132,7 @@ std::span<const Keyword> keywords() {
          const int n = std::sscanf(text_at(v, 5).c_str(), "%f:%f:%d:%d", &lat, &lon, &dt, &ex);
          if (n < 1) return;
          if (n < 2) lon = lat;
-         if (MAP_latlon) MAP_latlon(lat, lon, dt, ex);
+         MAP_latlon(lat, lon, dt, ex);
        }},
       // Grid-file keywords of the package's grid programs: nothing here.
       {"gridx", true, [](std::string_view) {}},
@@ -182,9 +171,9 @@ std::span<const Keyword> keywords() {
          gset_inverse(1);
        }},
       {"psrev", false, [](std::string_view) { gps_set_reverse(1); }},
-      {"clear", false, [](std::string_view) { if (gset_pix_mode) gset_pix_mode(1); }},
-      {"new", false, [](std::string_view) { if (gset_pix_mode) gset_pix_mode(2); }},
-      {"kill", false, [](std::string_view) { if (gset_pix_mode) gset_pix_mode(9); }},
+      {"clear", false, [](std::string_view) { gset_pix_mode(1); }},
+      {"new", false, [](std::string_view) { gset_pix_mode(2); }},
+      {"kill", false, [](std::string_view) { gset_pix_mode(9); }},
       {"bar", true,
        [](std::string_view v) {
          CONT_set_bar(2);
@@ -257,12 +246,11 @@ void write_image(const char* key) {
 }
 
 void replot(PLT_plot_func func, Domain* dom) {
-  int old = 0;
-  if (gset_cursor) old = gset_cursor(kBusyCursor);
+  const int old = gset_cursor(kBusyCursor);
   if (func) func(dom);
   GPH_trans(2);
   gupdate_window();
-  if (gset_cursor) gset_cursor(old);
+  gset_cursor(old);
 }
 
 bool earth_projection(int proj) { return proj >= 1 && proj <= 9; }
@@ -331,7 +319,7 @@ int PLT_mess(const char* fmt, ...) {
   va_start(ap, fmt);
   std::vsnprintf(buf, sizeof buf, fmt, ap);
   va_end(ap);
-  if (gmessage) gmessage(state().work_id, buf);
+  gmessage(state().work_id, buf);
   return 0;
 }
 
@@ -448,7 +436,7 @@ int PLT_dump(int frame) {
 
 int PLT_set_callback(PLT_mouse_func func) {
   state().callback = func;
-  if (func != nullptr && gset_mouse_callback) gset_mouse_callback(func);
+  if (func != nullptr) gset_mouse_callback(func);
   return 0;
 }
 
@@ -465,14 +453,14 @@ int PLT_set_resize_func(PLT_plot_func func) {
 int PLT_set_refresh_func(int sec, PLT_plot_func func) {
   state().refresh_func = func;
   state().next_func = nullptr;
-  if (gset_refresh_callback) gset_refresh_callback(sec, [] { PLT_plot_refresh(); });
+  gset_refresh_callback(sec, [] { PLT_plot_refresh(); });
   return 0;
 }
 
 int PLT_set_refresh_func(int sec, PLT_next_func func) {
   state().refresh_func = nullptr;
   state().next_func = func;
-  if (gset_refresh_callback) gset_refresh_callback(sec, [] { PLT_plot_refresh(); });
+  gset_refresh_callback(sec, [] { PLT_plot_refresh(); });
   return 0;
 }
 
@@ -483,7 +471,7 @@ int PLT_plot_zoom(char* event, float x, float y) {
     s.x0 = x;
     s.y0 = y;
     s.dragging = true;
-    if (gset_rubber_band) gset_rubber_band(2);
+    gset_rubber_band(2);
     return 0;
   }
   if (ev.starts_with("B1-R") && s.dragging) {
@@ -523,7 +511,7 @@ int PLT_plot_zoom(char* event, float x, float y) {
     replot(s.zoom_func, &dom);
     return 0;
   }
-  if (ev == "u-Alt" && s.zoom > 0 && gget_zoom && gget_zoom() == 1) {
+  if (ev == "u-Alt" && s.zoom > 0 && gget_zoom() == 1) {
     s.dragging = false;
     MESS_print(M_MESS, "Original domain: ");
     Domain dom = s.unzoomed;
@@ -556,13 +544,12 @@ int PLT_plot_refresh() {
   auto& s = state();
   Domain dom;
   MAP_get_domain(&dom);
-  int old = 0;
-  if (gset_cursor) old = gset_cursor(kBusyCursor);
+  const int old = gset_cursor(kBusyCursor);
   if (s.refresh_func) s.refresh_func(&dom);
   else if (s.next_func) s.next_func();
   GPH_trans(2);
   gupdate_window();
-  if (gset_cursor) gset_cursor(old);
+  gset_cursor(old);
   return 0;
 }
 
