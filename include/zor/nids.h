@@ -119,3 +119,99 @@ namespace zor::nids {
 int dump_product(FILE* ifile, const std::function<void(const std::string&)>& line);
 
 }  // namespace zor::nids
+
+// ---- Plotting ------------------------------------------------------------
+// One product plot per process: the map, the product's symbology coloured by
+// the fill table of its product code, a colour bar, labels and the layer built
+// from the graphic pages (storm tables, symbols, range rings, site, watches).
+
+struct VAR_data;
+struct RAW_data;
+
+// One storm of a storm attribute table.
+struct NIDS_report {
+  char id[4] = {};       // storm identifier
+  float ang = -9999.0f;  // azimuth from the radar, degrees
+  float rad = -9999.0f;  // range, nautical miles
+  int tvs = 0;           // 1: tornado vortex signature
+  int meso = 0;          // 1 or a mesocyclone rank
+  int hail = 0;          // probability of hail, percent
+  int shail = 0;         // probability of severe hail, percent
+  float hsize = 0.0f;    // maximum hail size
+  float vil = 0.0f;
+  float max_dbz = 0.0f;
+  float max_dbz_z = 0.0f;  // height of the maximum
+  float vlow = 0.0f;
+  float tops = 0.0f;       // echo top
+  float dir = -9999.0f;    // direction the storm moves from, degrees
+  float spd = -9999.0f;    // knots
+  float mw_vol = 0.0f;
+};
+
+// Unit edge vectors of a radial wedge.
+struct WEDGE_info {
+  double dx1 = 0.0;
+  double dy1 = 0.0;
+  double dx2 = 0.0;
+  double dy2 = 0.0;
+  float drad = 0.0f;
+};
+
+int NIDS_set_date(Date* datim);
+int NIDS_open_file(char* filename);
+int NIDS_close_file();
+int NIDS_rewind_file();
+int NIDS_print_info();
+int NIDS_plot(Domain* domain);
+int NIDS_plot_frame();
+int NIDS_plot_nextfile();
+int NIDS_plot_summary();
+int NIDS_plot_data();
+int NIDS_plot_WEDGE(Gpt* pts, WEDGE_info* wedge, float radius, float intens);
+int NIDS_get_plot_data(NIDS_report* report, VAR_data* var, RAW_data* data);
+int NIDS_plot_param();
+int NIDS_grd_out_file();
+void NIDS_callback(int type, char* str, float x, float y);
+int NIDS_print_loc_elev(char* str, float x, float y, float slat, float slon, float selev);
+
+namespace zor::nids_plot {
+
+// Colour-fill specification of a product code; `levels` is set when the
+// product's 16 thresholds are given as the fill levels first. Product 48
+// (`base_interval`) uses base 0, interval 4 and range 16 instead.
+struct FillTable {
+  const char* spec;
+  bool levels;
+  bool base_interval;
+};
+FillTable fill_table(int code);
+
+// Storm table layout of a header line: 1 ("VLOW"), 2 ("VIL"), else `current`.
+int storm_table_type(const char* line, int current);
+// Parses one storm line of layout `type`; false for header and "NO STORM"
+// lines and lines that do not parse.
+bool parse_storm_line(const char* line, int type, NIDS_report* storm);
+
+// The plotter's settings from plot_param, as read by NIDS_plot_param.
+struct Params {
+  int num_plt = 0;
+  int plt_site = 0;
+  int plt_graph = 0;
+  int plt_strong = 0;
+  float plt_dist[5] = {};
+  int clutter_rad = 0;
+  int refresh = 0;
+};
+Params params();
+
+// Header of the current (or last) product file, with its domain as plotted.
+const NIDS_info& info();
+
+// Fill areas drawn by the last symbology layer (one per colour run), for
+// tests and the benchmark.
+long fill_calls();
+
+// Back to the start-up state (tests).
+void reset();
+
+}  // namespace zor::nids_plot

@@ -1,0 +1,377 @@
+// NIDS plotting: the plot sequence over the selected files, one frame per
+// file, the header summary, the plot parameters, the refresh that replaces the
+// newest frame, and the pointer read-out of distance and beam height.
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "nids_plot_internal.h"
+#include "zor/attrib.h"
+#include "zor/cont.h"
+#include "zor/date.h"
+#include "zor/dom.h"
+#include "zor/file.h"
+#include "zor/gks.h"
+#include "zor/gks_win.h"
+#include "zor/map.h"
+#include "zor/map_draw.h"
+#include "zor/mess.h"
+#include "zor/nids.h"
+#include "zor/plt.h"
+#include "zor/res.h"
+#include "zor/text.h"
+#include "zor/watch.h"
+
+namespace zor::nids_plot {
+
+PlotState& state() {
+  static PlotState s;
+  return s;
+}
+
+Params params() { return state().p; }
+const NIDS_info& info() { return state().nids_info; }
+long fill_calls() { return state().fill_calls; }
+
+void reset() {
+  auto& s = state();
+  if (s.ifile != nullptr) FILE_close(s.ifile);
+  s = PlotState{};
+}
+
+Gattribs data_attrib() {
+  Gattribs a;
+  ATTRIB_get("color_data", gget_inverse() ? "black" : "white", &a);
+  return a;
+}
+
+Gattribs grid_attrib() {
+  Gattribs a;
+  ATTRIB_get("color_grid", "red", &a);
+  return a;
+}
+
+namespace {
+
+constexpr M_type kTrace = 0x10000000;
+constexpr int kNoFileStatus = 10;
+
+bool ieq(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && strnicmp(a.data(), b.data(), static_cast<int>(a.size())) == 0;
+}
+bool iprefix(std::string_view s, std::string_view p) {
+  return s.size() >= p.size() && strnicmp(s.data(), p.data(), static_cast<int>(p.size())) == 0;
+}
+
+// The words of a list resource, freed on scope exit.
+struct ResWords {
+  int n = 0;
+  char** v = nullptr;
+  explicit ResWords(const char* name) { RES_getvals(name, &n, &v); }
+  ~ResWords() { free_parsed_array(n, v); }
+  ResWords(const ResWords&) = delete;
+  ResWords& operator=(const ResWords&) = delete;
+  std::string_view operator[](int i) const { return v[i] != nullptr ? v[i] : ""; }
+};
+
+// The text after the first `skip` characters of a word.
+std::string after(std::string_view w, std::size_t skip) {
+  return skip < w.size() ? std::string(w.substr(skip)) : std::string();
+}
+
+using ParamAction = void (*)(Params& p, std::string_view w);
+struct ParamWord {
+  bool (*match)(std::string_view w);
+  ParamAction act;
+};
+
+// Plot-parameter words, tried in order; the first match acts.
+constexpr ParamWord kParamWords[] = {
+    {[](std::string_view w) { return ieq(w, "site"); }, [](Params& p, std::string_view) { p.plt_site = 1; }},
+    {[](std::string_view w) { return ieq(w, "dist"); }, [](Params& p, std::string_view) { p.plt_dist[0] = 100.0f; }},
+    {[](std::string_view w) { return w.size() >= 5 && iprefix(w, "dist"); },
+     [](Params& p, std::string_view w) {
+       float d[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+       std::sscanf(after(w, 5).c_str(), "%f:%f:%f:%f", &d[0], &d[1], &d[2], &d[3]);
+       for (int i = 0; i < 4; ++i) p.plt_dist[i] = d[i];
+     }},
+    {[](std::string_view w) { return ieq(w, "nodist"); }, [](Params& p, std::string_view) { p.plt_dist[0] = 0.0f; }},
+    {[](std::string_view w) { return ieq(w, "graph"); }, [](Params& p, std::string_view) { p.plt_graph = 1; }},
+    {[](std::string_view w) { return ieq(w, "nograph"); }, [](Params& p, std::string_view) { p.plt_graph = 0; }},
+    {[](std::string_view w) { return ieq(w, "strong"); }, [](Params& p, std::string_view) { p.plt_strong = 1; }},
+    {[](std::string_view w) { return iprefix(w, "numplt"); },
+     [](Params& p, std::string_view w) { p.num_plt = std::atoi(after(w, 7).c_str()); }},
+    {[](std::string_view w) { return ieq(w, "refresh"); }, [](Params& p, std::string_view) { p.refresh = 1; }},
+    {[](std::string_view w) { return ieq(w, "clutter"); }, [](Params& p, std::string_view) { p.clutter_rad = 25; }},
+    {[](std::string_view w) { return iprefix(w, "clutter"); },
+     [](Params& p, std::string_view w) { p.clutter_rad = static_cast<int>(std::atof(after(w, 8).c_str())); }},
+    {[](std::string_view w) { return ieq(w, "noclutter"); }, [](Params& p, std::string_view) { p.clutter_rad = 0; }},
+};
+
+// Fills the fields of `to` that are not set from `from`.
+void fill_missing_date(Date& to, const Date& from) {
+  if (to.year == ZOR_MISSING) to.year = from.year;
+  if (to.month == ZOR_MISSING) to.month = from.month;
+  if (to.day == ZOR_MISSING) to.day = from.day;
+  if (to.hour == ZOR_MISSING) to.hour = from.hour;
+  if (to.min == ZOR_MISSING) to.min = from.min;
+}
+
+// File time truncated to the file layer's interval.
+long truncated_secs(Date& d) {
+  long secs = DATE_num_sec(&d);
+  const int off = FILE_get_late_off();
+  if (off > 0) secs -= secs % off;
+  return secs;
+}
+
+// The header's bin size of a site product is scaled with whatever projection
+// was current when it was read; the product domain's own projection is the
+// one its bins are laid out in, so the size is taken again from that one.
+void own_scale(NIDS_info& info) {
+  Domain& d = info.domain;
+  if (d.proj != DOM_PSTEREO || d.plat != d.clat || d.plon != d.clon || !(info.res > 0.0f)) return;
+  Domain saved;
+  MAP_get_domain(&saved);
+  MAP_domain(&d);
+  const float factor = MAP_factor(d.clat);
+  if (saved.proj == ZOR_MISSING) MAP_domain(nullptr);
+  else MAP_domain(&saved);
+  d.dx = d.dy = info.res * 1.852f * factor / 100.0f;
+}
+
+bool wants_watches() {
+  ResWords words("variable");
+  for (int i = 0; i < words.n; ++i)
+    if (ieq(words[i], "watch")) return true;
+  return false;
+}
+
+}  // namespace
+
+}  // namespace zor::nids_plot
+
+using zor::nids_plot::state;
+
+int NIDS_set_date(Date* datim) {
+  auto& s = state();
+  if (datim != nullptr) s.base_date = *datim;
+  else FILE_get_date(&s.base_date);
+  return 0;
+}
+
+int NIDS_open_file(char* filename) {
+  auto& s = state();
+  if (filename == nullptr) return 0;
+  if (s.ifile != nullptr) NIDS_close_file();
+  s.ifile = FILE_open(filename, "r");
+  if (s.ifile == nullptr) {
+    MESS_print(M_WARN, "NIDS_open_file: Unable to open file:%s\n", filename);
+    return 0;
+  }
+  s.nids_info = NIDS_info{};
+  if (NIDS_get_header(s.ifile, &s.nids_info) != 1) {
+    MESS_print(M_WARN, "NIDS_open_file: Unable to read file:%s\n", filename);
+    NIDS_close_file();
+    return 0;
+  }
+  zor::nids_plot::own_scale(s.nids_info);
+  DATE_make_label(&s.nids_info.date, s.datim);
+  zor::nids_plot::fill_missing_date(s.file_date, s.nids_info.date);
+  if (CONT_get_bar() != -2) CONT_set_bar(1);
+  return 1;
+}
+
+int NIDS_close_file() {
+  auto& s = state();
+  if (s.ifile == nullptr) return 0;
+  FILE_close(s.ifile);
+  s.ifile = nullptr;
+  return 1;
+}
+
+int NIDS_rewind_file() {
+  auto& s = state();
+  if (s.ifile == nullptr) return 0;
+  std::rewind(s.ifile);
+  return NIDS_get_header(s.ifile, &s.nids_info) == 1 ? 1 : 0;
+}
+
+int NIDS_print_info() {
+  const auto& s = state();
+  const NIDS_info& info = s.nids_info;
+  MESS_print(M_MESS, "Product type: %s\n", info.info);
+  MESS_print(M_MESS, "Product date: %s\n", s.datim);
+  MESS_print(M_MESS, "Product location: %5.2f %5.2f\n", static_cast<double>(info.domain.clat),
+             static_cast<double>(info.domain.clon));
+  MESS_print(M_MESS, "Product domain: ");
+  DOM_print(M_MESS, &info.domain);
+  // Four thresholds to a group, eight to a line.
+  std::string line = "Threshold values: ";
+  char buf[64];
+  for (int i = 0; i < 16; ++i) {
+    const char* fmt = i % 8 == 7 ? "%.1f\n                  " : (i % 4 == 3 ? "%.1f|" : "%.1f ");
+    std::snprintf(buf, sizeof buf, fmt, static_cast<double>(info.thres[i]));
+    line += buf;
+  }
+  line += "\n";
+  MESS_print(M_MESS, "%s", line.c_str());
+  return 0;
+}
+
+int NIDS_plot_param() {
+  auto& s = state();
+  s.p = zor::nids_plot::Params{};
+  zor::nids_plot::ResWords words("plot_param");
+  for (int i = 0; i < words.n; ++i) {
+    for (const auto& pw : zor::nids_plot::kParamWords) {
+      if (pw.match(words[i])) {
+        pw.act(s.p, words[i]);
+        break;
+      }
+    }
+  }
+  return 0;
+}
+
+int NIDS_grd_out_file() {
+  zor::nids_plot::ResWords words("out_file");
+  int want = 0;
+  for (int i = 0; i < words.n; ++i) {
+    const std::string_view w = words[i];
+    if (!zor::nids_plot::iprefix(w, "zor")) continue;
+    want = 1;
+    FILE_set_name(w.size() > 3 ? zor::nids_plot::after(w, 4).c_str() : "nids_grd_zor");
+  }
+  return want;
+}
+
+int NIDS_plot_frame() {
+  MAP_draw(1);
+  NIDS_print_info();
+  NIDS_plot_summary();
+  if (CONT_get_bar() > 0) {
+    GPH_trans(1);
+    CONT_draw_bar(1, "");
+    GPH_trans(2);
+  }
+  MAP_draw(6);
+  NIDS_plot_data();
+  PLT_labels();
+  return 0;
+}
+
+int NIDS_plot(Domain* domain) {
+  auto& s = state();
+  if (domain == nullptr) return -1;
+  bool redraw = false;
+  if (gchk_graphics()) {
+    PLT_reset(DOM_aspect(domain));
+    redraw = true;
+  } else {
+    if (zor::nids_plot::wants_watches()) WATCH_decode(&s.file_date);
+    NIDS_plot_param();
+    // The first file only tells the product's own domain.
+    char name[FILE_NAME_MAX] = {};
+    FILE_set_date(&s.base_date, name, sizeof name);
+    if (NIDS_open_file(name)) {
+      const Domain product = s.nids_info.domain;
+      NIDS_close_file();
+      if (domain->proj == ZOR_MISSING) *domain = product;
+    }
+    PLT_open(DOM_aspect(domain));
+    PLT_set_callback(NIDS_callback);
+    PLT_set_zoom_func(NIDS_plot);
+    PLT_set_resize_func(NIDS_plot);
+    if (s.p.refresh) PLT_set_refresh_func(60, NIDS_plot_nextfile);
+  }
+  MAP_setup(domain);
+  MAP_fill_cont(0);
+  FILE_first(&s.base_date);
+
+  const bool looping = FILE_get_num_file() != 0;
+  int frame = 0;
+  char file[FILE_NAME_MAX] = {};
+  while (FILE_get_next(file, sizeof file)) {
+    if (NIDS_open_file(file)) {
+      Date d;
+      FILE_get_date(&d);
+      s.fsecs = zor::nids_plot::truncated_secs(d);
+      if (looping) {
+        gcreate_frame(frame);
+        gselect_frame(frame);
+      }
+      NIDS_plot_frame();
+      NIDS_close_file();
+      if (looping) gdisplay_frame(frame);
+      PLT_dump(frame);
+      ++frame;
+    } else if (!looping) {
+      PLT_exit(zor::nids_plot::kNoFileStatus);
+    }
+  }
+  if (looping) gset_looping(1);
+  if (!redraw) PLT_close();
+  return 0;
+}
+
+int NIDS_plot_nextfile() {
+  auto& s = state();
+  char file[FILE_NAME_MAX] = {};
+  const long secs = FILE_set_current(nullptr, file, sizeof file);
+  MESS_print(zor::nids_plot::kTrace, "File: %d %s\n", static_cast<int>(secs), file);
+  if (secs == s.fsecs) return 0;
+  if (!NIDS_open_file(file)) return 0;
+  NIDS_set_date(nullptr);
+  s.fsecs = secs;
+  const int n = gget_num_images();
+  if (n > 0) {
+    for (int i = 0; i + 1 < n; ++i) gcopy_frame(i, i + 1);
+    gcreate_frame(n - 1);
+    gselect_frame(n - 1);
+  } else {
+    gclear_frame(GFRAME_BASE);
+  }
+  NIDS_plot_frame();
+  NIDS_close_file();
+  if (n > 0) gdisplay_frame(n - 1);
+  return 0;
+}
+
+int NIDS_print_loc_elev(char* str, float x, float y, float slat, float slon, float selev) {
+  if (str == nullptr || std::strcmp(str, "v-Alt") != 0) return 0;
+  float xr = ZOR_MISSING_F, yr = ZOR_MISSING_F, lat = ZOR_MISSING_F, lon = ZOR_MISSING_F;
+  MAP_tran(slat, slon, &xr, &yr);
+  MAP_untran(x, y, &lat, &lon);
+  double d = ZOR_MISSING, h = ZOR_MISSING;
+  const float factor = MAP_factor(slat);
+  if (xr != ZOR_MISSING_F && factor > 0.0f) {
+    d = std::hypot(static_cast<double>(x - xr), static_cast<double>(y - yr)) / factor;
+    if (selev != ZOR_MISSING_F) {
+      // Beam height over a spherical earth of radius R (units of 100 km).
+      constexpr double kR = 63.713;
+      const double c = std::cos((selev + 90.0) * M_PI / 180.0);
+      h = std::sqrt(d * d + 4059.346369 - 2.0 * kR * d * c) - kR;
+    }
+  }
+  const double nm = d == ZOR_MISSING ? ZOR_MISSING : 100.0 * d * 0.53996;
+  const double ft = h == ZOR_MISSING ? ZOR_MISSING : 100.0 * h * 0.53996 * 6076.22;
+  MESS_print(zor::nids_plot::kTrace, "Str: %s Pos: %6.2f,%6.2f Lat: %6.2f Lon: %6.2f\n", str,
+             static_cast<double>(x), static_cast<double>(y), static_cast<double>(lat),
+             static_cast<double>(lon));
+  MESS_print(8, "Lat: %6.2f Lon: %6.2f Dist: %5.1fnm Alt: %5.0fft\n", static_cast<double>(lat),
+             static_cast<double>(lon), nm, ft);
+  return 0;
+}
+
+void NIDS_callback(int type, char* str, float x, float y) {
+  (void)type;
+  const NIDS_info& info = state().nids_info;
+  NIDS_print_loc_elev(str, x, y, info.domain.clat, info.domain.clon, info.elev);
+  PLT_plot_zoom(str, x, y);
+  PLT_plot_resize(str, x, y);
+  CONT_flash_value(str, x, y);
+}
