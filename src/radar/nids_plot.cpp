@@ -128,19 +128,25 @@ long truncated_secs(Date& d) {
   return secs;
 }
 
+// Bin size of a product without bins (storm tables, text products): the
+// base products' 0.54 nautical miles, so that their domain is the area of a
+// 124 nautical mile base product around the radar.
+constexpr float kDefaultRes = 0.54f;
+
 // The header's bin size of a site product is scaled with whatever projection
 // was current when it was read; the product domain's own projection is the
 // one its bins are laid out in, so the size is taken again from that one.
 void own_scale(NIDS_info& info) {
   Domain& d = info.domain;
-  if (d.proj != DOM_PSTEREO || d.plat != d.clat || d.plon != d.clon || !(info.res > 0.0f)) return;
+  if (d.proj != DOM_PSTEREO || d.plat != d.clat || d.plon != d.clon) return;
+  const float res = info.res > 0.0f ? info.res : kDefaultRes;
   Domain saved;
   MAP_get_domain(&saved);
   MAP_domain(&d);
   const float factor = MAP_factor(d.clat);
   if (saved.proj == ZOR_MISSING) MAP_domain(nullptr);
   else MAP_domain(&saved);
-  d.dx = d.dy = info.res * 1.852f * factor / 100.0f;
+  d.dx = d.dy = res * 1.852f * factor / 100.0f;
 }
 
 bool wants_watches() {

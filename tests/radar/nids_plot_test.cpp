@@ -1,0 +1,886 @@
+// NIDS plotting inside the process: fill tables by product code, storm table
+// lines and storm values, plot parameters, the header summary, and frames of
+// real products drawn on the in-memory raster whose pixels are checked at the
+// places the decoded data determine.
+#include <gtest/gtest.h>
+#include <bzlib.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "device.h"
+#include "gks_kernel.h"
+#include "nids_test_util.h"
+#include "zor/clr.h"
+#include "zor/cont.h"
+#include "zor/dom.h"
+#include "zor/flag.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/img.h"
+#include "zor/map.h"
+#include "zor/map_draw.h"
+#include "zor/mess.h"
+#include "zor/nids.h"
+#include "zor/plt.h"
+#include "zor/raw.h"
+#include "zor/res.h"
+#include "zor/var.h"
+
+namespace zor::plt {
+void reset();
+}
+namespace zor::cont {
+void reset();
+}
+
+using namespace nids_test;
+
+namespace {
+
+// ---- Tables and parsing ----------------------------------------------------
+
+TEST(NidsFillTable, ProductCodesChooseTheirRows) {
+  using zor::nids_plot::fill_table;
+  struct Case {
+    int code;
+    const char* starts;
+    bool levels;
+  };
+  const Case cases[] = {
+      {94, "-100:off,5:blue", false},   {32, "-100:off,5:blue", false},  {186, "-100:off,5:blue", false},
+      {19, "off,blue,lblue", true},     {181, "off,blue,lblue", true},    {57, "off,blue,lblue", true},
+      {37, "off,blue,lblue", true},     {81, "0.01:blue", false},         {138, "0.01:blue", false},
+      {55, "-50:lblue", false},         {56, "-50:lblue", false},         {134, "-100:off,0:blue", false},
+      {135, "-100:off,0:blue", false},  {27, "-70:blue", false},          {99, "-70:blue", false},
+      {182, "-70:blue", false},         {80, "off,blue,lblue", true},     {158, "-7.0:blue", false},
+      {174, "-100:off,.01:blue", false}, {165, "-100:off,10:magenta", false}, {177, "-100:off,10:magenta", false},
+      {161, "-200:off,-1.:blue", false}, {163, "-200:off,-1.:blue", false}, {58, "off,blue,lblue", true},
+      {1, "off,blue,lblue", true},
+  };
+  for (const Case& c : cases) {
+    const auto t = fill_table(c.code);
+    EXPECT_EQ(std::string(t.spec).rfind(c.starts, 0), 0u) << c.code << ": " << t.spec;
+    EXPECT_EQ(t.levels, c.levels) << c.code;
+    EXPECT_FALSE(t.base_interval) << c.code;
+  }
+  const auto vwp = fill_table(48);
+  EXPECT_STREQ(vwp.spec, "lblue,lcyan,lgreen,yellow,lred");
+  EXPECT_TRUE(vwp.base_interval);
+  EXPECT_FALSE(vwp.levels);
+}
+
+TEST(NidsStormTable, HeaderLinesChooseTheLayout) {
+  using zor::nids_plot::storm_table_type;
+  EXPECT_EQ(storm_table_type("  STM ID  AZ/RAN TVS  MDA  POSH/POH/MX SIZE VIL DBZM", 0), 2);
+  EXPECT_EQ(storm_table_type(" STM  AZ RAN TVS MESO HAIL DBZM HT VLOW TOP", 0), 1);
+  EXPECT_EQ(storm_table_type("VLOW and VIL", 0), 2);
+  EXPECT_EQ(storm_table_type("    V3   44/ 19 NONE NONE", 2), 2);
+}
+
+TEST(NidsStormTable, CombinedAttributeLinesParseByColumns) {
+  // Lines of the storm table of a composite reflectivity product.
+  NIDS_report st;
+  ASSERT_TRUE(zor::nids_plot::parse_storm_line(
+      "    O8  157/ 86 NONE    2   10/ 60/ 1.25    17  53  9.7  16.9  162/ 66  ", 2, &st));
+  EXPECT_STREQ(st.id, "O8");
+  EXPECT_FLOAT_EQ(st.ang, 157.0f);
+  EXPECT_FLOAT_EQ(st.rad, 86.0f);
+  EXPECT_EQ(st.tvs, 0);
+  EXPECT_EQ(st.meso, 2);
+  EXPECT_EQ(st.shail, 10);
+  EXPECT_EQ(st.hail, 60);
+  EXPECT_FLOAT_EQ(st.hsize, 1.25f);
+  EXPECT_FLOAT_EQ(st.vil, 17.0f);
+  EXPECT_FLOAT_EQ(st.max_dbz, 53.0f);
+  EXPECT_FLOAT_EQ(st.max_dbz_z, 9.7f);
+  EXPECT_FLOAT_EQ(st.tops, 16.9f);
+  EXPECT_FLOAT_EQ(st.dir, 162.0f);
+  EXPECT_FLOAT_EQ(st.spd, 66.0f);
+
+  ASSERT_TRUE(zor::nids_plot::parse_storm_line(
+      "    A1  200/ 30  TVS MESO   80/100<0.50    60  65 20.1  45.0    NEW    ", 2, &st));
+  EXPECT_EQ(st.tvs, 1);
+  EXPECT_EQ(st.meso, 1);
+  EXPECT_EQ(st.shail, 80);
+  EXPECT_EQ(st.hail, 100);
+  EXPECT_FLOAT_EQ(st.hsize, 0.25f);  // '<' before the size
+  EXPECT_FLOAT_EQ(st.dir, -9999.0f);  // "NEW": no motion
+  EXPECT_FLOAT_EQ(st.spd, -9999.0f);
+
+  EXPECT_FALSE(zor::nids_plot::parse_storm_line(
+      " STM ID  AZ/RAN TVS  MDA  POSH/POH/MX SIZE VIL DBZM  HT  TOP  FCST MVMT ", 2, &st));
+  EXPECT_FALSE(zor::nids_plot::parse_storm_line("NO STORMS DETECTED", 2, &st));
+  EXPECT_FALSE(zor::nids_plot::parse_storm_line("    X1  NEW", 2, &st));
+  EXPECT_FALSE(zor::nids_plot::parse_storm_line("    V3   44/ 19 NONE NONE", 0, &st));
+}
+
+TEST(NidsStormTable, OldLayoutLinesParseByWords) {
+  NIDS_report st;
+  ASSERT_TRUE(zor::nids_plot::parse_storm_line(" K4 245 62 YES NO POS 58 12.4 3.0 >35.0 250 30", 1, &st));
+  EXPECT_STREQ(st.id, "K4");
+  EXPECT_FLOAT_EQ(st.ang, 245.0f);
+  EXPECT_FLOAT_EQ(st.rad, 62.0f);
+  EXPECT_EQ(st.tvs, 1);
+  EXPECT_EQ(st.meso, 0);
+  EXPECT_EQ(st.shail, 100);
+  EXPECT_FLOAT_EQ(st.max_dbz, 58.0f);
+  EXPECT_FLOAT_EQ(st.max_dbz_z, 12.4f);
+  EXPECT_FLOAT_EQ(st.vlow, 3.0f);
+  EXPECT_FLOAT_EQ(st.tops, 35.0f);
+  EXPECT_FLOAT_EQ(st.dir, 250.0f);
+  EXPECT_FLOAT_EQ(st.spd, 30.0f);
+  ASSERT_TRUE(zor::nids_plot::parse_storm_line(" B2 10 5 NO YES PRO 50 1 1 20 90 10", 1, &st));
+  EXPECT_EQ(st.meso, 1);
+  EXPECT_EQ(st.shail, 50);
+  // A longer identifier is cut to the record's three characters, not overrun.
+  ASSERT_TRUE(zor::nids_plot::parse_storm_line(" ABCDEFG 10 5 NO NO NO 50 1 1 20 90 10", 1, &st));
+  EXPECT_STREQ(st.id, "ABC");
+  EXPECT_FALSE(zor::nids_plot::parse_storm_line(" garbage", 1, &st));
+}
+
+TEST(NidsStormValues, VariablesSelectTheStormField) {
+  NIDS_report st;
+  std::strcpy(st.id, "Q3");
+  st.shail = 76;
+  st.hail = 51;
+  st.tvs = 1;
+  st.vil = 12.0f;
+  st.dir = 250.0f;
+  st.spd = 30.0f;
+  RAW_data data;
+  auto get = [&](const char* name) {
+    VAR_data v;
+    std::snprintf(v.name, sizeof v.name, "%s", name);
+    NIDS_get_plot_data(&st, &v, &data);
+  };
+  get("posh");
+  EXPECT_FLOAT_EQ(data.value[0], 76.0f);
+  EXPECT_STREQ(data.data, "*");
+  get("poh-big");  // text after '-' only tells variants apart
+  EXPECT_FLOAT_EQ(data.value[0], 51.0f);
+  EXPECT_STREQ(data.data, "X");
+  st.hail = 50;
+  get("poh");
+  EXPECT_FLOAT_EQ(data.value[0], 50.0f);
+  EXPECT_STREQ(data.data, "");
+  get("id");
+  EXPECT_STREQ(data.data, "Q3");
+  get("tvs");
+  EXPECT_FLOAT_EQ(data.value[0], 1.0f);
+  EXPECT_STREQ(data.data, "TVS");
+  get("meso");
+  EXPECT_FLOAT_EQ(data.value[0], -9999.0f);
+  EXPECT_STREQ(data.data, "");
+  get("vil");
+  EXPECT_FLOAT_EQ(data.value[0], 12.0f);
+  get("hsize");
+  EXPECT_FLOAT_EQ(data.value[0], -9999.0f);
+  get("mvmt");
+  EXPECT_FLOAT_EQ(data.value[0], 250.0f);
+  EXPECT_FLOAT_EQ(data.value[1], 30.0f);
+  get("other");
+  EXPECT_FLOAT_EQ(data.value[0], -9999.0f);
+  EXPECT_FLOAT_EQ(data.value[1], -9999.0f);
+}
+
+TEST(NidsPlotParam, WordsSetTheSettings) {
+  struct Case {
+    const char* words;
+    std::function<void(const zor::nids_plot::Params&)> check;
+  };
+  const Case cases[] = {
+      {"clutter", [](const auto& p) { EXPECT_EQ(p.clutter_rad, 25); }},
+      {"clutter=10", [](const auto& p) { EXPECT_EQ(p.clutter_rad, 10); }},
+      {"CLUTTER=12.7", [](const auto& p) { EXPECT_EQ(p.clutter_rad, 12); }},
+      {"clutter,noclutter", [](const auto& p) { EXPECT_EQ(p.clutter_rad, 0); }},
+      {"dist", [](const auto& p) { EXPECT_FLOAT_EQ(p.plt_dist[0], 100.0f); }},
+      {"dist=50:100:150",
+       [](const auto& p) {
+         EXPECT_FLOAT_EQ(p.plt_dist[0], 50.0f);
+         EXPECT_FLOAT_EQ(p.plt_dist[1], 100.0f);
+         EXPECT_FLOAT_EQ(p.plt_dist[2], 150.0f);
+         EXPECT_FLOAT_EQ(p.plt_dist[3], 0.0f);
+       }},
+      {"dist,nodist", [](const auto& p) { EXPECT_FLOAT_EQ(p.plt_dist[0], 0.0f); }},
+      {"site,graph,strong,refresh,numplt=5",
+       [](const auto& p) {
+         EXPECT_EQ(p.plt_site, 1);
+         EXPECT_EQ(p.plt_graph, 1);
+         EXPECT_EQ(p.plt_strong, 1);
+         EXPECT_EQ(p.refresh, 1);
+         EXPECT_EQ(p.num_plt, 5);
+       }},
+      {"graph,nograph,unknown", [](const auto& p) { EXPECT_EQ(p.plt_graph, 0); }},
+  };
+  for (const Case& c : cases) {
+    RES_put("plot_param", c.words);
+    NIDS_plot_param();
+    SCOPED_TRACE(c.words);
+    c.check(zor::nids_plot::params());
+  }
+  RES_put("plot_param", "");
+  NIDS_plot_param();
+  const auto p = zor::nids_plot::params();
+  EXPECT_EQ(p.clutter_rad + p.plt_site + p.plt_graph + p.num_plt + p.refresh, 0);
+}
+
+TEST(NidsPlotParam, GridRequestFromOutFile) {
+  RES_put("out_file", "png,gif");
+  EXPECT_EQ(NIDS_grd_out_file(), 0);
+  RES_put("out_file", "png,ZOR");
+  EXPECT_EQ(NIDS_grd_out_file(), 1);
+  RES_put("out_file", "zor=@/tmp/x.grd");
+  EXPECT_EQ(NIDS_grd_out_file(), 1);
+  RES_put("out_file", "");
+}
+
+TEST(NidsHeaderSummary, ThresholdsInGroupsOfFour) {
+  zor::nids_plot::reset();
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(NIDS_open_file(const_cast<char*>(data_path("KBMX_SDUS54_N0RBMX_201501020205").c_str())), 1);
+  NIDS_print_info();
+  const std::string out = testing::internal::GetCapturedStdout();
+  NIDS_close_file();
+  EXPECT_NE(out.find("Product type: Base reflectivity (Dbz)\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("Product date: "), std::string::npos);
+  EXPECT_NE(out.find("Product location: 33.17 -86.77\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("Product domain: "), std::string::npos);
+  const std::size_t t = out.find("Threshold values: ");
+  ASSERT_NE(t, std::string::npos);
+  const std::string th = out.substr(t);
+  // 16 values: "|" after the 4th and 12th, a new line after the 8th and 16th.
+  EXPECT_EQ(std::count(th.begin(), th.end(), '|'), 2) << th;
+  const std::size_t nl = th.find('\n');
+  ASSERT_NE(nl, std::string::npos);
+  EXPECT_EQ(th.compare(nl + 1, 18, std::string(18, ' ')), 0) << th;
+  EXPECT_EQ(NIDS_close_file(), 0);
+}
+
+// ---- Frames on the in-memory raster ------------------------------------------
+
+// Colours compare with a little slack: the device rounds the colour it
+// allocates.
+bool near(std::uint32_t a, std::uint32_t b) {
+  for (int shift : {0, 8, 16}) {
+    const int ca = static_cast<int>(a >> shift & 0xFF), cb = static_cast<int>(b >> shift & 0xFF);
+    if (std::abs(ca - cb) > 2) return false;
+  }
+  return true;
+}
+
+std::uint32_t rgb_of_index(int ind) {
+  int r = 0, g = 0, b = 0;
+  gget_color_rgb256(ind, &r, &g, &b);
+  return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
+}
+
+std::uint32_t rgb_of(const char* name) {
+  float r = 0, g = 0, b = 0;
+  CLR_get_rgb(CLR_get_ind(name), &r, &g, &b);
+  auto c = [](float v) { return static_cast<std::uint32_t>(v * 255.0f + 0.5f); };
+  return c(r) << 16 | c(g) << 8 | c(b);
+}
+
+struct Capture {
+  IMG_report img;
+  Capture() = default;
+  Capture(const Capture&) = delete;
+  Capture& operator=(const Capture&) = delete;
+  ~Capture() { std::free(img.data); }
+  std::uint32_t pixel(int x, int y) const {
+    const unsigned char* p = img.data + static_cast<std::ptrdiff_t>(y) * img.bytes_line + 4 * x;
+    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
+            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
+  }
+  bool same_as(const Capture& o) const {
+    if (img.width != o.img.width || img.height != o.img.height) return false;
+    for (int y = 0; y < img.height; ++y)
+      for (int x = 0; x < img.width; ++x)
+        if (pixel(x, y) != o.pixel(x, y)) return false;
+    return true;
+  }
+};
+
+// One radial of a decoded product: its angles and one value per bin.
+struct Radial {
+  float start = 0, width = 0;
+  std::vector<float> bins;
+};
+// One raster row: one value per cell.
+using Row = std::vector<float>;
+
+struct Decoded {
+  NIDS_info info;
+  std::vector<Radial> radials;
+  std::vector<Row> rows;
+};
+
+Decoded decode(const std::string& path) {
+  Decoded d;
+  NIDS_reset();
+  FilePtr f(std::fopen(path.c_str(), "rb"));
+  EXPECT_TRUE(f) << path;
+  if (!f || NIDS_get_header(f.get(), &d.info) != 1) return d;
+  int code = d.info.type;
+  do {
+    if (code == NIDS_PKT_RADIAL || code == NIDS_PKT_DIGITAL_RADIAL) {
+      Radial r;
+      while (NIDS_get_radial(f.get(), &r.start, &r.width) == 1) {
+        r.bins.clear();
+        NIDS_data v;
+        while (NIDS_get_data(f.get(), &v) == 1)
+          for (int i = 0; i < static_cast<int>(v.run); ++i) r.bins.push_back(v.val);
+        d.radials.push_back(r);
+      }
+    } else if (code == NIDS_PKT_RASTER || code == NIDS_PKT_PRECIP_ARRAY) {
+      while (NIDS_get_rastor(f.get()) == 1) {
+        Row row;
+        NIDS_data v;
+        while (NIDS_get_data(f.get(), &v) == 1)
+          for (int i = 0; i < static_cast<int>(v.run); ++i) row.push_back(v.val);
+        d.rows.push_back(row);
+      }
+    }
+  } while (NIDS_packet(f.get(), &code) == 1);
+  NIDS_reset();
+  // The header as the plotter holds it (its domain is the one plotted).
+  std::vector<char> name(path.begin(), path.end());
+  name.push_back('\0');
+  EXPECT_EQ(NIDS_open_file(name.data()), 1);
+  d.info = zor::nids_plot::info();
+  NIDS_close_file();
+  return d;
+}
+
+class NidsFrameTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const char* d = std::getenv("DISPLAY");
+    had_display_ = d != nullptr;
+    if (d) saved_display_ = d;
+    setenv("DISPLAY", ":4097", 1);  // no server: the batch run draws in memory
+    for (const char* r : {"plot_param", "label", "color_text", "color_cont", "color_fill", "device", "variable",
+                          "out_file", "map_file", "color_data"})
+      RES_put(r, "");
+    zor::plt::reset();
+    zor::cont::reset();
+    zor::map::reset();
+    zor::map_draw::reset();
+    zor::var::reset();
+    zor::raw::reset();
+    zor::nids_plot::reset();
+    NIDS_reset();
+    CONT_init();
+    PLT_init_labels();
+    PLT_set_overlay(0);
+    PLT_set_overlay_base(0);
+    FLAG_resetplot(1);
+    FLAG_set(2, 0);
+    FLAG_set(19, 1);
+    // Only the symbology unless a test asks for more.
+    FLAG_setplot(8, 0);
+    FLAG_setplot(7, 0);
+  }
+  void TearDown() override {
+    GPH_end(1);
+    zor::gks::kernel().reset();
+    zor::gks::reset_color_model();
+    zor::clr::reset();
+    FLAG_set(19, 0);
+    FLAG_resetplot(1);
+    zor::plt::reset();
+    zor::cont::reset();
+    zor::nids_plot::reset();
+    NIDS_reset();
+    PLT_init_labels();
+    for (const char* r : {"plot_param", "variable"}) RES_put(r, "");
+    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
+    else unsetenv("DISPLAY");
+  }
+
+  // Draws one frame of `path` on `dom` (the product's own domain when its
+  // projection is missing) and captures it; transformation 2 stays selected.
+  void plot(const std::string& path, Domain dom, Capture& cap, bool open = true) {
+    std::vector<char> name(path.begin(), path.end());
+    name.push_back('\0');
+    NIDS_plot_param();
+    if (dom.proj == ZOR_MISSING) dom = decode(path).info.domain;
+    ASSERT_NE(dom.proj, ZOR_MISSING) << path;
+    testing::internal::CaptureStdout();
+    if (open) {
+      ASSERT_EQ(PLT_open(DOM_aspect(&dom)), 0);
+    }
+    MAP_setup(&dom);
+    MAP_fill_cont(0);
+    const int opened = NIDS_open_file(name.data());
+    NIDS_plot_frame();
+    NIDS_close_file();
+    summary_ = testing::internal::GetCapturedStdout();
+    ASSERT_EQ(opened, 1) << path;
+    plot_domain_ = dom;
+    GPH_trans(2);
+    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+  }
+
+  // The product's own projection on a window of n x 2n/3 bins around the
+  // radar, so that bins span several pixels.
+  static Domain zoomed(const std::string& path, int n = 120) {
+    Domain d = decode(path).info.domain;
+    d.nx = n + 1;
+    d.ny = n * 2 / 3 + 1;
+    return d;
+  }
+
+  // Sets the fill levels of `info` as the plot does, for expected colours.
+  static void levels_of(const NIDS_info& info) {
+    const auto t = zor::nids_plot::fill_table(info.code);
+    CONT_reset_fill_set();
+    CONT_reset_values();
+    if (t.levels) CONT_set_values(info.thres, 16);
+    if (t.base_interval) {
+      CONT_set_base(0);
+      CONT_set_intrvl(4);
+      CONT_set_range(16, 0);
+    }
+    CONT_set_fill_colors(t.spec, 0);
+  }
+  static int colour_of(float v) {
+    Gattribs a;
+    CONT_get_fill_attrib(v, &a);
+    return a.color;
+  }
+
+  // The pixel of plot point (x, y); false outside the plot's window.
+  bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
+    Glim win;
+    GPH_get_win(2, &win);
+    const float mx = 0.01f * (win.x_max - win.x_min), my = 0.01f * (win.y_max - win.y_min);
+    if (x < win.x_min + mx || x > win.x_max - mx || y < win.y_min + my || y > win.y_max - my) return false;
+    *px = static_cast<int>(std::floor(xW_p(x)));
+    *py = static_cast<int>(std::floor(yW_p(y)));
+    return *px >= 2 && *py >= 2 && *px < cap.img.width - 2 && *py < cap.img.height - 2;
+  }
+
+  struct BinCheck {
+    int checked = 0;
+    int wrong = 0;
+    std::set<int> colours;
+    std::string first_wrong;
+  };
+
+  // Checks the centre pixel of every bin that is large enough and whose
+  // neighbours along the radial share its colour. `to_plot` turns product
+  // coordinates into plot coordinates.
+  BinCheck check_radials(const Decoded& d, const Capture& cap, int clutter,
+                         const std::function<bool(float&, float&)>& to_plot) {
+    BinCheck bc;
+    levels_of(d.info);
+    Domain product = d.info.domain;
+    MAP_domain(&product);
+    float x0 = 0, y0 = 0;
+    MAP_tran(product.clat, product.clon, &x0, &y0);
+    MAP_domain(&plot_domain_);
+    const double r = product.dx;
+    for (std::size_t i = 0; i < d.radials.size(); i += 2) {
+      const Radial& rad = d.radials[i];
+      const double a = (rad.start + rad.width / 2) * M_PI / 180.0;
+      for (std::size_t b = std::max<std::size_t>(1, static_cast<std::size_t>(clutter) + 1); b + 1 < rad.bins.size(); ++b) {
+        const int c = colour_of(rad.bins[b]);
+        if (c < 0) continue;
+        if (strict_ && (colour_of(rad.bins[b - 1]) != c || colour_of(rad.bins[b + 1]) != c)) continue;
+        // Radials may overlap their neighbours: those must agree as well.
+        auto side = [&](std::size_t k) {
+          const auto& o = d.radials[k % d.radials.size()].bins;
+          return b < o.size() && colour_of(o[b]) == c;
+        };
+        if (strict_ && (!side(i + 1) || !side(i + d.radials.size() - 1))) continue;
+        float x = static_cast<float>(x0 + (b + 0.5) * r * std::sin(a));
+        float y = static_cast<float>(y0 + (b + 0.5) * r * std::cos(a));
+        // Big enough: the three bins span 4 pixels or more, the radial's
+        // width 3 pixels or more.
+        const double len = std::fabs(xW_p(static_cast<float>(x0 + r)) - xW_p(x0));
+        const double arc = len * (b + 0.5) * rad.width * M_PI / 180.0;
+        if ((strict_ ? 3 : 1) * len < 4 || arc < 3) continue;
+        if (!to_plot(x, y)) continue;
+        int px = 0, py = 0;
+        if (!pixel_at(x, y, &px, &py, cap)) continue;
+        ++bc.checked;
+        bc.colours.insert(c);
+        if (near(cap.pixel(px, py), rgb_of_index(c))) continue;
+        if (bc.wrong++ == 0) {
+          char buf[200];
+          std::snprintf(buf, sizeof buf, "radial %zu (%.2f) bin %zu value %g at %d,%d: %06x, not %06x", i,
+                        static_cast<double>(rad.start), b, static_cast<double>(rad.bins[b]), px, py,
+                        cap.pixel(px, py), rgb_of_index(c));
+          bc.first_wrong = buf;
+        }
+      }
+    }
+    return bc;
+  }
+
+  BinCheck check_own_radials(const std::string& name, int zoom, int clutter = 0) {
+    const Decoded d = decode(data_path(name));
+    EXPECT_FALSE(d.radials.empty()) << name;
+    Capture cap;
+    plot(data_path(name), zoomed(data_path(name), zoom), cap);
+    return check_radials(d, cap, clutter, [](float&, float&) { return true; });
+  }
+
+  Domain plot_domain_;
+  bool strict_ = true;  // angular neighbours must share a checked bin's colour
+  std::string summary_;
+  std::string saved_display_;
+  bool had_display_ = false;
+};
+
+TEST_F(NidsFrameTest, RadialProductsColourEveryBinByTheirTable) {
+  struct Case {
+    const char* file;
+    int zoom;  // bins across the plot
+    int min_colours;
+    bool sparse = false;  // scattered echoes: a tenth of the checks may hit a neighbour
+  };
+  const Case cases[] = {
+      {"KBMX_SDUS54_N0RBMX_201501020205", 120, 4},  // 4-bit reflectivity
+      {"KBMX_SDUS54_N0QBMX_201501020205", 120, 4},  // 8-bit reflectivity, bzip2 symbology
+      {"KBMX_SDUS54_N0VBMX_201501020205", 120, 3},  // velocity
+      {"KBMX_SDUS54_N0SBMX_201501020205", 120, 3},  // storm-relative velocity
+      {"KBMX_SDUS74_EETBMX_201501020205", 120, 3},  // enhanced echo tops
+      {"KBMX_SDUS54_DVLBMX_201501020205", 120, 1},  // digital VIL
+      {"KBMX_SDUS54_NTPBMX_201501020205", 120, 2},  // storm total precipitation
+      {"KBMX_SDUS54_DSPBMX_201501020205", 120, 2},  // digital storm total precipitation
+      {"KBMX_SDUS84_N0HBMX_201501020205", 120, 3},  // dual-pol hydrometeor class
+      {"KLOT_SDUS53_TZLORD_201501150003", 140, 1, true},  // TDWR 8-bit reflectivity
+      {"KLOT_SDUS53_TR0ORD_201501150004", 100, 2, true},  // TDWR 4-bit reflectivity
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.file);
+    strict_ = !c.sparse;
+    const BinCheck bc = check_own_radials(c.file, c.zoom);
+    EXPECT_GT(bc.checked, 20);
+    if (c.sparse) {
+      EXPECT_LE(bc.wrong * 10, bc.checked) << bc.first_wrong;
+    } else {
+      EXPECT_EQ(bc.wrong, 0) << bc.first_wrong;
+    }
+    EXPECT_GE(static_cast<int>(bc.colours.size()), c.min_colours);
+    EXPECT_NE(summary_.find("Threshold values: "), std::string::npos);
+    EXPECT_GT(zor::nids_plot::fill_calls(), 0);
+    TearDown();
+    SetUp();
+  }
+}
+
+TEST_F(NidsFrameTest, KnownValuesHaveTheirTableColours) {
+  // 8-bit reflectivity: 22 dBZ lies in the "20:lcyan" step, 32 dBZ in
+  // "30:lgreen"; velocity 15 knots in "10:yellow", -12 knots in "-19:lgreen".
+  struct Case {
+    const char* file;
+    float lo, hi;
+    const char* colour;
+  };
+  const Case cases[] = {{"KBMX_SDUS54_N0QBMX_201501020205", 20.0f, 25.0f, "lcyan"},
+                        {"KBMX_SDUS54_N0QBMX_201501020205", 30.0f, 35.0f, "lgreen"},
+                        {"KBMX_SDUS54_N0VBMX_201501020205", 10.0f, 20.0f, "yellow"},
+                        {"KBMX_SDUS54_N0VBMX_201501020205", -19.0f, -9.0f, "lgreen"}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.file) + " " + c.colour);
+    const Decoded d = decode(data_path(c.file));
+    Capture cap;
+    plot(data_path(c.file), zoomed(data_path(c.file)), cap);
+    Domain product = d.info.domain;
+    MAP_domain(&product);
+    float x0 = 0, y0 = 0;
+    MAP_tran(product.clat, product.clon, &x0, &y0);
+    MAP_domain(&plot_domain_);
+    int found = 0, right = 0;
+    for (std::size_t i = 0; i < d.radials.size() && found < 30; ++i) {
+      const Radial& rad = d.radials[i];
+      for (std::size_t b = 20; b + 1 < rad.bins.size() && found < 30; ++b) {
+        auto in = [&](float v) { return v >= c.lo && v < c.hi; };
+        if (!in(rad.bins[b - 1]) || !in(rad.bins[b]) || !in(rad.bins[b + 1])) continue;
+        const double a = (rad.start + rad.width / 2) * M_PI / 180.0;
+        const double r = (b + 0.5) * product.dx;
+        int px = 0, py = 0;
+        if (!pixel_at(static_cast<float>(x0 + r * std::sin(a)), static_cast<float>(y0 + r * std::cos(a)), &px, &py, cap))
+          continue;
+        ++found;
+        if (near(cap.pixel(px, py), rgb_of(c.colour))) ++right;
+      }
+    }
+    EXPECT_GT(found, 5);
+    EXPECT_EQ(right, found);
+    TearDown();
+    SetUp();
+  }
+}
+
+TEST_F(NidsFrameTest, ClutterRadiusLeavesTheInnerBinsEmpty) {
+  const std::string name = "KBMX_SDUS54_N0QBMX_201501020205";
+  const Decoded d = decode(data_path(name));
+  RES_put("plot_param", "clutter=60");
+  Capture cap;
+  plot(data_path(name), zoomed(data_path(name), 140), cap);
+  // Bins beyond the radius keep their colours.
+  const BinCheck outer = check_radials(d, cap, 60, [](float&, float&) { return true; });
+  EXPECT_GT(outer.checked, 20);
+  EXPECT_EQ(outer.wrong, 0) << outer.first_wrong;
+  // Inside it, wherever the product has an echo, the background shows.
+  levels_of(d.info);
+  Domain product = d.info.domain;
+  MAP_domain(&product);
+  float x0 = 0, y0 = 0;
+  MAP_tran(product.clat, product.clon, &x0, &y0);
+  MAP_domain(&plot_domain_);
+  const std::uint32_t back = rgb_of_index(gget_back_color());
+  int echoes = 0, blank = 0;
+  for (const Radial& rad : d.radials) {
+    const double a = (rad.start + rad.width / 2) * M_PI / 180.0;
+    for (int b = 30; b < 55; b += 5) {
+      if (static_cast<std::size_t>(b) >= rad.bins.size() || colour_of(rad.bins[static_cast<std::size_t>(b)]) < 0) continue;
+      int px = 0, py = 0;
+      if (!pixel_at(static_cast<float>(x0 + (b + 0.5) * product.dx * std::sin(a)),
+                    static_cast<float>(y0 + (b + 0.5) * product.dx * std::cos(a)), &px, &py, cap))
+        continue;
+      ++echoes;
+      if (cap.pixel(px, py) == back) ++blank;
+    }
+  }
+  EXPECT_GT(echoes, 10);
+  EXPECT_EQ(blank, echoes);
+}
+
+TEST_F(NidsFrameTest, RasterProductsColourEveryCell) {
+  for (const char* name : {"KBMX_SDUS54_DPABMX_201501020205", "DPA_20041123_1709", "KBMX_SDUS54_NCRBMX_201501020205",
+                           "KBMX_SDUS54_NVLBMX_201501020205"}) {
+    SCOPED_TRACE(name);
+    const Decoded d = decode(data_path(name));
+    ASSERT_FALSE(d.rows.empty());
+    Capture cap;
+    plot(data_path(name), d.info.code == 81 ? Domain{} : zoomed(data_path(name)), cap);
+    levels_of(d.info);
+    Domain product = d.info.domain;
+    MAP_domain(&product);
+    float x0 = 0, y0 = 0;
+    MAP_tran(product.clat, product.clon, &x0, &y0);
+    MAP_domain(&plot_domain_);
+    const double cx = product.dx;
+    const double xl = x0 - (d.info.nx - 1) / 2.0 * cx;
+    const double yt = y0 + (d.info.ny - 1) / 2.0 * cx;
+    const bool cell_big = std::fabs(xW_p(static_cast<float>(xl + cx)) - xW_p(static_cast<float>(xl))) >= 3;
+    ASSERT_TRUE(cell_big);
+    int checked = 0, wrong = 0;
+    std::set<int> colours;
+    for (std::size_t i = 1; i + 1 < d.rows.size(); ++i) {
+      for (std::size_t j = 1; j + 1 < d.rows[i].size(); ++j) {
+        float v = d.rows[i][j];
+        if (v == ZOR_MISSING_F) continue;
+        if (d.info.code == 81) v = static_cast<float>(std::pow(10.0, v / 10.0) / 100.0);
+        const int c = colour_of(v);
+        if (c < 0) continue;
+        int px = 0, py = 0;
+        if (!pixel_at(static_cast<float>(xl + (j + 0.5) * cx), static_cast<float>(yt - (i + 0.5) * cx), &px, &py, cap))
+          continue;
+        ++checked;
+        colours.insert(c);
+        if (!near(cap.pixel(px, py), rgb_of_index(c))) ++wrong;
+      }
+    }
+    EXPECT_GT(checked, 50);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GE(colours.size(), 2u);
+    TearDown();
+    SetUp();
+  }
+}
+
+TEST_F(NidsFrameTest, OtherProjectionReprojectsEveryBin) {
+  const std::string name = "KBMX_SDUS54_N0RBMX_201501020205";
+  const Decoded d = decode(data_path(name));
+  // A Mercator domain of 0.5 km cells around the radar.
+  Domain merc;
+  char str[120];
+  std::snprintf(str, sizeof str, "merc:0:%.2f,%.3f,%.3f,241,161,0.005,0.005",
+                static_cast<double>(d.info.domain.clon), static_cast<double>(d.info.domain.clat),
+                static_cast<double>(d.info.domain.clon));
+  ASSERT_GE(DOM_decode(str, &merc), 0) << str;
+  ASSERT_EQ(merc.proj, DOM_MERC);
+  ASSERT_EQ(DOM_comp_proj(&merc, &d.info.domain), 0);
+  Capture cap;
+  plot(data_path(name), merc, cap);
+  Domain product = d.info.domain;
+  const BinCheck bc = check_radials(d, cap, 0, [&](float& x, float& y) {
+    float lat = 0, lon = 0;
+    MAP_domain(&product);
+    const bool ok = MAP_untran(x, y, &lat, &lon) != 0;
+    MAP_domain(&plot_domain_);
+    return ok && MAP_tran(lat, lon, &x, &y) != 0;
+  });
+  EXPECT_GT(bc.checked, 20);
+  EXPECT_EQ(bc.wrong, 0) << bc.first_wrong;
+}
+
+// The product bytes with the compression taken out.
+Bytes inflate_streams(const Bytes& in) {
+  Bytes out;
+  std::size_t pos = 0;
+  while (pos + 2 <= in.size() && in[pos] == 'x') {
+    z_stream zs{};
+    if (inflateInit(&zs) != Z_OK) break;
+    zs.next_in = const_cast<Bytef*>(in.data() + pos);
+    zs.avail_in = static_cast<uInt>(in.size() - pos);
+    int stat;
+    do {
+      std::uint8_t buf[4096];
+      zs.next_out = buf;
+      zs.avail_out = sizeof buf;
+      stat = inflate(&zs, Z_NO_FLUSH);
+      out.insert(out.end(), buf, buf + (sizeof buf - zs.avail_out));
+    } while (stat == Z_OK);
+    pos += zs.total_in;
+    inflateEnd(&zs);
+    if (stat != Z_STREAM_END) break;
+  }
+  return out;
+}
+
+Bytes bunzip(const Bytes& in) {
+  Bytes out;
+  bz_stream bz{};
+  if (BZ2_bzDecompressInit(&bz, 0, 0) != BZ_OK) return out;
+  bz.next_in = reinterpret_cast<char*>(const_cast<std::uint8_t*>(in.data()));
+  bz.avail_in = static_cast<unsigned>(in.size());
+  int stat;
+  do {
+    char buf[4096];
+    bz.next_out = buf;
+    bz.avail_out = sizeof buf;
+    stat = BZ2_bzDecompress(&bz);
+    out.insert(out.end(), buf, buf + (sizeof buf - bz.avail_out));
+  } while (stat == BZ_OK);
+  BZ2_bzDecompressEnd(&bz);
+  return out;
+}
+
+std::size_t after_lines(const Bytes& b, int lines) {
+  std::size_t pos = 0;
+  for (int i = 0; i < lines; ++i)
+    pos = static_cast<std::size_t>(std::find(b.begin() + static_cast<long>(pos), b.end(), '\n') - b.begin()) + 1;
+  return pos;
+}
+
+std::string write_temp(const Bytes& b, const std::string& name) {
+  const std::string path = std::string(ZOR_TEST_BINARY_DIR) + "/" + name;
+  FilePtr f(std::fopen(path.c_str(), "wb"));
+  std::fwrite(b.data(), 1, b.size(), f.get());
+  return path;
+}
+
+TEST_F(NidsFrameTest, CompressedProductsDrawLikeTheirPlainForms) {
+  // zlib: the whole product after the bulletin header, each stream led by 54
+  // bytes of repeated bulletin text.
+  const Bytes z = read_file(data_path("N0R_20041119_2147"));
+  const std::size_t head = after_lines(z, 4);
+  const Bytes body = inflate_streams(Bytes(z.begin() + static_cast<long>(head), z.end()));
+  ASSERT_GT(body.size(), 200u);
+  Bytes plain_z(z.begin(), z.begin() + static_cast<long>(head));
+  plain_z.insert(plain_z.end(), body.begin() + 54, body.end());
+  // bzip2: the symbology block.
+  const Bytes c = read_file(data_path("KBMX_SDUS54_N0QBMX_201501020205"));
+  const std::size_t symb = after_lines(c, 2) + 120;
+  ASSERT_EQ(c[symb], 'B');
+  Bytes plain_b(c.begin(), c.begin() + static_cast<long>(symb));
+  const Bytes sym = bunzip(Bytes(c.begin() + static_cast<long>(symb), c.end()));
+  plain_b.insert(plain_b.end(), sym.begin(), sym.end());
+
+  const std::pair<std::string, std::string> pairs[] = {
+      {data_path("N0R_20041119_2147"), write_temp(plain_z, "nids_plot_plain_zlib")},
+      {data_path("KBMX_SDUS54_N0QBMX_201501020205"), write_temp(plain_b, "nids_plot_plain_bzip2")}};
+  for (const auto& [packed, plain] : pairs) {
+    SCOPED_TRACE(packed);
+    Capture a, b;
+    plot(packed, Domain{}, a);
+    const long fills = zor::nids_plot::fill_calls();
+    TearDown();
+    SetUp();
+    plot(plain, Domain{}, b);
+    EXPECT_GT(fills, 100);
+    EXPECT_EQ(zor::nids_plot::fill_calls(), fills);
+    EXPECT_TRUE(a.same_as(b));
+    TearDown();
+    SetUp();
+    std::remove(plain.c_str());
+  }
+}
+
+TEST_F(NidsFrameTest, StormsOfTheTableAreMarkedWhereTheyStand) {
+  // The composite reflectivity product carries a storm table in its pages.
+  const std::string name = "KBMX_SDUS54_NCRBMX_201501020205";
+  const Decoded d = decode(data_path(name));
+  FLAG_setplot(7, 1);
+  RES_put("variable", "comp");
+  Capture cap;
+  plot(data_path(name), Domain{}, cap);
+  // V3 at 44/19 and B4 at 227/70 (degrees / nautical miles).
+  MAP_domain(&plot_domain_);
+  float x0 = 0, y0 = 0;
+  MAP_tran(d.info.domain.clat, d.info.domain.clon, &x0, &y0);
+  const std::uint32_t white = rgb_of("white");
+  for (const auto& [ang, rng] : {std::pair{44.0f, 19.0f}, std::pair{227.0f, 70.0f}}) {
+    float x = 0, y = 0;
+    ASSERT_EQ(MAP_offset(x0, y0, ang, rng * 1.852f, &x, &y), 1);
+    int px = 0, py = 0;
+    ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
+    int marked = 0;
+    for (int j = -1; j <= 1; ++j)
+      for (int i = -1; i <= 1; ++i) marked += cap.pixel(px + i, py + j) == white;
+    EXPECT_GE(marked, 3) << ang << "/" << rng;
+  }
+}
+
+TEST_F(NidsFrameTest, SiteMarkerAndRangeRing) {
+  const std::string name = "KBMX_SDUS54_N0RBMX_201501020205";
+  const Decoded d = decode(data_path(name));
+  FLAG_setplot(7, 1);
+  FLAG_setplot(10, 0);  // no symbology: only the overlays
+  RES_put("plot_param", "site,dist=50");
+  Capture cap;
+  plot(data_path(name), Domain{}, cap);
+  float x0 = 0, y0 = 0;
+  MAP_tran(d.info.domain.clat, d.info.domain.clon, &x0, &y0);
+  int px = 0, py = 0;
+  ASSERT_TRUE(pixel_at(x0, y0, &px, &py, cap));
+  const std::uint32_t white = rgb_of("white");
+  int site = 0;
+  for (int j = -1; j <= 1; ++j)
+    for (int i = -1; i <= 1; ++i) site += cap.pixel(px + i, py + j) == white;
+  EXPECT_GT(site, 0);
+  // The ring passes 50 nautical miles from the site in every direction.
+  int on_ring = 0;
+  for (float ang : {0.0f, 90.0f, 180.0f, 270.0f}) {
+    float x = 0, y = 0;
+    MAP_offset(x0, y0, ang, 50 * 1.852f, &x, &y);
+    ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
+    int lit = 0;
+    for (int j = -2; j <= 2; ++j)
+      for (int i = -2; i <= 2; ++i) lit += cap.pixel(px + i, py + j) != rgb_of_index(gget_back_color());
+    on_ring += lit > 0;
+  }
+  EXPECT_EQ(on_ring, 4);
+  // Halfway to the ring nothing is drawn.
+  float x = 0, y = 0;
+  MAP_offset(x0, y0, 45.0f, 25 * 1.852f, &x, &y);
+  ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
+  EXPECT_EQ(cap.pixel(px, py), rgb_of_index(gget_back_color()));
+}
+
+}  // namespace

@@ -1,0 +1,3 @@
+# NIDS plotting: frames on the in-memory raster, and the radar program.
+zor_add_test(nids_plot_test nids_plot_test.cpp)
+target_include_directories(nids_plot_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)
