@@ -1,3 +1,5 @@
 # NIDS plotting: frames on the in-memory raster, and the radar program.
 zor_add_test(nids_plot_test nids_plot_test.cpp)
 target_include_directories(nids_plot_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)
+zor_add_test(nids_plot_program_test nids_plot_program_test.cpp)
+add_dependencies(nids_plot_program_test radar)

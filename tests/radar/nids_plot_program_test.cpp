@@ -1,0 +1,253 @@
+// The radar program plotting NIDS products end to end without a display:
+// PNG images read back with libpng, the text grid of a raster product
+// compared cell by cell with the decoder, and several files as a loop.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "../gks/print_test_util.h"
+#include "nids_test_util.h"
+#include "zor/nids.h"
+
+namespace fs = std::filesystem;
+using namespace nids_test;
+
+namespace {
+
+struct ProgramRun {
+  int status = -1;
+  std::string out, err;
+};
+
+std::string slurp(const fs::path& p) {
+  std::ifstream in(p);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+// A fresh working directory per test, removed at the end.
+class NidsProgramTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() /
+           ("nids_plot_program_" + std::to_string(::getpid()) + "_" +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  // Runs the program in batch mode with no resource files and no display.
+  ProgramRun radar(const std::string& args) {
+    const std::string cmd = "cd '" + dir_.string() + "' && env -u DISPLAY zordefault='" + (dir_ / "none").string() +
+                            "' '" + ZOR_RADAR_BINARY + "' -ba -inp nids " + args + " </dev/null >out.txt 2>err.txt";
+    ProgramRun r;
+    const int rc = std::system(cmd.c_str());
+    r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+    r.out = slurp(dir_ / "out.txt");
+    r.err = slurp(dir_ / "err.txt");
+    return r;
+  }
+
+  static std::string product(const char* name) { return "@" + data_path(name); }
+
+  fs::path dir_;
+};
+
+std::uint32_t rgb(const zor::test::Raster& r, int x, int y) {
+  const unsigned char* p = r.at(x, y);
+  return static_cast<std::uint32_t>(p[0]) << 16 | static_cast<std::uint32_t>(p[1]) << 8 | p[2];
+}
+
+// The plot's white frame: the first white pixels from the image edges along
+// the middle row and a column clear of the labels and the bar.
+struct FrameBox {
+  int left = -1, right = -1, top = -1, bottom = -1;
+};
+
+FrameBox frame_of(const zor::test::Raster& r) {
+  FrameBox b;
+  const int y = r.height / 2, x = r.width * 3 / 5;
+  for (int i = 0; i < r.width && b.left < 0; ++i)
+    if (rgb(r, i, y) == 0xFFFFFF) b.left = i;
+  for (int i = r.width - 1; i >= 0 && b.right < 0; --i)
+    if (rgb(r, i, y) == 0xFFFFFF) b.right = i;
+  for (int j = 0; j < r.height && b.top < 0; ++j)
+    if (rgb(r, x, j) == 0xFFFFFF) b.top = j;
+  for (int j = r.height - 1; j >= 0 && b.bottom < 0; --j)
+    if (rgb(r, x, j) == 0xFFFFFF) b.bottom = j;
+  return b;
+}
+
+int count_colour(const zor::test::Raster& r, int x0, int y0, int x1, int y1, std::uint32_t c) {
+  int n = 0;
+  for (int y = std::max(y0, 0); y < std::min(y1, r.height); ++y)
+    for (int x = std::max(x0, 0); x < std::min(x1, r.width); ++x) n += rgb(r, x, y) == c;
+  return n;
+}
+
+TEST_F(NidsProgramTest, OwnDomainPutsTheRadarAtTheCentreWithMapBarAndLabels) {
+  const ProgramRun r = radar("-pp site -of png:@own.png " + product("KBMX_SDUS54_N0QBMX_201501020205"));
+  ASSERT_EQ(r.status, 0) << r.err;
+  zor::test::Raster img;
+  ASSERT_TRUE(zor::test::read_png((dir_ / "own.png").string(), img)) << r.out << r.err;
+  const FrameBox b = frame_of(img);
+  ASSERT_GE(b.left, 0);
+  ASSERT_GT(b.right, b.left + 100);
+  ASSERT_GT(b.top, 0);
+  ASSERT_GT(b.bottom, b.top + 100);
+  // The product's own domain is one and a half times as wide as high.
+  const double aspect = static_cast<double>(b.right - b.left) / (b.bottom - b.top);
+  EXPECT_NEAR(aspect, 1.5, 0.02);
+  // The site marker at the centre of the plot.
+  const int xc = (b.left + b.right) / 2, yc = (b.top + b.bottom) / 2;
+  EXPECT_GT(count_colour(img, xc - 1, yc - 1, xc + 2, yc + 2, 0xFFFFFF), 0);
+  // Echoes of several table colours, red map lines, the colour bar below the
+  // plot and the product name above it.
+  EXPECT_GT(count_colour(img, b.left, b.top, b.right, b.bottom, 0x00CCCC) +
+                count_colour(img, b.left, b.top, b.right, b.bottom, 0x7FFFFF),
+            1000);
+  EXPECT_GT(count_colour(img, b.left, b.top, b.right, b.bottom, 0xFF0000), 200);
+  EXPECT_GT(count_colour(img, b.left, b.bottom + 2, xc, img.height, 0x0000FF), 20);
+  EXPECT_GT(count_colour(img, 0, 0, xc, b.top, 0xFFFFFF), 30);
+
+  // Without the site parameter nothing white marks the centre.
+  const ProgramRun r2 = radar("-of png:@plain.png " + product("KBMX_SDUS54_N0QBMX_201501020205"));
+  ASSERT_EQ(r2.status, 0);
+  zor::test::Raster plain;
+  ASSERT_TRUE(zor::test::read_png((dir_ / "plain.png").string(), plain));
+  EXPECT_EQ(count_colour(plain, xc - 1, yc - 1, xc + 2, yc + 2, 0xFFFFFF), 0);
+}
+
+TEST_F(NidsProgramTest, HeaderSummaryOnStandardOutput) {
+  const ProgramRun r = radar("-me mess -of png:@s.png " + product("KBMX_SDUS54_N0RBMX_201501020205"));
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("Product type: Base reflectivity (Dbz)\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("Product date: 0205Z  2 JAN 15\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("Product location: 33.17 -86.77\n"), std::string::npos);
+  EXPECT_NE(r.out.find("Product domain: pstereo:"), std::string::npos);
+  EXPECT_NE(r.out.find("Threshold values: -90.0 5.0 10.0 15.0|20.0 25.0 30.0 35.0\n"
+                       "                  40.0 45.0 50.0 55.0|60.0 65.0 70.0 75.0\n"),
+            std::string::npos)
+      << r.out;
+}
+
+TEST_F(NidsProgramTest, RasterGridFileHoldsEveryCellOfTheProduct) {
+  const std::string name = "KBMX_SDUS54_DPABMX_201501020205";
+  const ProgramRun r = radar("-me mess -of zor=@grid_%Y%m%d%h%n.txt " + product(name.c_str()));
+  ASSERT_EQ(r.status, 0) << r.err;
+  const fs::path grid = dir_ / "grid_201501020205.txt";
+  EXPECT_NE(r.out.find("Opening grid file: grid_201501020205.txt"), std::string::npos) << r.out;
+  std::ifstream in(grid);
+  ASSERT_TRUE(in) << r.out;
+  std::string line;
+  std::getline(in, line);
+  EXPECT_EQ(line, "ZORGRID");
+  std::getline(in, line);
+  EXPECT_EQ(line, "0205Z  2 JAN 15");
+  std::getline(in, line);
+  EXPECT_EQ(line, "Digital precip array (in)");
+  std::getline(in, line);
+  EXPECT_EQ(line, "PS:-105.000000 33.172001 -86.769997 0.047596 0.047596 131 131");
+
+  // The decoder's rows, one value per cell, turned from dBA into inches.
+  NIDS_reset();
+  FilePtr f(std::fopen(data_path(name).c_str(), "rb"));
+  NIDS_info info;
+  ASSERT_EQ(NIDS_get_header(f.get(), &info), 1);
+  std::vector<std::string> expected;
+  int code = info.type;
+  do {
+    while (NIDS_get_rastor(f.get()) == 1) {
+      NIDS_data d;
+      while (NIDS_get_data(f.get(), &d) == 1) {
+        float v = d.val;
+        if (v != -9999.0f) v = static_cast<float>(std::pow(10.0, v / 10.0) / 100.0);
+        char buf[40];
+        std::snprintf(buf, sizeof buf, "%f", static_cast<double>(v));
+        for (int i = 0; i < static_cast<int>(d.run); ++i) expected.push_back(buf);
+      }
+    }
+  } while (NIDS_packet(f.get(), &code) == 1);
+  NIDS_reset();
+  ASSERT_EQ(expected.size(), 131u * 131u);
+  std::size_t i = 0, missing = 0, wrong = 0;
+  while (std::getline(in, line)) {
+    ASSERT_LT(i, expected.size());
+    wrong += line != expected[i];
+    missing += line == "-9999.000000";
+    ++i;
+  }
+  EXPECT_EQ(i, expected.size());
+  EXPECT_EQ(wrong, 0u);
+  EXPECT_GT(missing, 0u);
+  EXPECT_LT(missing, expected.size());
+
+  // Radial products write no grid.
+  const ProgramRun r2 = radar("-of zor=@radial.txt " + product("KBMX_SDUS54_N0RBMX_201501020205"));
+  EXPECT_EQ(r2.status, 0);
+  EXPECT_FALSE(fs::exists(dir_ / "radial.txt"));
+}
+
+TEST_F(NidsProgramTest, SeveralFilesMakeOneFramePerFile) {
+  const ProgramRun r = radar("-me mess -of png:@loop_%i.png " + product("KBMX_SDUS54_N0RBMX_201501020205") + " " +
+                      product("KBMX_SDUS54_N0QBMX_201501020205") + " @missing_file");
+  ASSERT_EQ(r.status, 0) << r.err;
+  zor::test::Raster a, b;
+  ASSERT_TRUE(zor::test::read_png((dir_ / "loop_00.png").string(), a)) << r.out;
+  ASSERT_TRUE(zor::test::read_png((dir_ / "loop_01.png").string(), b)) << r.out;
+  EXPECT_FALSE(fs::exists(dir_ / "loop_02.png"));
+  // A file that does not open is skipped with a warning.
+  EXPECT_NE(r.err.find("NIDS_open_file: Unable to open file:missing_file"), std::string::npos) << r.err;
+  ASSERT_EQ(a.width, b.width);
+  ASSERT_EQ(a.height, b.height);
+  // Both frames are on the first product's domain; the 8-bit product has
+  // finer steps, so the pictures differ.
+  int differ = 0;
+  for (int y = 0; y < a.height; ++y)
+    for (int x = 0; x < a.width; ++x) differ += rgb(a, x, y) != rgb(b, x, y);
+  EXPECT_GT(differ, 1000);
+}
+
+TEST_F(NidsProgramTest, SingleMissingFileEndsWithStatusTen) {
+  const ProgramRun r = radar("-of png:@x.png @no_such_product");
+  EXPECT_EQ(r.status, 10);
+  EXPECT_NE(r.err.find("NIDS_open_file: Unable to open file:no_such_product"), std::string::npos) << r.err;
+}
+
+TEST_F(NidsProgramTest, GraphAndTableProductsPlot) {
+  struct Case {
+    const char* file;
+    std::uint32_t colour;  // a colour the plot must show
+    int min;
+  };
+  // Wind profile barbs in the colours of their speeds; storm tables as page
+  // text; storm symbols (white) over composite reflectivity.
+  const Case cases[] = {{"KBMX_SDUS34_NVWBMX_201501020205", 0x7FFFFF, 50},
+                        {"KBMX_SDUS34_NSTBMX_201501020205", 0xFFFFFF, 300},
+                        {"NIDS_DYX_NST_NST_20200522_0222", 0xFFFFFF, 100},
+                        {"KBMX_SDUS54_NCRBMX_201501020205", 0xFFFFFF, 300}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.file);
+    const ProgramRun r = radar("-va comp -pp graph -of png:@g.png " + product(c.file));
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err.find("gset_win"), std::string::npos) << r.err;
+    zor::test::Raster img;
+    ASSERT_TRUE(zor::test::read_png((dir_ / "g.png").string(), img));
+    const FrameBox b = frame_of(img);
+    EXPECT_GE(count_colour(img, b.left + 1, b.top + 1, b.right, b.bottom, c.colour), c.min);
+    fs::remove(dir_ / "g.png");
+  }
+}
+
+}  // namespace
