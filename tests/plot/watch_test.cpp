@@ -6,6 +6,8 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include "device.h"
@@ -218,6 +220,24 @@ TEST_F(WatchTest, MissingFileIsReportedAndSkipped) {
   testing::internal::CaptureStderr();
   EXPECT_NE(err.find("WATCH_decode_file: file not found: " + kDir + "/nothing.wat"), std::string::npos) << err;
   EXPECT_EQ(zor::watch::count(), 0);
+}
+
+TEST_F(WatchTest, TruncatedBulletinsNeitherCrashNorKeepHalfWatches) {
+  std::ifstream in(kDir + "/24052109.wat", std::ios::binary);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  ASSERT_GT(text.size(), 300u);
+  const std::string cut = std::string(ZOR_TEST_BINARY_DIR) + "/cut.wat";
+  Date d = at(2024, 5, 21, 9, 0);
+  for (std::size_t n = 0; n < text.size(); n += 7) {
+    zor::watch::reset();
+    std::ofstream(cut, std::ios::binary) << text.substr(0, n);
+    EXPECT_EQ(WATCH_decode_file(cut.c_str(), &d, secs(2024, 5, 21, 12, 0)), 1) << n;
+    ASSERT_LE(zor::watch::count(), 1);
+    // A watch is kept once its times are read; its stations come later.
+    if (zor::watch::count() == 1) {
+      EXPECT_EQ(zor::watch::table()[0].num, 153);
+    }
+  }
 }
 
 // ---- Drawing ---------------------------------------------------------------
