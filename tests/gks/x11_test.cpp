@@ -216,3 +216,24 @@ TEST_F(X11Window, AltQEndsTheWait) {
 }
 
 }  // namespace
+
+namespace {
+
+// "#" fonts are the server's own.
+TEST_F(X11Window, ServerFontsDrawText) {
+  ASSERT_EQ(read_font("#fixed"), 0);
+  gset_text_colr_ind(3);
+  const Gpt at{0.3f, 0.5f};
+  EXPECT_EQ(gtext(&at, "WWWW"), 0);
+  Picture pic;
+  ASSERT_TRUE(dev->set_draw_target(0));
+  ASSERT_EQ(dev->capture(pic.img), 1);
+  int green = 0;
+  for (int y = 0; y < pic.img.height; ++y)
+    for (int x = 0; x < pic.img.width; ++x) green += pic.rgb(x, y) == 0x00ff00u;
+  EXPECT_GT(green, 20);
+  EXPECT_LT(green, 400);  // four characters of a small font
+  EXPECT_EQ(read_font("#no-such-font-anywhere"), -1);
+}
+
+}  // namespace
