@@ -51,9 +51,10 @@ std::optional<std::string> find_file(const std::string& name) {
 using zor::map_draw::state;
 
 int MAP_setup(Domain* domain) {
-  MAP_domain(domain);
+  if (MAP_domain(domain) < 0) return -1;
   MAP_limits lim;
   MAP_get_limits(&lim);
+  if (lim.x_max == lim.x_min || lim.y_max == lim.y_min) return -1;  // no grid to show
   const Glim win{lim.x_min, lim.x_max, lim.y_min, lim.y_max};
   gset_win(2, &win);
   gsel_norm_tran(2);

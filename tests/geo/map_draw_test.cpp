@@ -376,6 +376,21 @@ TEST_F(MapDrawTest, SegmentAcrossTheDateLineRunsOffBothEdges) {
   EXPECT_GT(cap.near_ll(10.0f, -179.7f, white), 0);  // and in from the left one
   EXPECT_GT(cap.near_ll(10.0f, -172.5f, white), 0);
   EXPECT_EQ(cap.near_ll(10.0f, 0.0f, white, 2), 0);  // not across the whole map
+  // The world maps on the globe: Chukotka and Fiji cross the date line
+  // without lines across the oceans.
+  gclear_ws(1, GALWAYS);
+  EXPECT_EQ(draw("cont.map,country.map"), "");
+  {
+    Capture world;
+    EXPECT_GT(world.count(white), 3000);
+    for (const auto& [lat, lon] : {std::pair{-40.0f, -120.0f}, {-17.0f, 0.0f}, {30.0f, -40.0f}, {-50.0f, 90.0f}, {65.0f, -30.0f}})
+      EXPECT_EQ(world.near_ll(lat, lon, white, 1), 0) << lat << "," << lon;
+    // Chukotka's south coast meets the date line at 65N: drawn up to both
+    // edges.
+    EXPECT_GT(world.near_ll(65.0f, 179.7f, white, 1), 0);
+    EXPECT_GT(world.near_ll(65.0f, -179.7f, white, 1), 0);
+    PNG_dump((std::string(ZOR_TEST_BINARY_DIR) + "/map_globe.png").c_str());
+  }
   // Non-earth projections draw no map files.
   Domain page;
   DOM_init(&page);
@@ -386,6 +401,10 @@ TEST_F(MapDrawTest, SegmentAcrossTheDateLineRunsOffBothEdges) {
   MAP_setup(&page);
   zor::File fp = zor::open_file((kMaps + "/world.map").c_str(), "r");
   EXPECT_EQ(MAP_map(fp.get()), 1);
+  // No domain sets up nothing.
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(MAP_setup(nullptr), -1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 // ---- map lists ---------------------------------------------------------------------
