@@ -10,6 +10,7 @@
 #include <iterator>
 #include <string>
 
+#include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/clr.h"
@@ -376,6 +377,49 @@ TEST_F(WatchDrawTest, NothingWithTheDataComponentOffOrWithoutPositions) {
   for (int y = 0; y < cap.img.height; ++y)
     for (int x = 0; x < cap.img.width; ++x) reds += cap.pixel(x, y) == red ? 1 : 0;
   EXPECT_EQ(reds, 0);
+}
+
+// Labels and fill read back from the text metafile.
+TEST_F(WatchTest, LabelsShortAndLongAndFilledBoxes) {
+  zor::test::reset_devices();
+  const std::string file = zor::test::out_path("watch_labels.meta");
+  ASSERT_TRUE(zor::test::open_ws(GWS_META, file));
+  RES_put("color_watch", "red:fi=sol,yellow");
+  RES_put("color_data", "white");
+  DATE_set_TZ("CST:-6");
+  Domain d = oklahoma();
+  d.clat = 32.0f;
+  d.clon = -92.0f;
+  d.nx = d.ny = 301;  // Oklahoma and Florida both
+  MAP_setup(&d);
+  decode(2024, 5, 21, 12, 0);  // severe thunderstorm 153, ends 17Z
+  WATCH_set_label(0);
+  EXPECT_EQ(WATCH_plot(), 0);
+  WATCH_set_label(1);
+  EXPECT_EQ(WATCH_plot(), 0);
+  decode(2024, 5, 5, 12, 0);  // tornado 596, ends 20Z
+  WATCH_set_label(0);
+  EXPECT_EQ(WATCH_plot(), 0);
+  WATCH_set_label(1);
+  EXPECT_EQ(WATCH_plot(), 0);
+  zor::test::close_ws();
+  zor::date::reset();
+  RES_put("color_watch", "");
+  RES_put("color_data", "");
+  zor::map::reset();
+
+  std::vector<std::string> labels;
+  int filled = 0, outlined = 0;
+  for (const std::string& line : zor::test::lines_of(zor::test::slurp(file))) {
+    if (line.rfind("TE ", 0) == 0) labels.push_back(line.substr(line.find(' ', 3) + 1));
+    if (line.rfind("FA 5 ", 0) == 0) ++filled;
+    if (line.rfind("PL 5 ", 0) == 0) ++outlined;
+  }
+  const std::vector<std::string> want = {"S153", "to 17Z", "SEV TSTORM WATCH", "to 11 AM  CST",
+                                         "T596", "to 20Z", "TORNADO WATCH",    "to 2 PM  CST"};
+  EXPECT_EQ(labels, want);
+  EXPECT_EQ(filled, 2);    // the severe watch, whose colour has a fill pattern
+  EXPECT_EQ(outlined, 2);  // the tornado watch
 }
 
 }  // namespace
