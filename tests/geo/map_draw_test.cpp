@@ -349,6 +349,19 @@ TEST_F(MapDrawTest, DamagedFilesAreReportedNotFatal) {
     EXPECT_EQ(err.find("MAP_map: Damaged map file: segment of 3 points ends after 2") != std::string::npos, damaged)
         << name << ": " << err;
   }
+  // Every prefix of the first segments, binary and text, ends cleanly
+  // without the end marker.
+  const auto txt = zor::find_data_file("states_text.map");
+  ASSERT_TRUE(txt);
+  for (const std::string& whole : {data, read_bytes(*txt)}) {
+    for (std::size_t n = 0; n < 1500; n += 7) {
+      const std::string path = write_bytes("prefix.map", whole.substr(0, n));
+      zor::File fp = zor::open_file(path.c_str(), "rb");
+      testing::internal::CaptureStderr();
+      EXPECT_EQ(MAP_map(fp.get()), -1) << n;
+      testing::internal::GetCapturedStderr();
+    }
+  }
   // A missing map file in a list.
   RES_put("file_path", kMaps.c_str());
   EXPECT_EQ(draw("nosuch.map"), "MAP_process: Map file not found: nosuch.map\n");
