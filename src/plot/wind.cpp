@@ -40,7 +40,7 @@ int WIND_barb(float x, float y, float dir, float spd, float size, float offset) 
   if (missing(dir) || missing(spd)) return -1;
   if (spd > kMaxBarbSpeed) spd = kMaxBarbSpeed;
   if (spd == 0.0f) return -1;
-  gset_fill_int_style(1);
+  gset_fill_int_style(GSOLID);
   spd += 0.01f;
 
   const float rad = dir * kDegToRad;
