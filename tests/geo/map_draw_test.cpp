@@ -11,9 +11,11 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "map_draw_internal.h"
@@ -704,6 +706,91 @@ TEST_F(MapDrawTest, MetafileAndPointDataItems) {
     for (int i = -25; i <= 25; ++i)
       if (cap.pixel(static_cast<int>(xW_p(x)) + i, static_cast<int>(yW_p(y)) + j) != 0) ++inked;
   EXPECT_GT(inked, 10);
+}
+
+// ---- exact geometry through the text metafile --------------------------------------
+
+// The points of each polyline record ("PL n x,y ...") of a text metafile.
+std::vector<std::vector<Gpt>> polylines(const std::string& file) {
+  std::vector<std::vector<Gpt>> out;
+  bool in_record = false;
+  for (const std::string& line : zor::test::lines_of(zor::test::slurp(file))) {
+    std::istringstream in(line);
+    std::string tok;
+    while (in >> tok) {
+      Gpt p;
+      if (tok.find(',') != std::string::npos) {
+        if (in_record && std::sscanf(tok.c_str(), "%f,%f", &p.x, &p.y) == 2) out.back().push_back(p);
+        continue;
+      }
+      in_record = tok == "PL";
+      if (!in_record) break;
+      out.emplace_back();
+      in >> tok;  // the point count
+    }
+  }
+  return out;
+}
+
+TEST(MapMetafileTest, RangeRingPointsAndDateLinePieces) {
+  zor::test::reset_devices();
+  zor::map::reset();
+  zor::map_draw::reset();
+  FLAG_resetplot(1);
+  RES_put("map_file", "dateline.map");
+  RES_put("file_path", kMaps.c_str());
+  const std::string file = zor::test::out_path("map_draw.meta");
+  ASSERT_TRUE(zor::test::open_ws(GWS_META, file));
+
+  // A 230-km ring around KTLX: 49 points every 7.5 degrees, closed.
+  Domain radar = radar_domain(35.333f, -97.278f, 250);
+  ASSERT_EQ(MAP_setup(&radar), 0);
+  float x0 = 0, y0 = 0;
+  MAP_tran(35.333f, -97.278f, &x0, &y0);
+  std::vector<Gpt> ring(49);
+  for (int i = 0; i < 49; ++i) MAP_offset(x0, y0, 7.5f * static_cast<float>(i), 230.0f, &ring[i].x, &ring[i].y);
+  const float factor = MAP_factor(35.333f);  // km to projection units here
+  MAP_draw_circle(x0, y0, 230.0f);
+
+  // The date-line segment on the globe: two pieces, over the right edge and
+  // in over the left one.
+  Domain globe;
+  DOM_init(&globe);
+  globe.proj = DOM_LATLON;
+  globe.plon = 0.0f;
+  globe.clat = globe.clon = 0.0f;
+  globe.nx = 73;
+  globe.ny = 37;
+  globe.dx = globe.dy = 5.0f;
+  ASSERT_EQ(MAP_setup(&globe), 0);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(MAP_draw(4), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  zor::test::close_ws();
+  RES_put("map_file", "");
+  RES_put("file_path", "");
+
+  const auto recs = polylines(file);
+  ASSERT_EQ(recs.size(), 3u);
+  ASSERT_EQ(recs[0].size(), 49u);
+  for (int i = 0; i < 49; ++i) {
+    EXPECT_NEAR(recs[0][i].x, ring[i].x, 1e-3f) << i;
+    EXPECT_NEAR(recs[0][i].y, ring[i].y, 1e-3f) << i;
+  }
+  EXPECT_NEAR(recs[0][0].x, recs[0][48].x, 1e-4f);
+  EXPECT_NEAR(recs[0][0].y, recs[0][48].y, 1e-4f);
+  EXPECT_NEAR(std::hypot(ring[12].x - x0, ring[12].y - y0), 2.3f * factor, 0.01f);
+
+  const std::vector<float> right = {170.0f, 175.0f, 179.0f, 185.0f};
+  const std::vector<float> left = {-181.0f, -175.0f, -170.0f};
+  ASSERT_EQ(recs[1].size(), right.size());
+  ASSERT_EQ(recs[2].size(), left.size());
+  for (std::size_t i = 0; i < right.size(); ++i) {
+    EXPECT_NEAR(recs[1][i].x, right[i], 1e-3f);
+    EXPECT_NEAR(recs[1][i].y, 10.0f, 1e-3f);
+  }
+  for (std::size_t i = 0; i < left.size(); ++i) EXPECT_NEAR(recs[2][i].x, left[i], 1e-3f);
+  zor::map::reset();
 }
 
 }  // namespace
