@@ -883,4 +883,50 @@ TEST_F(NidsFrameTest, SiteMarkerAndRangeRing) {
   EXPECT_EQ(cap.pixel(px, py), rgb_of_index(gget_back_color()));
 }
 
+TEST_F(NidsFrameTest, PointerReadsDistanceAndBeamHeight) {
+  const Decoded d = decode(data_path("KBMX_SDUS54_N0RBMX_201501020205"));
+  Domain dom = d.info.domain;
+  MAP_domain(&dom);
+  float x0 = 0, y0 = 0, x = 0, y = 0;
+  MAP_tran(dom.clat, dom.clon, &x0, &y0);
+  MAP_offset(x0, y0, 90.0f, 100.0f, &x, &y);  // 100 km east
+  char event[] = "v-Alt";
+  testing::internal::CaptureStdout();
+  NIDS_print_loc_elev(event, x, y, dom.clat, dom.clon, 0.5f);
+  char other[] = "b1";
+  NIDS_print_loc_elev(other, x, y, dom.clat, dom.clon, 0.5f);
+  const std::string out = testing::internal::GetCapturedStdout();
+  // 100 km is 54.0 nautical miles; a 0.5 degree beam is 0.87 km up from its
+  // slope and 0.78 km from the earth's curvature there: about 5450 ft.
+  float lat = 0, lon = 0, nm = 0, ft = 0;
+  ASSERT_EQ(std::sscanf(out.c_str(), "Lat: %f Lon: %f Dist: %fnm Alt: %fft", &lat, &lon, &nm, &ft), 4) << out;
+  EXPECT_NEAR(nm, 54.0f, 0.1f);
+  EXPECT_NEAR(ft, 5450.0f, 40.0f);
+  EXPECT_NEAR(lat, dom.clat, 0.05f);
+  EXPECT_GT(lon, dom.clon + 1.0f);
+  EXPECT_EQ(out.find("Lat:", 5), std::string::npos) << "only v-Alt reads out";
+}
+
+TEST_F(NidsFrameTest, WedgePiecesStepOutward) {
+  const std::string name = "KBMX_SDUS54_N0RBMX_201501020205";
+  Capture cap;
+  plot(data_path(name), zoomed(data_path(name)), cap);
+  CONT_reset_fill_set();
+  CONT_set_fill_colors("0:red,10:green", 1);
+  Gpt pts[5] = {{0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 0}};
+  WEDGE_info w;
+  w.dx1 = 0.0;
+  w.dy1 = 0.01;
+  w.dx2 = 0.01;
+  w.dy2 = 0.0;
+  ASSERT_EQ(NIDS_plot_WEDGE(pts, &w, 2.0f, 5.0f), 0);
+  EXPECT_FLOAT_EQ(pts[1].y, 0.02f);
+  EXPECT_FLOAT_EQ(pts[2].x, 0.02f);
+  EXPECT_FLOAT_EQ(pts[0].y, 0.02f);  // inner corners moved out to the outer ones
+  EXPECT_FLOAT_EQ(pts[3].x, 0.02f);
+  FLAG_setplot(10, 0);
+  EXPECT_EQ(NIDS_plot_WEDGE(pts, &w, 2.0f, 5.0f), -1);
+  EXPECT_FLOAT_EQ(pts[0].y, 0.02f);
+}
+
 }  // namespace
