@@ -793,4 +793,70 @@ TEST(MapMetafileTest, RangeRingPointsAndDateLinePieces) {
   zor::map::reset();
 }
 
+struct SeamCase {
+  const char* name;
+  int proj;
+  float (*width)(float y);  // seam width at the new point's height
+  bool back;                // the second piece starts from the previous point moved back
+};
+
+const SeamCase kSeamCases[] = {
+    {"latlon", DOM_LATLON, [](float) { return 360.0f; }, true},
+    {"mercator", DOM_MERC, [](float) { return 400.31555892808814f; }, true},
+    {"mollweide", DOM_MOLL, [](float y) { return 254.852f * std::sqrt(1.0f - (y / 63.713f) * (y / 63.713f)); }, true},
+    {"lambert", DOM_LAMB, [](float) { return 1000.0f; }, false},
+};
+
+TEST(MapMetafileTest, SeamCrossingByProjection) {
+  // One segment along 40N across the date line.
+  const std::string map = zor::test::out_path("seam.map");
+  std::ofstream(map) << "4 40 40 170 -170 7\n40 170\n40 179\n40 -179\n40 -170\n0 0 0 0 0 0\n";
+  const float lons[] = {170.0f, 179.0f, -179.0f, -170.0f};
+  for (const SeamCase& c : kSeamCases) {
+    SCOPED_TRACE(c.name);
+    zor::test::reset_devices();
+    zor::map::reset();
+    zor::map_draw::reset();
+    FLAG_resetplot(1);
+    RES_put("map_file", map.c_str());
+    const std::string file = zor::test::out_path(std::string("seam_") + c.name + ".meta");
+    ASSERT_TRUE(zor::test::open_ws(GWS_META, file));
+    Domain d;
+    DOM_init(&d);
+    d.proj = c.proj;
+    d.plat = 90.0f;
+    d.plon = 0.0f;
+    // Wide enough to hold both sides of the seam, or the kernel drops the
+    // pieces outside.
+    const bool ll = c.proj == DOM_LATLON;
+    d.clat = ll ? 0.0f : 40.0f;
+    d.clon = 0.0f;
+    d.nx = ll ? 73 : 25;
+    d.ny = ll ? 37 : 17;
+    d.dx = d.dy = ll ? 5.0f : 20.0f;
+    ASSERT_EQ(MAP_setup(&d), 0);
+    Gpt p[4];
+    for (int i = 0; i < 4; ++i) ASSERT_EQ(MAP_tran(40.0f, lons[i], &p[i].x, &p[i].y), 1);
+    ASSERT_GT(std::fabs(p[2].x - p[1].x), 20.0f);
+    EXPECT_EQ(MAP_draw(4), 0);
+    zor::test::close_ws();
+    RES_put("map_file", "");
+
+    const float toward = p[2].x > p[1].x ? -c.width(p[2].y) : c.width(p[2].y);
+    std::vector<Gpt> first = {p[0], p[1], {p[2].x + toward, p[2].y}};
+    std::vector<Gpt> second = {p[2], p[3]};
+    if (c.back) second.insert(second.begin(), Gpt{p[1].x - toward, p[1].y});
+    const auto recs = polylines(file);
+    ASSERT_EQ(recs.size(), 2u);
+    for (const auto& [got, want] : {std::pair{recs[0], first}, {recs[1], second}}) {
+      ASSERT_EQ(got.size(), want.size());
+      for (std::size_t i = 0; i < want.size(); ++i) {
+        EXPECT_NEAR(got[i].x, want[i].x, 2e-3f) << i;
+        EXPECT_NEAR(got[i].y, want[i].y, 2e-3f) << i;
+      }
+    }
+  }
+  zor::map::reset();
+}
+
 }  // namespace
