@@ -458,6 +458,16 @@ class NidsFrameTest : public ::testing::Test {
     return a.color;
   }
 
+  // The radar in product coordinates; the plot domain stays current.
+  Gpt radar_xy(const NIDS_info& info) const {
+    Domain product = info.domain;
+    MAP_domain(&product);
+    Gpt p;
+    MAP_tran(product.clat, product.clon, &p.x, &p.y);
+    MAP_domain(&plot_domain_);
+    return p;
+  }
+
   // The pixel of plot point (x, y); false outside the plot's window.
   bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
     Glim win;
@@ -483,11 +493,9 @@ class NidsFrameTest : public ::testing::Test {
                          const std::function<bool(float&, float&)>& to_plot) {
     BinCheck bc;
     levels_of(d.info);
-    Domain product = d.info.domain;
-    MAP_domain(&product);
-    float x0 = 0, y0 = 0;
-    MAP_tran(product.clat, product.clon, &x0, &y0);
-    MAP_domain(&plot_domain_);
+    const Domain product = d.info.domain;
+    const Gpt site = radar_xy(d.info);
+    const float x0 = site.x, y0 = site.y;
     const double r = product.dx;
     for (std::size_t i = 0; i < d.radials.size(); i += 2) {
       const Radial& rad = d.radials[i];
@@ -597,11 +605,9 @@ TEST_F(NidsFrameTest, KnownValuesHaveTheirTableColours) {
     const Decoded d = decode(data_path(c.file));
     Capture cap;
     plot(data_path(c.file), zoomed(data_path(c.file)), cap);
-    Domain product = d.info.domain;
-    MAP_domain(&product);
-    float x0 = 0, y0 = 0;
-    MAP_tran(product.clat, product.clon, &x0, &y0);
-    MAP_domain(&plot_domain_);
+    const Domain product = d.info.domain;
+    const Gpt site = radar_xy(d.info);
+    const float x0 = site.x, y0 = site.y;
     int found = 0, right = 0;
     for (std::size_t i = 0; i < d.radials.size() && found < 30; ++i) {
       const Radial& rad = d.radials[i];
@@ -636,11 +642,9 @@ TEST_F(NidsFrameTest, ClutterRadiusLeavesTheInnerBinsEmpty) {
   EXPECT_EQ(outer.wrong, 0) << outer.first_wrong;
   // Inside it, wherever the product has an echo, the background shows.
   levels_of(d.info);
-  Domain product = d.info.domain;
-  MAP_domain(&product);
-  float x0 = 0, y0 = 0;
-  MAP_tran(product.clat, product.clon, &x0, &y0);
-  MAP_domain(&plot_domain_);
+  const Domain product = d.info.domain;
+  const Gpt site = radar_xy(d.info);
+  const float x0 = site.x, y0 = site.y;
   const std::uint32_t back = rgb_of_index(gget_back_color());
   int echoes = 0, blank = 0;
   for (const Radial& rad : d.radials) {
@@ -668,11 +672,9 @@ TEST_F(NidsFrameTest, RasterProductsColourEveryCell) {
     Capture cap;
     plot(data_path(name), d.info.code == 81 ? Domain{} : zoomed(data_path(name)), cap);
     levels_of(d.info);
-    Domain product = d.info.domain;
-    MAP_domain(&product);
-    float x0 = 0, y0 = 0;
-    MAP_tran(product.clat, product.clon, &x0, &y0);
-    MAP_domain(&plot_domain_);
+    const Domain product = d.info.domain;
+    const Gpt site = radar_xy(d.info);
+    const float x0 = site.x, y0 = site.y;
     const double cx = product.dx;
     const double xl = x0 - (d.info.nx - 1) / 2.0 * cx;
     const double yt = y0 + (d.info.ny - 1) / 2.0 * cx;
