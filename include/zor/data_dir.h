@@ -15,4 +15,9 @@ const std::string& data_dir();
 // Full path of a bundled data file, when it exists.
 std::optional<std::string> find_data_file(const std::string& name);
 
+// A runtime file as every module looks for one: a bare name along the
+// file_path resource first, then as given, then among the bundled data; a
+// name starting with '/', '.' or '~' only as given.
+std::optional<std::string> find_runtime_file(const std::string& name);
+
 }  // namespace zor

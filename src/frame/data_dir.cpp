@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "zor/res.h"
+
 namespace zor {
 namespace {
 
@@ -50,6 +52,21 @@ std::optional<std::string> find_data_file(const std::string& name) {
   std::error_code ec;
   fs::path p = fs::path(data_dir()) / name;
   if (fs::is_regular_file(p, ec)) return p.string();
+  return std::nullopt;
+}
+
+std::optional<std::string> find_runtime_file(const std::string& name) {
+  std::error_code ec;
+  const bool full = !name.empty() && (name[0] == '/' || name[0] == '.' || name[0] == '~');
+  if (!full) {
+    if (const char* path = RES_get("file_path"); path != nullptr && *path != '\0') {
+      std::string p(path);
+      if (p.back() != '/') p += '/';
+      if (fs::is_regular_file(p + name, ec)) return p + name;
+    }
+  }
+  if (fs::is_regular_file(name, ec)) return name;
+  if (!full) return find_data_file(name);
   return std::nullopt;
 }
 

@@ -113,22 +113,7 @@ std::optional<std::string> locate_file(const char* city_file, std::string* shown
   else name = "sao.cty";
   *shown = name;
   if (ieq(name, "none")) return std::nullopt;
-  namespace fs = std::filesystem;
-  std::error_code ec;
-  const bool full = name[0] == '/' || name[0] == '.' || name[0] == '~';
-  if (!full) {
-    const char* path = RES_get("file_path");
-    if (path != nullptr && *path != '\0') {
-      std::string p(path);
-      if (p.back() != '/') p += '/';
-      if (fs::is_regular_file(p + name, ec)) return p + name;
-    }
-  }
-  if (fs::is_regular_file(name, ec)) return name;
-  if (!full) {
-    if (auto f = zor::find_data_file(name)) return f;
-  }
-  return std::nullopt;
+  return zor::find_runtime_file(name);
 }
 
 // ----- identifier specifications -----

@@ -84,24 +84,6 @@ bool parse_entry(const std::string& line, RGB& e) {
   return false;
 }
 
-// A table file along the resource file_path, as given, or in the bundled
-// data directory.
-std::optional<std::string> locate(const std::string& name) {
-  namespace fs = std::filesystem;
-  std::error_code ec;
-  const bool full = !name.empty() && (name[0] == '/' || name[0] == '.' || name[0] == '~');
-  if (!full) {
-    if (const char* path = RES_get("file_path"); path != nullptr && *path != '\0') {
-      std::string p(path);
-      if (p.back() != '/') p += '/';
-      if (fs::is_regular_file(p + name, ec)) return p + name;
-    }
-  }
-  if (fs::is_regular_file(name, ec)) return name;
-  if (!full) return find_data_file(name);
-  return std::nullopt;
-}
-
 std::vector<std::string> split_commas(const std::string& s) {
   std::vector<std::string> out;
   std::size_t start = 0;
@@ -123,7 +105,7 @@ struct FileResult {
 };
 
 std::optional<FileResult> read_file(const std::string& name, int first) {
-  auto path = locate(name);
+  auto path = zor::find_runtime_file(name);
   if (!path) return std::nullopt;
   std::ifstream in(*path);
   if (!in) return std::nullopt;

@@ -255,22 +255,6 @@ bool colour_by_speed(int type) {
 
 bool plotting_off() { return FLAG_getplot(kPlotData) == 0 || FLAG_get(kFlagPlotType) == 99; }
 
-std::optional<std::string> locate(const std::string& name) {
-  namespace fs = std::filesystem;
-  std::error_code ec;
-  const bool full = !name.empty() && (name[0] == '/' || name[0] == '.' || name[0] == '~');
-  if (!full) {
-    if (const char* path = RES_get("file_path"); path != nullptr && *path != '\0') {
-      std::string p(path);
-      if (p.back() != '/') p += '/';
-      if (fs::is_regular_file(p + name, ec)) return p + name;
-    }
-  }
-  if (fs::is_regular_file(name, ec)) return name;
-  if (!full) return find_data_file(name);
-  return std::nullopt;
-}
-
 void draw_by_type(const RAW_data& d, const RAW_attribs& w, int type, float px, float py) {
   const float h = MAP_get_vert();
   const float dir = d.value[0];
@@ -609,7 +593,7 @@ const char* RAW_get_format() { return state().work.format; }
 
 int RAW_plot_file(const char* filename) {
   if (filename == nullptr) return -1;
-  const auto path = zor::raw::locate(filename);
+  const auto path = zor::find_runtime_file(filename);
   std::ifstream in;
   if (path) in.open(*path);
   if (!in.is_open()) {

@@ -80,22 +80,6 @@ bool copy_field(char (&dst)[N], std::string_view src) {
   return true;
 }
 
-std::optional<std::string> locate(const std::string& name) {
-  namespace fs = std::filesystem;
-  std::error_code ec;
-  const bool full = !name.empty() && (name[0] == '/' || name[0] == '.' || name[0] == '~');
-  if (!full) {
-    if (const char* path = RES_get("file_path"); path != nullptr && *path != '\0') {
-      std::string p(path);
-      if (p.back() != '/') p += '/';
-      if (fs::is_regular_file(p + name, ec)) return p + name;
-    }
-  }
-  if (fs::is_regular_file(name, ec)) return name;
-  if (!full) return find_data_file(name);
-  return std::nullopt;
-}
-
 // One description line; nullopt (with a warning) when it does not fit.
 std::optional<VAR_data> parse_line(const std::string& line, const std::string& file, int line_no) {
   std::istringstream in(line);
@@ -186,7 +170,7 @@ const char* VAR_get_name(int i) {
 int VAR_open_file(const char* filename) {
   auto& s = state();
   if (filename == nullptr || *filename == '\0') return -1;
-  const auto path = zor::var::locate(filename);
+  const auto path = zor::find_runtime_file(filename);
   std::ifstream in;
   if (path) in.open(*path);
   if (!in.is_open()) {

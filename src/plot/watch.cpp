@@ -341,23 +341,11 @@ int decode_bulletin(Scanner& in, const Date& file, long cur_time) {
   return s.num_watch++;
 }
 
-std::optional<std::string> locate(const std::string& name) {
-  namespace fs = std::filesystem;
-  std::error_code ec;
-  if (const char* path = RES_get("file_path"); path != nullptr && *path != '\0') {
-    std::string p(path);
-    if (p.back() != '/') p += '/';
-    if (fs::is_regular_file(p + name, ec)) return p + name;
-  }
-  if (fs::is_regular_file(name, ec)) return name;
-  return find_data_file(name);
-}
-
 // Station positions of the given entries from the city database; false when
 // the database does not open.
 bool place_stations(const std::vector<int>& entries) {
   State& s = state();
-  const auto path = locate("sao.cty");
+  const auto path = zor::find_runtime_file("sao.cty");
   const int fd = path ? CTY_open(path->c_str(), 0, 0) : -1;
   if (fd < 0) {
     MESS_print(M_WARN, "WATCH_decode_file: City database file not found\n");
