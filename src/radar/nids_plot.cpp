@@ -278,9 +278,9 @@ int NIDS_plot(Domain* domain) {
     PLT_reset(DOM_aspect(domain));
     redraw = true;
   } else {
-    if (zor::nids_plot::wants_watches()) WATCH_decode(&s.file_date);
     NIDS_plot_param();
-    // The first file only tells the product's own domain.
+    // The first file only tells the product's own domain, and its date the
+    // time of the watches.
     char name[FILE_NAME_MAX] = {};
     FILE_set_date(&s.base_date, name, sizeof name);
     if (NIDS_open_file(name)) {
@@ -288,6 +288,7 @@ int NIDS_plot(Domain* domain) {
       NIDS_close_file();
       if (domain->proj == ZOR_MISSING) *domain = product;
     }
+    if (zor::nids_plot::wants_watches()) WATCH_decode(&s.file_date);
     PLT_open(DOM_aspect(domain));
     PLT_set_callback(NIDS_callback);
     PLT_set_zoom_func(NIDS_plot);
