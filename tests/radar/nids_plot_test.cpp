@@ -931,4 +931,65 @@ TEST_F(NidsFrameTest, WedgePiecesStepOutward) {
   EXPECT_FLOAT_EQ(pts[0].y, 0.02f);
 }
 
+// Colour runs of a row or radial: [from, to) stretches of one fill colour.
+std::vector<int> colour_runs(const std::vector<float>& values, int from, const std::function<int(float)>& colour) {
+  std::vector<int> runs;
+  int prev = -1;
+  for (std::size_t i = static_cast<std::size_t>(std::max(from, 0)); i < values.size(); ++i) {
+    const int c = colour(values[i]);
+    if (c >= 0 && c == prev) ++runs.back();
+    else if (c >= 0) runs.push_back(1);
+    prev = c;
+  }
+  return runs;
+}
+
+TEST_F(NidsFrameTest, OneFillAreaPerColourRun) {
+  // Radials: one polygon for each run of bins of one colour beyond the
+  // clutter radius.
+  const std::string radial = "KBMX_SDUS54_N0QBMX_201501020205";
+  const Decoded d = decode(data_path(radial));
+  RES_put("plot_param", "clutter=10");
+  Capture cap;
+  plot(data_path(radial), Domain{}, cap);
+  const long drawn = zor::nids_plot::fill_calls();
+  levels_of(d.info);
+  long runs = 0;
+  for (const Radial& r : d.radials) runs += static_cast<long>(colour_runs(r.bins, 10, colour_of).size());
+  EXPECT_EQ(drawn, runs);
+  EXPECT_GT(runs, 10000);
+  TearDown();
+  SetUp();
+
+  // Rasters on their own projection: rectangles of at most ten cells of a
+  // run (23 cells make 10, 10 and 3); on another projection single cells.
+  const std::string raster = "KBMX_SDUS54_DPABMX_201501020205";
+  const Decoded g = decode(data_path(raster));
+  auto inches = [](float v) {
+    return v == ZOR_MISSING_F ? v : static_cast<float>(std::pow(10.0, v / 10.0) / 100.0);
+  };
+  plot(data_path(raster), Domain{}, cap);
+  const long same = zor::nids_plot::fill_calls();
+  levels_of(g.info);
+  long tens = 0, cells = 0;
+  for (const Row& row : g.rows) {
+    for (int n : colour_runs(row, 0, [&](float v) { return v == ZOR_MISSING_F ? -1 : colour_of(inches(v)); })) {
+      tens += (n + 9) / 10;
+      cells += n;
+    }
+  }
+  EXPECT_EQ(same, tens);
+  EXPECT_LT(tens, cells);
+  TearDown();
+  SetUp();
+  Domain merc;
+  char str[120];
+  std::snprintf(str, sizeof str, "merc:0:%.2f,%.3f,%.3f,241,161,0.03,0.03", static_cast<double>(g.info.domain.clon),
+                static_cast<double>(g.info.domain.clat), static_cast<double>(g.info.domain.clon));
+  ASSERT_GE(DOM_decode(str, &merc), 0);
+  Capture cap2;
+  plot(data_path(raster), merc, cap2);
+  EXPECT_EQ(zor::nids_plot::fill_calls(), cells);
+}
+
 }  // namespace
