@@ -193,6 +193,9 @@ struct Span {
 
 constexpr double kDeg = M_PI / 180.0;
 
+// Bins between the vertices of a reprojected radial edge.
+constexpr int kEdgeStep = 8;
+
 // Reads one radial's runs into spans of drawn bins; false on a read error.
 bool radial_spans(FILE* f, FillCache& fills, int clutter, bool draw, std::vector<Span>& spans) {
   spans.clear();
@@ -244,21 +247,27 @@ int draw_radials(FILE* f, const Geometry& g, FillCache& fills, Painter& painter)
       }
       continue;
     }
-    // Reprojected: every bin corner along both edges, converted per radial.
-    const int lo = spans.front().from, hi = spans.back().to;
-    const int n = hi - lo + 1;
-    pts.resize(2 * static_cast<std::size_t>(n));
-    for (int k = 0; k < n; ++k) {
-      pts[static_cast<std::size_t>(k)] = edge1(lo + k);
-      pts[static_cast<std::size_t>(n + k)] = edge2(lo + k);
+    // Reprojected: each span's outline along both edges, converted per
+    // radial. A radial edge bends so little over a radar's range that a
+    // vertex every kEdgeStep bins follows it to well under a pixel.
+    pts.clear();
+    for (const Span& sp : spans) {
+      for (int k = sp.from;; k = std::min(k + kEdgeStep, sp.to)) {
+        pts.push_back(edge1(k));
+        if (k == sp.to) break;
+      }
+      for (int k = sp.to;; k = std::max(k - kEdgeStep, sp.from)) {
+        pts.push_back(edge2(k));
+        if (k == sp.from) break;
+      }
+      pts.push_back(edge1(sp.from));
     }
     g.to_plot(pts, tmp);
-    std::vector<Gpt> poly;
+    std::size_t at = 0;
     for (const Span& sp : spans) {
-      poly.clear();
-      for (int k = sp.from; k <= sp.to; ++k) poly.push_back(pts[static_cast<std::size_t>(k - lo)]);
-      for (int k = sp.to; k >= sp.from; --k) poly.push_back(pts[static_cast<std::size_t>(n + k - lo)]);
-      poly.push_back(poly.front());
+      const std::size_t len = 2 * static_cast<std::size_t>((sp.to - sp.from + kEdgeStep - 1) / kEdgeStep + 1) + 1;
+      const std::span<const Gpt> poly(pts.data() + at, len);
+      at += len;
       if (all_converted(poly)) painter.fill(*sp.attr, poly);
     }
   }
