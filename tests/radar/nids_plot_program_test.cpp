@@ -231,22 +231,38 @@ TEST_F(NidsProgramTest, GraphAndTableProductsPlot) {
     std::uint32_t colour;  // a colour the plot must show
     int min;
   };
-  // Wind profile barbs in the colours of their speeds; storm tables as page
-  // text; storm symbols (white) over composite reflectivity.
+  // Wind profile barbs in the colours of their speeds; storm tracking, hail,
+  // mesocyclone and TVS tables as page text; storm symbols (white) over
+  // composite reflectivity.
   const Case cases[] = {{"KBMX_SDUS34_NVWBMX_201501020205", 0x7FFFFF, 50},
                         {"KBMX_SDUS34_NSTBMX_201501020205", 0xFFFFFF, 300},
                         {"NIDS_DYX_NST_NST_20200522_0222", 0xFFFFFF, 100},
-                        {"KBMX_SDUS54_NCRBMX_201501020205", 0xFFFFFF, 300}};
+                        {"KBMX_SDUS54_NCRBMX_201501020205", 0xFFFFFF, 300},
+                        {"KOKX_SDUS61_NHIOKX_201108280702", 0xFFFFFF, 300},   // hail
+                        {"KOKX_SDUS31_NMDOKX_201108280702", 0xFFFFFF, 100},   // mesocyclones
+                        {"KOKX_SDUS61_NTVOKX_201108280702", 0xFFFFFF, 30}};  // tornado vortices
   for (const Case& c : cases) {
     SCOPED_TRACE(c.file);
-    const ProgramRun r = radar("-va comp -pp graph -of png:@g.png " + product(c.file));
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.err.find("gset_win"), std::string::npos) << r.err;
-    zor::test::Raster img;
-    ASSERT_TRUE(zor::test::read_png((dir_ / "g.png").string(), img));
-    const FrameBox b = frame_of(img);
-    EXPECT_GE(count_colour(img, b.left + 1, b.top + 1, b.right, b.bottom, c.colour), c.min);
-    fs::remove(dir_ / "g.png");
+    int counts[2] = {0, 0};
+    for (int graph : {0, 1}) {
+      const ProgramRun r = radar(std::string("-va comp -pp ") + (graph ? "graph" : "nograph") + " -of png:@g.png " +
+                                 product(c.file));
+      ASSERT_EQ(r.status, 0) << r.err;
+      EXPECT_EQ(r.err.find("gset_win"), std::string::npos) << r.err;
+      zor::test::Raster img;
+      ASSERT_TRUE(zor::test::read_png((dir_ / "g.png").string(), img));
+      const FrameBox b = frame_of(img);
+      counts[graph] = count_colour(img, b.left + 1, b.top + 1, b.right, b.bottom, c.colour);
+      fs::remove(dir_ / "g.png");
+    }
+    EXPECT_GE(counts[1], c.min);
+    // The pages' texts and lines only with "graph"; barbs of the wind
+    // profile are the product's own symbology.
+    if (c.colour == 0xFFFFFF) {
+      EXPECT_GE(counts[1] - counts[0], c.min / 2);
+    } else {
+      EXPECT_EQ(counts[1], counts[0]);
+    }
   }
 }
 
