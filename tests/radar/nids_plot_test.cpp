@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <set>
 #include <string>
@@ -21,6 +22,7 @@
 #include "zor/clr.h"
 #include "zor/cont.h"
 #include "zor/dom.h"
+#include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
@@ -990,6 +992,33 @@ TEST_F(NidsFrameTest, OneFillAreaPerColourRun) {
   Capture cap2;
   plot(data_path(raster), merc, cap2);
   EXPECT_EQ(zor::nids_plot::fill_calls(), cells);
+}
+
+TEST_F(NidsFrameTest, RefreshPlotsTheNewestFileOnce) {
+  namespace fs = std::filesystem;
+  const fs::path dir = fs::path(ZOR_TEST_BINARY_DIR) / "nids_refresh";
+  fs::create_directories(dir);
+  fs::copy_file(data_path("KBMX_SDUS54_N0RBMX_201501020205"), dir / "201501020205.nids",
+                fs::copy_options::overwrite_existing);
+  setenv("zorcurtime", "201501020300", 1);
+  const std::string conv = "@" + dir.string() + "/%Y%m%d%h%n.nids";
+  ASSERT_EQ(FILE_set_name(conv.c_str()), 1);
+  Capture cap;
+  plot(data_path("KBMX_SDUS54_N0QBMX_201501020205"), zoomed(data_path("KBMX_SDUS54_N0QBMX_201501020205")), cap);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(NIDS_plot_nextfile(), 0);
+  const long fills = zor::nids_plot::fill_calls();
+  EXPECT_EQ(NIDS_plot_nextfile(), 0);  // no newer file: nothing drawn
+  const std::string out = testing::internal::GetCapturedStdout();
+  unsetenv("zorcurtime");
+  zor::file::reset();
+  fs::remove_all(dir);
+  // The newest file (the 4-bit product) was drawn once.
+  std::size_t n = 0;
+  for (std::size_t at = out.find("Product type:"); at != std::string::npos; at = out.find("Product type:", at + 1)) ++n;
+  EXPECT_EQ(n, 1u) << out;
+  EXPECT_GT(fills, 1000);
+  EXPECT_EQ(zor::nids_plot::info().code, 19);
 }
 
 }  // namespace
