@@ -287,7 +287,9 @@ int X11Device::open_window(const OpenRequest& /*request*/) {
   wm.input = True;
   const char* prog = gget_prog_name();
   const char* iconic = XGetDefault(dpy_, *prog ? prog : "X11_Graph", "iconic");
-  const bool start_iconic = settings().iconic || (iconic != nullptr && ieq(iconic, "on"));
+  const char* icon_res = RES_get("icon");
+  const bool icon_set = icon_res != nullptr && !ieq(icon_res, "no") && !ieq(icon_res, "off");
+  const bool start_iconic = settings().iconic || icon_set || (iconic != nullptr && ieq(iconic, "on"));
   wm.initial_state = start_iconic ? IconicState : NormalState;
   icon_ = XCreatePixmapFromBitmapData(dpy_, win_, reinterpret_cast<char*>(settings().icon_bits.data()),
                                       kIconSize, kIconSize, black, white, 1);

@@ -191,7 +191,7 @@ int on_key(X11Device& dev, XKeyEvent& key) {
   XLookupString(&key, text, 80, &sym, nullptr);
   std::string label = text;
   bool callback = !label.empty();
-  if (sym == XK_Return || sym == XK_KP_Enter) {
+  if (sym == XK_Return) {
     s.input_mode = kModeDone;
     label = "Ret";
     callback = true;

@@ -542,4 +542,42 @@ TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
   reset_color_model();
 }
 
+TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
+  gset_iconic(1);
+  gset_fixed_size(1);
+  gset_win_size(300, 200);
+  gset_win_title("Base_Reflectivity");
+  ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+  ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+  Display* dpy = reinterpret_cast<Display*>(gget_display_id());
+  XWMHints* wm = XGetWMHints(dpy, gget_root_window());
+  ASSERT_NE(wm, nullptr);
+  EXPECT_EQ(wm->initial_state, IconicState);
+  EXPECT_NE(wm->icon_pixmap, 0u);
+  XFree(wm);
+  XSizeHints hints{};
+  long supplied = 0;
+  ASSERT_NE(XGetWMNormalHints(dpy, gget_root_window(), &hints, &supplied), 0);
+  EXPECT_TRUE(hints.flags & PMinSize);
+  EXPECT_EQ(hints.max_width, 300);
+  EXPECT_EQ(hints.min_height, 200);
+  Client c;
+  EXPECT_EQ(c.window_name(), "Base Reflectivity");
+  gset_win_title_extra("[4]");
+  EXPECT_EQ(c.window_name(), "Base Reflectivity [4]");
+  char extra[8];
+  EXPECT_EQ(gget_win_title_extra(extra, sizeof extra), 1);
+  EXPECT_STREQ(extra, "[4]");
+  char tiny[2];
+  EXPECT_EQ(gget_win_title_extra(tiny, sizeof tiny), -1);  // refused, not cut
+  EXPECT_EQ(gset_cursor(6), 8);  // busy after opening
+  EXPECT_EQ(gget_cursor_type(), 6);
+  gclose_ws(1);
+  gclose_gks();
+  gset_iconic(0);
+  gset_fixed_size(0);
+  kernel().reset();
+  reset_color_model();
+}
+
 }  // namespace
