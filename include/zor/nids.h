@@ -176,11 +176,11 @@ int NIDS_print_loc_elev(char* str, float x, float y, float slat, float slon, flo
 
 namespace zor::nids_plot {
 
-// Colour-fill specification of a product code; `levels` is set when the
+// Colour-fill list of a product code; `levels` is set when the
 // product's 16 thresholds are given as the fill levels first. Product 48
 // (`base_interval`) uses base 0, interval 4 and range 16 instead.
 struct FillTable {
-  const char* spec;
+  const char* colours;
   bool levels;
   bool base_interval;
 };

@@ -94,7 +94,7 @@ void setup_fill(const NIDS_info& info) {
     CONT_set_intrvl(4.0f);
     CONT_set_range(16.0f, 0.0f);
   }
-  CONT_set_fill_colors(t.spec, 0);
+  CONT_set_fill_colors(t.colours, 0);
   CONT_set_type(15);
 }
 
@@ -125,7 +125,8 @@ class FillCache {
 
 bool same_fill(const Gattribs& a, const Gattribs& b) { return a.color == b.color && a.fill_pat == b.fill_pat; }
 
-// Fill areas with the fill attributes set only when they change.
+// Fill areas of one packet, with the fill attributes set only when they
+// change (nothing else draws while a packet's cells are filled).
 class Painter {
  public:
   void fill(const Gattribs& a, std::span<const Gpt> pts) {
@@ -217,10 +218,12 @@ bool radial_spans(FILE* f, FillCache& fills, int clutter, bool draw, std::vector
   return stat == 0;
 }
 
-int draw_radials(FILE* f, const Geometry& g, FillCache& fills, Painter& painter) {
+int draw_radials(FILE* f, const Geometry& g, FillCache& fills) {
+  Painter painter;
   const auto& s = state();
-  const bool draw = FLAG_getplot(kCompSummary) != 0;
+  // Without a bin size the bins have no place: read them, draw nothing.
   const double r = g.product.dx;
+  const bool draw = FLAG_getplot(kCompSummary) != 0 && r > 0.0;
   std::vector<Span> spans;
   std::vector<Gpt> pts;
   std::vector<EarthPoint> tmp;
@@ -341,12 +344,13 @@ struct CellSpan {
   const Gattribs* attr;
 };
 
-int draw_raster(FILE* f, const Geometry& g, FillCache& fills, Painter& painter) {
+int draw_raster(FILE* f, const Geometry& g, FillCache& fills) {
+  Painter painter;
   const auto& s = state();
   const NIDS_info& info = s.nids_info;
-  const bool draw = FLAG_getplot(kCompSummary) != 0;
-  const int step = s.run_len > 0 ? s.run_len : (g.same ? 10 : 1);
   const double cx = g.product.dx, cy = g.product.dx;
+  const bool draw = FLAG_getplot(kCompSummary) != 0 && cx > 0.0;
+  const int step = s.run_len > 0 ? s.run_len : (g.same ? 10 : 1);
   const double xl = g.x0 - (info.nx - 1) / 2.0 * cx;
   double yt = g.y0 + (info.ny - 1) / 2.0 * cy;
 
@@ -491,16 +495,15 @@ int NIDS_plot_summary() {
   s.fill_calls = 0;
 
   FillCache fills;
-  Painter painter;
   int code = info.type;
   do {
     int stat = 0;
     switch (code) {
       case NIDS_PKT_RADIAL:
-      case NIDS_PKT_DIGITAL_RADIAL: stat = draw_radials(s.ifile, g, fills, painter); break;
+      case NIDS_PKT_DIGITAL_RADIAL: stat = draw_radials(s.ifile, g, fills); break;
       case NIDS_PKT_RASTER:
       case NIDS_PKT_RASTER_OLD:
-      case NIDS_PKT_PRECIP_ARRAY: stat = draw_raster(s.ifile, g, fills, painter); break;
+      case NIDS_PKT_PRECIP_ARRAY: stat = draw_raster(s.ifile, g, fills); break;
       case NIDS_PKT_VECTOR:
       case NIDS_PKT_VECTOR_VALUE: stat = draw_vectors(s.ifile); break;
       case NIDS_PKT_WIND_BARB: stat = draw_barbs(s.ifile, fills); break;

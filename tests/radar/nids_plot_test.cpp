@@ -69,12 +69,12 @@ TEST(NidsFillTable, ProductCodesChooseTheirRows) {
   };
   for (const Case& c : cases) {
     const auto t = fill_table(c.code);
-    EXPECT_EQ(std::string(t.spec).rfind(c.starts, 0), 0u) << c.code << ": " << t.spec;
+    EXPECT_EQ(std::string(t.colours).rfind(c.starts, 0), 0u) << c.code << ": " << t.colours;
     EXPECT_EQ(t.levels, c.levels) << c.code;
     EXPECT_FALSE(t.base_interval) << c.code;
   }
   const auto vwp = fill_table(48);
-  EXPECT_STREQ(vwp.spec, "lblue,lcyan,lgreen,yellow,lred");
+  EXPECT_STREQ(vwp.colours, "lblue,lcyan,lgreen,yellow,lred");
   EXPECT_TRUE(vwp.base_interval);
   EXPECT_FALSE(vwp.levels);
 }
@@ -452,7 +452,7 @@ class NidsFrameTest : public ::testing::Test {
       CONT_set_intrvl(4);
       CONT_set_range(16, 0);
     }
-    CONT_set_fill_colors(t.spec, 0);
+    CONT_set_fill_colors(t.colours, 0);
   }
   static int colour_of(float v) {
     Gattribs a;
