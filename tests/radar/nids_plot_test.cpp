@@ -1021,4 +1021,34 @@ TEST_F(NidsFrameTest, RefreshPlotsTheNewestFileOnce) {
   EXPECT_EQ(zor::nids_plot::info().code, 19);
 }
 
+TEST_F(NidsFrameTest, TruncatedProductsEndTheirFramesCleanly) {
+  // Every prefix (in steps) of a radial, a raster and a paged product is
+  // drawn as far as it goes: no crash, no hang, a warning where it stops.
+  FLAG_setplot(7, 1);
+  RES_put("variable", "comp");
+  RES_put("plot_param", "graph");
+  Capture cap;
+  plot(data_path("KBMX_SDUS54_NCRBMX_201501020205"), Domain{}, cap);
+  int drawn = 0;
+  for (const char* name : {"KBMX_SDUS54_N0RBMX_201501020205", "KBMX_SDUS54_NCRBMX_201501020205",
+                           "KBMX_SDUS34_NVWBMX_201501020205"}) {
+    const Bytes full = read_file(data_path(name));
+    for (std::size_t n = 1; n < full.size(); n += 331) {
+      const std::string path = write_temp(Bytes(full.begin(), full.begin() + static_cast<long>(n)), "nids_plot_cut");
+      std::vector<char> cpath(path.begin(), path.end());
+      cpath.push_back('\0');
+      testing::internal::CaptureStdout();
+      testing::internal::CaptureStderr();
+      if (NIDS_open_file(cpath.data()) == 1) {
+        EXPECT_EQ(NIDS_plot_frame(), 0);
+        NIDS_close_file();
+        ++drawn;
+      }
+      testing::internal::GetCapturedStdout();
+      testing::internal::GetCapturedStderr();
+    }
+  }
+  EXPECT_GT(drawn, 50);
+}
+
 }  // namespace
