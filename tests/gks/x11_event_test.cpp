@@ -17,6 +17,7 @@
 #include "device.h"
 #include "gks_kernel.h"
 #include "gks_zoom.h"
+#include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
 #include "zor/gks_win.h"
@@ -576,6 +577,18 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
   gclose_gks();
   gset_iconic(0);
   gset_fixed_size(0);
+  kernel().reset();
+  reset_color_model();
+}
+
+TEST(WindowPlacement, DisplayFromTheConnectionId) {
+  ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+  ASSERT_EQ(gopen_ws(1, g_xvfb->display().c_str(), GWS_WINDOW), 0);
+  EXPECT_NE(gget_display_id(), 0u);
+  gclose_ws(1);
+  FLAG_set(19, 0);  // not a batch run: no drawing into memory instead
+  EXPECT_EQ(gopen_ws(1, ":299", GWS_WINDOW), -1);  // no server there
+  gclose_gks();
   kernel().reset();
   reset_color_model();
 }

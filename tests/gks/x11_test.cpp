@@ -236,4 +236,40 @@ TEST_F(X11Window, ServerFontsDrawText) {
   EXPECT_EQ(read_font("#no-such-font-anywhere"), -1);
 }
 
+// Device pixels put where the mask says, the rest of the picture kept.
+TEST_F(X11Window, PutPixelsThroughAMask) {
+  square(0.0f, 0.0f, 1.0f, 1.0f, 4);
+  const int red = gget_color_ind(2), green = gget_color_ind(3);
+  ASSERT_GE(red, 0);
+  ASSERT_GE(green, 0);
+  // 10 x 2 pixels: red on the first row, green on the second, 32 bits each.
+  std::vector<unsigned char> data(10 * 2 * 4);
+  for (int i = 0; i < 20; ++i) {
+    const unsigned v = static_cast<unsigned>(i < 10 ? red : green);
+    for (int b = 0; b < 4; ++b) data[static_cast<std::size_t>(4 * i + b)] = static_cast<unsigned char>(v >> (8 * b));
+  }
+  IMG_report img;
+  img.width = 10, img.height = 2, img.depth = 24, img.bits_pixel = 32, img.bytes_line = 40, img.data = data.data();
+  // Every other pixel of each row (bits 0, 2, 4, ...; rows of two bytes).
+  const std::uint8_t mask[] = {0x55, 0x01, 0x55, 0x01};
+  ASSERT_TRUE(dev->put_pixels(img, mask, 30, 40));
+  img.data = nullptr;
+  Picture pic;
+  ASSERT_EQ(dev->capture(pic.img), 1);
+  EXPECT_EQ(pic.rgb(30, 40), 0xff0000u);
+  EXPECT_EQ(pic.rgb(31, 40), 0x0000ffu);  // masked: the square stays
+  EXPECT_EQ(pic.rgb(38, 40), 0xff0000u);
+  EXPECT_EQ(pic.rgb(39, 40), 0x0000ffu);
+  EXPECT_EQ(pic.rgb(32, 41), 0x00ff00u);
+  EXPECT_EQ(pic.rgb(33, 41), 0x0000ffu);
+  EXPECT_EQ(pic.rgb(40, 40), 0x0000ffu);  // beyond the image
+  ASSERT_TRUE(dev->put_pixels([&] {
+    IMG_report all;
+    all.width = 10, all.height = 2, all.bits_pixel = 32, all.bytes_line = 40, all.data = data.data();
+    return all;
+  }(), nullptr, 0, 0));
+  ASSERT_EQ(dev->capture(pic.img), 1);
+  EXPECT_EQ(pic.rgb(1, 0), 0xff0000u);  // without a mask every pixel
+}
+
 }  // namespace
