@@ -266,6 +266,12 @@ int X11Device::open_window(const OpenRequest& /*request*/) {
   attr.border_pixel = foreground;
   attr.backing_store = Always;
   attr.colormap = DefaultColormap(dpy_, screen);
+  if (gget_local_colormap() != 0) {
+    // A colormap of its own, so that other programs' colours stay free.
+    own_cmap_ = XCreateColormap(dpy_, RootWindow(dpy_, screen), visual_, AllocNone);
+    gset_user_cmap(own_cmap_);
+    attr.colormap = own_cmap_;
+  }
   attr.event_mask = KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | EnterWindowMask |
                     LeaveWindowMask | ButtonMotionMask | ExposureMask | StructureNotifyMask |
                     FocusChangeMask;
@@ -414,6 +420,11 @@ int X11Device::close() {
   if (icon_ != None) XFreePixmap(dpy_, icon_);
   for (Cursor c : cursors_)
     if (c != None) XFreeCursor(dpy_, c);
+  if (own_cmap_ != None) {
+    XFreeColormap(dpy_, own_cmap_);
+    gset_user_cmap(0);
+    own_cmap_ = None;
+  }
   if (type_ == GWS_PIXMAP && settings().pix_mode == 9) send_loop_message(*this, 9);
   XSync(dpy_, False);
   XCloseDisplay(dpy_);

@@ -123,6 +123,7 @@ class X11Device : public Device {
   int cursor_ = 0;
   XFontStruct* font_ = nullptr;
   Pixmap icon_ = None;
+  Colormap own_cmap_ = None;  // a private colormap (gset_local_colormap)
 };
 
 // The open X11 device of either type, or nullptr.

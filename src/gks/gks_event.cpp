@@ -385,7 +385,7 @@ int run_hold(X11Device& dev) {
       ZOR_init_time();
       events = gcheck_event();
     } else if (s.refresh > 0) {
-      dev.set_cursor(frames > 0 ? kCursorStop : kCursorTcross);
+      dev.set_cursor(frames >= 2 ? kCursorStop : kCursorTcross);
       nap(dev, quiet < 50 ? 100 : 500);
       ++quiet;
       events = gcheck_event();

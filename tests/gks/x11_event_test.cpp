@@ -548,6 +548,7 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
   gset_fixed_size(1);
   gset_win_size(300, 200);
   gset_win_title("Base_Reflectivity");
+  gset_local_colormap(1);
   ASSERT_EQ(gopen_gks(nullptr, 0), 0);
   ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
   Display* dpy = reinterpret_cast<Display*>(gget_display_id());
@@ -571,12 +572,18 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
   EXPECT_STREQ(extra, "[4]");
   char tiny[2];
   EXPECT_EQ(gget_win_title_extra(tiny, sizeof tiny), -1);  // refused, not cut
+  XWindowAttributes wa{};
+  ASSERT_NE(XGetWindowAttributes(dpy, gget_root_window(), &wa), 0);
+  EXPECT_EQ(wa.colormap, gget_user_cmap());  // a colormap of its own
+  EXPECT_NE(wa.colormap, DefaultColormap(dpy, DefaultScreen(dpy)));
   EXPECT_EQ(gset_cursor(6), 8);  // busy after opening
   EXPECT_EQ(gget_cursor_type(), 6);
   gclose_ws(1);
   gclose_gks();
+  EXPECT_EQ(gget_user_cmap(), 0u);  // freed with the window
   gset_iconic(0);
   gset_fixed_size(0);
+  gset_local_colormap(0);
   kernel().reset();
   reset_color_model();
 }
