@@ -118,6 +118,7 @@ int gcreate_frame(int ind) {
   if (ind > 0) s.frames[static_cast<std::size_t>(ind - 1)].delay = s.loop_delay;
   const int last = append ? ind : s.num_images - 1;
   s.frames[static_cast<std::size_t>(last)].delay = s.loop_pause;
+  gsync();
   MESS_print(M_DEBUG, "Created frame: %d-%ld\n", ind, static_cast<long>(f.pixmap));
   if (append) s.num_images = ind + 1;
   return ind;

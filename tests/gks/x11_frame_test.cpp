@@ -172,6 +172,26 @@ TEST_P(Frames, RecordedObjectsReplayIntoAnotherFrame) {
   EXPECT_EQ(gobj_replay(), 0);
 }
 
+TEST_P(Frames, SwitchDataAndSleep) {
+  make_frames(3);
+  ASSERT_EQ(gswitch_frame(0, GFRAME_LAST), 1);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  EXPECT_EQ(shown(), kColour[2]);
+  ASSERT_EQ(gdisplay_frame(2), 1);
+  EXPECT_EQ(shown(), kColour[0]);
+  EXPECT_EQ(gswitch_frame(0, 5), 0);  // no such frame
+  const unsigned char data[] = {9, 8, 7};
+  ASSERT_EQ(gset_image_data(GFRAME_CURRENT, data, 3), 1);
+  unsigned char got[50] = {};
+  EXPECT_EQ(gget_image_data(2, got), 3);
+  EXPECT_EQ(got[0], 9);
+  EXPECT_EQ(gget_image_data(1, got), 0);
+  // A frame whose time is up does not wait.
+  ASSERT_EQ(gset_loop_delay(GFRAME_CURRENT, 0.0f), 1);
+  EXPECT_EQ(gloop_sleep(), 0);
+  EXPECT_EQ(gset_loop_delay(128, 1.0f), 0);  // beyond the frames
+}
+
 INSTANTIATE_TEST_SUITE_P(WindowAndMemory, Frames, ::testing::Values(false, true),
                          [](const auto& info) { return info.param ? "memory" : "window"; });
 
