@@ -314,7 +314,7 @@ int X11Device::open_window(const OpenRequest& /*request*/) {
   XSync(dpy_, False);
   XEvent ev;
   XWindowEvent(dpy_, win_, ExposureMask | StructureNotifyMask, &ev);
-  reset_events(true);
+  reset_events(nullptr, true);  // a context of an earlier connection is gone with it
 
   ginit_xcolr();
   XWindowAttributes wa{};
@@ -406,7 +406,7 @@ int X11Device::close() {
     gdelete_all_frames();
     greset_zoom();
     gclear_objs();
-    reset_events(false);
+    reset_events(dpy_, false);
   }
   for (auto& [id, pm] : pixmaps_) XFreePixmap(dpy_, pm);
   pixmaps_.clear();

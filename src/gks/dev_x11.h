@@ -136,7 +136,7 @@ int process_event(XEvent& event);
 // The interactive wait on the window.
 int run_hold(X11Device& dev);
 // Resets the event state when a window opens (mapped) or closes.
-void reset_events(bool mapped);
+void reset_events(Display* dpy, bool mapped);
 // Sends the loop window a client message (2 new frame, 9 end).
 void send_loop_message(X11Device& dev, int what);
 

@@ -110,7 +110,6 @@ void dump_images(X11Device& dev, bool gif) {
   const int frames = gget_num_images();
   if (frames < 2) {
     std::snprintf(name, sizeof name, "%s.%s", base.c_str(), ext);
-    gselect_frame(GFRAME_BASE);
     write(name);
   } else if (gget_looping()) {
     MESS_print(M_MESS, "Creating %s files:\n", kind);
@@ -324,13 +323,10 @@ void nap(X11Device& dev, int ms) {
 
 }  // namespace
 
-void reset_events(bool mapped) {
+void reset_events(Display* dpy, bool mapped) {
   EventState& s = ev_state();
-  if (s.xor_gc != nullptr) {
-    if (X11Device* dev = device(); dev != nullptr && dev->display() != nullptr)
-      XFreeGC(dev->display(), s.xor_gc);
-    s.xor_gc = nullptr;
-  }
+  if (s.xor_gc != nullptr && dpy != nullptr) XFreeGC(dpy, s.xor_gc);
+  s.xor_gc = nullptr;
   s.mapped = mapped;
   s.focused = false;
   s.expose_cnt = 0;
