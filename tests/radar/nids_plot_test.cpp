@@ -1051,4 +1051,64 @@ TEST_F(NidsFrameTest, TruncatedProductsEndTheirFramesCleanly) {
   EXPECT_GT(drawn, 50);
 }
 
+TEST_F(NidsFrameTest, StormTracksRunDownwindForTwoHours) {
+  // Storm V3 of the composite reflectivity table stands at 44/19 (degrees /
+  // nautical miles) and moves from 246 degrees at 60 knots: its track runs
+  // 120 nautical miles towards 66 degrees.
+  const std::string name = "KBMX_SDUS54_NCRBMX_201501020205";
+  const Decoded d = decode(data_path(name));
+  FLAG_setplot(7, 1);
+  FLAG_setplot(10, 0);  // the overlay alone
+  RES_put("variable", "track");
+  Capture cap;
+  plot(data_path(name), Domain{}, cap);
+  const Gpt site = radar_xy(d.info);
+  float sx = 0, sy = 0;
+  ASSERT_EQ(MAP_offset(site.x, site.y, 44.0f, 19 * 1.852f, &sx, &sy), 1);
+  const std::uint32_t back = rgb_of_index(gget_back_color());
+  auto lit_near = [&](float x, float y) {
+    int px = 0, py = 0;
+    if (!pixel_at(x, y, &px, &py, cap)) return -1;
+    int n = 0;
+    for (int j = -2; j <= 2; ++j)
+      for (int i = -2; i <= 2; ++i) n += cap.pixel(px + i, py + j) != back;
+    return n;
+  };
+  for (float km : {40.0f, 80.0f, 120.0f}) {
+    float x = 0, y = 0;
+    MAP_offset(sx, sy, 66.0f, km, &x, &y);
+    EXPECT_GT(lit_near(x, y), 0) << km << " km along the track";
+    // Nothing upwind.
+    MAP_offset(sx, sy, 246.0f, km, &x, &y);
+    EXPECT_EQ(lit_near(x, y), 0) << km << " km upwind";
+  }
+}
+
+TEST_F(NidsFrameTest, StormValuesAreWrittenAtTheStorms) {
+  // "id" writes each storm's identifier at its position, "numplt=1" keeps
+  // to the first storm of the table (V3 at 44/19; B4 at 227/70 is second).
+  const std::string name = "KBMX_SDUS54_NCRBMX_201501020205";
+  const Decoded d = decode(data_path(name));
+  FLAG_setplot(7, 1);
+  FLAG_setplot(10, 0);
+  RES_put("variable", "id");
+  RES_put("plot_param", "numplt=1");
+  Capture cap;
+  plot(data_path(name), Domain{}, cap);
+  const Gpt site = radar_xy(d.info);
+  const std::uint32_t back = rgb_of_index(gget_back_color());
+  auto ink_near = [&](float ang, float nm) {
+    float x = 0, y = 0;
+    MAP_offset(site.x, site.y, ang, nm * 1.852f, &x, &y);
+    int px = 0, py = 0;
+    if (!pixel_at(x, y, &px, &py, cap)) return -1;
+    int n = 0;
+    for (int j = -15; j <= 15; ++j)
+      for (int i = -15; i <= 15; ++i) n += cap.pixel(px + i, py + j) != back;
+    return n;
+  };
+  EXPECT_GT(ink_near(44.0f, 19.0f), 5);
+  EXPECT_EQ(ink_near(227.0f, 70.0f), 0);
+}
+
 }  // namespace
