@@ -57,6 +57,7 @@ Gattribs grid_attrib() {
 namespace {
 
 constexpr M_type kTrace = 0x10000000;
+constexpr M_type kReadOut = 8;  // a "print" sub-level: the pointer read-out
 constexpr int kNoFileStatus = 10;
 
 bool ieq(std::string_view a, std::string_view b) {
@@ -369,7 +370,7 @@ int NIDS_print_loc_elev(char* str, float x, float y, float slat, float slon, flo
   MESS_print(zor::nids_plot::kTrace, "Str: %s Pos: %6.2f,%6.2f Lat: %6.2f Lon: %6.2f\n", str,
              static_cast<double>(x), static_cast<double>(y), static_cast<double>(lat),
              static_cast<double>(lon));
-  MESS_print(8, "Lat: %6.2f Lon: %6.2f Dist: %5.1fnm Alt: %5.0fft\n", static_cast<double>(lat),
+  MESS_print(zor::nids_plot::kReadOut, "Lat: %6.2f Lon: %6.2f Dist: %5.1fnm Alt: %5.0fft\n", static_cast<double>(lat),
              static_cast<double>(lon), nm, ft);
   return 0;
 }

@@ -93,12 +93,11 @@ void marker(float x, float y, const char* colour, int type) {
 // Composite storm symbol: hail, mesocyclone and TVS markers, the motion barb,
 // the identifier and the echo top.
 void plot_comp(const NIDS_report& st, float x, float y, const Gattribs& data) {
-  bool any = false;
-  if (st.shail >= 75) marker(x, y, "green", 3), any = true;
-  else if (st.shail > 49) marker(x, y, "green", 5), any = true;
-  if (st.meso != 0) marker(x, y, "yellow", 4), any = true;
-  if (st.tvs != 0) marker(x, y, "red", 9), any = true;
-  if (!any) marker(x, y, "white", 2);
+  if (st.shail >= 75) marker(x, y, "green", 3);
+  else if (st.shail > 49) marker(x, y, "green", 5);
+  if (st.meso != 0) marker(x, y, "yellow", 4);
+  if (st.tvs != 0) marker(x, y, "red", 9);
+  if (st.shail <= 49 && st.meso == 0 && st.tvs == 0) marker(x, y, "white", 2);
   const float h = MAP_get_vert();
   GPH_line_attr(&data);
   if (st.dir != ZOR_MISSING_F) WIND_barb(x, y, MAP_dir_adj(st.dir, x, y), st.spd, 0.075f * h, 0.0f);
@@ -257,12 +256,15 @@ int NIDS_get_plot_data(NIDS_report* report, VAR_data* var, RAW_data* data) {
     if (p >= 76) text("*");
     else if (p > 50) text("X");
   };
+  auto flag = [&](int set, const char* t) {
+    if (set == 0) return;
+    data->value[0] = 1.0f;
+    text(t);
+  };
   if (is("id")) text(report->id);
-  else if (is("tvs")) {
-    if (report->tvs) data->value[0] = 1.0f, text("TVS");
-  } else if (is("meso")) {
-    if (report->meso) data->value[0] = 1.0f, text("MESO");
-  } else if (is("posh")) probability(report->shail);
+  else if (is("tvs")) flag(report->tvs, "TVS");
+  else if (is("meso")) flag(report->meso, "MESO");
+  else if (is("posh")) probability(report->shail);
   else if (is("poh")) probability(report->hail);
   else if (is("hsize")) positive(report->hsize);
   else if (is("vil")) positive(report->vil);
