@@ -1,4 +1,5 @@
-// Frames and the animation loop of the window workstation.
+// Frames, the animation loop and the object list of the window workstation;
+// its window settings, events and pixel-replication zoom.
 #pragma once
 
 #include "zor/gks.h"
@@ -50,6 +51,7 @@ int gset_image_data(int ind, const unsigned char* data, int size);
 int gget_image_data(int ind, unsigned char* data);
 // The frame's server pixmap (X11), 0 when none.
 unsigned long gget_frame_id(int ind);
+// Makes a server pixmap the frame's picture; it is released with the frame.
 int gset_frame_id(int ind, unsigned long pixmap);
 int gprint_frame_ids();
 // Forgets every frame without releasing its pixmap (the connection is gone).

@@ -653,6 +653,8 @@ void X11Device::free_pixmap(unsigned long id) {
 unsigned long X11Device::adopt_pixmap(unsigned long id, unsigned long native) {
   if (dpy_ == nullptr || native == None) return 0;
   if (id == 0) id = next_id_++;
+  // The frame's own pixmap makes way; the new one is released with the frame.
+  if (auto it = pixmaps_.find(id); it != pixmaps_.end() && it->second != native) XFreePixmap(dpy_, it->second);
   pixmaps_[id] = native;
   return id;
 }

@@ -496,6 +496,25 @@ TEST_F(Events, FramesSwitchAndCarryData) {
   EXPECT_NE(gget_frame_id(0), gget_frame_id(2));
 }
 
+TEST_F(Events, AFramePictureMadeByAnotherClient) {
+  Display* dpy = XOpenDisplay(nullptr);
+  ASSERT_NE(dpy, nullptr);
+  const Pixmap pm = XCreatePixmap(dpy, DefaultRootWindow(dpy), 200, 160,
+                                  static_cast<unsigned>(DefaultDepth(dpy, DefaultScreen(dpy))));
+  GC gc = XCreateGC(dpy, pm, 0, nullptr);
+  XSetForeground(dpy, gc, static_cast<unsigned long>(gget_color_ind(4)));
+  XFillRectangle(dpy, pm, gc, 0, 0, 200, 160);
+  XFreeGC(dpy, gc);
+  XSync(dpy, False);
+  ASSERT_EQ(gcreate_frame(-1), 0);
+  ASSERT_EQ(gset_frame_id(0, pm), 1);
+  EXPECT_EQ(gget_frame_id(0), pm);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  EXPECT_EQ(centre(), kColour[2]);
+  ginit_loop();  // released with the frame
+  XCloseDisplay(dpy);
+}
+
 TEST_F(Events, LoopSleepNeedsACurrentFrame) { EXPECT_EQ(gloop_sleep(), -1); }
 
 TEST_F(Events, XErrorsAreCountedNotFatal) {
