@@ -307,6 +307,8 @@ int X11Device::open_window(const OpenRequest& /*request*/) {
   XSetClassHint(dpy_, win_, &cls);
 
   gc_ = XCreateGC(dpy_, win_, 0, nullptr);
+  // Copies to the window would queue a NoExpose each, ending expose series.
+  XSetGraphicsExposures(dpy_, gc_, False);
   width_ = static_cast<int>(w), height_ = static_cast<int>(h);
   back_ = XCreatePixmap(dpy_, win_, w, h, static_cast<unsigned>(depth_));
   target_id_ = 0;
@@ -349,6 +351,7 @@ int X11Device::open_foreign(const OpenRequest& request) {
   title_ = base_name(dpy_, win_);  // the root may be the pixmap itself: no name
   settings().xerror = false;
   gc_ = XCreateGC(dpy_, back_, 0, nullptr);
+  XSetGraphicsExposures(dpy_, gc_, False);
   XSync(dpy_, False);
   if (settings().xerror) {
     gerr_printf("gopen_ws", "unable to use window id %s\n", id_text.c_str());

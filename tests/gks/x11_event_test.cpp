@@ -515,6 +515,60 @@ TEST_F(Events, AFramePictureMadeByAnotherClient) {
   XCloseDisplay(dpy);
 }
 
+// Colour of the middle of what the window shows on the screen.
+unsigned window_centre() {
+  Display* dpy = reinterpret_cast<Display*>(gget_display_id());
+  XSync(dpy, False);
+  XImage* xi = XGetImage(dpy, gget_root_window(), 100, 80, 1, 1, AllPlanes, ZPixmap);
+  if (xi == nullptr) return 0xdeadu;
+  const unsigned v = static_cast<unsigned>(XGetPixel(xi, 0, 0)) & 0xffffffu;
+  XDestroyImage(xi);
+  return v;
+}
+
+TEST_F(Events, ExposeShowsTheBackPixmapOncePerSeries) {
+  box(0, 0, 1, 1, 3);  // into the back pixmap only
+  EXPECT_EQ(window_centre(), 0u);
+  Client c;
+  XEvent focus{};
+  focus.xfocus.type = FocusIn;  // ends the series the window's mapping began
+  focus.xfocus.window = gget_root_window();
+  XSendEvent(c.dpy(), gget_root_window(), True, FocusChangeMask, &focus);
+  XEvent ev{};
+  ev.xexpose.type = Expose;
+  ev.xexpose.window = gget_root_window();
+  ev.xexpose.width = 10, ev.xexpose.height = 10;
+  XSendEvent(c.dpy(), gget_root_window(), True, ExposureMask, &ev);
+  XSync(c.dpy(), False);
+  handle();
+  EXPECT_EQ(window_centre(), kColour[1]);
+  box(0, 0, 1, 1, 4);
+  XSendEvent(c.dpy(), gget_root_window(), True, ExposureMask, &ev);  // same series
+  XSync(c.dpy(), False);
+  handle();
+  EXPECT_EQ(window_centre(), kColour[1]);
+}
+
+TEST_F(Events, AltMWritesTheObjectListAsAMetafile) {
+  ginit_objs();
+  gset_redraw(1);
+  box(0, 0, 0.5f, 0.5f, 2);
+  gset_redraw(0);
+  const fs::path file = fs::temp_directory_path() / ("zor_altm_" + std::to_string(getpid()) + ".meta");
+  setenv("METAOUT", file.c_str(), 1);
+  gset_input_mode(1);
+  Client c;
+  c.key(XK_m, Mod1Mask);
+  handle();
+  unsetenv("METAOUT");
+  ASSERT_TRUE(fs::exists(file));
+  EXPECT_GT(fs::file_size(file), 20u);
+  fs::remove(file);
+  EXPECT_EQ(gtype_is_WIN(), 1);
+  EXPECT_EQ(gget_redraw(), 0);  // as it was
+  gclear_objs();
+}
+
 TEST_F(Events, LoopSleepNeedsACurrentFrame) { EXPECT_EQ(gloop_sleep(), -1); }
 
 TEST_F(Events, XErrorsAreCountedNotFatal) {
