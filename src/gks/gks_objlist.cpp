@@ -224,8 +224,12 @@ bool replay_all(bool check) {
 
 // Replays the list on another device (PostScript, metafile) of the given
 // size, then gives the window back its device, size and colours.
-int replay_elsewhere(std::unique_ptr<Device> other, const OpenRequest& req, int dev_class, int width,
-                     int height) {
+int replay_elsewhere(std::unique_ptr<Device> other, Gws_type type_of_other, const std::string& file,
+                     int dev_class, int width, int height) {
+  OpenRequest req;
+  req.ws_type = type_of_other;
+  req.conn_id = file;
+  req.items = {file};
   Kernel& k = kernel();
   const int old_cursor = gset_cursor(8);
   const int was_redraw = gset_redraw(0);
@@ -356,11 +360,7 @@ int gobj_print_plot() {
   const char* env = std::getenv("zorps_print");
   if (env == nullptr || *env == '\0') env = std::getenv("PSPRINT");
   const std::string name = env != nullptr && *env != '\0' ? env : "zor.ps";
-  OpenRequest req;
-  req.ws_type = GWS_PS;
-  req.conn_id = name;
-  req.items = {name};
-  if (replay_elsewhere(make_postscript_device(), req, kClassPostScript, kPrintWidth, kPrintHeight) != 0) {
+  if (replay_elsewhere(make_postscript_device(), GWS_PS, name, kClassPostScript, kPrintWidth, kPrintHeight) != 0) {
     gerr_printf("gprint_plot", "unable to open postscript file\n");
     return -1;
   }
@@ -376,11 +376,7 @@ int gobj_print_meta() {
   }
   const char* env = std::getenv("METAOUT");
   const std::string name = env != nullptr && *env != '\0' ? env : "zor.meta";
-  OpenRequest req;
-  req.ws_type = GWS_META;
-  req.conn_id = name;
-  req.items = {name};
-  if (replay_elsewhere(make_metafile_device(), req, kClassMetafile, 0, 0) != 0) {
+  if (replay_elsewhere(make_metafile_device(), GWS_META, name, kClassMetafile, 0, 0) != 0) {
     gerr_printf("gprint_meta", "unable to open metafile\n");
     return -1;
   }
