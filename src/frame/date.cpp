@@ -232,7 +232,8 @@ int DATE_set_TZ(const char* str) {
   const char* colon = std::strchr(str, ':');
   std::size_t name_len = colon != nullptr ? static_cast<std::size_t>(colon - str) : std::strlen(str);
   if (name_len > 4) name_len = 4;
-  s.tz_str = " " + std::string(str, name_len);
+  // Built by appending: GCC 12 warns falsely about "text" + std::string.
+  s.tz_str.assign(1, ' ').append(str, name_len);
   float hours = 0.0f;
   if (colon != nullptr) std::sscanf(colon + 1, "%f", &hours);
   s.tz_off = static_cast<int>(hours * 3600.0f);

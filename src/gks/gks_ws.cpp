@@ -194,7 +194,7 @@ int gopen_ws(Gint /*ws_id*/, Gconn_id conn_id, Gws_type ws_type) {
   }
   const DeviceEntry* entry = find_device(ws_type);
   // A batch run that cannot reach a display draws into memory instead.
-  const bool headless_ok = ws_type == GWS_WINDOW && FLAG_get(19) != 0;
+  const bool headless_ok = ws_type == GWS_WINDOW && FLAG_batch() > 0;
   if (!entry && !headless_ok) {
     gerr_printf("gopen_ws", "no device available for workstation type %d\n", ws_type);
     return -1;

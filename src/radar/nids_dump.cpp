@@ -124,7 +124,8 @@ int dump_product(FILE* f, const std::function<void(const std::string&)>& line) {
   if (ok && NIDS_graphic(f) == 1) {
     int page;
     while (ok && (page = NIDS_graphic_layer(f)) > 0) {
-      const std::string prefix = "P" + std::to_string(page) + " ";
+      std::string prefix(1, 'P');  // appended: GCC 12 warns falsely about "P" + std::string
+      prefix.append(std::to_string(page)).append(1, ' ');
       while (NIDS_packet(f, &code) == 1) {
         if (!dump_packet(f, code, prefix, line)) {
           ok = false;
