@@ -236,10 +236,15 @@ void set_geometry(State& s, const ProductRules& pr, bool mosaic, NIDS_info& info
     dom.plon = dom.clon;
     dom.nx = info.ny * 3 / 2 + 1;
     dom.ny = info.ny + 1;
-    const int saved = MAP_get_proj();
-    MAP_proj(1);
+    // The scale factor belongs to the product's own stereographic domain, not
+    // to whichever domain happens to be current while the header is read.
+    Domain saved;
+    MAP_get_domain(&saved);
+    dom.dx = dom.dy = 1.0f;
+    MAP_domain(&dom);
     const float factor = MAP_factor(dom.clat);
-    MAP_proj(saved);
+    if (saved.proj == ZOR_MISSING) MAP_domain(nullptr);
+    else MAP_domain(&saved);
     dom.dx = dom.dy = info.res * 1.852f * factor / 100.0f;
   }
 }
