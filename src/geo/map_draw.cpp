@@ -5,15 +5,12 @@
 #include "zor/map_draw.h"
 
 #include <array>
-#include <filesystem>
 
 #include "map_draw_internal.h"
 #include "zor/data_dir.h"
-#include "zor/file.h"
 #include "zor/gks.h"
 #include "zor/map.h"
 #include "zor/plt.h"
-#include "zor/res.h"
 
 namespace zor::map_draw {
 
@@ -29,22 +26,8 @@ bool earth_projection() {
   return proj >= 1 && proj <= 9;
 }
 
-std::optional<std::string> find_file(const std::string& name) {
-  if (name.empty()) return std::nullopt;
-  namespace fs = std::filesystem;
-  std::error_code ec;
-  const bool full = FILE_fullpath(name.c_str()) != 0;
-  if (!full) {
-    if (const char* path = RES_get("file_path"); path != nullptr && *path != '\0') {
-      std::string p(path);
-      if (p.back() != '/') p += '/';
-      if (fs::is_regular_file(p + name, ec)) return p + name;
-    }
-  }
-  if (fs::is_regular_file(name, ec)) return name;
-  if (!full) return find_data_file(name);
-  return std::nullopt;
-}
+// Map files are runtime files like any other.
+std::optional<std::string> find_file(const std::string& name) { return zor::find_runtime_file(name); }
 
 }  // namespace zor::map_draw
 
