@@ -16,7 +16,8 @@
 // 2 internal, 3 maritime). DCW stores each outline as 16-bit offsets from its
 // minimum, scaled per variable; a longitude of 65535 starts a new polygon.
 //
-// Segments cut at bin edges are joined again, thinned (Douglas-Peucker) and
+// Border stretches held twice (once with each neighbour) are kept once,
+// segments cut at bin edges are joined again, thinned (Douglas-Peucker) and
 // written as map files: a header (point count, latitude and longitude bounds,
 // identifier) and latitude/longitude pairs, big-endian binary or text, ended
 // by a header with count 0.
@@ -29,6 +30,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -233,26 +235,57 @@ std::vector<Line> read_dcw(const NcFile& nc, const std::string& code) {
   return out;
 }
 
+struct Box {
+  double lat0, lat1, lon0, lon1;
+  bool contains(const Pt& p, double margin = 0.0) const {
+    return p.lat >= lat0 - margin && p.lat <= lat1 + margin && p.lon >= lon0 - margin && p.lon <= lon1 + margin;
+  }
+};
+
 // ---- geometry -------------------------------------------------------------------
 
-bool same(const Pt& a, const Pt& b) { return std::fabs(a.lat - b.lat) < 1e-4 && std::fabs(a.lon - b.lon) < 1e-4; }
+// Ends closer than this are one point: bin cuts of the same line differ by
+// the 16-bit offsets' rounding, and neighbouring pieces of a border by a few
+// metres where their sources met.
+constexpr double kJoinTol = 2e-3;
 
-// Joins lines that end where another begins (bin cuts), reversing where needed.
+double dist(const Pt& a, const Pt& b) { return std::hypot(a.lat - b.lat, a.lon - b.lon); }
+bool same(const Pt& a, const Pt& b) { return dist(a, b) <= kJoinTol; }
+
+// Joins lines that end where another begins (bin cuts), reversing where
+// needed. Ends are found through a grid of kJoinTol cells, searching the
+// neighbouring cells too, so two ends a hair apart across a cell edge still
+// meet; the nearest free end wins and decides the direction.
 std::vector<Line> join(std::vector<Line> lines) {
-  auto key = [](const Pt& p) {
-    return std::make_pair(std::lround(p.lat * 1000.0), std::lround(p.lon * 1000.0));
-  };
+  using Cell = std::pair<long, long>;
+  auto cell = [](const Pt& p) { return Cell{std::lround(std::floor(p.lat / kJoinTol)), std::lround(std::floor(p.lon / kJoinTol))}; };
   std::vector<bool> used(lines.size(), false);
-  std::multimap<std::pair<long, long>, std::size_t> by_end;
+  std::multimap<Cell, std::size_t> by_end;
   for (std::size_t i = 0; i < lines.size(); ++i) {
-    by_end.emplace(key(lines[i].pts.front()), i);
-    by_end.emplace(key(lines[i].pts.back()), i);
+    by_end.emplace(cell(lines[i].pts.front()), i);
+    by_end.emplace(cell(lines[i].pts.back()), i);
   }
-  auto take = [&](const Pt& at, std::size_t self) -> long {
-    auto range = by_end.equal_range(key(at));
-    for (auto it = range.first; it != range.second; ++it)
-      if (!used[it->second] && it->second != self) return static_cast<long>(it->second);
-    return -1;
+  struct Match {
+    std::size_t line;
+    bool at_front;  // the match is the line's first point
+  };
+  auto take = [&](const Pt& at) -> std::optional<Match> {
+    std::optional<Match> best;
+    double best_d = kJoinTol;
+    const Cell c = cell(at);
+    for (long dy = -1; dy <= 1; ++dy)
+      for (long dx = -1; dx <= 1; ++dx) {
+        auto range = by_end.equal_range({c.first + dy, c.second + dx});
+        for (auto it = range.first; it != range.second; ++it) {
+          if (used[it->second]) continue;
+          const Line& l = lines[it->second];
+          for (bool front : {true, false}) {
+            const double d = dist(at, front ? l.pts.front() : l.pts.back());
+            if (d <= best_d) best_d = d, best = Match{it->second, front};
+          }
+        }
+      }
+    return best;
   };
   std::vector<Line> out;
   for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -261,17 +294,16 @@ std::vector<Line> join(std::vector<Line> lines) {
     Line cur = lines[i];
     for (bool forward : {true, false}) {
       for (;;) {
-        const Pt end = forward ? cur.pts.back() : cur.pts.front();
         if (same(cur.pts.front(), cur.pts.back()) && cur.pts.size() > 2) break;  // closed
-        const long j = take(end, i);
-        if (j < 0) break;
-        used[static_cast<std::size_t>(j)] = true;
-        std::vector<Pt> add = lines[static_cast<std::size_t>(j)].pts;
+        const auto m = take(forward ? cur.pts.back() : cur.pts.front());
+        if (!m) break;
+        used[m->line] = true;
+        std::vector<Pt> add = lines[m->line].pts;
         if (forward) {
-          if (!same(add.front(), end)) std::reverse(add.begin(), add.end());
+          if (!m->at_front) std::reverse(add.begin(), add.end());
           cur.pts.insert(cur.pts.end(), add.begin() + 1, add.end());
         } else {
-          if (!same(add.back(), end)) std::reverse(add.begin(), add.end());
+          if (m->at_front) std::reverse(add.begin(), add.end());
           cur.pts.insert(cur.pts.begin(), add.begin(), add.end() - 1);
         }
       }
@@ -288,6 +320,101 @@ double seg_dist(const Pt& p, const Pt& a, const Pt& b) {
   t = std::clamp(t, 0.0, 1.0);
   const double ex = a.lon + t * dx - p.lon, ey = a.lat + t * dy - p.lat;
   return std::sqrt(ex * ex + ey * ey);
+}
+
+// ---- repeated borders -----------------------------------------------------------
+
+// The border files hold many stretches twice, once with each neighbour and
+// digitised apart by up to some 700 m, often reversed (the Red River between
+// Oklahoma and Texas, the 100th meridian north of it), or once in each of the
+// two bins a border along a bin edge touches (60N in Canada). Joined, such
+// twins run out and back over the same border, and pairing one twin's end
+// with the other's draws a straight chord between them. The longest pieces
+// are kept first; of every further piece only the edges that do not lie along
+// a kept one remain, and of those only the runs that stray farther from the
+// kept lines than twins do.
+constexpr double kTwinTol = 0.01;   // degrees; along a kept line
+constexpr double kStrayTol = 0.03;  // degrees; a twin's own detours stay within this
+
+// Kept edges by grid cell, each listed in every cell within kStrayTol of it.
+class KeptEdges {
+ public:
+  void add(const Line& l) {
+    for (std::size_t i = 0; i + 1 < l.pts.size(); ++i) {
+      const Pt& a = l.pts[i];
+      const Pt& b = l.pts[i + 1];
+      const auto [y0, x0] = cell({std::min(a.lat, b.lat) - kStrayTol, std::min(a.lon, b.lon) - kStrayTol});
+      const auto [y1, x1] = cell({std::max(a.lat, b.lat) + kStrayTol, std::max(a.lon, b.lon) + kStrayTol});
+      for (long y = y0; y <= y1; ++y)
+        for (long x = x0; x <= x1; ++x) cells_[{y, x}].push_back({a, b});
+    }
+  }
+  bool near(const Pt& p, double tol) const {
+    const auto it = cells_.find(cell(p));
+    if (it == cells_.end()) return false;
+    return std::any_of(it->second.begin(), it->second.end(),
+                       [&](const auto& e) { return seg_dist(p, e.first, e.second) <= tol; });
+  }
+  // True when the whole edge, sampled finer than the tolerance, lies within tol.
+  bool near(const Pt& a, const Pt& b, double tol) const {
+    const int n = static_cast<int>(std::ceil(dist(a, b) / kTwinTol));
+    for (int k = 0; k <= n; ++k) {
+      const double t = n > 0 ? static_cast<double>(k) / n : 0.0;
+      if (!near({a.lat + t * (b.lat - a.lat), a.lon + t * (b.lon - a.lon)}, tol)) return false;
+    }
+    return true;
+  }
+  bool near(const Line& l, double tol) const {
+    for (std::size_t i = 0; i + 1 < l.pts.size(); ++i)
+      if (!near(l.pts[i], l.pts[i + 1], tol)) return false;
+    return true;
+  }
+
+ private:
+  static constexpr double kCell = 0.5;  // degrees
+  static std::pair<long, long> cell(const Pt& p) {
+    return {std::lround(std::floor(p.lat / kCell)), std::lround(std::floor(p.lon / kCell))};
+  }
+  std::map<std::pair<long, long>, std::vector<std::pair<Pt, Pt>>> cells_;
+};
+
+double length(const Line& l) {
+  double s = 0.0;
+  for (std::size_t i = 0; i + 1 < l.pts.size(); ++i) s += dist(l.pts[i], l.pts[i + 1]);
+  return s;
+}
+
+std::vector<Line> drop_twins(std::vector<Line> lines) {
+  std::vector<std::pair<double, std::size_t>> order;
+  for (std::size_t i = 0; i < lines.size(); ++i) order.emplace_back(-length(lines[i]), i);
+  std::sort(order.begin(), order.end());
+  KeptEdges kept;
+  std::vector<Line> out;
+  for (const auto& [neg_len, idx] : order) {
+    const Line& l = lines[idx];
+    // Runs of edges that are not repeats become pieces of their own.
+    std::vector<Line> pieces;
+    bool open = false;
+    for (std::size_t i = 0; i + 1 < l.pts.size(); ++i) {
+      if (kept.near(l.pts[i], l.pts[i + 1], kTwinTol)) {
+        open = false;
+        continue;
+      }
+      if (!open) {
+        pieces.emplace_back();
+        pieces.back().id = l.id;
+        pieces.back().pts.push_back(l.pts[i]);
+        open = true;
+      }
+      pieces.back().pts.push_back(l.pts[i + 1]);
+    }
+    for (Line& p : pieces) {
+      if (kept.near(p, kStrayTol)) continue;
+      kept.add(p);
+      out.push_back(std::move(p));
+    }
+  }
+  return out;
 }
 
 void simplify(const std::vector<Pt>& in, std::size_t i0, std::size_t i1, double tol, std::vector<bool>& keep) {
@@ -326,6 +453,25 @@ Line thin(const Line& l, double tol) {
   return out;
 }
 
+// A line that returns to where it was two points before draws a spike of no
+// width: the two banks of a river inlet a few hundred metres wide, thinned
+// to one point each. Such a tip is dropped, nested ones too.
+constexpr double kSpikeTol = 3e-3;
+
+Line drop_spikes(const Line& l) {
+  Line out;
+  out.id = l.id;
+  for (const Pt& p : l.pts) {
+    const std::size_t n = out.pts.size();
+    if (n >= 2 && dist(out.pts[n - 2], p) <= kSpikeTol) {
+      out.pts.pop_back();
+      continue;
+    }
+    out.pts.push_back(p);
+  }
+  return out;
+}
+
 // Long straight runs (borders along parallels) get intermediate points so
 // they follow the parallel on conic and azimuthal projections too.
 Line densify(const Line& l, double max_deg) {
@@ -347,11 +493,6 @@ Line densify(const Line& l, double max_deg) {
   }
   return out;
 }
-
-struct Box {
-  double lat0, lat1, lon0, lon1;
-  bool contains(const Pt& p) const { return p.lat >= lat0 && p.lat <= lat1 && p.lon >= lon0 && p.lon <= lon1; }
-};
 
 // The parts of a line inside the box (one point of overlap kept at each cut
 // so the lines reach the box edge).
@@ -461,7 +602,7 @@ std::vector<Line> prepare(std::vector<Line> lines, double tol, const Box* box = 
   lines = join(std::move(lines));
   std::vector<Line> out;
   for (const Line& l : lines) {
-    Line t = densify(thin(l, tol), 1.0);
+    Line t = densify(drop_spikes(thin(l, tol)), 1.0);
     if (t.pts.size() < 2) continue;
     if (box == nullptr) {
       out.push_back(std::move(t));
@@ -470,6 +611,12 @@ std::vector<Line> prepare(std::vector<Line> lines, double tol, const Box* box = 
     for (Line& c : clip(t, *box)) out.push_back(std::move(c));
   }
   return out;
+}
+
+// Border segments of the chosen levels, each stretch once.
+template <typename Pred>
+std::vector<Line> pick_borders(const std::vector<BinnedSegment>& segs, Pred pred) {
+  return drop_twins(pick(segs, pred));
 }
 
 template <typename T>
@@ -503,7 +650,7 @@ int main(int argc, char** argv) {
     auto cont = prepare(pick(shore_l, coast(2000.0)), 0.08);
     append(cont, prepare(pick(shore_l, lake(20000.0)), 0.08));
     write_map(out + "cont.map", cont, false);
-    write_map(out + "country.map", prepare(pick(border_l, [](const BinnedSegment& s) { return s.level == 1; }), 0.08),
+    write_map(out + "country.map", prepare(pick_borders(border_l, [](const BinnedSegment& s) { return s.level == 1; }), 0.08),
               false);
 
     // US states from DCW (their coasts coincide with the shorelines).
@@ -532,7 +679,7 @@ int main(int argc, char** argv) {
     const Box na{10.0, 85.0, -170.0, -50.0};
     auto zor = prepare(pick(shore_i, coast(300.0)), 0.03, &na);
     append(zor, prepare(pick(shore_i, lake(1500.0)), 0.03, &na));
-    append(zor, prepare(pick(border_i, [](const BinnedSegment& s) { return s.level == 1 || s.level == 2; }), 0.03, &na));
+    append(zor, prepare(pick_borders(border_i, [](const BinnedSegment& s) { return s.level == 1 || s.level == 2; }), 0.03, &na));
     write_map(out + "zor.map", zor, false);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "make_maps: %s\n", e.what());
