@@ -174,6 +174,9 @@ constexpr Straight kStraight[] = {
     {{8.00, 47.00}, {9.01, 44.01}, "Ethiopia - Somaliland"},
     {{-4.22, -69.95}, {-1.18, -69.38}, "Colombia - Brazil"},
     {{-14.98, 30.21}, {-14.01, 33.22}, "Zambia - Mozambique"},
+    {{-17.48, 24.24}, {-18.04, 20.81}, "Namibia - Botswana (Caprivi)"},
+    {{21.10, 1.17}, {25.00, -4.81}, "Algeria - Mali"},
+    {{20.85, 7.45}, {23.52, 11.99}, "Algeria - Niger"},
 };
 
 bool known_straight(const P& a, const P& b) {

@@ -253,12 +253,12 @@ double dist(const Pt& a, const Pt& b) { return std::hypot(a.lat - b.lat, a.lon -
 bool same(const Pt& a, const Pt& b) { return dist(a, b) <= kJoinTol; }
 
 // Joins lines that end where another begins (bin cuts), reversing where
-// needed. Ends are found through a grid of kJoinTol cells, searching the
-// neighbouring cells too, so two ends a hair apart across a cell edge still
-// meet; the nearest free end wins and decides the direction.
-std::vector<Line> join(std::vector<Line> lines) {
+// needed: each end takes the nearest free end within tol. Ends are found
+// through a grid of tol cells, searching the neighbouring cells too, so two
+// ends a hair apart across a cell edge still meet.
+std::vector<Line> join(std::vector<Line> lines, double tol = kJoinTol) {
   using Cell = std::pair<long, long>;
-  auto cell = [](const Pt& p) { return Cell{std::lround(std::floor(p.lat / kJoinTol)), std::lround(std::floor(p.lon / kJoinTol))}; };
+  auto cell = [tol](const Pt& p) { return Cell{std::lround(std::floor(p.lat / tol)), std::lround(std::floor(p.lon / tol))}; };
   std::vector<bool> used(lines.size(), false);
   std::multimap<Cell, std::size_t> by_end;
   for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -271,7 +271,7 @@ std::vector<Line> join(std::vector<Line> lines) {
   };
   auto take = [&](const Pt& at) -> std::optional<Match> {
     std::optional<Match> best;
-    double best_d = kJoinTol;
+    double best_d = tol;
     const Cell c = cell(at);
     for (long dy = -1; dy <= 1; ++dy)
       for (long dx = -1; dx <= 1; ++dx) {
@@ -337,45 +337,56 @@ constexpr double kTwinTol = 0.01;   // degrees; along a kept line
 constexpr double kStrayTol = 0.03;  // degrees; a twin's own detours stay within this
 
 // Kept edges by grid cell, each listed in every cell within kStrayTol of it.
+// A point is near an edge within the tolerance; with `beside`, only where it
+// lies beside the kept line, not beyond one of its ends: a piece that links
+// two kept lines end to end is no twin's detour.
 class KeptEdges {
  public:
   void add(const Line& l) {
     for (std::size_t i = 0; i + 1 < l.pts.size(); ++i) {
-      const Pt& a = l.pts[i];
-      const Pt& b = l.pts[i + 1];
-      const auto [y0, x0] = cell({std::min(a.lat, b.lat) - kStrayTol, std::min(a.lon, b.lon) - kStrayTol});
-      const auto [y1, x1] = cell({std::max(a.lat, b.lat) + kStrayTol, std::max(a.lon, b.lon) + kStrayTol});
+      const Edge e{l.pts[i], l.pts[i + 1], i == 0, i + 2 == l.pts.size()};
+      const auto [y0, x0] = cell({std::min(e.a.lat, e.b.lat) - kStrayTol, std::min(e.a.lon, e.b.lon) - kStrayTol});
+      const auto [y1, x1] = cell({std::max(e.a.lat, e.b.lat) + kStrayTol, std::max(e.a.lon, e.b.lon) + kStrayTol});
       for (long y = y0; y <= y1; ++y)
-        for (long x = x0; x <= x1; ++x) cells_[{y, x}].push_back({a, b});
+        for (long x = x0; x <= x1; ++x) cells_[{y, x}].push_back(e);
     }
   }
-  bool near(const Pt& p, double tol) const {
+  bool near(const Pt& p, double tol, bool beside) const {
     const auto it = cells_.find(cell(p));
     if (it == cells_.end()) return false;
-    return std::any_of(it->second.begin(), it->second.end(),
-                       [&](const auto& e) { return seg_dist(p, e.first, e.second) <= tol; });
+    return std::any_of(it->second.begin(), it->second.end(), [&](const Edge& e) {
+      if (seg_dist(p, e.a, e.b) > tol) return false;
+      if (!beside) return true;
+      const double dx = e.b.lon - e.a.lon, dy = e.b.lat - e.a.lat, len2 = dx * dx + dy * dy;
+      const double t = len2 > 0 ? ((p.lon - e.a.lon) * dx + (p.lat - e.a.lat) * dy) / len2 : 0.0;
+      return !(t < 0.0 && e.first) && !(t > 1.0 && e.last);
+    });
   }
-  // True when the whole edge, sampled finer than the tolerance, lies within tol.
-  bool near(const Pt& a, const Pt& b, double tol) const {
+  // True when the whole edge, sampled finer than the tolerance, is near.
+  bool near(const Pt& a, const Pt& b, double tol, bool beside) const {
     const int n = static_cast<int>(std::ceil(dist(a, b) / kTwinTol));
     for (int k = 0; k <= n; ++k) {
       const double t = n > 0 ? static_cast<double>(k) / n : 0.0;
-      if (!near({a.lat + t * (b.lat - a.lat), a.lon + t * (b.lon - a.lon)}, tol)) return false;
+      if (!near({a.lat + t * (b.lat - a.lat), a.lon + t * (b.lon - a.lon)}, tol, beside)) return false;
     }
     return true;
   }
-  bool near(const Line& l, double tol) const {
+  bool near(const Line& l, double tol, bool beside) const {
     for (std::size_t i = 0; i + 1 < l.pts.size(); ++i)
-      if (!near(l.pts[i], l.pts[i + 1], tol)) return false;
+      if (!near(l.pts[i], l.pts[i + 1], tol, beside)) return false;
     return true;
   }
 
  private:
+  struct Edge {
+    Pt a, b;
+    bool first, last;  // of its line
+  };
   static constexpr double kCell = 0.5;  // degrees
   static std::pair<long, long> cell(const Pt& p) {
     return {std::lround(std::floor(p.lat / kCell)), std::lround(std::floor(p.lon / kCell))};
   }
-  std::map<std::pair<long, long>, std::vector<std::pair<Pt, Pt>>> cells_;
+  std::map<std::pair<long, long>, std::vector<Edge>> cells_;
 };
 
 double length(const Line& l) {
@@ -396,7 +407,7 @@ std::vector<Line> drop_twins(std::vector<Line> lines) {
     std::vector<Line> pieces;
     bool open = false;
     for (std::size_t i = 0; i + 1 < l.pts.size(); ++i) {
-      if (kept.near(l.pts[i], l.pts[i + 1], kTwinTol)) {
+      if (kept.near(l.pts[i], l.pts[i + 1], kTwinTol, false)) {
         open = false;
         continue;
       }
@@ -409,7 +420,7 @@ std::vector<Line> drop_twins(std::vector<Line> lines) {
       pieces.back().pts.push_back(l.pts[i + 1]);
     }
     for (Line& p : pieces) {
-      if (kept.near(p, kStrayTol)) continue;
+      if (kept.near(p, kStrayTol, true)) continue;
       kept.add(p);
       out.push_back(std::move(p));
     }
@@ -613,10 +624,13 @@ std::vector<Line> prepare(std::vector<Line> lines, double tol, const Box* box = 
   return out;
 }
 
-// Border segments of the chosen levels, each stretch once.
+// Border segments of the chosen levels, each stretch once. Where the kept
+// twin changes (at a bin edge, or where one twin strays), the two pieces'
+// ends lie up to kStrayTol apart: once ends that meet are joined, such ends
+// are linked too.
 template <typename Pred>
 std::vector<Line> pick_borders(const std::vector<BinnedSegment>& segs, Pred pred) {
-  return drop_twins(pick(segs, pred));
+  return join(join(drop_twins(pick(segs, pred))), kStrayTol);
 }
 
 template <typename T>
