@@ -575,8 +575,10 @@ int CONT_draw_bar(int orient, const char* label) {
   const float right = (vp.x_min + vp.x_max) / 2.0f;
   const float top = inside ? vp.y_min + h : vp.y_min - 0.15f * h;
   const float bottom = inside ? vp.y_min + 0.15f * h : vp.y_min - h;
-  // Boxes take the upper half of the bar, the level labels the lower part.
-  const float box_bottom = top - 0.45f * h;
+  // Boxes take the upper part of the bar (0.4 of its height) and the level
+  // labels (0.35 high) the lower part, with a gap so the box edges never
+  // cut the tops of the digits.
+  const float box_bottom = top - 0.4f * h;
   const float inc = (right - left) / static_cast<float>(boxes);
   s.bar_lim = Glim{left, right, bottom, top};
   s.bar_inc = inc;
@@ -624,7 +626,7 @@ int CONT_draw_bar(int orient, const char* label) {
       else v = top_level();
       set_num(text, "2.2.0", v);
     }
-    const Gpt p{left + static_cast<float>(i) * inc, bottom + 0.1f * h};
+    const Gpt p{left + static_cast<float>(i) * inc, bottom + 0.05f * h};
     GPH_pprint(&p, text);
   }
   if (label != nullptr && *label != '\0') {
