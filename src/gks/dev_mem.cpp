@@ -15,6 +15,7 @@
 #include "gks_kernel.h"
 #include "raster_canvas.h"
 #include "zor/gks_dev.h"
+#include "zor/gks_win.h"
 #include "zor/mess.h"
 #include "zor/res.h"
 
@@ -71,11 +72,28 @@ class MemoryDevice final : public Device {
   int capture(IMG_report& image) override;
   bool put_pixels(const IMG_report& image, const std::uint8_t* mask, int x, int y) override;
   bool headless() const override { return true; }
+  void fill_pixmap(unsigned long id, int pixel) override;
+  void fill_rect(int x, int y, int width, int height, int pixel) override;
+  bool swap_pixmaps(unsigned long a, unsigned long b) override;
+  unsigned long native_pixmap(unsigned long id) const override;
 
  private:
   enum class Group { none, markers, text };
 
-  Canvas* canvas(unsigned long id);
+  // A picture and the name it goes by outside the device (as a server
+  // pixmap's id): the name travels with the picture when frames exchange
+  // pictures, so callers can follow which one is where.
+  struct Picture {
+    Canvas canvas;
+    unsigned long handle = 0;
+  };
+
+  Picture* picture(unsigned long id);
+  const Picture* picture(unsigned long id) const;
+  Canvas* canvas(unsigned long id) {
+    Picture* p = picture(id);
+    return p == nullptr ? nullptr : &p->canvas;
+  }
   Canvas& target() { return *canvas(target_id_); }
   std::vector<IntPoint>& to_ints(std::span<const DevPoint> pts);
   const raster::Dashes& dashes_for(int line_type);
@@ -86,9 +104,10 @@ class MemoryDevice final : public Device {
   int width_ = kDefaultWidth;
   int height_ = kDefaultHeight;
   std::string title_;
-  Canvas back_;
-  std::map<unsigned long, Canvas> pixmaps_;
+  Picture back_;
+  std::map<unsigned long, Picture> pixmaps_;
   unsigned long next_id_ = 1;
+  unsigned long next_handle_ = 1;
   unsigned long target_id_ = 0;
   raster::ClipRect clip_;
   std::uint32_t last_background_ = kBlackPixel;
@@ -118,9 +137,9 @@ int MemoryDevice::open(const OpenRequest& /*request*/) {
   }
   gset_visual_masks(kRedMask, kGreenMask, kBlueMask);
   ginit_xcolr();
-  back_ = Canvas(width_, height_, kBlackPixel);
   pixmaps_.clear();
   next_id_ = 1;
+  back_ = Picture{Canvas(width_, height_, kBlackPixel), next_handle_++};
   target_id_ = 0;
   clip_ = {0, 0, width_ - 1, height_ - 1};
   if (title_.empty()) title_ = k.win_title;
@@ -132,11 +151,17 @@ int MemoryDevice::close() {
   if (!open_) return -1;
   open_ = false;
   pixmaps_.clear();
-  back_ = Canvas();
+  back_ = Picture{};
   return 0;
 }
 
-Canvas* MemoryDevice::canvas(unsigned long id) {
+MemoryDevice::Picture* MemoryDevice::picture(unsigned long id) {
+  if (id == 0) return &back_;
+  auto it = pixmaps_.find(id);
+  return it == pixmaps_.end() ? nullptr : &it->second;
+}
+
+const MemoryDevice::Picture* MemoryDevice::picture(unsigned long id) const {
   if (id == 0) return &back_;
   auto it = pixmaps_.find(id);
   return it == pixmaps_.end() ? nullptr : &it->second;
@@ -148,8 +173,11 @@ std::uint32_t MemoryDevice::background() const {
 }
 
 void MemoryDevice::clear(int background_pixel) {
+  if (!open_) return;
   if (background_pixel >= 0) last_background_ = static_cast<std::uint32_t>(background_pixel);
-  back_.fill_all(last_background_);
+  target().fill_all(last_background_);
+  // As on the window: clearing its picture starts a new one, nothing to redraw.
+  if (target_id_ == 0) gclear_objs();
 }
 
 void MemoryDevice::set_clip(const DevRect& clip) {
@@ -232,8 +260,38 @@ int MemoryDevice::set_color_rep(int /*ind*/, float r, float g, float b) {
 unsigned long MemoryDevice::create_pixmap() {
   if (!open_) return 0;
   const unsigned long id = next_id_++;
-  pixmaps_.emplace(id, Canvas(width_, height_, background()));
+  pixmaps_.emplace(id, Picture{Canvas(width_, height_, background()), next_handle_++});
   return id;
+}
+
+void MemoryDevice::fill_pixmap(unsigned long id, int pixel) {
+  Canvas* c = canvas(id);
+  if (!open_ || c == nullptr) return;
+  c->fill_all(pixel >= 0 ? static_cast<std::uint32_t>(pixel) : background());
+}
+
+void MemoryDevice::fill_rect(int x, int y, int width, int height, int pixel) {
+  // Unclipped, as the window fills through its root context.
+  if (!open_ || width <= 0 || height <= 0) return;
+  target().fill_rect(x, y, width, height, pixel >= 0 ? static_cast<std::uint32_t>(pixel) : background());
+}
+
+bool MemoryDevice::swap_pixmaps(unsigned long a, unsigned long b) {
+  Picture* pa = picture(a);
+  Picture* pb = picture(b);
+  if (!open_ || a == b || pa == nullptr || pb == nullptr) return false;
+  std::swap(*pa, *pb);
+  // The drawing target is a picture: it follows the exchange.
+  if (target_id_ == a)
+    target_id_ = b;
+  else if (target_id_ == b)
+    target_id_ = a;
+  return true;
+}
+
+unsigned long MemoryDevice::native_pixmap(unsigned long id) const {
+  const Picture* p = picture(id);
+  return open_ && p != nullptr ? p->handle : 0;
 }
 
 void MemoryDevice::free_pixmap(unsigned long id) {
@@ -299,31 +357,6 @@ int MemoryDevice::capture(IMG_report& image) {
   return 1;
 }
 
-// One pixel of an image record as stored (bits_pixel, byte_order).
-std::uint32_t image_pixel(const IMG_report& image, const unsigned char* row, int x) {
-  const bool msb = image.byte_order != 0;
-  switch (image.bits_pixel) {
-    case 32: {
-      const unsigned char* p = row + 4 * x;
-      return msb ? (std::uint32_t{p[0]} << 24 | std::uint32_t{p[1]} << 16 | std::uint32_t{p[2]} << 8 | p[3])
-                 : (std::uint32_t{p[3]} << 24 | std::uint32_t{p[2]} << 16 | std::uint32_t{p[1]} << 8 | p[0]);
-    }
-    case 24: {
-      const unsigned char* p = row + 3 * x;
-      return msb ? (std::uint32_t{p[0]} << 16 | std::uint32_t{p[1]} << 8 | p[2])
-                 : (std::uint32_t{p[2]} << 16 | std::uint32_t{p[1]} << 8 | p[0]);
-    }
-    case 16: {
-      const unsigned char* p = row + 2 * x;
-      return msb ? (std::uint32_t{p[0]} << 8 | p[1]) : (std::uint32_t{p[1]} << 8 | p[0]);
-    }
-    case 8: return row[x];
-    case 4: return (x % 2 == 0) ? (row[x / 2] >> 4) : (row[x / 2] & 0x0F);
-    case 1: return (row[x / 8] >> (x % 8)) & 1U;
-    default: return 0;
-  }
-}
-
 bool MemoryDevice::put_pixels(const IMG_report& image, const std::uint8_t* mask, int x, int y) {
   if (!open_ || image.data == nullptr || image.width <= 0 || image.height <= 0) return false;
   Canvas& c = target();
@@ -337,7 +370,7 @@ bool MemoryDevice::put_pixels(const IMG_report& image, const std::uint8_t* mask,
       const int tx = x + ix;
       if (tx < 0 || tx >= c.width()) continue;
       if (mask != nullptr && !((mask[iy * mask_line + ix / 8] >> (ix % 8)) & 1U)) continue;
-      out[tx] = image_pixel(image, row, ix);
+      out[tx] = raster::stored_pixel(row, ix, image.bits_pixel, image.byte_order != 0);
     }
   }
   return true;

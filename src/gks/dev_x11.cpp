@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "gks_kernel.h"
+#include "raster_canvas.h"
 #include "zor/gks_dev.h"
 #include "zor/gks_win.h"
 #include "zor/mess.h"
@@ -748,32 +749,6 @@ int X11Device::capture(IMG_report& image) {
   return 1;
 }
 
-namespace {
-// One pixel of an image record in the layout capture() gives.
-unsigned long record_pixel(const IMG_report& image, const unsigned char* row, int x) {
-  const bool msb = image.byte_order != 0;
-  switch (image.bits_pixel) {
-    case 32: {
-      const unsigned char* p = row + 4 * x;
-      return msb ? (0UL | p[0]) << 24 | (0UL | p[1]) << 16 | (0UL | p[2]) << 8 | p[3]
-                 : (0UL | p[3]) << 24 | (0UL | p[2]) << 16 | (0UL | p[1]) << 8 | p[0];
-    }
-    case 24: {
-      const unsigned char* p = row + 3 * x;
-      return msb ? (0UL | p[0]) << 16 | (0UL | p[1]) << 8 | p[2] : (0UL | p[2]) << 16 | (0UL | p[1]) << 8 | p[0];
-    }
-    case 16: {
-      const unsigned char* p = row + 2 * x;
-      return msb ? (0UL | p[0]) << 8 | p[1] : (0UL | p[1]) << 8 | p[0];
-    }
-    case 8: return row[x];
-    case 4: return (x % 2 == 0) ? (row[x / 2] >> 4) : (row[x / 2] & 0x0F);
-    case 1: return (row[x / 8] >> (x % 8)) & 1U;
-    default: return 0;
-  }
-}
-}  // namespace
-
 bool X11Device::put_pixels(const IMG_report& image, const std::uint8_t* mask, int x, int y) {
   if (dpy_ == nullptr || image.data == nullptr || image.width <= 0 || image.height <= 0) return false;
   // The record's pixels go through an image in the server's own layout.
@@ -788,7 +763,8 @@ bool X11Device::put_pixels(const IMG_report& image, const std::uint8_t* mask, in
   }
   for (int iy = 0; iy < image.height; ++iy) {
     const unsigned char* row = image.data + static_cast<std::size_t>(iy) * static_cast<std::size_t>(image.bytes_line);
-    for (int ix = 0; ix < image.width; ++ix) XPutPixel(xi, ix, iy, record_pixel(image, row, ix));
+    for (int ix = 0; ix < image.width; ++ix)
+      XPutPixel(xi, ix, iy, raster::stored_pixel(row, ix, image.bits_pixel, image.byte_order != 0));
   }
   Pixmap clip = None;
   if (mask != nullptr) {
@@ -954,8 +930,9 @@ unsigned long gget_root_window() {
   return dev != nullptr ? dev->window() : 0;
 }
 unsigned long gget_base_window() {
-  zor::gks::x11::X11Device* dev = zor::gks::x11::device();
-  return dev != nullptr ? dev->back() : 0;
+  // Any raster device: the in-memory one names its pictures as well.
+  const zor::gks::Device* dev = zor::gks::current_device();
+  return dev != nullptr ? dev->native_pixmap(0) : 0;
 }
 
 const char* gget_xdefault(const char* option) {

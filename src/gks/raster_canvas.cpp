@@ -14,6 +14,12 @@ Canvas::Canvas(int width, int height, std::uint32_t fill)
 
 void Canvas::fill_all(std::uint32_t pixel) { std::fill(pixels_.begin(), pixels_.end(), pixel); }
 
+void Canvas::fill_rect(int x, int y, int width, int height, std::uint32_t pixel) {
+  const int x0 = std::max(x, 0), y0 = std::max(y, 0);
+  const int x1 = std::min(x + std::max(width, 0), width_), y1 = std::min(y + std::max(height, 0), height_);
+  for (int r = y0; r < y1; ++r) std::fill(row(r) + x0, row(r) + std::max(x0, x1), pixel);
+}
+
 void Canvas::copy_from(const Canvas& other) {
   // Pixmaps of one device share a size; a smaller one copies its overlap.
   const int w = std::min(width_, other.width_);
@@ -378,6 +384,30 @@ void wide_polyline(Canvas& c, std::span<const IntPoint> pts, int width, const Pa
     }
     // A dash running on over the vertex is joined there.
     if (index % 2 == 0 && i + 1 < segs.size()) fill_join(c, s, segs[i + 1], half, join, paint, scratch);
+  }
+}
+
+std::uint32_t stored_pixel(const unsigned char* row, int x, int bits, bool msb_first) {
+  const auto b = [row](std::size_t i) { return std::uint32_t{row[i]}; };
+  const auto ux = static_cast<std::size_t>(x);
+  switch (bits) {
+    case 32: {
+      const std::size_t i = 4 * ux;
+      return msb_first ? b(i) << 24 | b(i + 1) << 16 | b(i + 2) << 8 | b(i + 3)
+                       : b(i + 3) << 24 | b(i + 2) << 16 | b(i + 1) << 8 | b(i);
+    }
+    case 24: {
+      const std::size_t i = 3 * ux;
+      return msb_first ? b(i) << 16 | b(i + 1) << 8 | b(i + 2) : b(i + 2) << 16 | b(i + 1) << 8 | b(i);
+    }
+    case 16: {
+      const std::size_t i = 2 * ux;
+      return msb_first ? b(i) << 8 | b(i + 1) : b(i + 1) << 8 | b(i);
+    }
+    case 8: return b(ux);
+    case 4: return ux % 2 == 0 ? b(ux / 2) >> 4 : b(ux / 2) & 0x0Fu;
+    case 1: return (b(ux / 8) >> (ux % 8)) & 1u;
+    default: return 0;
   }
 }
 

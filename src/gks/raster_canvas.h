@@ -71,6 +71,9 @@ class Canvas {
   std::uint32_t at(int x, int y) const { return row(y)[x]; }
 
   void fill_all(std::uint32_t pixel);
+  // Fills the part of a rectangle (x, y, width, height) inside the canvas,
+  // unclipped otherwise.
+  void fill_rect(int x, int y, int width, int height, std::uint32_t pixel);
   void copy_from(const Canvas& other);
 
   // Paints pixels x0 .. x1-1 of row y.
@@ -109,5 +112,11 @@ void thin_polyline(Canvas& c, std::span<const IntPoint> pts, const Paint& paint,
 // Wide polyline of `width` pixels (1 or more).
 void wide_polyline(Canvas& c, std::span<const IntPoint> pts, int width, const Paint& paint,
                    const Dashes& dashes, Join join, Cap cap, PolygonScratch& scratch);
+
+// Pixel `x` of one row of a stored raster image, as an X11 image keeps it:
+// `bits` per pixel (32, 24, 16, 8, 4 or 1); pixels of several bytes with
+// the most significant byte first when `msb_first`; 4-bit pixels high nibble
+// first; 1-bit pixels least significant bit first. 0 for other sizes.
+std::uint32_t stored_pixel(const unsigned char* row, int x, int bits, bool msb_first);
 
 }  // namespace zor::gks::raster

@@ -1,0 +1,270 @@
+// Frames that exchange pictures with the base window, clear single frames
+// and regions: the in-memory raster device against the X11 window under
+// Xvfb, each checked on its own and then pixel for pixel against the other.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <vector>
+
+#include "../common/xvfb.h"
+#include "device.h"
+#include "gks_kernel.h"
+#include "gks_zoom.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/gks_win.h"
+#include "zor/img.h"
+
+using namespace zor::gks;
+
+namespace {
+
+zor::test::Xvfb* g_xvfb = nullptr;
+
+class XvfbEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    g_xvfb = new zor::test::Xvfb;
+    ASSERT_TRUE(g_xvfb->start(300)) << "Xvfb did not start";
+  }
+  void TearDown() override {
+    delete g_xvfb;
+    g_xvfb = nullptr;
+  }
+};
+const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+
+constexpr unsigned kColour[] = {0xff0000u, 0x00ff00u, 0x0000ffu, 0xffff00u};
+constexpr unsigned kBlack = 0x000000u;
+
+// Opens the window (false) or the memory device standing in for it (true).
+void open_device(bool memory) {
+  if (memory) register_device(GWS_WINDOW, "memory", make_memory_device);
+  ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+  ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+  ASSERT_NE(current_device(), nullptr);
+  ginit_loop();
+  const Gcolr_rep colours[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}};
+  for (int i = 0; i < 4; ++i) gset_colr_rep(1, 2 + i, &colours[i]);
+}
+
+void close_device(bool memory) {
+  ginit_loop();
+  gclose_ws(1);
+  gclose_gks();
+  kernel().reset();
+  reset_color_model();
+  if (memory) unregister_device(GWS_WINDOW);
+}
+
+// A filled box of colour index `colour` in world (unit square) coordinates.
+void box(float x0, float y0, float x1, float y1, int colour) {
+  const Gpt pts[] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
+  gset_fill_int_style(GSOLID);
+  gset_fill_colr_ind(colour);
+  gfill_area(4, pts);
+}
+
+// The picture of a frame selector, captured as 0xRRGGBB values; the drawing
+// target is restored afterwards.
+struct Picture {
+  int width = 0;
+  int height = 0;
+  std::vector<unsigned> pixels;
+  unsigned at(int x, int y) const { return pixels[static_cast<std::size_t>(y) * width + x]; }
+  unsigned centre() const { return at(width / 2, height / 2); }
+};
+
+Picture grab(int ind) {
+  Picture pic;
+  Device* dev = current_device();
+  unsigned long id = 0, was = dev->draw_target();
+  if (!frame_pixmap(ind, &id) || !dev->set_draw_target(id)) return pic;
+  IMG_report img;
+  const int ok = dev->capture(img);
+  dev->set_draw_target(was);
+  if (ok != 1 || img.data == nullptr || img.bits_pixel != 32) {
+    std::free(img.data);
+    return pic;
+  }
+  pic.width = img.width;
+  pic.height = img.height;
+  for (int y = 0; y < img.height; ++y)
+    for (int x = 0; x < img.width; ++x) {
+      const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
+      pic.pixels.push_back(img.byte_order == 0 ? (p[0] | p[1] << 8 | p[2] << 16)
+                                               : (p[3] | p[2] << 8 | p[1] << 16));
+    }
+  std::free(img.data);
+  return pic;
+}
+
+class MemFrames : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override { open_device(GetParam()); }
+  void TearDown() override { close_device(GetParam()); }
+  // Frame n filled with colour index 2 + n; the base window selected again.
+  void make_frames(int n) {
+    for (int i = 0; i < n; ++i) {
+      ASSERT_EQ(gcreate_frame(-1), i);
+      ASSERT_EQ(gselect_frame(i), 1);
+      box(0, 0, 1, 1, 2 + i);
+    }
+    ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
+  }
+};
+
+TEST_P(MemFrames, ExchangeWithTheBaseWindowMovesPicturesAndTheirIds) {
+  make_frames(2);
+  box(0, 0, 1, 1, 5);  // the base window's own picture
+  const unsigned long base = gget_base_window(), one = gget_frame_id(1);
+  ASSERT_NE(base, 0u);
+  ASSERT_NE(one, 0u);
+  ASSERT_NE(base, one);
+  ASSERT_EQ(gswitch_frame(1, GFRAME_BASE), 1);
+  EXPECT_EQ(grab(GFRAME_BASE).centre(), kColour[1]);
+  EXPECT_EQ(grab(1).centre(), kColour[3]);
+  EXPECT_EQ(gget_base_window(), one);  // the base window is the other picture now
+  EXPECT_EQ(gget_frame_id(1), base);
+  EXPECT_EQ(grab(0).centre(), kColour[0]);  // untouched
+  // Either order of the selectors; back to where it was.
+  ASSERT_EQ(gswitch_frame(GFRAME_BASE, 1), 1);
+  EXPECT_EQ(gget_base_window(), base);
+  EXPECT_EQ(grab(GFRAME_BASE).centre(), kColour[3]);
+  EXPECT_EQ(gswitch_frame(GFRAME_BASE, GFRAME_BASE), 1);  // itself: nothing to do
+  EXPECT_EQ(gswitch_frame(GFRAME_BASE, 4), 0);            // no such frame
+}
+
+TEST_P(MemFrames, DrawingTargetFollowsItsPictureThroughAnExchange) {
+  make_frames(1);
+  ASSERT_EQ(gselect_frame(0), 1);
+  ASSERT_EQ(gswitch_frame(0, GFRAME_BASE), 1);
+  // Frame 0's old picture is the base window's now, and drawing goes there.
+  box(0.25f, 0.25f, 0.75f, 0.75f, 4);
+  EXPECT_EQ(grab(GFRAME_BASE).centre(), kColour[2]);
+  EXPECT_EQ(grab(0).centre(), kBlack);
+}
+
+TEST_P(MemFrames, ClearsReachOnlyTheirOwnPicture) {
+  make_frames(2);
+  box(0, 0, 1, 1, 5);
+  // One frame, while the base window is the drawing target.
+  ASSERT_EQ(gclear_frame(1), 1);
+  EXPECT_EQ(grab(1).centre(), kBlack);
+  EXPECT_EQ(grab(0).centre(), kColour[0]);
+  EXPECT_EQ(grab(GFRAME_BASE).centre(), kColour[3]);
+  // Re-creating a frame clears it.
+  ASSERT_EQ(gcreate_frame(0), 0);
+  EXPECT_EQ(grab(0).centre(), kBlack);
+  EXPECT_EQ(gget_num_images(), 2);
+  // The workstation clear reaches the selected frame only.
+  ASSERT_EQ(gselect_frame(1), 1);
+  box(0, 0, 1, 1, 4);
+  gclear_ws(1, GALWAYS);
+  EXPECT_EQ(grab(1).centre(), kBlack);
+  EXPECT_EQ(grab(GFRAME_BASE).centre(), kColour[3]);
+}
+
+TEST_P(MemFrames, RegionClearIgnoresTheViewportClip) {
+  box(0, 0, 1, 1, 2);
+  // Where the unit square lies: its left, right and top pixels.
+  const Picture before = grab(GFRAME_BASE);
+  ASSERT_GT(before.width, 0);
+  const int mid = before.height / 2;
+  int left = -1, right = -1, top = -1;
+  for (int x = 0; x < before.width; ++x)
+    if (before.at(x, mid) == kColour[0]) {
+      if (left < 0) left = x;
+      right = x;
+    }
+  ASSERT_GE(left, 0);
+  for (int y = 0; y < before.height && top < 0; ++y)
+    if (before.at(left, y) == kColour[0]) top = y;
+  // A viewport on the left half clips drawing, not the region clear, which
+  // reaches into the right half.
+  const Glim vp = {0.0f, 0.5f, 0.0f, 1.0f};
+  const Glim win = {0.0f, 1.0f, 0.0f, 1.0f};
+  gset_vp(1, &vp);
+  gset_win(1, &win);
+  gsel_norm_tran(1);
+  const Glim region = {0.5f, 2.0f, 0.25f, 0.75f};
+  gclear_region(&region);
+  const Picture pic = grab(GFRAME_BASE);
+  EXPECT_EQ(pic.at((left + right) / 2, mid), kBlack);
+  EXPECT_EQ(pic.at(right - 1, mid), kBlack);  // beyond the viewport
+  EXPECT_EQ(pic.at(left, mid), kColour[0]);
+  EXPECT_EQ(pic.at(right, top), kColour[0]);
+}
+
+TEST_P(MemFrames, DeletingTheOnlyFrameBlanksTheBaseWindow) {
+  make_frames(1);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  EXPECT_EQ(grab(GFRAME_BASE).centre(), kColour[0]);
+  ASSERT_EQ(gdelete_frame(0), 1);
+  EXPECT_EQ(gget_num_images(), 0);
+  EXPECT_EQ(grab(GFRAME_BASE).centre(), kBlack);
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowAndMemory, MemFrames, ::testing::Values(false, true),
+                         [](const auto& info) { return info.param ? "memory" : "window"; });
+
+TEST(MemFrameIds, MemoryPicturesHaveNamesButTakeNoForeignPixmap) {
+  open_device(true);
+  ASSERT_EQ(gcreate_frame(-1), 0);
+  const unsigned long base = gget_base_window(), zero = gget_frame_id(0);
+  EXPECT_NE(base, 0u);
+  EXPECT_NE(zero, 0u);
+  EXPECT_NE(base, zero);
+  EXPECT_EQ(gprint_frame_ids(), 1);
+  // There is no server whose pixmaps a frame could take over.
+  EXPECT_EQ(gset_frame_id(0, 12345), 0);
+  EXPECT_EQ(gget_frame_id(0), zero);
+  close_device(true);
+  EXPECT_EQ(gget_base_window(), 0u);
+}
+
+// The whole sequence on both devices gives the same pictures.
+std::vector<Picture> frame_sequence(bool memory) {
+  std::vector<Picture> out;
+  open_device(memory);
+  for (int i = 0; i < 3; ++i) {
+    gcreate_frame(-1);
+    gselect_frame(i);
+    box(0.1f * static_cast<float>(i), 0.0f, 0.6f, 0.7f, 2 + i);
+  }
+  gselect_frame(GFRAME_BASE);
+  box(0.3f, 0.3f, 0.9f, 0.9f, 5);
+  gswitch_frame(2, GFRAME_BASE);
+  gselect_frame(0);
+  gswitch_frame(0, 1);
+  box(0.0f, 0.5f, 0.5f, 1.0f, 4);  // into frame 0's old picture, now frame 1's
+  const Glim region = {0.2f, 0.4f, 0.2f, 0.4f};
+  gclear_region(&region);
+  gclear_frame(2);
+  gselect_frame(2);
+  box(0.45f, 0.45f, 0.55f, 0.55f, 3);
+  gdisplay_frame(1);
+  for (int ind : {GFRAME_BASE, 0, 1, 2}) out.push_back(grab(ind));
+  close_device(memory);
+  return out;
+}
+
+TEST(MemFrameCompare, MemoryFramesMatchTheWindowPixelForPixel) {
+  const std::vector<Picture> window = frame_sequence(false);
+  const std::vector<Picture> memory = frame_sequence(true);
+  ASSERT_EQ(window.size(), memory.size());
+  for (std::size_t i = 0; i < window.size(); ++i) {
+    ASSERT_GT(window[i].width, 0) << "picture " << i;
+    EXPECT_EQ(window[i].width, memory[i].width);
+    EXPECT_EQ(window[i].height, memory[i].height);
+    std::size_t differ = 0;
+    for (std::size_t k = 0; k < window[i].pixels.size() && k < memory[i].pixels.size(); ++k)
+      if (window[i].pixels[k] != memory[i].pixels[k]) ++differ;
+    EXPECT_EQ(differ, 0u) << "picture " << i;
+  }
+  // The sequence did change the pictures: the base shows frame 1.
+  EXPECT_EQ(memory[0].pixels, memory[2].pixels);
+  EXPECT_NE(memory[1].pixels, memory[3].pixels);
+}
+
+}  // namespace
