@@ -67,6 +67,8 @@ struct X11Settings {
   bool xerror = false;
   bool xerror_print = true;
   int num_error = 0;
+  // The program is ending from an error handler: no more requests.
+  bool leaving = false;
 };
 
 X11Settings& settings() {
@@ -87,6 +89,7 @@ int Xerror_handler(Display* dpy, XErrorEvent* ev) {
   if (++s.num_error >= kMaxErrors) {
     MESS_print(M_ERROR, "X11 error: too many errors\n");
     if (window_device() != nullptr) gdelete_all_frames();
+    s.leaving = true;
     ZOR_exit(4);
   }
   return 0;
@@ -95,6 +98,7 @@ int Xerror_handler(Display* dpy, XErrorEvent* ev) {
 int XerrorIO_handler(Display* /*dpy*/) {
   // The connection is gone: the frames' pixmaps went with it.
   if (window_device() != nullptr) gforget_frames();
+  settings().leaving = true;
   MESS_print(M_ERROR, "Fatal X11 Error\n");
   ZOR_exit(4);
 }
@@ -406,6 +410,20 @@ int X11Device::reinit(int /*dev_class*/) {
 
 int X11Device::close() {
   if (dpy_ == nullptr) return -1;
+  if (settings().leaving) {
+    // Closing on the way out of an error handler (exit runs the kernel's
+    // destructor): the handler's caller still holds the connection waiting
+    // for a reply, so a request here would wait for ever, and on a broken
+    // connection it would fail again. The server releases this client's
+    // resources when the process ends.
+    pixmaps_.clear();
+    dpy_ = nullptr;
+    gc_ = nullptr;
+    font_ = nullptr;
+    back_ = win_ = icon_ = None;
+    cursors_.fill(None);
+    return 0;
+  }
   if (type_ == GWS_WINDOW) {
     gdelete_all_frames();
     greset_zoom();

@@ -1,0 +1,42 @@
+// A small program that opens the X11 window and then provokes one of the
+// display's fatal conditions, for the exit tests to run as a child process:
+//   errors  25 protocol errors (freeing a pixmap that does not exist);
+//   fatal   waits, synchronising with the server, until its connection
+//           breaks (the test kills the server).
+// It prints "ready" once the window is open. Exit status 3: the window did
+// not open; 0: the condition did not end the program.
+#include <X11/Xlib.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "zor/gks.h"
+#include "zor/gks_win.h"
+
+int main(int argc, char** argv) {
+  if (argc != 2) return 2;
+  if (gopen_gks(nullptr, 0) != 0 || gopen_ws(1, "", GWS_WINDOW) != 0) return 3;
+  auto* dpy = reinterpret_cast<Display*>(gget_display_id());
+  if (dpy == nullptr) return 3;
+  gcreate_frame(-1);  // a frame whose pixmap the handlers release
+  std::printf("ready\n");
+  std::fflush(stdout);
+  if (std::strcmp(argv[1], "errors") == 0) {
+    // An id in no client's range names no pixmap: each free is a BadPixmap.
+    for (int i = 0; i < 40; ++i) {
+      XFreePixmap(dpy, 0x1fffffffUL);
+      XSync(dpy, False);
+    }
+  } else if (std::strcmp(argv[1], "fatal") == 0) {
+    for (int i = 0; i < 300; ++i) {  // 30 s at most
+      XNoOp(dpy);
+      XSync(dpy, False);
+      usleep(100000);
+    }
+  } else {
+    return 2;
+  }
+  std::printf("survived\n");
+  return 0;
+}

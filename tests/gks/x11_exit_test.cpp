@@ -1,0 +1,119 @@
+// The display's fatal conditions end the program with status 4: 25 protocol
+// errors, and a broken connection (the server killed under it). Each runs in
+// a helper program started as a child process against its own Xvfb, its
+// output going to a file so that nothing is left holding a pipe.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+
+#include "../common/xvfb.h"
+
+namespace {
+
+std::string out_path(const std::string& name) {
+  return std::string(ZOR_TEST_BINARY_DIR) + "/x11_exit_" + name + ".out";
+}
+
+// Starts the helper in `mode`, standard output and error into `out`.
+// The file is emptied before the child starts, so that what an earlier run
+// wrote there is never taken for this one's.
+pid_t spawn(const char* mode, const std::string& out) {
+  const int fd = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  if (fd < 0) return -1;
+  const pid_t pid = fork();
+  if (pid == 0) {
+    dup2(fd, 1);
+    dup2(fd, 2);
+    close(fd);
+    execl(X11_EXIT_HELPER, X11_EXIT_HELPER, mode, static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(fd);
+  return pid;
+}
+
+std::string slurp(const std::string& path) {
+  std::ifstream in(path);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Waits up to `seconds` for the child; its wait status, or -1 after killing
+// a child that did not end.
+int wait_exit(pid_t pid, int seconds) {
+  int status = 0;
+  for (int i = 0; i < seconds * 10; ++i) {
+    if (waitpid(pid, &status, WNOHANG) == pid) return status;
+    usleep(100000);
+  }
+  kill(pid, SIGKILL);
+  waitpid(pid, &status, 0);
+  return -1;
+}
+
+// Waits until the child has written `text`, or has ended.
+bool wait_text(pid_t pid, const std::string& path, const std::string& text, int seconds) {
+  for (int i = 0; i < seconds * 10; ++i) {
+    if (slurp(path).find(text) != std::string::npos) return true;
+    if (waitpid(pid, nullptr, WNOHANG) == pid) return false;
+    usleep(100000);
+  }
+  return false;
+}
+
+int count_lines(const std::string& text, const std::string& begin, const std::string& end) {
+  std::istringstream in(text);
+  int n = 0;
+  for (std::string line; std::getline(in, line);)
+    if (line.rfind(begin, 0) == 0 && line.size() >= end.size() &&
+        line.compare(line.size() - end.size(), end.size(), end) == 0)
+      ++n;
+  return n;
+}
+
+TEST(X11Exit, TwentyFiveProtocolErrorsEndTheProgramWithStatus4) {
+  zor::test::Xvfb xvfb;
+  ASSERT_TRUE(xvfb.start(340)) << "Xvfb did not start";
+  const std::string out = out_path("errors");
+  const pid_t pid = spawn("errors", out);
+  ASSERT_GT(pid, 0);
+  const int status = wait_exit(pid, 30);
+  const std::string text = slurp(out);
+  ASSERT_NE(status, -1) << "the helper did not end\n" << text;
+  ASSERT_TRUE(WIFEXITED(status)) << text;
+  EXPECT_EQ(WEXITSTATUS(status), 4) << text;
+  EXPECT_NE(text.find("ready\n"), std::string::npos) << text;
+  // Every error is reported, the 25th with the end.
+  EXPECT_EQ(count_lines(text, "X11 error: ", " in X_FreePixmap"), 25) << text;
+  EXPECT_NE(text.find("X11 error: too many errors\n"), std::string::npos) << text;
+  EXPECT_EQ(text.find("survived"), std::string::npos) << text;
+}
+
+TEST(X11Exit, ABrokenConnectionEndsTheProgramWithStatus4) {
+  zor::test::Xvfb xvfb;
+  ASSERT_TRUE(xvfb.start(360)) << "Xvfb did not start";
+  const std::string out = out_path("fatal");
+  const pid_t pid = spawn("fatal", out);
+  ASSERT_GT(pid, 0);
+  if (!wait_text(pid, out, "ready\n", 30)) {
+    wait_exit(pid, 1);
+    FAIL() << "the helper did not open its window\n" << slurp(out);
+  }
+  xvfb.stop();  // the connection breaks under the helper
+  const int status = wait_exit(pid, 30);
+  const std::string text = slurp(out);
+  ASSERT_NE(status, -1) << "the helper did not end\n" << text;
+  ASSERT_TRUE(WIFEXITED(status)) << text;
+  EXPECT_EQ(WEXITSTATUS(status), 4) << text;
+  EXPECT_NE(text.find("Fatal X11 Error\n"), std::string::npos) << text;
+  EXPECT_EQ(text.find("survived"), std::string::npos) << text;
+}
+
+}  // namespace
