@@ -1,0 +1,685 @@
+// The radar program's NIDS window under Xvfb, driven as a user would: the
+// real binary runs as a child process, a second client finds its window,
+// reads the picture back with XGetImage and sends it keys and buttons. The
+// picture is compared with the batch plot of the same product, the pointer
+// read-out is read from the program's standard output, and zoom, resize,
+// the frame loop and the keys that end the program are exercised.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <fcntl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "../common/xvfb.h"
+#include "../gks/print_test_util.h"
+#include "nids_test_util.h"
+#include "zor/clr.h"
+
+// After the test framework: Xlib defines None and Status.
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
+
+namespace fs = std::filesystem;
+using nids_test::data_path;
+
+namespace {
+
+zor::test::Xvfb* g_xvfb = nullptr;
+
+class XvfbEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    g_xvfb = new zor::test::Xvfb;
+    ASSERT_TRUE(g_xvfb->start(330)) << "Xvfb did not start";
+  }
+  void TearDown() override {
+    delete g_xvfb;
+    g_xvfb = nullptr;
+  }
+};
+const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+
+constexpr const char* kN0Q = "KBMX_SDUS54_N0QBMX_201501020205";
+constexpr const char* kN0R = "KBMX_SDUS54_N0RBMX_201501020205";
+
+// Generous limits: the program draws a product in well under a second.
+constexpr double kWaitSeconds = 20.0;
+
+// Calls `done` until it holds or `seconds` have passed.
+bool poll_until(const std::function<bool()>& done, double seconds = kWaitSeconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    usleep(20000);
+  }
+  return true;
+}
+
+// An RGB picture, 0xRRGGBB per pixel.
+struct Picture {
+  int width = 0, height = 0;
+  std::vector<std::uint32_t> px;
+  std::uint32_t at(int x, int y) const { return px[static_cast<std::size_t>(y) * width + x]; }
+  bool operator==(const Picture& o) const = default;
+};
+
+Picture from_raster(const zor::test::Raster& r) {
+  Picture p{r.width, r.height, {}};
+  p.px.reserve(static_cast<std::size_t>(r.width) * r.height);
+  for (int y = 0; y < r.height; ++y)
+    for (int x = 0; x < r.width; ++x) {
+      const unsigned char* c = r.at(x, y);
+      p.px.push_back(static_cast<std::uint32_t>(c[0]) << 16 | static_cast<std::uint32_t>(c[1]) << 8 | c[2]);
+    }
+  return p;
+}
+
+// The plot's white frame, found from the picture's edges along the middle
+// row and a column clear of the labels and the bar.
+struct Box {
+  int left = -1, right = -1, top = -1, bottom = -1;
+  int cx() const { return (left + right) / 2; }
+  int cy() const { return (top + bottom) / 2; }
+  bool found() const { return left >= 0 && right > left + 100 && top >= 0 && bottom > top + 100; }
+};
+
+Box frame_of(const Picture& p) {
+  Box b;
+  const int y = p.height / 2, x = p.width * 3 / 5;
+  for (int i = 0; i < p.width && b.left < 0; ++i)
+    if (p.at(i, y) == 0xFFFFFF) b.left = i;
+  for (int i = p.width - 1; i >= 0 && b.right < 0; --i)
+    if (p.at(i, y) == 0xFFFFFF) b.right = i;
+  for (int j = 0; j < p.height && b.top < 0; ++j)
+    if (p.at(x, j) == 0xFFFFFF) b.top = j;
+  for (int j = p.height - 1; j >= 0 && b.bottom < 0; --j)
+    if (p.at(x, j) == 0xFFFFFF) b.bottom = j;
+  return b;
+}
+
+// The white site marker within two pixels of the plot's centre.
+bool site_marked(const Picture& p, const Box& b) {
+  for (int y = b.cy() - 2; y <= b.cy() + 2; ++y)
+    for (int x = b.cx() - 2; x <= b.cx() + 2; ++x)
+      if (p.at(x, y) == 0xFFFFFF) return true;
+  return false;
+}
+
+// Great-circle distance in nautical miles.
+double nautical_miles(double lat0, double lon0, double lat1, double lon1) {
+  const double k = M_PI / 180.0;
+  const double a = std::pow(std::sin((lat1 - lat0) * k / 2), 2) +
+                   std::cos(lat0 * k) * std::cos(lat1 * k) * std::pow(std::sin((lon1 - lon0) * k / 2), 2);
+  return 2 * 6371.0 * std::asin(std::sqrt(a)) / 1.852;
+}
+
+// Share of equal pixels inside the box (its frame excluded).
+double same_share(const Picture& a, const Picture& b, const Box& box) {
+  if (a.width != b.width || a.height != b.height) return 0.0;
+  long same = 0, all = 0;
+  for (int y = box.top + 1; y < box.bottom; ++y)
+    for (int x = box.left + 1; x < box.right; ++x, ++all) same += a.at(x, y) == b.at(x, y);
+  return all > 0 ? static_cast<double>(same) / static_cast<double>(all) : 0.0;
+}
+
+// The 8-bit colours of the product's fill table, from the bundled colour
+// table the program reads when no resource file is found.
+std::vector<std::uint32_t> fill_colours() {
+  static const char* const names[] = {"blue", "lblue",  "cyan",    "lcyan",    "green", "lgreen", "brown", "yellow",
+                                      "red",  "lred",   "magenta", "lmagenta", "dgray", "lgray",  "white"};
+  zor::clr::reset();
+  CLR_read_table(nullptr);
+  std::vector<std::uint32_t> out;
+  for (const char* n : names) {
+    float r = 0, g = 0, b = 0;
+    if (CLR_get_rgb(CLR_get_ind(n), &r, &g, &b) < 0) continue;
+    auto byte = [](float v) { return static_cast<std::uint32_t>(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f)); };
+    out.push_back(byte(r) << 16 | byte(g) << 8 | byte(b));
+  }
+  return out;
+}
+
+bool near_colour(std::uint32_t a, std::uint32_t b) {
+  for (int s : {0, 8, 16})
+    if (std::abs(static_cast<int>((a >> s) & 255) - static_cast<int>((b >> s) & 255)) > 1) return false;
+  return true;
+}
+
+struct Census {
+  long data = 0;     // pixels in a fill-table colour other than white
+  long strange = 0;  // pixels in no colour the plot draws inside its frame
+};
+
+// Inside the frame a NIDS plot draws the black background, red map lines,
+// white marks and the data in the fill table's colours, nothing else.
+Census census(const Picture& p, const Box& box, const std::vector<std::uint32_t>& table) {
+  Census c;
+  for (int y = box.top + 1; y < box.bottom; ++y)
+    for (int x = box.left + 1; x < box.right; ++x) {
+      const std::uint32_t v = p.at(x, y);
+      if (v == 0 || v == 0xFF0000 || v == 0xFFFFFF) continue;
+      if (std::any_of(table.begin(), table.end(), [v](std::uint32_t t) { return near_colour(v, t); })) ++c.data;
+      else ++c.strange;
+    }
+  return c;
+}
+
+// The program as a child process, standard output and error in files.
+class Radar {
+ public:
+  Radar(const fs::path& dir, const std::vector<std::string>& args, bool display = true) : dir_(dir) {
+    std::vector<std::string> argv{ZOR_RADAR_BINARY};
+    argv.insert(argv.end(), args.begin(), args.end());
+    pid_ = fork();
+    if (pid_ != 0) return;
+    // Child: the test's directory, no resource files, no terminal.
+    if (chdir(dir.c_str()) != 0) _exit(126);
+    setenv("zordefault", (dir / "none").c_str(), 1);
+    if (!display) unsetenv("DISPLAY");
+    const int in = open("/dev/null", O_RDONLY);
+    const int out = open("out.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int err = open("err.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (in < 0 || out < 0 || err < 0) _exit(126);
+    dup2(in, 0), dup2(out, 1), dup2(err, 2);
+    std::vector<char*> cargs;
+    for (auto& a : argv) cargs.push_back(a.data());
+    cargs.push_back(nullptr);
+    execv(cargs[0], cargs.data());
+    _exit(127);
+  }
+  Radar(const Radar&) = delete;
+  Radar& operator=(const Radar&) = delete;
+  ~Radar() { kill_now(); }
+
+  bool running() {
+    if (pid_ <= 0) return false;
+    int st = 0;
+    if (waitpid(pid_, &st, WNOHANG) != pid_) return true;
+    status_ = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    pid_ = -1;
+    return false;
+  }
+  // The exit status, or -2 when the program did not end in time (it is
+  // killed then).
+  int wait_exit(double seconds = kWaitSeconds) {
+    if (poll_until([this] { return !running(); }, seconds)) return status_;
+    kill_now();
+    return -2;
+  }
+  void kill_now() {
+    if (pid_ <= 0) return;
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+  }
+  std::string out() const { return zor::test::slurp((dir_ / "out.txt").string()); }
+  std::string err() const { return zor::test::slurp((dir_ / "err.txt").string()); }
+
+ private:
+  fs::path dir_;
+  pid_t pid_ = -1;
+  int status_ = -1;
+};
+
+// Lines of the pointer read-out in the program's output.
+struct ReadOut {
+  double lat = 0, lon = 0, dist = 0, alt = 0;
+};
+std::vector<ReadOut> read_outs(const std::string& out) {
+  static const std::regex re(R"(Lat: *(-?[0-9.]+) Lon: *(-?[0-9.]+) Dist: *(-?[0-9.]+)nm Alt: *(-?[0-9.]+)ft)");
+  std::vector<ReadOut> v;
+  for (auto it = std::sregex_iterator(out.begin(), out.end(), re); it != std::sregex_iterator(); ++it)
+    v.push_back({std::stod((*it)[1]), std::stod((*it)[2]), std::stod((*it)[3]), std::stod((*it)[4])});
+  return v;
+}
+
+// Domains the program printed after `label` ("Product domain: " and the
+// like): the grid spacing is the last field.
+std::vector<double> spacings_after(const std::string& out, const std::string& label) {
+  std::vector<double> v;
+  for (const std::string& line : zor::test::lines_of(out)) {
+    if (line.rfind(label, 0) != 0) continue;
+    const std::size_t comma = line.rfind(',');
+    if (comma != std::string::npos) v.push_back(std::atof(line.c_str() + comma + 1));
+  }
+  return v;
+}
+
+class NidsWindowTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_NE(g_xvfb, nullptr);
+    dir_ = fs::temp_directory_path() / ("nids_window_" + std::to_string(getpid()) + "_" +
+                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+    dpy_ = XOpenDisplay(nullptr);
+    ASSERT_NE(dpy_, nullptr);
+  }
+  void TearDown() override {
+    // A program still running hangs: that fails the test.
+    if (radar_ && radar_->running()) {
+      radar_->kill_now();
+      ADD_FAILURE() << "the program did not end";
+    }
+    radar_.reset();
+    if (dpy_ != nullptr) {
+      poll_until([this] { return find_window() == 0; }, 5.0);
+      XCloseDisplay(dpy_);
+    }
+    fs::remove_all(dir_);
+  }
+
+  // The batch plot of the same files, as PNG images named by frame.
+  std::vector<Picture> batch(const std::vector<std::string>& args, int frames) {
+    std::vector<std::string> a{"-ba", "-inp", "nids", "-of", "png:@batch_%i.png"};
+    a.insert(a.end(), args.begin(), args.end());
+    // No display: the batch run draws into memory.
+    Radar r(dir_, a, false);
+    std::vector<Picture> out;
+    EXPECT_EQ(r.wait_exit(), 0) << r.err();
+    for (int i = 0; i < frames; ++i) {
+      char name[32];
+      std::snprintf(name, sizeof name, frames > 1 ? "batch_%02d.png" : "batch_win.png", i);
+      zor::test::Raster raster;
+      EXPECT_TRUE(zor::test::read_png((dir_ / name).string(), raster)) << name << "\n" << r.out();
+      out.push_back(from_raster(raster));
+    }
+    return out;
+  }
+
+  // Starts the program on the display and waits for its window and for the
+  // wait for the user: a key is dropped until then, so the first read-out
+  // answered means the picture is complete.
+  void start(const std::vector<std::string>& args) {
+    std::vector<std::string> a{"-inp", "nids", "-de", "d"};
+    a.insert(a.end(), args.begin(), args.end());
+    radar_ = std::make_unique<Radar>(dir_, a);
+    ASSERT_TRUE(poll_until([this] { return (win_ = find_window()) != 0 || !radar_->running(); }))
+        << "no window";
+    ASSERT_NE(win_, 0u) << radar_->out() << radar_->err();
+    ASSERT_TRUE(poll_until([this] { return viewable(); }));
+    // Asked again and again from the window's corner until it answers.
+    pointer(0, 0);
+    ASSERT_TRUE(poll_until([&] {
+      if (!radar_->running()) return true;
+      key(XK_v, Mod1Mask);
+      return poll_until([this] { return !read_outs(radar_->out()).empty(); }, 0.2);
+    })) << "the program does not answer keys";
+    ASSERT_TRUE(radar_->running()) << radar_->out() << radar_->err();
+    idle_ = read_outs(radar_->out()).front();
+    sync_with_program();
+  }
+
+  // The top-level window of the program (class "Zor"), 0 when none.
+  Window find_window() {
+    Window root = 0, parent = 0, *kids = nullptr;
+    unsigned n = 0;
+    Window found = 0;
+    if (!XQueryTree(dpy_, DefaultRootWindow(dpy_), &root, &parent, &kids, &n)) return 0;
+    for (unsigned i = 0; i < n && found == 0; ++i) {
+      XClassHint hint{};
+      if (XGetClassHint(dpy_, kids[i], &hint) == 0) continue;
+      if (hint.res_class != nullptr && std::string(hint.res_class) == "Zor") found = kids[i];
+      XFree(hint.res_name);
+      XFree(hint.res_class);
+    }
+    if (kids != nullptr) XFree(kids);
+    return found;
+  }
+
+  bool viewable() {
+    XWindowAttributes a{};
+    return XGetWindowAttributes(dpy_, win_, &a) != 0 && a.map_state == IsViewable;
+  }
+
+  Picture capture() {
+    XWindowAttributes a{};
+    Picture p;
+    if (XGetWindowAttributes(dpy_, win_, &a) == 0) return p;
+    XImage* img = XGetImage(dpy_, win_, 0, 0, static_cast<unsigned>(a.width), static_cast<unsigned>(a.height),
+                            AllPlanes, ZPixmap);
+    if (img == nullptr) return p;
+    auto channel = [](unsigned long v, unsigned long mask) {
+      if (mask == 0) return 0ul;
+      while ((mask & 1) == 0) mask >>= 1, v >>= 1;
+      return (v & mask) * 255 / mask;
+    };
+    p.width = a.width, p.height = a.height;
+    p.px.reserve(static_cast<std::size_t>(p.width) * p.height);
+    for (int y = 0; y < p.height; ++y)
+      for (int x = 0; x < p.width; ++x) {
+        const unsigned long v = XGetPixel(img, x, y);
+        p.px.push_back(static_cast<std::uint32_t>(channel(v, img->red_mask) << 16 |
+                                                  channel(v, img->green_mask) << 8 | channel(v, img->blue_mask)));
+      }
+    XDestroyImage(img);
+    return p;
+  }
+
+  std::string title() {
+    char* name = nullptr;
+    XFetchName(dpy_, win_, &name);
+    std::string s = name != nullptr ? name : "";
+    if (name != nullptr) XFree(name);
+    return s;
+  }
+  // The frame number the window title shows ("[n]" at its end), -1 none.
+  int title_frame() {
+    const std::string t = title();
+    const std::size_t open = t.rfind('[');
+    if (open == std::string::npos || t.back() != ']') return -1;
+    return std::atoi(t.c_str() + open + 1);
+  }
+
+  XEvent event(int type, int x, int y, unsigned state) {
+    XEvent ev{};
+    ev.xkey.type = type;
+    ev.xkey.display = dpy_;
+    ev.xkey.window = win_;
+    ev.xkey.root = DefaultRootWindow(dpy_);
+    ev.xkey.same_screen = True;
+    ev.xkey.x = x, ev.xkey.y = y;
+    ev.xkey.state = state;
+    return ev;
+  }
+  void send(XEvent& ev, long mask) {
+    XSendEvent(dpy_, win_, True, mask, &ev);
+    XSync(dpy_, False);
+  }
+  void key(KeySym sym, unsigned state = 0) {
+    XEvent ev = event(KeyPress, 10, 10, state);
+    ev.xkey.keycode = XKeysymToKeycode(dpy_, sym);
+    send(ev, KeyPressMask);
+  }
+  void button(bool press, unsigned b, int x, int y, unsigned state = 0) {
+    XEvent ev = event(press ? ButtonPress : ButtonRelease, x, y, state);
+    ev.xbutton.button = b;
+    send(ev, press ? ButtonPressMask : ButtonReleaseMask);
+  }
+  void motion(int x, int y) {
+    XEvent ev = event(MotionNotify, x, y, Button1Mask | ShiftMask);
+    send(ev, ButtonMotionMask);
+  }
+  void pointer(int x, int y) {
+    XWarpPointer(dpy_, 0, win_, 0, 0, 0, 0, x, y);
+    XSync(dpy_, False);
+  }
+
+  // Alt-v with the pointer at (x, y): the read-out it prints. Keys are
+  // handled in order, so an answer also means every earlier event was. A
+  // late answer to the start-up keys reads the window's corner: skipped.
+  ReadOut read_out_at(int x, int y) {
+    pointer(x, y);
+    const std::size_t before = read_outs(radar_->out()).size();
+    key(XK_v, Mod1Mask);
+    ReadOut answer{-9999, -9999, -9999, -9999};
+    EXPECT_TRUE(poll_until([&] {
+      const std::vector<ReadOut> now = read_outs(radar_->out());
+      for (std::size_t i = before; i < now.size(); ++i) {
+        if (now[i].lat == idle_.lat && now[i].lon == idle_.lon) continue;
+        answer = now[i];
+        return true;
+      }
+      return false;
+    })) << "no read-out\n" << radar_->out() << radar_->err();
+    return answer;
+  }
+  void sync_with_program() { read_out_at(5, 5); }
+
+  // Waits for a picture unlike `old` on the window (the program shows a new
+  // picture in one copy).
+  Picture next_picture(const Picture& old) {
+    Picture p;
+    EXPECT_TRUE(poll_until([&] { return (p = capture()) != old; })) << "the picture did not change";
+    return p;
+  }
+
+  fs::path dir_;
+  Display* dpy_ = nullptr;
+  Window win_ = 0;
+  std::unique_ptr<Radar> radar_;
+  ReadOut idle_;  // the read-out at the window's corner
+};
+
+TEST_F(NidsWindowTest, WindowShowsTheBatchPictureAndReadsOutThePointer) {
+  const std::vector<std::string> files{"-pp", "site", "@" + data_path(kN0Q)};
+  const std::vector<Picture> ref = batch(files, 1);
+  ASSERT_EQ(ref.size(), 1u);
+  ASSERT_NO_FATAL_FAILURE(start(files));
+  const Picture pic = capture();
+  ASSERT_EQ(pic.width, ref[0].width);
+  ASSERT_EQ(pic.height, ref[0].height);
+
+  // The product's own domain, one and a half times as wide as high, with
+  // the site marked at its centre.
+  const Box b = frame_of(pic);
+  ASSERT_TRUE(b.found());
+  EXPECT_NEAR(static_cast<double>(b.right - b.left) / (b.bottom - b.top), 1.5, 0.02);
+  EXPECT_TRUE(site_marked(pic, b));
+
+  // Echoes in the fill table's colours only.
+  const Census c = census(pic, b, fill_colours());
+  EXPECT_GT(c.data, 5000);
+  EXPECT_EQ(c.strange, 0);
+
+  // The same picture as the batch plot of the same product.
+  const Box rb = frame_of(ref[0]);
+  EXPECT_EQ(rb.left, b.left);
+  EXPECT_EQ(rb.right, b.right);
+  EXPECT_EQ(rb.top, b.top);
+  EXPECT_EQ(rb.bottom, b.bottom);
+  const double share = same_share(pic, ref[0], b);
+  RecordProperty("identical_plot_pixels_permille", static_cast<int>(share * 1000));
+  std::printf("identical plot pixels, window and batch PNG: %.2f%%\n", share * 100.0);
+  EXPECT_GE(share, 0.99);
+
+  // Alt-v reads the pointer out: at the site no distance; a hundred pixels
+  // east, west and north the same distance, the beam higher there.
+  const ReadOut centre = read_out_at(b.cx(), b.cy());
+  EXPECT_NEAR(centre.lat, 33.17, 0.03);
+  EXPECT_NEAR(centre.lon, -86.77, 0.03);
+  EXPECT_LT(centre.dist, 1.5);
+  EXPECT_LT(centre.alt, 100.0);
+  const ReadOut east = read_out_at(b.cx() + 100, b.cy());
+  const ReadOut west = read_out_at(b.cx() - 100, b.cy());
+  const ReadOut north = read_out_at(b.cx(), b.cy() - 100);
+  EXPECT_GT(east.lon, centre.lon + 0.5);
+  EXPECT_LT(west.lon, centre.lon - 0.5);
+  EXPECT_GT(north.lat, centre.lat + 0.5);
+  // The distance is the one between the positions read out, and about
+  // the same in every direction.
+  for (const ReadOut* r : {&east, &west, &north}) {
+    const double nm = nautical_miles(33.172, -86.770, r->lat, r->lon);
+    EXPECT_NEAR(r->dist, nm, nm * 0.02);
+  }
+  EXPECT_GT(east.dist, 100.0);
+  EXPECT_NEAR(west.dist, east.dist, east.dist * 0.02);
+  EXPECT_NEAR(north.dist, east.dist, east.dist * 0.02);
+  // Beam of 0.5 degrees over an earth of 6371.3 km.
+  const double d = east.dist * 1.852, r = 6371.3;
+  const double km = std::sqrt(d * d + r * r + 2 * r * d * std::sin(0.5 * M_PI / 180.0)) - r;
+  EXPECT_NEAR(east.alt, km / 1.852 * 6076.22, km / 1.852 * 6076.22 * 0.03);
+
+  // Return ends the program normally.
+  key(XK_Return);
+  EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
+  EXPECT_TRUE(radar_->err().empty()) << radar_->err();
+}
+
+TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
+  ASSERT_NO_FATAL_FAILURE(start({"-pp", "site", "@" + data_path(kN0Q)}));
+  const Picture before = capture();
+  const Box b = frame_of(before);
+  ASSERT_TRUE(b.found());
+  const std::vector<std::uint32_t> table = fill_colours();
+  const long data_before = census(before, b, table).data;
+  const std::vector<double> own = spacings_after(radar_->out(), "Product domain: ");
+  ASSERT_FALSE(own.empty());
+  const ReadOut east_before = read_out_at(b.cx() + 100, b.cy());
+
+  // Button 1 released without Shift first: nothing to zoom.
+  button(true, Button1, b.cx() - 80, b.cy() - 50);
+  button(false, Button1, b.cx() + 80, b.cy() + 50);
+  sync_with_program();
+  EXPECT_EQ(capture(), before);
+  EXPECT_EQ(radar_->out().find("New domain: "), std::string::npos);
+
+  // A box half as wide and high as the plot around the site, dragged from
+  // its lower right corner; the rubber band shows meanwhile.
+  const int hw = (b.right - b.left) / 4, hh = (b.bottom - b.top) / 4;
+  button(true, Button1, b.cx() + hw, b.cy() + hh, ShiftMask);
+  motion(b.cx() - hw, b.cy() - hh);
+  const Picture band = next_picture(before);
+  EXPECT_NE(band.at(b.cx() - hw, b.cy()), before.at(b.cx() - hw, b.cy()));
+  EXPECT_EQ(band.at(b.cx() - hw + 3, b.cy() + 3), before.at(b.cx() - hw + 3, b.cy() + 3));
+  button(false, Button1, b.cx() - hw, b.cy() - hh, Button1Mask | ShiftMask);
+  Picture zoomed;
+  ASSERT_TRUE(poll_until([&] {
+    zoomed = capture();
+    return zoomed != before && zoomed != band;
+  }));
+  const std::vector<double> zoom = spacings_after(radar_->out(), "New domain: ");
+  ASSERT_EQ(zoom.size(), 1u) << radar_->out();
+  EXPECT_NEAR(zoom[0], own[0] / 2, own[0] * 0.02);
+  // Same frame, the site still at the centre, the echoes twice as large.
+  const Box zb = frame_of(zoomed);
+  ASSERT_TRUE(zb.found());
+  EXPECT_NEAR(zb.left, b.left, 1);
+  EXPECT_NEAR(zb.right, b.right, 1);
+  EXPECT_NEAR(zb.cx(), b.cx(), 2);
+  EXPECT_NEAR(zb.cy(), b.cy(), 2);
+  EXPECT_TRUE(site_marked(zoomed, zb));
+  const Census zc = census(zoomed, zb, table);
+  EXPECT_EQ(zc.strange, 0);
+  EXPECT_GT(zc.data, data_before * 3);
+  // The read-out follows the new domain: 100 pixels are half the distance.
+  const ReadOut east = read_out_at(zb.cx() + 100, zb.cy());
+  EXPECT_NEAR(east.dist, east_before.dist / 2, east_before.dist * 0.02);
+
+  // Alt-r draws the same domain again.
+  const int drawn = zor::test::count_of(radar_->out(), "Product type: ");
+  key(XK_r, Mod1Mask);
+  EXPECT_TRUE(poll_until([&] { return zor::test::count_of(radar_->out(), "Product type: ") == drawn + 1; }));
+  sync_with_program();
+  EXPECT_EQ(capture(), zoomed);
+  EXPECT_EQ(spacings_after(radar_->out(), "New domain: ").size(), 1u);
+
+  // Alt-u: the domain first plotted, the same picture as at the start.
+  key(XK_u, Mod1Mask);
+  Picture back;
+  const bool restored = poll_until([&] { return (back = capture()) == before; });
+  EXPECT_TRUE(restored) << "identical plot pixels after unzoom: " << same_share(back, before, b);
+  EXPECT_NE(radar_->out().find("Original domain: "), std::string::npos);
+
+  // Alt-q ends the program normally.
+  key(XK_q, Mod1Mask);
+  EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
+}
+
+TEST_F(NidsWindowTest, ResizedWindowIsDrawnAgainAtItsNewSize) {
+  const std::vector<std::string> files{"-pp", "site", "@" + data_path(kN0Q)};
+  // What a window opened at the new size shows.
+  std::vector<std::string> sized{"-ge", "800x480"};
+  sized.insert(sized.end(), files.begin(), files.end());
+  ASSERT_NO_FATAL_FAILURE(start(sized));
+  const Picture ref = capture();
+  ASSERT_EQ(ref.width, 800);
+  ASSERT_EQ(ref.height, 480);
+  key(XK_Return);
+  ASSERT_EQ(radar_->wait_exit(), 0);
+  ASSERT_TRUE(poll_until([this] { return find_window() == 0; }));
+
+  ASSERT_NO_FATAL_FAILURE(start(files));
+  const Picture before = capture();
+  ASSERT_EQ(before.width, 640);
+  XResizeWindow(dpy_, win_, 800, 480);
+  XSync(dpy_, False);
+  Picture after;
+  const bool same = poll_until([&] { return (after = capture()) == ref; });
+  const Box b = frame_of(ref);
+  ASSERT_TRUE(b.found());
+  EXPECT_TRUE(same) << "identical plot pixels: " << same_share(after, ref, b);
+  // Fitted into the wider window by its height.
+  EXPECT_NEAR(static_cast<double>(b.right - b.left) / (b.bottom - b.top), 1.5, 0.02);
+  const Box small = frame_of(before);
+  EXPECT_GT(b.right - b.left, small.right - small.left);
+  EXPECT_TRUE(site_marked(after, b));
+  key(XK_Return);
+  EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
+}
+
+TEST_F(NidsWindowTest, SeveralFilesLoopAndStepWithKeysAndButtons) {
+  const std::vector<std::string> files{"@" + data_path(kN0R), "@" + data_path(kN0Q)};
+  const std::vector<Picture> frames = batch(files, 2);
+  ASSERT_EQ(frames.size(), 2u);
+  ASSERT_NE(frames[0], frames[1]);
+  ASSERT_NO_FATAL_FAILURE(start(files));
+
+  // Looping: the picture changes by itself, the title tells the frame.
+  const Picture first = capture();
+  const Picture second = next_picture(first);
+  EXPECT_NE(first, second);
+  EXPECT_GE(title_frame(), 0) << title();
+
+  // Alt-l stops the loop; the steps then show each frame as the batch run
+  // drew it.
+  key(XK_l, Mod1Mask);
+  sync_with_program();
+  // The wait steps once more when the frame's delay that was running when
+  // the loop stopped is over: let that pass (at most the last frame's
+  // delay of a second).
+  const int stopped_at = title_frame();
+  if (poll_until([&] { return title_frame() != stopped_at; }, 1.5))
+    std::printf("one more step after the loop stopped: frame %d -> %d\n", stopped_at, title_frame());
+  const int shown = title_frame();
+  ASSERT_TRUE(shown == 0 || shown == 1) << title();
+  const Box b = frame_of(frames[0]);
+  ASSERT_TRUE(b.found());
+  auto check_frame = [&](int n, const char* how) {
+    SCOPED_TRACE(how);
+    EXPECT_EQ(title_frame(), n) << title();
+    const Picture p = capture();
+    const double share = same_share(p, frames[static_cast<std::size_t>(n)], b);
+    std::printf("frame %d after %s: %.2f%% identical plot pixels\n", n, how, share * 100.0);
+    EXPECT_GE(share, 0.99);
+    EXPECT_LT(same_share(p, frames[static_cast<std::size_t>(1 - n)], b), share);
+  };
+  check_frame(shown, "Alt-l");
+  key(XK_bracketright, Mod1Mask);
+  sync_with_program();
+  check_frame(1 - shown, "Alt-]");
+  key(XK_bracketleft, Mod1Mask);
+  sync_with_program();
+  check_frame(shown, "Alt-[");
+  button(true, Button3, 50, 50);
+  sync_with_program();
+  check_frame(1 - shown, "button 3");
+  button(true, Button1, 50, 50);
+  sync_with_program();
+  check_frame(shown, "button 1");
+
+  // Button 2 loops again.
+  button(true, Button2, 50, 50);
+  sync_with_program();
+  const Picture now = capture();
+  EXPECT_NE(next_picture(now), now);
+
+  key(XK_Return);
+  EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
+}
+
+}  // namespace
