@@ -410,20 +410,22 @@ int X11Device::reinit(int /*dev_class*/) {
 
 int X11Device::close() {
   if (dpy_ == nullptr) return -1;
-  if (settings().leaving) {
-    // Closing on the way out of an error handler (exit runs the kernel's
-    // destructor): the handler's caller still holds the connection waiting
-    // for a reply, so a request here would wait for ever, and on a broken
-    // connection it would fail again. The server releases this client's
-    // resources when the process ends.
-    pixmaps_.clear();
-    dpy_ = nullptr;
-    gc_ = nullptr;
-    font_ = nullptr;
-    back_ = win_ = icon_ = None;
-    cursors_.fill(None);
-    return 0;
-  }
+  // On the way out of an error handler (exit runs the kernel's destructor)
+  // the handler's caller still holds the connection waiting for a reply, so
+  // a request would wait for ever, and on a broken connection it would fail
+  // again: the server releases this client's resources when the process ends.
+  if (!settings().leaving) release_server_side();
+  pixmaps_.clear();
+  own_cmap_ = None;
+  dpy_ = nullptr;
+  gc_ = nullptr;
+  font_ = nullptr;
+  back_ = win_ = icon_ = None;
+  cursors_.fill(None);
+  return 0;
+}
+
+void X11Device::release_server_side() {
   if (type_ == GWS_WINDOW) {
     gdelete_all_frames();
     greset_zoom();
@@ -431,7 +433,6 @@ int X11Device::close() {
     reset_events(dpy_, false);
   }
   for (auto& [id, pm] : pixmaps_) XFreePixmap(dpy_, pm);
-  pixmaps_.clear();
   if (font_ != nullptr) XFreeFont(dpy_, font_);
   if (gc_ != nullptr) XFreeGC(dpy_, gc_);
   if (own_back_ && back_ != None) XFreePixmap(dpy_, back_);
@@ -445,17 +446,10 @@ int X11Device::close() {
   if (own_cmap_ != None) {
     XFreeColormap(dpy_, own_cmap_);
     gset_user_cmap(0);
-    own_cmap_ = None;
   }
   if (type_ == GWS_PIXMAP && settings().pix_mode == 9) send_loop_message(*this, 9);
   XSync(dpy_, False);
   XCloseDisplay(dpy_);
-  dpy_ = nullptr;
-  gc_ = nullptr;
-  font_ = nullptr;
-  back_ = win_ = icon_ = None;
-  cursors_.fill(None);
-  return 0;
 }
 
 void X11Device::fill_all(Drawable d, unsigned long pixel) {

@@ -91,6 +91,8 @@ class X11Device : public Device {
  private:
   int open_window(const OpenRequest& request);
   int open_foreign(const OpenRequest& request);
+  // Frees what the device holds on the server and closes the connection.
+  void release_server_side();
   Drawable target() const { return pixmap(target_id_); }
   std::vector<XPoint>& to_points(std::span<const DevPoint> pts);
   void draw_lines(std::span<const DevPoint> pts, const Pen& pen, int cap);

@@ -78,22 +78,28 @@ int count_lines(const std::string& text, const std::string& begin, const std::st
   return n;
 }
 
-TEST(X11Exit, TwentyFiveProtocolErrorsEndTheProgramWithStatus4) {
-  zor::test::Xvfb xvfb;
-  ASSERT_TRUE(xvfb.start(340)) << "Xvfb did not start";
-  const std::string out = out_path("errors");
-  const pid_t pid = spawn("errors", out);
-  ASSERT_GT(pid, 0);
+// Checks that the helper ended by itself with status 4 after printing
+// `message`, and did not survive what it provoked.
+void expect_exit_4(pid_t pid, const std::string& out, const std::string& message) {
   const int status = wait_exit(pid, 30);
   const std::string text = slurp(out);
   ASSERT_NE(status, -1) << "the helper did not end\n" << text;
   ASSERT_TRUE(WIFEXITED(status)) << text;
   EXPECT_EQ(WEXITSTATUS(status), 4) << text;
   EXPECT_NE(text.find("ready\n"), std::string::npos) << text;
-  // Every error is reported, the 25th with the end.
-  EXPECT_EQ(count_lines(text, "X11 error: ", " in X_FreePixmap"), 25) << text;
-  EXPECT_NE(text.find("X11 error: too many errors\n"), std::string::npos) << text;
+  EXPECT_NE(text.find(message), std::string::npos) << text;
   EXPECT_EQ(text.find("survived"), std::string::npos) << text;
+}
+
+TEST(X11Exit, TwentyFiveProtocolErrorsEndTheProgramWithStatus4) {
+  zor::test::Xvfb xvfb;
+  ASSERT_TRUE(xvfb.start(340)) << "Xvfb did not start";
+  const std::string out = out_path("errors");
+  const pid_t pid = spawn("errors", out);
+  ASSERT_GT(pid, 0);
+  expect_exit_4(pid, out, "X11 error: too many errors\n");
+  // Every error is reported, the 25th too.
+  EXPECT_EQ(count_lines(slurp(out), "X11 error: ", " in X_FreePixmap"), 25);
 }
 
 TEST(X11Exit, ABrokenConnectionEndsTheProgramWithStatus4) {
@@ -107,13 +113,7 @@ TEST(X11Exit, ABrokenConnectionEndsTheProgramWithStatus4) {
     FAIL() << "the helper did not open its window\n" << slurp(out);
   }
   xvfb.stop();  // the connection breaks under the helper
-  const int status = wait_exit(pid, 30);
-  const std::string text = slurp(out);
-  ASSERT_NE(status, -1) << "the helper did not end\n" << text;
-  ASSERT_TRUE(WIFEXITED(status)) << text;
-  EXPECT_EQ(WEXITSTATUS(status), 4) << text;
-  EXPECT_NE(text.find("Fatal X11 Error\n"), std::string::npos) << text;
-  EXPECT_EQ(text.find("survived"), std::string::npos) << text;
+  expect_exit_4(pid, out, "Fatal X11 Error\n");
 }
 
 }  // namespace
