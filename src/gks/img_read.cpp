@@ -491,6 +491,7 @@ int PNG_read(const char* filename, IMG_report* image, int type) {
     im.depth = bit_depth;
     if (bit_depth < 8) png_set_packing(png);
     im.bits_pixel = bit_depth < 8 ? 8 : bit_depth;
+    if (bit_depth == 16) im.byte_order = 1;  // PNG samples are most significant byte first
   } else {
     if (bit_depth == 16) png_set_strip_16(png);
     if (ctype & PNG_COLOR_MASK_ALPHA) png_set_strip_alpha(png);
