@@ -448,6 +448,22 @@ class NidsWindowTest : public ::testing::Test {
     return p;
   }
 
+  // Polls the looping window until every frame has been seen satisfying
+  // `ok`: the frame named in the title (read before and after the picture,
+  // so that both speak of the same frame) with its picture.
+  bool every_frame(int frames, const std::function<bool(int, const Picture&)>& ok, std::vector<Picture>* seen) {
+    std::vector<bool> done(static_cast<std::size_t>(frames), false);
+    if (seen != nullptr) seen->assign(static_cast<std::size_t>(frames), Picture{});
+    return poll_until([&] {
+      const int n = title_frame();
+      const Picture p = capture();
+      if (n < 0 || n >= frames || title_frame() != n || !ok(n, p)) return false;
+      done[static_cast<std::size_t>(n)] = true;
+      if (seen != nullptr) (*seen)[static_cast<std::size_t>(n)] = p;
+      return std::all_of(done.begin(), done.end(), [](bool d) { return d; });
+    });
+  }
+
   fs::path dir_;
   Display* dpy_ = nullptr;
   Window win_ = 0;
@@ -678,6 +694,53 @@ TEST_F(NidsWindowTest, SeveralFilesLoopAndStepWithKeysAndButtons) {
   const Picture now = capture();
   EXPECT_NE(next_picture(now), now);
 
+  key(XK_Return);
+  EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
+}
+
+TEST_F(NidsWindowTest, ZoomAndResizeRedrawEveryFrameOfTheLoop) {
+  ASSERT_NO_FATAL_FAILURE(start({"-pp", "site", "@" + data_path(kN0R), "@" + data_path(kN0Q)}));
+  const std::vector<std::uint32_t> table = fill_colours();
+  std::vector<Picture> plain;
+  ASSERT_TRUE(every_frame(2, [](int, const Picture& p) { return frame_of(p).found(); }, &plain));
+  const Box b = frame_of(plain[0]);
+  long data[2];
+  for (int n : {0, 1}) data[n] = census(plain[static_cast<std::size_t>(n)], b, table).data;
+  ASSERT_GT(data[0], 1000);
+  ASSERT_GT(data[1], 1000);
+
+  // The drag zooms both frames to the box around the site, and the loop
+  // goes on. Echoes cover a third of the plot already: twice as large
+  // they cover most of it.
+  const int hw = (b.right - b.left) / 4, hh = (b.bottom - b.top) / 4;
+  button(true, Button1, b.cx() + hw, b.cy() + hh, ShiftMask);
+  button(false, Button1, b.cx() - hw, b.cy() - hh, Button1Mask | ShiftMask);
+  auto zoomed = [&](int n, const Picture& p) {
+    const Box zb = frame_of(p);
+    return zb.found() && site_marked(p, zb) && census(p, zb, table).data > 2 * data[n];
+  };
+  std::vector<Picture> big;
+  EXPECT_TRUE(every_frame(2, zoomed, &big)) << radar_->out();
+  ASSERT_EQ(spacings_after(radar_->out(), "New domain: ").size(), 1u);
+  EXPECT_NE(big[0], big[1]);
+
+  // A larger window: both frames drawn again on the zoomed domain, filling
+  // the new height.
+  XResizeWindow(dpy_, win_, 800, 600);
+  XSync(dpy_, False);
+  std::vector<Picture> large;
+  EXPECT_TRUE(every_frame(2,
+                          [&](int n, const Picture& p) {
+                            const Box lb = frame_of(p);
+                            return p.width == 800 && p.height == 600 && lb.right - lb.left > b.right - b.left + 50 &&
+                                   zoomed(n, p);
+                          },
+                          &large));
+  for (const Picture& p : large) {
+    const Box lb = frame_of(p);
+    EXPECT_NEAR(static_cast<double>(lb.right - lb.left) / (lb.bottom - lb.top), 1.5, 0.02);
+    EXPECT_EQ(census(p, lb, table).strange, 0);
+  }
   key(XK_Return);
   EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
 }
