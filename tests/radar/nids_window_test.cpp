@@ -246,12 +246,19 @@ std::vector<ReadOut> read_outs(const std::string& out) {
   return v;
 }
 
+// The lines the program printed after `label`.
+std::vector<std::string> domain_lines(const std::string& out, const std::string& label) {
+  std::vector<std::string> v;
+  for (const std::string& line : zor::test::lines_of(out))
+    if (line.rfind(label, 0) == 0) v.push_back(line);
+  return v;
+}
+
 // Domains the program printed after `label` ("Product domain: " and the
 // like): the grid spacing is the last field.
 std::vector<double> spacings_after(const std::string& out, const std::string& label) {
   std::vector<double> v;
-  for (const std::string& line : zor::test::lines_of(out)) {
-    if (line.rfind(label, 0) != 0) continue;
+  for (const std::string& line : domain_lines(out, label)) {
     const std::size_t comma = line.rfind(',');
     if (comma != std::string::npos) v.push_back(std::atof(line.c_str() + comma + 1));
   }
@@ -275,6 +282,8 @@ class NidsWindowTest : public ::testing::Test {
       radar_->kill_now();
       ADD_FAILURE() << "the program did not end";
     }
+    // No X errors, no warnings.
+    if (radar_) EXPECT_EQ(radar_->err(), "");
     radar_.reset();
     if (dpy_ != nullptr) {
       poll_until([this] { return find_window() == 0; }, 5.0);
@@ -601,6 +610,16 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   EXPECT_TRUE(restored) << "identical plot pixels after unzoom: " << same_share(back, before, b);
   EXPECT_NE(radar_->out().find("Original domain: "), std::string::npos);
 
+  // The same box dragged the other way round: the same domain and picture.
+  button(true, Button1, b.cx() - hw, b.cy() - hh, ShiftMask);
+  button(false, Button1, b.cx() + hw, b.cy() + hh, Button1Mask | ShiftMask);
+  Picture again;
+  EXPECT_TRUE(poll_until([&] { return (again = capture()) == zoomed; }))
+      << "identical plot pixels: " << same_share(again, zoomed, b);
+  const std::vector<std::string> domains = domain_lines(radar_->out(), "New domain: ");
+  ASSERT_EQ(domains.size(), 2u);
+  EXPECT_EQ(domains[0], domains[1]);
+
   // Alt-q ends the program normally.
   key(XK_q, Mod1Mask);
   EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
@@ -724,8 +743,15 @@ TEST_F(NidsWindowTest, ZoomAndResizeRedrawEveryFrameOfTheLoop) {
   ASSERT_EQ(spacings_after(radar_->out(), "New domain: ").size(), 1u);
   EXPECT_NE(big[0], big[1]);
 
-  // A larger window: both frames drawn again on the zoomed domain, filling
-  // the new height.
+  // Alt-u: both frames on the first domain again.
+  key(XK_u, Mod1Mask);
+  EXPECT_TRUE(every_frame(2, [&](int n, const Picture& p) { return p == plain[static_cast<std::size_t>(n)]; }, nullptr));
+
+  // Zoomed again, then a larger window: both frames drawn again on the
+  // zoomed domain, filling the new width.
+  button(true, Button1, b.cx() + hw, b.cy() + hh, ShiftMask);
+  button(false, Button1, b.cx() - hw, b.cy() - hh, Button1Mask | ShiftMask);
+  EXPECT_TRUE(every_frame(2, zoomed, nullptr));
   XResizeWindow(dpy_, win_, 800, 600);
   XSync(dpy_, False);
   std::vector<Picture> large;
