@@ -641,8 +641,14 @@ TEST_F(NidsWindowTest, ResizedWindowIsDrawnAgainAtItsNewSize) {
   ASSERT_NO_FATAL_FAILURE(start(files));
   const Picture before = capture();
   ASSERT_EQ(before.width, 640);
-  XResizeWindow(dpy_, win_, 800, 480);
-  XSync(dpy_, False);
+  // Sizes one after another, as a user dragging the window's corner makes
+  // them: each is drawn, the last one stays.
+  for (const auto& [w, h] : {std::pair{700, 560}, {760, 500}, {720, 520}, {800, 480}}) {
+    const int drawn = zor::test::count_of(radar_->out(), "Product type: ");
+    XResizeWindow(dpy_, win_, static_cast<unsigned>(w), static_cast<unsigned>(h));
+    XSync(dpy_, False);
+    ASSERT_TRUE(poll_until([&] { return zor::test::count_of(radar_->out(), "Product type: ") > drawn; }));
+  }
   Picture after;
   const bool same = poll_until([&] { return (after = capture()) == ref; });
   const Box b = frame_of(ref);
