@@ -18,7 +18,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -239,10 +238,12 @@ struct ReadOut {
   double lat = 0, lon = 0, dist = 0, alt = 0;
 };
 std::vector<ReadOut> read_outs(const std::string& out) {
-  static const std::regex re(R"(Lat: *(-?[0-9.]+) Lon: *(-?[0-9.]+) Dist: *(-?[0-9.]+)nm Alt: *(-?[0-9.]+)ft)");
   std::vector<ReadOut> v;
-  for (auto it = std::sregex_iterator(out.begin(), out.end(), re); it != std::sregex_iterator(); ++it)
-    v.push_back({std::stod((*it)[1]), std::stod((*it)[2]), std::stod((*it)[3]), std::stod((*it)[4])});
+  for (const std::string& line : zor::test::lines_of(out)) {
+    ReadOut r;
+    if (std::sscanf(line.c_str(), "Lat: %lf Lon: %lf Dist: %lfnm Alt: %lfft", &r.lat, &r.lon, &r.dist, &r.alt) == 4)
+      v.push_back(r);
+  }
   return v;
 }
 
@@ -283,7 +284,9 @@ class NidsWindowTest : public ::testing::Test {
       ADD_FAILURE() << "the program did not end";
     }
     // No X errors, no warnings.
-    if (radar_) EXPECT_EQ(radar_->err(), "");
+    if (radar_) {
+      EXPECT_EQ(radar_->err(), "");
+    }
     radar_.reset();
     if (dpy_ != nullptr) {
       poll_until([this] { return find_window() == 0; }, 5.0);
