@@ -139,6 +139,7 @@ double same_share(const Picture& a, const Picture& b, const Box& box) {
 std::vector<std::uint32_t> fill_colours() {
   static const char* const names[] = {"blue", "lblue",  "cyan",    "lcyan",    "green", "lgreen", "brown", "yellow",
                                       "red",  "lred",   "magenta", "lmagenta", "dgray", "lgray",  "white"};
+  setenv("zordefault", "/nonexistent", 1);  // as the program is run: no resource files
   zor::clr::reset();
   CLR_read_table(nullptr);
   std::vector<std::uint32_t> out;
