@@ -123,15 +123,15 @@ std::vector<std::vector<DevPoint>> clip_polyline(std::span<const DevPoint> pts, 
   return pieces;
 }
 
+bool polygon_inside(std::span<const DevPoint> pts, const DevRect& r) {
+  for (const auto& p : pts)
+    if (!inside(r, p)) return false;
+  return true;
+}
+
 std::vector<DevPoint> clip_polygon(std::span<const DevPoint> pts, const DevRect& r,
                                    bool round_pixels) {
-  bool all_inside = true;
-  for (const auto& p : pts)
-    if (!inside(r, p)) {
-      all_inside = false;
-      break;
-    }
-  if (all_inside) return {pts.begin(), pts.end()};
+  if (polygon_inside(pts, r)) return {pts.begin(), pts.end()};
   std::vector<DevPoint> poly(pts.begin(), pts.end());
   // A repeated closing point adds nothing to a closed polygon.
   if (poly.size() > 1 && poly.front().x == poly.back().x && poly.front().y == poly.back().y)

@@ -142,6 +142,9 @@ void record_object(int kind, int value, const void* data, std::size_t size);
 // Converts a world point of the current transformation to device units
 // (pixels rounded as X11 wants them, or print units).
 DevPoint to_device(float x, float y);
+// The same for n points at once, the mapping read once: the cell fills of a
+// radar sweep go through here a million times per picture.
+void to_device_n(int n, const Gpt* pts, DevPoint* out);
 // Recomputes the device mapping and clip region after a window/viewport change.
 void update_mapping();
 void update_clip();
@@ -153,6 +156,8 @@ std::vector<std::vector<DevPoint>> clip_polyline(std::span<const DevPoint> pts, 
                                                  bool round_pixels);
 // Clips a polygon (Sutherland-Hodgman); the result is closed (first point
 // repeated) unless the polygon lay wholly inside, which is returned as it was.
+// True when every point lies inside r (the polygon needs no clipping).
+bool polygon_inside(std::span<const DevPoint> pts, const DevRect& r);
 std::vector<DevPoint> clip_polygon(std::span<const DevPoint> pts, const DevRect& r,
                                    bool round_pixels);
 

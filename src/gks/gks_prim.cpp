@@ -56,9 +56,8 @@ std::string meta_points(const char* key, int n, const Gpt* pts, bool break_after
 }
 
 std::vector<DevPoint> to_device_all(int n, const Gpt* pts) {
-  std::vector<DevPoint> out;
-  out.reserve(static_cast<std::size_t>(n));
-  for (int i = 0; i < n; ++i) out.push_back(to_device(pts[i].x, pts[i].y));
+  std::vector<DevPoint> out(static_cast<std::size_t>(n));
+  to_device_n(n, pts, out.data());
   return out;
 }
 
@@ -363,9 +362,19 @@ int gfill_area(int n, const Gpt* pts) {
   }
   record_object(70, n, pts, sizeof(Gpt) * static_cast<std::size_t>(n));
   Device* dev = current_device();
-  auto dpts = to_device_all(n, pts);
-  auto clipped = clip_polygon(dpts, kernel().tr.clip_dev, dev->units() == DeviceUnits::pixels);
-  if (clipped.empty()) return 0;
+  // Radar cells come here a million times a picture: the device points go
+  // into a buffer kept between calls, and cells inside the clip rectangle
+  // (nearly all of them) are drawn without a clipped copy.
+  thread_local std::vector<DevPoint> dpts;
+  dpts.resize(static_cast<std::size_t>(n));
+  to_device_n(n, pts, dpts.data());
+  std::vector<DevPoint> clipped;
+  std::span<const DevPoint> shape = dpts;
+  if (!polygon_inside(dpts, kernel().tr.clip_dev)) {
+    clipped = clip_polygon(dpts, kernel().tr.clip_dev, dev->units() == DeviceUnits::pixels);
+    if (clipped.empty()) return 0;
+    shape = clipped;
+  }
   const auto& f = kernel().fill;
   FillStyle style;
   style.color_ind = f.color;
@@ -373,7 +382,7 @@ int gfill_area(int n, const Gpt* pts) {
   style.interior = f.inter_style;
   style.pattern = f.inter_index;
   style.print_solid = f.print_solid != 0;
-  dev->fill_area(clipped, style);
+  dev->fill_area(shape, style);
   return 0;
 }
 

@@ -92,6 +92,25 @@ DevPoint to_device(float x, float y) {
   return {std::trunc(xW_p(x) + 0.5f), std::trunc(yW_p(y) + 0.5f)};
 }
 
+void to_device_n(int n, const Gpt* pts, DevPoint* out) {
+  Device* dev = current_device();
+  if (dev && dev->units() == DeviceUnits::print) {
+    for (int i = 0; i < n; ++i) out[i] = {xW_ps(pts[i].x), yW_ps(pts[i].y)};
+    return;
+  }
+  // The expressions of xW_p and yW_p, in the same order, so that every
+  // point lands on the pixel to_device gives it.
+  const auto& t = kernel().tr;
+  for (int i = 0; i < n; ++i) {
+    const float nx = (pts[i].x - t.cur_wn.x_min) * t.wn_vp.x + t.cur_vp.x_min;
+    const float ny = (pts[i].y - t.cur_wn.y_min) * t.wn_vp.y + t.cur_vp.y_min;
+    const float px = clampf((nx - t.wkwn.x_min) * t.wkwn_plt.x + t.plt.x_min, kPixelLimit);
+    const float py = clampf((t.wkwn.y_max - ny) * t.wkwn_plt.y + t.plt.y_min, kPixelLimit);
+    // Clamped to +-30000, so the integer conversion is trunc without a call.
+    out[i] = {static_cast<float>(static_cast<int>(px + 0.5f)), static_cast<float>(static_cast<int>(py + 0.5f))};
+  }
+}
+
 }  // namespace zor::gks
 
 using zor::gks::kernel;
