@@ -116,7 +116,7 @@ void BM_SweepOnXvfb(benchmark::State& state) {
     return;
   }
   zor::test::Xvfb server;
-  if (!server.start(180)) {
+  if (!server.start()) {
     state.SkipWithError("Xvfb could not be started");
     return;
   }

@@ -2,6 +2,8 @@
 // Xvfb and on the in-memory raster device; the files are written here with
 // libpng and read back through the kernel's reader.
 #include <gtest/gtest.h>
+
+#include <unistd.h>
 #include <png.h>
 
 #include <cstdio>
@@ -27,7 +29,7 @@ class XvfbEnvironment : public ::testing::Environment {
  public:
   void SetUp() override {
     g_xvfb = new zor::test::Xvfb;
-    ASSERT_TRUE(g_xvfb->start(320)) << "Xvfb did not start";
+    ASSERT_TRUE(g_xvfb->start()) << "Xvfb did not start";
   }
   void TearDown() override {
     delete g_xvfb;
@@ -36,8 +38,19 @@ class XvfbEnvironment : public ::testing::Environment {
 };
 const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
 
+// The window and memory cases run as parallel processes: each writes its
+// own files, removed when the process ends.
+struct TempFiles {
+  std::vector<std::string> paths;
+  ~TempFiles() {
+    for (const auto& p : paths) std::remove(p.c_str());
+  }
+};
+
 std::string tmp_path(const std::string& name) {
-  return std::string(ZOR_TEST_BINARY_DIR) + "/img_overlay_rgb_" + name;
+  static TempFiles files;
+  files.paths.push_back(std::string(ZOR_TEST_BINARY_DIR) + "/img_overlay_rgb_" + std::to_string(getpid()) + "_" + name);
+  return files.paths.back();
 }
 
 // Writes a PNG of `channels` samples a pixel (1 grey, 3 RGB, 4 RGBA) at

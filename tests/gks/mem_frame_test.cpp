@@ -25,7 +25,7 @@ class XvfbEnvironment : public ::testing::Environment {
  public:
   void SetUp() override {
     g_xvfb = new zor::test::Xvfb;
-    ASSERT_TRUE(g_xvfb->start(300)) << "Xvfb did not start";
+    ASSERT_TRUE(g_xvfb->start()) << "Xvfb did not start";
   }
   void TearDown() override {
     delete g_xvfb;

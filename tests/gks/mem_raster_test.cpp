@@ -25,7 +25,7 @@ class RasterVsServerTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     server_ = new zor::test::Xvfb;
-    if (server_->start(170)) display_ = XOpenDisplay(server_->display().c_str());
+    if (server_->start()) display_ = XOpenDisplay(server_->display().c_str());
   }
   static void TearDownTestSuite() {
     if (display_ != nullptr) XCloseDisplay(display_);

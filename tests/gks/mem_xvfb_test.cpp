@@ -33,7 +33,7 @@ class XvfbEnvironment : public ::testing::Environment {
   void SetUp() override {
     if (find_device(GWS_WINDOW) == nullptr) return;  // no X11 device built
     g_server = new XvfbServer;
-    g_have_server = g_server->start(140);
+    g_have_server = g_server->start();
   }
   void TearDown() override {
     delete g_server;

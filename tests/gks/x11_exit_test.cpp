@@ -100,7 +100,7 @@ void expect_exit_4(pid_t pid, const std::string& out, const std::string& message
 
 TEST(X11Exit, TwentyFiveProtocolErrorsEndTheProgramWithStatus4) {
   zor::test::Xvfb xvfb;
-  ASSERT_TRUE(xvfb.start(340)) << "Xvfb did not start";
+  ASSERT_TRUE(xvfb.start()) << "Xvfb did not start";
   const std::string out = out_path("errors");
   const pid_t pid = spawn("errors", out);
   ASSERT_GT(pid, 0);
@@ -111,7 +111,7 @@ TEST(X11Exit, TwentyFiveProtocolErrorsEndTheProgramWithStatus4) {
 
 TEST(X11Exit, ABrokenConnectionEndsTheProgramWithStatus4) {
   zor::test::Xvfb xvfb;
-  ASSERT_TRUE(xvfb.start(360)) << "Xvfb did not start";
+  ASSERT_TRUE(xvfb.start()) << "Xvfb did not start";
   const std::string out = out_path("fatal");
   const pid_t pid = spawn("fatal", out);
   ASSERT_GT(pid, 0);

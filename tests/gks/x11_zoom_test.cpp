@@ -26,7 +26,7 @@ class XvfbEnvironment : public ::testing::Environment {
  public:
   void SetUp() override {
     g_xvfb = new zor::test::Xvfb;
-    ASSERT_TRUE(g_xvfb->start(230)) << "Xvfb did not start";
+    ASSERT_TRUE(g_xvfb->start()) << "Xvfb did not start";
   }
   void TearDown() override {
     delete g_xvfb;
