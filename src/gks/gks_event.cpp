@@ -377,7 +377,9 @@ int run_hold(X11Device& dev) {
       dev.set_cursor(kCursorLoop);
       gloop_sleep();
       if (!waiting()) break;
-      if (s.mapped) gdisplay_frame(ginc_frame(0));
+      // A loop stopped during the delay shows no further frame: a step key
+      // pressed meanwhile has already chosen the frame to show.
+      if (s.mapped && gget_looping()) gdisplay_frame(ginc_frame(0));
       ZOR_init_time();
       events = gcheck_event();
     } else if (s.refresh > 0) {

@@ -79,12 +79,13 @@ int GPH_setup(Gint* ws_id, Gws_type* ws_type, float asp_ratio, Glim* offset) {
 int GPH_set_win_title() {
   char* name = RES_get("name");
   char* title = RES_get("title");
-  char* own = RES_get_prog();
-  std::string prog = name && *name ? name : (own ? own : "");
+  char own[256] = {};
+  RES_get_progname(own, sizeof own);
+  std::string prog = name && *name ? name : own;
   std::string win;
   if (title && *title) win = title;
   else if (name && *name) win = name[0] == '+' ? name + 1 : name;
-  else win = own ? own : "";
+  else win = own;
   gset_prog_name(prog.c_str());
   gset_win_title(win.c_str());
   return 0;
