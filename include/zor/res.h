@@ -5,8 +5,10 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "zor/res_keys.h"
+#include "zor/text.h"
 #include "zor/types.h"
 
 // Longest line of a resource file; longer lines are refused with a warning.
@@ -110,3 +112,18 @@ std::optional<std::string> env(const std::string& resrc, const char* own_env);
 void reset();
 
 }  // namespace zor::def
+
+namespace zor {
+
+// The values of a list resource (RES_getvals), freed on scope exit.
+struct ResValues {
+  int n = 0;
+  char** v = nullptr;
+  explicit ResValues(const char* name) { RES_getvals(name, &n, &v); }
+  ~ResValues() { free_parsed_array(n, v); }
+  ResValues(const ResValues&) = delete;
+  ResValues& operator=(const ResValues&) = delete;
+  std::string_view operator[](int i) const { return v[i] != nullptr ? v[i] : ""; }
+};
+
+}  // namespace zor

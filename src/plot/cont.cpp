@@ -32,15 +32,7 @@ constexpr int kMaxBarBoxes = 200;
 
 bool missing(float v) { return v == kMiss; }
 
-// A resource read as a list of values, freed on scope exit.
-struct ResValues {
-  int n = 0;
-  char** v = nullptr;
-  explicit ResValues(const char* name) { RES_getvals(name, &n, &v); }
-  ~ResValues() { free_parsed_array(n, v); }
-  ResValues(const ResValues&) = delete;
-  ResValues& operator=(const ResValues&) = delete;
-};
+using zor::ResValues;
 
 struct ContState {
   // One more entry than steps: the entry after the last step ends the list.

@@ -74,14 +74,7 @@ bool ieq(std::string_view a, std::string_view b) {
 
 bool iprefix(std::string_view s, std::string_view p) { return s.size() >= p.size() && ieq(s.substr(0, p.size()), p); }
 
-struct ResValues {
-  int n = 0;
-  char** v = nullptr;
-  explicit ResValues(const char* name) { RES_getvals(name, &n, &v); }
-  ~ResValues() { free_parsed_array(n, v); }
-  ResValues(const ResValues&) = delete;
-  ResValues& operator=(const ResValues&) = delete;
-};
+using zor::ResValues;
 
 bool nothing_to_plot() { return FLAG_getplot(kAnythingSlot) == 0 || FLAG_get(kPlotTypeFlag) == kNothingPlotType; }
 

@@ -48,14 +48,7 @@ void put(Text& t, std::string_view s) {
   std::memcpy(t.data(), s.data(), std::min(s.size(), t.size() - 1));
 }
 
-struct ResValues {
-  int n = 0;
-  char** v = nullptr;
-  explicit ResValues(const char* name) { RES_getvals(name, &n, &v); }
-  ~ResValues() { free_parsed_array(n, v); }
-  ResValues(const ResValues&) = delete;
-  ResValues& operator=(const ResValues&) = delete;
-};
+using zor::ResValues;
 
 int store(int pos, const char* str) {
   auto& s = state();

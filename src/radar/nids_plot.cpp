@@ -67,16 +67,7 @@ bool iprefix(std::string_view s, std::string_view p) {
   return s.size() >= p.size() && strnicmp(s.data(), p.data(), static_cast<int>(p.size())) == 0;
 }
 
-// The words of a list resource, freed on scope exit.
-struct ResWords {
-  int n = 0;
-  char** v = nullptr;
-  explicit ResWords(const char* name) { RES_getvals(name, &n, &v); }
-  ~ResWords() { free_parsed_array(n, v); }
-  ResWords(const ResWords&) = delete;
-  ResWords& operator=(const ResWords&) = delete;
-  std::string_view operator[](int i) const { return v[i] != nullptr ? v[i] : ""; }
-};
+using zor::ResValues;
 
 // The text after the first `skip` characters of a word.
 std::string after(std::string_view w, std::size_t skip) {
@@ -151,7 +142,7 @@ void own_scale(NIDS_info& info) {
 }
 
 bool wants_watches() {
-  ResWords words("variable");
+  ResValues words("variable");
   for (int i = 0; i < words.n; ++i)
     if (ieq(words[i], "watch")) return true;
   return false;
@@ -232,7 +223,7 @@ int NIDS_print_info() {
 int NIDS_plot_param() {
   auto& s = state();
   s.p = zor::nids_plot::Params{};
-  zor::nids_plot::ResWords words("plot_param");
+  zor::ResValues words("plot_param");
   for (int i = 0; i < words.n; ++i) {
     for (const auto& pw : zor::nids_plot::kParamWords) {
       if (pw.match(words[i])) {
@@ -245,7 +236,7 @@ int NIDS_plot_param() {
 }
 
 int NIDS_grd_out_file() {
-  zor::nids_plot::ResWords words("out_file");
+  zor::ResValues words("out_file");
   int want = 0;
   for (int i = 0; i < words.n; ++i) {
     const std::string_view w = words[i];
