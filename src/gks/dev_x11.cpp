@@ -221,6 +221,7 @@ int X11Device::open(const OpenRequest& request) {
   visual_ = DefaultVisual(dpy_, screen);
   gset_def_cmap(DefaultColormap(dpy_, screen));
   gset_visual_masks(visual_->red_mask, visual_->green_mask, visual_->blue_mask);
+  cells_.fill(Cell{});
   settings().num_error = 0;
   const int rc = type_ == GWS_PIXMAP ? open_foreign(request) : open_window(request);
   if (rc != 0) {
@@ -341,6 +342,8 @@ int X11Device::open_window(const OpenRequest& /*request*/) {
 
 int X11Device::open_foreign(const OpenRequest& request) {
   gset_redraw(0);
+  // The foreign program owns its colormap's writable cells.
+  gset_rw_colors(0);
   std::string id_text;
   if (!id_string(request, &id_text)) return -1;
   const ForeignId id = parse_id(id_text);
@@ -585,9 +588,69 @@ void X11Device::native_text(const DevPoint& pos, std::string_view text, const Pe
               text.data(), static_cast<int>(text.size()));
 }
 
-int X11Device::set_color_rep(int /*ind*/, float r, float g, float b) {
+int X11Device::set_color_rep(int ind, float r, float g, float b) {
+  if (dpy_ != nullptr && visual_ != nullptr && visual_->c_class != TrueColor && ind >= 0 &&
+      ind < static_cast<int>(cells_.size()))
+    return alloc_cell(ind, r, g, b);
   return static_cast<int>(gget_color_rgb_Xval(static_cast<int>(channel16(r)), static_cast<int>(channel16(g)),
                                               static_cast<int>(channel16(b))));
+}
+
+int X11Device::alloc_cell(int ind, float r, float g, float b) {
+  const Colormap cmap = gget_colormap();
+  Cell& cell = cells_[static_cast<std::size_t>(ind)];
+  const bool fresh = cell.pixel < 0;
+  XColor c{};
+  c.red = static_cast<unsigned short>(channel16(r));
+  c.green = static_cast<unsigned short>(channel16(g));
+  c.blue = static_cast<unsigned short>(channel16(b));
+  c.flags = DoRed | DoGreen | DoBlue;
+  // The background takes a shared cell, like the screen's black and white.
+  if (fresh && ind != static_cast<int>(cells_.size()) - 1 && gget_rw_colors() != 0) {
+    unsigned long pixel = 0;
+    if (XAllocColorCells(dpy_, cmap, False, nullptr, 0, &pixel, 1) != 0) {
+      cell = {static_cast<long>(pixel), true};
+    } else {
+      gset_rw_colors(0);  // a full colormap stays full: shared cells from now on
+      MESS_print(M_DEBUG, "Allocated RW Cells: %d\n", 0);
+    }
+  }
+  const char* what = nullptr;
+  if (cell.rw) {
+    // Everything already drawn with this cell changes colour with it.
+    c.pixel = static_cast<unsigned long>(cell.pixel);
+    XStoreColor(dpy_, cmap, &c);
+    XQueryColor(dpy_, cmap, &c);
+    what = fresh ? "Stored new RW Cells" : "Stored RW Cells";
+  } else {
+    // An earlier shared cell of the index is kept: pictures already drawn
+    // with it (frames of a loop among them) keep their colours.
+    const XColor want = c;
+    if (XAllocColor(dpy_, cmap, &c) == 0) {
+      c.pixel = nearest_cell(cmap, want);
+      XQueryColor(dpy_, cmap, &c);
+    }
+    cell = {static_cast<long>(c.pixel), false};
+    what = fresh ? "Allocated new RW Cells" : "Allocated RW Cells";
+  }
+  MESS_print(M_DEBUG, "%s: %d %d (%.2f %.2f %.2f) (%5d %5d %5d)\n", what, ind, static_cast<int>(c.pixel), r, g, b,
+             c.red, c.green, c.blue);
+  XSync(dpy_, False);
+  return static_cast<int>(cell.pixel);
+}
+
+unsigned long X11Device::nearest_cell(Colormap cmap, const XColor& want) const {
+  std::vector<XColor> cells(static_cast<std::size_t>(std::max(visual_->map_entries, 1)));
+  for (std::size_t i = 0; i < cells.size(); ++i) cells[i].pixel = i;
+  XQueryColors(dpy_, cmap, cells.data(), static_cast<int>(cells.size()));
+  auto dist = [&want](const XColor& c) {
+    const double dr = c.red - want.red, dg = c.green - want.green, db = c.blue - want.blue;
+    return dr * dr + dg * dg + db * db;
+  };
+  const auto best = std::min_element(cells.begin(), cells.end(),
+                                     [&dist](const XColor& a, const XColor& b) { return dist(a) < dist(b); });
+  MESS_print(M_DEBUG, "No free color cell: nearest %d\n", static_cast<int>(best->pixel));
+  return best->pixel;
 }
 
 void X11Device::flush() {
@@ -758,7 +821,63 @@ int X11Device::capture(IMG_report& image) {
   const std::string info = title_.empty() ? std::string("xwdump") : title_;
   std::snprintf(image.info, sizeof image.info, "%s", info.c_str());
   XDestroyImage(xi);
+  if (!capture_colors(image)) {
+    std::free(image.data);
+    image.data = nullptr;
+    return 0;
+  }
+  XFlush(dpy_);
   return 1;
+}
+
+bool X11Device::capture_colors(IMG_report& image) const {
+  const Colormap cmap = gget_colormap();
+  if (cmap == 0 || visual_ == nullptr) return true;
+  if (visual_->c_class == TrueColor) {
+    if (image.red == 0 && image.grn == 0 && image.blu == 0) {
+      image.red = static_cast<unsigned>(visual_->red_mask);
+      image.grn = static_cast<unsigned>(visual_->green_mask);
+      image.blu = static_cast<unsigned>(visual_->blue_mask);
+    }
+    return true;
+  }
+  const int n = visual_->map_entries;
+  if (n <= 0) return true;
+  std::vector<XColor> cells(static_cast<std::size_t>(n));
+  if (visual_->c_class == DirectColor) {
+    // Pixel i has i in every channel: each channel counts in steps of its
+    // lowest mask bit and wraps to 0 past its mask.
+    const unsigned long masks[3] = {visual_->red_mask, visual_->green_mask, visual_->blue_mask};
+    unsigned long count[3] = {0, 0, 0};
+    for (auto& c : cells) {
+      c.pixel = count[0] | count[1] | count[2];
+      for (int k = 0; k < 3; ++k) {
+        count[k] += masks[k] & (~masks[k] + 1);
+        if (count[k] > masks[k]) count[k] = 0;
+      }
+    }
+  } else {
+    for (std::size_t i = 0; i < cells.size(); ++i) cells[i].pixel = i;
+  }
+  XQueryColors(dpy_, cmap, cells.data(), n);
+  auto* colors = static_cast<IMG_color*>(std::malloc(static_cast<std::size_t>(n) * sizeof(IMG_color)));
+  if (colors == nullptr) {
+    MESS_print(M_WARN, "gget_image: Unable to allocate memory for colors\n");
+    return false;
+  }
+  auto fraction = [](unsigned short v) {
+    const float f = static_cast<float>(v) / 65535.0f;
+    return f > 0.99f ? 1.0f : f;
+  };
+  for (int i = 0; i < n; ++i) {
+    const XColor& c = cells[static_cast<std::size_t>(i)];
+    colors[i] = IMG_color{fraction(c.red), fraction(c.green), fraction(c.blue)};
+  }
+  std::free(image.colors);
+  image.colors = colors;
+  image.num_colors = n;
+  image.color_type = 1;
+  return true;
 }
 
 bool X11Device::put_pixels(const IMG_report& image, const std::uint8_t* mask, int x, int y) {

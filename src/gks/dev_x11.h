@@ -97,6 +97,11 @@ class X11Device : public Device {
   std::vector<XPoint>& to_points(std::span<const DevPoint> pts);
   void draw_lines(std::span<const DevPoint> pts, const Pen& pen, int cap);
   void fill_all(Drawable d, unsigned long pixel);
+  // Colour cells of visuals with a colormap (PseudoColor and the like).
+  int alloc_cell(int ind, float r, float g, float b);
+  unsigned long nearest_cell(Colormap cmap, const XColor& want) const;
+  // The colour table of a capture on a visual that is not TrueColor.
+  bool capture_colors(IMG_report& image) const;
   enum class Group { none, markers, text };
   Group group_ = Group::none;
   // Line types beyond 5 keep the dash list last installed in the context.
@@ -126,6 +131,14 @@ class X11Device : public Device {
   XFontStruct* font_ = nullptr;
   Pixmap icon_ = None;
   Colormap own_cmap_ = None;  // a private colormap (gset_local_colormap)
+  // The cell realising each colour index (256 = background) on a visual
+  // with a colormap: read-write cells change in place, shared ones are
+  // replaced by another shared cell.
+  struct Cell {
+    long pixel = -1;
+    bool rw = false;
+  };
+  std::array<Cell, 257> cells_{};
 };
 
 // The open X11 device of either type, or nullptr.

@@ -1,4 +1,5 @@
-// An Xvfb server (1280x1024, depth 24) on a free display number for a test
+// An Xvfb server (1280x1024, depth 24 unless asked otherwise; depth 8 gives
+// a PseudoColor default visual) on a free display number for a test
 // suite: started on demand, DISPLAY pointed at it, killed at teardown. It
 // does not reset when its last client leaves: a reset refuses connections
 // for a moment, and tests open and close their windows one after another.
@@ -26,7 +27,8 @@ class Xvfb {
   // Starts a server on a display number Xvfb picks itself (-displayfd), so
   // that test processes started in parallel never race for one; true once
   // it accepts connections and DISPLAY names it.
-  bool start() {
+  bool start(int depth = 24) {
+    const std::string screen = "1280x1024x" + std::to_string(depth);
     int fds[2];
     if (pipe(fds) != 0) return false;
     pid_ = fork();
@@ -43,7 +45,7 @@ class Xvfb {
       prctl(PR_SET_PDEATHSIG, SIGTERM);
       if (getppid() != parent) _exit(0);
       const std::string fd = std::to_string(fds[1]);
-      execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
+      execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", screen.c_str(), "-nolisten", "tcp",
              "-noreset", static_cast<char*>(nullptr));
       _exit(127);
     }
