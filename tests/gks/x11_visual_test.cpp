@@ -3,6 +3,7 @@
 // them, and cells recoloured in place.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -173,6 +174,84 @@ TEST_F(PseudoColorWindow, PngAndGifFromTheCaptureShowTheDrawnColours) {
   EXPECT_TRUE(near8(gat(px(0.25f), py(0.25f)), kRed));
   EXPECT_TRUE(near8(gat(px(0.75f), py(0.25f)), kViolet));
   EXPECT_TRUE(near8(gat(px(0.5f), py(0.7f)), kGreen));
+}
+
+TEST_F(PseudoColorWindow, XwdFromTheCaptureIsIndexedWithTheColormap) {
+  draw_scene();
+  Capture cap;
+  ASSERT_EQ(gget_image(&cap.img), 1);
+  const std::string xwd = zor::test::out_path("x11_visual.xwd");
+  std::remove(xwd.c_str());
+  ASSERT_EQ(XWD_write(xwd.c_str(), &cap.img), 1);
+  const std::string f = zor::test::slurp(xwd);
+  ASSERT_GE(f.size(), 100u);
+  auto u32 = [&f](std::size_t at) {
+    const auto* p = reinterpret_cast<const unsigned char*>(f.data() + at);
+    return static_cast<unsigned>(p[0]) << 24 | p[1] << 16 | p[2] << 8 | p[3];
+  };
+  const unsigned header = u32(0);
+  EXPECT_EQ(u32(3 * 4), 8u);   // depth
+  EXPECT_EQ(u32(11 * 4), 8u);  // bits per pixel
+  EXPECT_EQ(u32(13 * 4), 3u);  // PseudoColor
+  EXPECT_EQ(u32(19 * 4), static_cast<unsigned>(cap.img.num_colors));
+  const std::size_t entries = static_cast<std::size_t>(cap.img.num_colors) * 12;
+  ASSERT_EQ(f.size(), header + entries + static_cast<std::size_t>(cap.img.bytes_line * cap.img.height));
+  // The cell of the red square, as the file's colormap and pixels give it.
+  const int x = px(0.25f), y = py(0.25f);
+  const unsigned pixel = static_cast<unsigned char>(f[header + entries + static_cast<std::size_t>(y * cap.img.bytes_line + x)]);
+  EXPECT_EQ(static_cast<int>(pixel), gget_color_ind(2));
+  const std::size_t e = header + pixel * 12;
+  EXPECT_EQ(u32(e), pixel);
+  auto chan = [&f](std::size_t at) { return static_cast<unsigned char>(f[at]) << 8 | static_cast<unsigned char>(f[at + 1]); };
+  EXPECT_EQ(chan(e + 4), 65535);
+  EXPECT_EQ(chan(e + 6), 0);
+  EXPECT_EQ(chan(e + 8), 0);
+}
+
+TEST_F(PseudoColorWindow, FramesShareTheCellsAndFollowARecolouring) {
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(gcreate_frame(-1), i);
+    ASSERT_EQ(gselect_frame(i), 1);
+    square(0.0f, 0.0f, 1.0f, 1.0f, i == 0 ? 2 : 5);
+  }
+  ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
+  define(5, kYellow);
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(gselect_frame(i), 1);
+    Capture cap;
+    ASSERT_EQ(gget_image(&cap.img), 1);
+    EXPECT_TRUE(near(cap.color(px(0.5f), py(0.5f)), i == 0 ? kRed : kYellow)) << "frame " << i;
+  }
+  ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
+  gdelete_all_frames();
+}
+
+TEST_F(PseudoColorWindow, AnIndexedImageOverlaidTakesCellsForItsColours) {
+  square(0.0f, 0.0f, 1.0f, 1.0f, 2);
+  IMG_report im;
+  IMG_init(&im);
+  im.width = 4, im.height = 2, im.depth = 8, im.bits_pixel = 8, im.bytes_line = 4;
+  im.color_type = 1, im.num_colors = 3;
+  im.colors = static_cast<IMG_color*>(std::malloc(3 * sizeof(IMG_color)));
+  im.data = static_cast<unsigned char*>(std::malloc(8));
+  ASSERT_NE(im.colors, nullptr);
+  ASSERT_NE(im.data, nullptr);
+  im.colors[0] = {0, 0, 0};  // the background: see-through
+  im.colors[1] = {1, 0.5f, 0};
+  im.colors[2] = {0, 0.5f, 1};
+  const unsigned char pixels[8] = {1, 2, 0, 1, 2, 1, 2, 0};
+  std::copy(pixels, pixels + 8, im.data);
+  ASSERT_EQ(goverlay_image(&im, nullptr, 5, 7), 1);
+  IMG_free(&im);
+  Gxrect view{};
+  gget_xviewport(&view);
+  Capture cap;
+  ASSERT_EQ(gget_image(&cap.img), 1);
+  const Rgb orange{1, 0.5f, 0}, sky{0, 0.5f, 1};
+  const Rgb want[2][4] = {{orange, sky, kRed, orange}, {sky, orange, sky, kRed}};
+  for (int r = 0; r < 2; ++r)
+    for (int c = 0; c < 4; ++c)
+      EXPECT_TRUE(near(cap.color(view.x + 5 + c, view.y + 7 + r), want[r][c])) << r << " " << c;
 }
 
 TEST_F(PseudoColorWindow, RedefiningAnIndexRecoloursWhatIsAlreadyDrawn) {
