@@ -794,7 +794,7 @@ int X11Device::capture(IMG_report& image) {
   XImage* xi = XGetImage(dpy_, target(), x_off_, y_off_, static_cast<unsigned>(width_),
                          static_cast<unsigned>(height_), AllPlanes, ZPixmap);
   if (xi == nullptr) {
-    MESS_print(M_WARN, "gget_image: Unable to get image.\n");
+    MESS_print(M_WARN, "gget_image: Unable to get image at %dx%d+%d+%d\n", width_, height_, x_off_, y_off_);
     return 0;
   }
   const std::size_t total = static_cast<std::size_t>(xi->bytes_per_line) * static_cast<std::size_t>(xi->height);
