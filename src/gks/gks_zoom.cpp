@@ -11,6 +11,7 @@
 #include "device.h"
 #include "zor/gks.h"
 #include "zor/gks_win.h"
+#include "zor/img.h"
 #include "zor/mess.h"
 
 namespace zor::gks {
@@ -31,7 +32,8 @@ ZoomState& zs() {
 }
 
 void free_base() {
-  std::free(zs().base_image.data);
+  // Captures of colormap screens carry a colour table as well as pixels.
+  IMG_free(&zs().base_image);
   zs().base_image = IMG_report{};
 }
 
@@ -143,13 +145,13 @@ int gzoom(int ind, int x, int y, int factor, int flag) {
 
   IMG_report zoomed;
   const bool ok = replicate_pixels(picture, s.left, s.top, s.zoom, width, height, &zoomed);
-  if (from_frame) std::free(src.data);
+  if (from_frame) IMG_free(&src);
   if (!ok) {
     gerr_printf("gzoom", "unable to magnify the picture\n");
     return 0;
   }
   const bool put = put_base(*dev, zoomed);
-  std::free(zoomed.data);
+  IMG_free(&zoomed);
   if (!put) return 0;
   dev->flush();
   MESS_print(M_DEBUG, "Zoom: %d at %d %d\n", s.zoom, s.zoom_x, s.zoom_y);

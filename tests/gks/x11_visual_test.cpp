@@ -286,6 +286,29 @@ TEST_F(PseudoColorWindow, SharedCellsKeepOldPixelsAndDrawTheNewColourAfterwards)
   EXPECT_TRUE(near(cap.color(px(0.75f), py(0.55f)), kYellow));
 }
 
+TEST_F(PseudoColorWindow, ZoomReplicatesThe8BitPixelsAndUnzoomRestoresThem) {
+  draw_scene();
+  Capture before;
+  ASSERT_EQ(gget_image(&before.img), 1);
+  const int w = before.img.width, h = before.img.height;
+  const int cx = px(0.25f), cy = py(0.25f);
+  ASSERT_EQ(gzoom(GFRAME_CURRENT, cx, cy, 2, 0), 1);
+  Capture zoomed;
+  ASSERT_EQ(gget_image(&zoomed.img), 1);
+  const int left = static_cast<int>(xZ_p(0)), top = static_cast<int>(yZ_p(0));
+  int wrong = 0;
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) wrong += zoomed.pixel(x, y) != before.pixel(left + x / 2, top + y / 2);
+  EXPECT_EQ(wrong, 0);
+  ASSERT_EQ(gunzoom(), 1);
+  Capture after;
+  ASSERT_EQ(gget_image(&after.img), 1);
+  wrong = 0;
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) wrong += after.pixel(x, y) != before.pixel(x, y);
+  EXPECT_EQ(wrong, 0);
+}
+
 TEST_F(PseudoColorWindow, AFullColormapFallsBackToSharedAndNearestCells) {
   // 256 distinct greys and reds cannot all get a cell of their own.
   for (int i = 0; i < 256; ++i) {
