@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "../common/xvfb.h"
+#include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/gks.h"
@@ -23,20 +23,7 @@ using namespace zor::gks;
 
 namespace {
 
-zor::test::Xvfb* g_xvfb = nullptr;
-
-class XvfbEnvironment : public ::testing::Environment {
- public:
-  void SetUp() override {
-    g_xvfb = new zor::test::Xvfb;
-    ASSERT_TRUE(g_xvfb->start()) << "Xvfb did not start";
-  }
-  void TearDown() override {
-    delete g_xvfb;
-    g_xvfb = nullptr;
-  }
-};
-const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+const auto* const g_env = zor::test::add_xvfb_environment();
 
 // The window and memory cases run as parallel processes: each writes its
 // own files, removed when the process ends.

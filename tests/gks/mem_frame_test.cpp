@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "../common/xvfb.h"
+#include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "gks_zoom.h"
@@ -19,20 +19,7 @@ using namespace zor::gks;
 
 namespace {
 
-zor::test::Xvfb* g_xvfb = nullptr;
-
-class XvfbEnvironment : public ::testing::Environment {
- public:
-  void SetUp() override {
-    g_xvfb = new zor::test::Xvfb;
-    ASSERT_TRUE(g_xvfb->start()) << "Xvfb did not start";
-  }
-  void TearDown() override {
-    delete g_xvfb;
-    g_xvfb = nullptr;
-  }
-};
-const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+const auto* const g_env = zor::test::add_xvfb_environment();
 
 constexpr unsigned kColour[] = {0xff0000u, 0x00ff00u, 0x0000ffu, 0xffff00u};
 constexpr unsigned kBlack = 0x000000u;

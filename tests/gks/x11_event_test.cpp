@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "../common/xvfb.h"
+#include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "gks_zoom.h"
@@ -35,20 +35,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-zor::test::Xvfb* g_xvfb = nullptr;
-
-class XvfbEnvironment : public ::testing::Environment {
- public:
-  void SetUp() override {
-    g_xvfb = new zor::test::Xvfb;
-    ASSERT_TRUE(g_xvfb->start()) << "Xvfb did not start";
-  }
-  void TearDown() override {
-    delete g_xvfb;
-    g_xvfb = nullptr;
-  }
-};
-const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+const auto* const g_env = zor::test::add_xvfb_environment();
 
 // Another client of the server: sends events to the workstation's window.
 class Client {
@@ -663,7 +650,7 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
 
 TEST(WindowPlacement, DisplayFromTheConnectionId) {
   ASSERT_EQ(gopen_gks(nullptr, 0), 0);
-  ASSERT_EQ(gopen_ws(1, g_xvfb->display().c_str(), GWS_WINDOW), 0);
+  ASSERT_EQ(gopen_ws(1, zor::test::shared_xvfb()->display().c_str(), GWS_WINDOW), 0);
   EXPECT_NE(gget_display_id(), 0u);
   gclose_ws(1);
   FLAG_set(19, 0);  // not a batch run: no drawing into memory instead

@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "../common/xvfb.h"
+#include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/gks.h"
@@ -17,20 +17,7 @@ using namespace zor::gks;
 
 namespace {
 
-zor::test::Xvfb* g_xvfb = nullptr;
-
-class XvfbEnvironment : public ::testing::Environment {
- public:
-  void SetUp() override {
-    g_xvfb = new zor::test::Xvfb;
-    ASSERT_TRUE(g_xvfb->start()) << "Xvfb did not start";
-  }
-  void TearDown() override {
-    delete g_xvfb;
-    g_xvfb = nullptr;
-  }
-};
-const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+const auto* const g_env = zor::test::add_xvfb_environment();
 
 // The test runs once on the window, once on the memory device.
 class Frames : public ::testing::TestWithParam<bool> {

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "../common/xvfb.h"
+#include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/gks.h"
@@ -33,20 +33,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-zor::test::Xvfb* g_xvfb = nullptr;
-
-class XvfbEnvironment : public ::testing::Environment {
- public:
-  void SetUp() override {
-    g_xvfb = new zor::test::Xvfb;
-    ASSERT_TRUE(g_xvfb->start()) << "Xvfb did not start";
-  }
-  void TearDown() override {
-    delete g_xvfb;
-    g_xvfb = nullptr;
-  }
-};
-const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+const auto* const g_env = zor::test::add_xvfb_environment();
 
 // The other program: a window named as a loop window and a black pixmap.
 class LoopOwner {

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "../common/xvfb.h"
+#include "../common/xvfb_env.h"
 #include "dev_x11.h"
 #include "gks_kernel.h"
 #include "print_test_util.h"
@@ -22,20 +22,7 @@ using namespace zor::gks;
 
 namespace {
 
-zor::test::Xvfb* g_xvfb = nullptr;
-
-class XvfbEnvironment : public ::testing::Environment {
- public:
-  void SetUp() override {
-    g_xvfb = new zor::test::Xvfb;
-    ASSERT_TRUE(g_xvfb->start(8)) << "Xvfb did not start";
-  }
-  void TearDown() override {
-    delete g_xvfb;
-    g_xvfb = nullptr;
-  }
-};
-const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+const auto* const g_env = zor::test::add_xvfb_environment(8);
 
 struct Rgb {
   float r, g, b;

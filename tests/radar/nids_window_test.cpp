@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-#include "../common/xvfb.h"
+#include "../common/xvfb_env.h"
 #include "../gks/print_test_util.h"
 #include "nids_test_util.h"
 #include "zor/clr.h"
@@ -36,20 +36,7 @@ using nids_test::data_path;
 
 namespace {
 
-zor::test::Xvfb* g_xvfb = nullptr;
-
-class XvfbEnvironment : public ::testing::Environment {
- public:
-  void SetUp() override {
-    g_xvfb = new zor::test::Xvfb;
-    ASSERT_TRUE(g_xvfb->start()) << "Xvfb did not start";
-  }
-  void TearDown() override {
-    delete g_xvfb;
-    g_xvfb = nullptr;
-  }
-};
-const auto* const g_env = ::testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+const auto* const g_env = zor::test::add_xvfb_environment();
 
 constexpr const char* kN0Q = "KBMX_SDUS54_N0QBMX_201501020205";
 constexpr const char* kN0R = "KBMX_SDUS54_N0RBMX_201501020205";
@@ -270,7 +257,7 @@ std::vector<double> spacings_after(const std::string& out, const std::string& la
 class NidsWindowTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_NE(g_xvfb, nullptr);
+    ASSERT_NE(zor::test::shared_xvfb(), nullptr);
     dir_ = fs::temp_directory_path() / ("nids_window_" + std::to_string(getpid()) + "_" +
                                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
     fs::remove_all(dir_);
