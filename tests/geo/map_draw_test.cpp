@@ -11,10 +11,12 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "../common/batch_plot.h"
 #include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -31,10 +33,6 @@
 #include "zor/map_draw.h"
 #include "zor/plt.h"
 #include "zor/res.h"
-
-namespace zor::plt {
-void reset();
-}
 
 using namespace zor::gks;
 
@@ -100,25 +98,7 @@ std::string write_bytes(const std::string& name, const std::string& data) {
   return path;
 }
 
-// A radar-centred domain of `range` km: polar stereographic, one-kilometre
-// grid spacing, three halves as wide as high.
-Domain radar_domain(float lat, float lon, int range) {
-  Domain d;
-  DOM_init(&d);
-  d.proj = DOM_PSTEREO;
-  d.plat = lat;
-  d.plon = lon;
-  d.clat = lat;
-  d.clon = lon;
-  d.ny = 2 * range + 1;
-  d.nx = 3 * range + 1;
-  Domain save;
-  MAP_get_domain(&save);
-  MAP_domain(&d);
-  d.dx = d.dy = MAP_factor(lat) / 100.0f;
-  MAP_domain(&save);
-  return d;
-}
+using zor::test::radar_domain;
 
 // A polar stereographic domain centred at (lat, lon) whose plot height is
 // `height` projection units.
@@ -139,29 +119,14 @@ Domain sized_domain(float lat, float lon, float height) {
 class MapDrawTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    const char* d = std::getenv("DISPLAY");
-    had_display_ = d != nullptr;
-    if (d) saved_display_ = d;
-    setenv("DISPLAY", ":4097", 1);  // no display: the batch plot draws in memory
     for (const char* r : kResources) RES_put(r, "");
-    zor::plt::reset();
     zor::map_draw::reset();
-    FLAG_resetplot(1);
-    FLAG_set(2, 0);
-    FLAG_set(19, 1);
+    batch_.emplace();
   }
   void TearDown() override {
-    GPH_end(1);
-    kernel().reset();
-    reset_color_model();
-    zor::clr::reset();
-    FLAG_set(19, 0);
-    zor::plt::reset();
+    batch_.reset();
     zor::map_draw::reset();
-    zor::map::reset();
     for (const char* r : kResources) RES_put(r, "");
-    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
-    else unsetenv("DISPLAY");
   }
 
   // Opens the plot for the domain and makes it the map's.
@@ -194,8 +159,7 @@ class MapDrawTest : public ::testing::Test {
                                                "file_path",  "image_path", "plot_param", "label",
                                                "color_text", "device"};
   Domain domain_;
-  std::string saved_display_;
-  bool had_display_ = false;
+  std::optional<zor::test::BatchPlot> batch_;
 };
 
 // ---- bundled maps on known places ---------------------------------------------

@@ -8,9 +8,11 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "../common/batch_plot.h"
 #include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -25,16 +27,6 @@
 #include "zor/plt.h"
 #include "zor/res.h"
 #include "zor/watch.h"
-
-namespace zor::plt {
-void reset();
-}
-namespace zor::cont {
-void reset();
-}
-namespace zor::clr {
-void reset();
-}
 
 namespace {
 
@@ -105,33 +97,9 @@ Watch_end_points watch_end_points() {
   return e;
 }
 
-// A radar-centred domain reaching `range` km from the site in every
-// direction: polar stereographic, 1 km grid, three halves as wide as high.
-Domain radar_domain(int range) {
-  Domain d;
-  DOM_init(&d);
-  d.proj = DOM_PSTEREO;
-  d.plat = kRadarLat;
-  d.plon = kRadarLon;
-  d.clat = kRadarLat;
-  d.clon = kRadarLon;
-  d.ny = 2 * range + 1;
-  d.nx = 3 * range + 1;
-  Domain save;
-  MAP_get_domain(&save);
-  MAP_domain(&d);
-  d.dx = d.dy = MAP_factor(kRadarLat) / 100.0f;
-  MAP_domain(&save);
-  return d;
-}
-
 class PlotSceneTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    const char* d = std::getenv("DISPLAY");
-    had_display_ = d != nullptr;
-    if (d) saved_display_ = d;
-    setenv("DISPLAY", ":4097", 1);  // a display that cannot exist: drawn in memory
     for (const char* r : kResources) RES_put(r, "");
     RES_put("watch_path", ZOR_TEST_DATA_DIR "/watch");
     RES_put("color_map", "white");
@@ -139,33 +107,15 @@ class PlotSceneTest : public ::testing::Test {
     RES_put("color_line", "magenta:s1");
     RES_put("color_watch", "red,red");
     RES_put("image_path", ZOR_TEST_BINARY_DIR);
-    zor::plt::reset();
-    zor::cont::reset();
     zor::map_draw::reset();
     zor::watch::reset();
-    CONT_init();
-    PLT_init_labels();
-    PLT_set_overlay(0);
-    PLT_set_overlay_base(0);
-    FLAG_resetplot(1);
-    FLAG_set(2, 0);
-    FLAG_set(19, 1);
+    batch_.emplace();
   }
   void TearDown() override {
-    GPH_end(1);
-    zor::gks::kernel().reset();
-    zor::gks::reset_color_model();
-    zor::clr::reset();
-    FLAG_set(19, 0);
-    zor::plt::reset();
-    zor::cont::reset();
+    batch_.reset();
     zor::map_draw::reset();
-    zor::map::reset();
     zor::watch::reset();
-    PLT_init_labels();
     for (const char* r : kResources) RES_put(r, "");
-    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
-    else unsetenv("DISPLAY");
   }
 
   // Opens the plot on the domain and makes its projection current, as a
@@ -263,8 +213,7 @@ class PlotSceneTest : public ::testing::Test {
       "map_file", "color_map", "color_cmap", "color_line", "color_watch", "file_path",
       "image_path", "plot_param", "label", "color_text", "device", "watch_path", "plot_scale"};
   Domain domain_;
-  std::string saved_display_;
-  bool had_display_ = false;
+  std::optional<zor::test::BatchPlot> batch_;
 };
 
 TEST_F(PlotSceneTest, UsDomain) {
@@ -301,7 +250,7 @@ TEST_F(PlotSceneTest, UsDomain) {
 
 TEST_F(PlotSceneTest, RadarCentredDomainOf250Km) {
   // Lines every 1.5 degrees keep clear of the straight borders at 37N and 100W.
-  open(radar_domain(250), 1.5f);
+  open(zor::test::radar_domain(kRadarLat, kRadarLon, 250), 1.5f);
   const Point kansas_border = ll_px(37.0f, -97.5f);  // Oklahoma-Kansas, 37N
   const Point panhandle = ll_px(35.7f, -100.0f);     // Texas panhandle's east edge
   const Point middle = ll_px(35.6f, -97.8f);         // middle of Oklahoma

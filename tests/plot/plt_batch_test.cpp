@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <optional>
 #include <string>
 
+#include "../common/batch_plot.h"
 #include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -17,13 +19,6 @@
 #include "zor/img.h"
 #include "zor/plt.h"
 #include "zor/res.h"
-
-namespace zor::plt {
-void reset();
-}
-namespace zor::cont {
-void reset();
-}
 
 using namespace zor::gks;
 
@@ -49,36 +44,11 @@ std::uint32_t rgb_of(const char* name) {
 class BatchPlotTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    const char* d = std::getenv("DISPLAY");
-    had_display_ = d != nullptr;
-    if (d) saved_display_ = d;
-    // A display that cannot exist: the batch run draws in memory.
-    setenv("DISPLAY", ":4097", 1);
     for (const char* r : {"plot_param", "label", "color_text", "color_cont", "device"}) RES_put(r, "");
-    zor::plt::reset();
-    zor::cont::reset();
-    CONT_init();
-    PLT_init_labels();
-    PLT_set_overlay(0);
-    PLT_set_overlay_base(0);
-    FLAG_resetplot(1);
-    FLAG_set(2, 0);
-    FLAG_set(19, 1);
+    batch_.emplace();
   }
-  void TearDown() override {
-    GPH_end(1);
-    kernel().reset();
-    reset_color_model();
-    zor::clr::reset();
-    FLAG_set(19, 0);
-    zor::plt::reset();
-    zor::cont::reset();
-    PLT_init_labels();
-    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
-    else unsetenv("DISPLAY");
-  }
-  std::string saved_display_;
-  bool had_display_ = false;
+  void TearDown() override { batch_.reset(); }
+  std::optional<zor::test::BatchPlot> batch_;
 };
 
 TEST_F(BatchPlotTest, ColourBarAndLabelsOnTheMemoryRaster) {

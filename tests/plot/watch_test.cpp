@@ -8,8 +8,10 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 
+#include "../common/batch_plot.h"
 #include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -27,13 +29,6 @@
 #include "zor/plt.h"
 #include "zor/res.h"
 #include "zor/watch.h"
-
-namespace zor::plt {
-void reset();
-}
-namespace zor::cont {
-void reset();
-}
 
 namespace {
 
@@ -286,36 +281,18 @@ class WatchDrawTest : public WatchTest {
  protected:
   void SetUp() override {
     WatchTest::SetUp();
-    const char* d = std::getenv("DISPLAY");
-    had_display_ = d != nullptr;
-    if (d) saved_display_ = d;
-    setenv("DISPLAY", ":4097", 1);  // no display: the batch run draws in memory
     for (const char* r : {"plot_param", "label", "color_text", "color_cont", "device", "plot_scale"}) RES_put(r, "");
     RES_put("color_watch", "red,yellow");
     RES_put("color_data", "white");
-    zor::plt::reset();
-    zor::cont::reset();
-    FLAG_resetplot(1);
-    FLAG_set(2, 0);
-    FLAG_set(19, 1);
+    batch_.emplace();
   }
   void TearDown() override {
-    GPH_end(1);
-    zor::gks::kernel().reset();
-    zor::gks::reset_color_model();
-    zor::clr::reset();
-    zor::map::reset();
-    FLAG_set(19, 0);
-    zor::plt::reset();
-    zor::cont::reset();
+    batch_.reset();
     RES_put("color_watch", "");
     RES_put("color_data", "");
-    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
-    else unsetenv("DISPLAY");
     WatchTest::TearDown();
   }
-  std::string saved_display_;
-  bool had_display_ = false;
+  std::optional<zor::test::BatchPlot> batch_;
 };
 
 TEST_F(WatchDrawTest, BoxPixelsWhereTheEndPointsProject) {

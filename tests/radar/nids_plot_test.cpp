@@ -12,10 +12,12 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "../common/batch_plot.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "nids_test_util.h"
@@ -35,13 +37,6 @@
 #include "zor/raw.h"
 #include "zor/res.h"
 #include "zor/var.h"
-
-namespace zor::plt {
-void reset();
-}
-namespace zor::cont {
-void reset();
-}
 
 using namespace nids_test;
 
@@ -365,47 +360,25 @@ Decoded decode(const std::string& path) {
 class NidsFrameTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    const char* d = std::getenv("DISPLAY");
-    had_display_ = d != nullptr;
-    if (d) saved_display_ = d;
-    setenv("DISPLAY", ":4097", 1);  // no server: the batch run draws in memory
     for (const char* r : {"plot_param", "label", "color_text", "color_cont", "color_fill", "device", "variable",
                           "out_file", "map_file", "color_data"})
       RES_put(r, "");
-    zor::plt::reset();
-    zor::cont::reset();
     zor::map::reset();
     zor::map_draw::reset();
     zor::var::reset();
     zor::raw::reset();
     zor::nids_plot::reset();
     NIDS_reset();
-    CONT_init();
-    PLT_init_labels();
-    PLT_set_overlay(0);
-    PLT_set_overlay_base(0);
-    FLAG_resetplot(1);
-    FLAG_set(2, 0);
-    FLAG_set(19, 1);
+    batch_.emplace();
     // Only the symbology unless a test asks for more.
     FLAG_setplot(8, 0);
     FLAG_setplot(7, 0);
   }
   void TearDown() override {
-    GPH_end(1);
-    zor::gks::kernel().reset();
-    zor::gks::reset_color_model();
-    zor::clr::reset();
-    FLAG_set(19, 0);
-    FLAG_resetplot(1);
-    zor::plt::reset();
-    zor::cont::reset();
+    batch_.reset();
     zor::nids_plot::reset();
     NIDS_reset();
-    PLT_init_labels();
     for (const char* r : {"plot_param", "variable"}) RES_put(r, "");
-    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
-    else unsetenv("DISPLAY");
   }
 
   // Draws one frame of `path` on `dom` (the product's own domain when its
@@ -548,8 +521,7 @@ class NidsFrameTest : public ::testing::Test {
   Domain plot_domain_;
   bool strict_ = true;  // angular neighbours must share a checked bin's colour
   std::string summary_;
-  std::string saved_display_;
-  bool had_display_ = false;
+  std::optional<zor::test::BatchPlot> batch_;
 };
 
 TEST_F(NidsFrameTest, RadialProductsColourEveryBinByTheirTable) {
