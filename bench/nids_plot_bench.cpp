@@ -6,7 +6,6 @@
 // its radials becomes two half-degree radials and each bin four quarter
 // bins, so the runs of values and their colours are those of real weather.
 #include <benchmark/benchmark.h>
-#include <bzlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,20 +19,19 @@
 #include <string>
 #include <vector>
 
+#include "../tests/radar/nids_test_util.h"
 #include "zor/nids.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using Bytes = std::vector<std::uint8_t>;
+using nids_test::Bytes;
+using nids_test::after_lines;
+using nids_test::bunzip;
+using nids_test::read_file;
 
 constexpr int kRadials = 720;
 constexpr int kBins = 1832;
-
-Bytes read_file(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 void put16(Bytes& b, std::size_t at, int v) {
   b[at] = static_cast<std::uint8_t>(v >> 8 & 0xFF);
@@ -50,31 +48,6 @@ void add16(Bytes& b, int v) {
 void add32(Bytes& b, long v) {
   add16(b, static_cast<int>(v >> 16 & 0xFFFF));
   add16(b, static_cast<int>(v & 0xFFFF));
-}
-
-std::size_t after_lines(const Bytes& b, int lines) {
-  std::size_t pos = 0;
-  for (int i = 0; i < lines; ++i)
-    pos = static_cast<std::size_t>(std::find(b.begin() + static_cast<long>(pos), b.end(), '\n') - b.begin()) + 1;
-  return pos;
-}
-
-Bytes bunzip(const std::uint8_t* in, std::size_t n) {
-  Bytes out;
-  bz_stream bz{};
-  if (BZ2_bzDecompressInit(&bz, 0, 0) != BZ_OK) return out;
-  bz.next_in = reinterpret_cast<char*>(const_cast<std::uint8_t*>(in));
-  bz.avail_in = static_cast<unsigned>(n);
-  int stat;
-  do {
-    char buf[65536];
-    bz.next_out = buf;
-    bz.avail_out = sizeof buf;
-    stat = BZ2_bzDecompress(&bz);
-    out.insert(out.end(), buf, buf + (sizeof buf - bz.avail_out));
-  } while (stat == BZ_OK);
-  BZ2_bzDecompressEnd(&bz);
-  return out;
 }
 
 // Builds the super-resolution product; empty when the source is missing.

@@ -705,55 +705,6 @@ TEST_F(NidsFrameTest, OtherProjectionReprojectsEveryBin) {
   EXPECT_EQ(bc.wrong, 0) << bc.first_wrong;
 }
 
-// The product bytes with the compression taken out.
-Bytes inflate_streams(const Bytes& in) {
-  Bytes out;
-  std::size_t pos = 0;
-  while (pos + 2 <= in.size() && in[pos] == 'x') {
-    z_stream zs{};
-    if (inflateInit(&zs) != Z_OK) break;
-    zs.next_in = const_cast<Bytef*>(in.data() + pos);
-    zs.avail_in = static_cast<uInt>(in.size() - pos);
-    int stat;
-    do {
-      std::uint8_t buf[4096];
-      zs.next_out = buf;
-      zs.avail_out = sizeof buf;
-      stat = inflate(&zs, Z_NO_FLUSH);
-      out.insert(out.end(), buf, buf + (sizeof buf - zs.avail_out));
-    } while (stat == Z_OK);
-    pos += zs.total_in;
-    inflateEnd(&zs);
-    if (stat != Z_STREAM_END) break;
-  }
-  return out;
-}
-
-Bytes bunzip(const Bytes& in) {
-  Bytes out;
-  bz_stream bz{};
-  if (BZ2_bzDecompressInit(&bz, 0, 0) != BZ_OK) return out;
-  bz.next_in = reinterpret_cast<char*>(const_cast<std::uint8_t*>(in.data()));
-  bz.avail_in = static_cast<unsigned>(in.size());
-  int stat;
-  do {
-    char buf[4096];
-    bz.next_out = buf;
-    bz.avail_out = sizeof buf;
-    stat = BZ2_bzDecompress(&bz);
-    out.insert(out.end(), buf, buf + (sizeof buf - bz.avail_out));
-  } while (stat == BZ_OK);
-  BZ2_bzDecompressEnd(&bz);
-  return out;
-}
-
-std::size_t after_lines(const Bytes& b, int lines) {
-  std::size_t pos = 0;
-  for (int i = 0; i < lines; ++i)
-    pos = static_cast<std::size_t>(std::find(b.begin() + static_cast<long>(pos), b.end(), '\n') - b.begin()) + 1;
-  return pos;
-}
-
 std::string write_temp(const Bytes& b, const std::string& name) {
   const std::string path = std::string(ZOR_TEST_BINARY_DIR) + "/" + name;
   FilePtr f(std::fopen(path.c_str(), "wb"));

@@ -17,65 +17,16 @@ namespace {
 
 // Length of the bulletin text before the message header: the lines the
 // reader skips for this header form.
-std::size_t text_header_length(const Bytes& b, int lines) {
-  std::size_t pos = 0;
-  for (int i = 0; i < lines; ++i) pos = static_cast<std::size_t>(std::find(b.begin() + static_cast<long>(pos), b.end(), '\n') - b.begin()) + 1;
-  return pos;
-}
-
-// Inflates every zlib stream of `in` one after the other.
-Bytes inflate_all(const Bytes& in, std::size_t& used) {
-  Bytes out;
-  std::size_t pos = 0;
-  while (pos + 2 <= in.size() && in[pos] == 'x') {
-    z_stream zs{};
-    EXPECT_EQ(inflateInit(&zs), Z_OK);
-    zs.next_in = const_cast<Bytef*>(in.data() + pos);
-    zs.avail_in = static_cast<uInt>(in.size() - pos);
-    int stat;
-    do {
-      std::uint8_t buf[4096];
-      zs.next_out = buf;
-      zs.avail_out = sizeof buf;
-      stat = inflate(&zs, Z_NO_FLUSH);
-      out.insert(out.end(), buf, buf + (sizeof buf - zs.avail_out));
-    } while (stat == Z_OK);
-    EXPECT_EQ(stat, Z_STREAM_END);
-    pos += zs.total_in;
-    inflateEnd(&zs);
-    if (stat != Z_STREAM_END) break;
-  }
-  used = pos;
-  return out;
-}
-
-Bytes bunzip(const Bytes& in) {
-  Bytes out;
-  bz_stream bz{};
-  EXPECT_EQ(BZ2_bzDecompressInit(&bz, 0, 0), BZ_OK);
-  bz.next_in = reinterpret_cast<char*>(const_cast<std::uint8_t*>(in.data()));
-  bz.avail_in = static_cast<unsigned>(in.size());
-  int stat;
-  do {
-    char buf[4096];
-    bz.next_out = buf;
-    bz.avail_out = sizeof buf;
-    stat = BZ2_bzDecompress(&bz);
-    out.insert(out.end(), buf, buf + (sizeof buf - bz.avail_out));
-  } while (stat == BZ_OK);
-  EXPECT_EQ(stat, BZ_STREAM_END);
-  BZ2_bzDecompressEnd(&bz);
-  return out;
-}
-
 TEST(NidsCompression, ZlibProductMatchesItsPlainForm) {
   // Whole product zlib-compressed (in several streams) after a SOH CR
   // bulletin header; each stream repeats 54 bytes of bulletin text first.
   const Bytes z = read_file(data_path("N0R_20041119_2147"));
   ASSERT_EQ(z[0], 0x01);
-  const std::size_t head = text_header_length(z, 4);
+  const std::size_t head = after_lines(z, 4);
   std::size_t used = 0;
-  const Bytes body = inflate_all(Bytes(z.begin() + static_cast<long>(head), z.end()), used);
+  bool complete = false;
+  const Bytes body = inflate_streams(Bytes(z.begin() + static_cast<long>(head), z.end()), &used, &complete);
+  EXPECT_TRUE(complete);
   ASSERT_GT(body.size(), 54u + 120u);
   Bytes plain(z.begin(), z.begin() + static_cast<long>(head));
   plain.insert(plain.end(), body.begin() + 54, body.end());
@@ -92,10 +43,12 @@ TEST(NidsCompression, BzipSymbologyMatchesItsPlainForm) {
   for (const char* name : {"KBMX_SDUS54_N0QBMX_201501020205", "KBMX_SDUS54_DVLBMX_201501020205",
                            "KLOT_SDUS53_TZLORD_201501150003"}) {
     const Bytes c = read_file(data_path(name));
-    const std::size_t symb = text_header_length(c, 2) + 120;
+    const std::size_t symb = after_lines(c, 2) + 120;
     ASSERT_EQ(c[symb], 'B') << name;
     Bytes plain(c.begin(), c.begin() + static_cast<long>(symb));
-    const Bytes body = bunzip(Bytes(c.begin() + static_cast<long>(symb), c.end()));
+    bool complete = false;
+    const Bytes body = bunzip(Bytes(c.begin() + static_cast<long>(symb), c.end()), &complete);
+    EXPECT_TRUE(complete) << name;
     plain.insert(plain.end(), body.begin(), body.end());
     const Listing a = dump_bytes(c);
     const Listing b = dump_bytes(plain);
