@@ -21,6 +21,7 @@
 #include "zor/mess.h"
 #include "zor/nids.h"
 #include "zor/plt.h"
+#include "zor/plt_seq.h"
 #include "zor/res.h"
 #include "zor/text.h"
 #include "zor/watch.h"
@@ -262,59 +263,48 @@ int NIDS_plot_frame() {
   return 0;
 }
 
-int NIDS_plot(Domain* domain) {
-  auto& s = state();
-  if (domain == nullptr) return -1;
-  bool redraw = false;
-  if (gchk_graphics()) {
-    PLT_reset(DOM_aspect(domain));
-    redraw = true;
-  } else {
-    NIDS_plot_param();
-    // The first file only tells the product's own domain, and its date the
-    // time of the watches.
-    char name[FILE_NAME_MAX] = {};
-    FILE_set_date(&s.base_date, name, sizeof name);
-    if (NIDS_open_file(name)) {
-      const Domain product = s.nids_info.domain;
-      NIDS_close_file();
-      if (domain->proj == ZOR_MISSING) *domain = product;
-    }
-    if (zor::nids_plot::wants_watches()) WATCH_decode(&s.file_date);
-    PLT_open(DOM_aspect(domain));
-    PLT_set_callback(NIDS_callback);
-    PLT_set_zoom_func(NIDS_plot);
-    PLT_set_resize_func(NIDS_plot);
-    if (s.p.refresh) PLT_set_refresh_func(60, NIDS_plot_nextfile);
-  }
-  MAP_setup(domain);
-  MAP_fill_cont(0);
-  FILE_first(&s.base_date);
+namespace zor::nids_plot {
+namespace {
 
-  const bool looping = FILE_get_num_file() != 0;
-  int frame = 0;
-  char file[FILE_NAME_MAX] = {};
-  while (FILE_get_next(file, sizeof file)) {
-    if (NIDS_open_file(file)) {
-      Date d;
-      FILE_get_date(&d);
-      s.fsecs = zor::nids_plot::truncated_secs(d);
-      if (looping) {
-        gcreate_frame(frame);
-        gselect_frame(frame);
-      }
-      NIDS_plot_frame();
-      NIDS_close_file();
-      if (looping) gdisplay_frame(frame);
-      PLT_dump(frame);
-      ++frame;
-    } else if (!looping) {
-      PLT_exit(zor::nids_plot::kNoFileStatus);
-    }
+// The first file only tells the product's own domain, and its date the time
+// of the watches.
+void prepare(Domain* domain) {
+  auto& s = state();
+  NIDS_plot_param();
+  char name[FILE_NAME_MAX] = {};
+  FILE_set_date(&s.base_date, name, sizeof name);
+  if (NIDS_open_file(name)) {
+    const Domain product = s.nids_info.domain;
+    NIDS_close_file();
+    if (domain->proj == ZOR_MISSING) *domain = product;
   }
-  if (looping) gset_looping(1);
-  if (!redraw) PLT_close();
-  return 0;
+  if (wants_watches()) WATCH_decode(&s.file_date);
+}
+
+void file_opened() {
+  Date d;
+  FILE_get_date(&d);
+  state().fsecs = truncated_secs(d);
+}
+
+const PLT_format kFormat = {
+    .prepare = prepare,
+    .open_file = NIDS_open_file,
+    .file_opened = file_opened,
+    .plot_frame = NIDS_plot_frame,
+    .close_file = NIDS_close_file,
+    .replot = NIDS_plot,
+    .callback = NIDS_callback,
+    .nextfile = NIDS_plot_nextfile,
+    .refresh = [] { return state().p.refresh != 0; },
+    .no_file_status = kNoFileStatus,
+};
+
+}  // namespace
+}  // namespace zor::nids_plot
+
+int NIDS_plot(Domain* domain) {
+  return PLT_plot_files(zor::nids_plot::kFormat, domain, &state().base_date);
 }
 
 int NIDS_plot_nextfile() {
