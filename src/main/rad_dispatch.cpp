@@ -9,35 +9,11 @@
 #include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
+#include "zor/nids.h"
 #include "zor/res.h"
 #include "zor/text.h"
 #include "zor/types.h"
 #include "zor/var.h"
-
-// Entry points of the formats. They are weak so that the program links while
-// a format is not part of the build; the dispatch table checks them before
-// use (the radar library is linked whole, so every format present resolves).
-#define ZOR_WEAK __attribute__((weak))
-int NIDS_set_ext_info(const char* str) ZOR_WEAK;
-int NIDS_set_date(Date* datim) ZOR_WEAK;
-int NIDS_plot(Domain* domain) ZOR_WEAK;
-int LEV2_set_date(Date* datim) ZOR_WEAK;
-int LEV2_set_compress(int val) ZOR_WEAK;
-int LEV2_plot(Domain* domain) ZOR_WEAK;
-int RRWDS_set_date(Date* datim) ZOR_WEAK;
-int RRWDS_plot(Domain* domain) ZOR_WEAK;
-int NOWRad_set_date(Date* datim) ZOR_WEAK;
-int NOWRad_plot(Domain* domain) ZOR_WEAK;
-int KAVRAD_set_date(Date* datim) ZOR_WEAK;
-int KAVRAD_plot(Domain* domain) ZOR_WEAK;
-int RCM_set_date(Date* datim) ZOR_WEAK;
-int RCM_prompt_id() ZOR_WEAK;
-int RCM_plot(Domain* domain) ZOR_WEAK;
-int RAD_set_date(Date* datim) ZOR_WEAK;
-int RAD_set_prompt_variable(int val) ZOR_WEAK;
-int RAD_prompt_variable() ZOR_WEAK;
-int RAD_plot(Domain* domain) ZOR_WEAK;
-#undef ZOR_WEAK
 
 namespace zor::radar_entry {
 
@@ -126,74 +102,32 @@ std::vector<std::string> resource_items(const char* name) {
 }
 
 // One input type: the prompt for its file, the name of its format, whether
-// the file layer selects files of this kind, and the steps after the file
-// is chosen.
+// the file layer selects files of this kind, and the steps after the file is
+// chosen (null while the format is not part of the program). Adding a format
+// is one row here and its module under src/radar.
 struct InputType {
   int code;
   const char* format;
   const char* prompt;
   bool file_type;
-  bool (*available)();
   void (*run)(Domain& domain);
 };
 
-void run_lev2(Domain& domain, bool compressed) {
-  LEV2_set_date(nullptr);
-  if (compressed) LEV2_set_compress(1);
-  DOM_get_region(&domain, 3);
-  LEV2_plot(&domain);
-}
-
 const InputType kInputTypes[] = {
     {RAD_IN_NIDS, "NIDS", "Enter the NIDS filename: ", true,
-     [] { return NIDS_set_ext_info && NIDS_set_date && NIDS_plot; },
      [](Domain& d) {
        NIDS_set_ext_info(FILE_get_ext_info());
        NIDS_set_date(nullptr);
        DOM_get_region(&d, 3);
        NIDS_plot(&d);
      }},
-    {RAD_IN_LEV2, "Level II", "Enter the Level 2 filename: ", true,
-     [] { return LEV2_set_date && LEV2_plot; }, [](Domain& d) { run_lev2(d, false); }},
-    {RAD_IN_LEV2Z, "compressed Level II", "Enter the Level 2 filename: ", true,
-     [] { return LEV2_set_date && LEV2_set_compress && LEV2_plot; },
-     [](Domain& d) { run_lev2(d, true); }},
-    {RAD_IN_RRWDS, "RRWDS", "Enter the RRWDS filename: ", false,
-     [] { return RRWDS_set_date && RRWDS_plot; },
-     [](Domain& d) {
-       RRWDS_set_date(nullptr);
-       DOM_get_region(&d, 3);
-       RRWDS_plot(&d);
-     }},
-    {RAD_IN_NOWRAD, "NOWRad", "Enter the NOWRad filename: ", false,
-     [] { return NOWRad_set_date && NOWRad_plot; },
-     [](Domain& d) {
-       NOWRad_set_date(nullptr);
-       while (DOM_prompt_region(&d, 1) >= 1) NOWRad_plot(&d);
-     }},
-    {RAD_IN_KAVRAD, "KAVRAD", "Enter the KAVRAD filename: ", false,
-     [] { return KAVRAD_set_date && KAVRAD_plot; },
-     [](Domain& d) {
-       KAVRAD_set_date(nullptr);
-       while (DOM_prompt_region(&d, 1) >= 1) KAVRAD_plot(&d);
-     }},
-    {RAD_IN_RCM, "RCM", "Enter the RCM filename: ", false,
-     [] { return RCM_set_date && RCM_prompt_id && RCM_plot; },
-     [](Domain& d) {
-       RCM_set_date(nullptr);
-       DOM_get_region(&d, 3);
-       RCM_prompt_id();
-       RCM_plot(&d);
-     }},
-    {RAD_IN_CONVERTED, "converted radar report", "Enter the radar filename: ", false,
-     [] { return RAD_set_date && RAD_set_prompt_variable && RAD_prompt_variable && RAD_plot; },
-     [](Domain& d) {
-       RAD_set_date(nullptr);
-       while (DOM_prompt_region(&d, 1) >= 1) {
-         RAD_set_prompt_variable(1);
-         while (RAD_prompt_variable() != 0) RAD_plot(&d);
-       }
-     }},
+    {RAD_IN_LEV2, "Level II", "Enter the Level 2 filename: ", true, nullptr},
+    {RAD_IN_LEV2Z, "compressed Level II", "Enter the Level 2 filename: ", true, nullptr},
+    {RAD_IN_RRWDS, "RRWDS", "Enter the RRWDS filename: ", false, nullptr},
+    {RAD_IN_NOWRAD, "NOWRad", "Enter the NOWRad filename: ", false, nullptr},
+    {RAD_IN_KAVRAD, "KAVRAD", "Enter the KAVRAD filename: ", false, nullptr},
+    {RAD_IN_RCM, "RCM", "Enter the RCM filename: ", false, nullptr},
+    {RAD_IN_CONVERTED, "converted radar report", "Enter the radar filename: ", false, nullptr},
 };
 
 }  // namespace
@@ -212,7 +146,7 @@ int dispatch() {
   for (const auto& t : kInputTypes)
     if (t.code == code) type = &t;
   if (!type) return 0;
-  if (!type->available()) {
+  if (type->run == nullptr) {
     MESS_print(M_ERROR,
                "radar: plotting of %s data (input type %d) is not available in this program\n",
                type->format, code);
