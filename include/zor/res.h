@@ -39,6 +39,10 @@ char* RES_get(const char* name);
 int RES_getval(const char* name, char* data, DEF_convert cvt);
 int RES_getvals(const char* name, int* paramc, char*** paramv);
 int RES_conv_data(const char* data, char* out, DEF_convert cvt);
+// Region and domain values (CV_region, CV_domain) are decoded by the domain
+// layer's decoder, handed down at start-up; without one they do not convert.
+using RES_domain_decoder = int (*)(const char* str, Domain* domain);
+void RES_set_domain_decoder(RES_domain_decoder decode);
 int RES_list();
 int RES_setCL(int argc, char** argv);
 char* RES_get_prog();

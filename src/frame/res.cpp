@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "zor/date.h"
-#include "zor/dom.h"
 #include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
@@ -38,6 +37,9 @@ struct State {
   std::deque<std::string> path_values;  // CV_path results handed out by pointer
   std::vector<std::string> cmd_line;
   std::string progname;  // RES_get_progname without a buffer
+  // Domain values are decoded by the domain layer, above this one, which
+  // hands its decoder down at start-up.
+  RES_domain_decoder decode_domain = nullptr;
   void reset() {
     list.clear();
     path_values.clear();
@@ -330,7 +332,8 @@ int convert(const char* data, char* out, DEF_convert cvt) {
     }
     case CV_region:
     case CV_domain:
-      DOM_decode(data, reinterpret_cast<Domain*>(out));
+      if (state().decode_domain == nullptr) return 0;
+      state().decode_domain(data, reinterpret_cast<Domain*>(out));
       return 1;
     default:
       return 1;
@@ -663,6 +666,8 @@ int RES_getvals(const char* name, int* paramc, char*** paramv) {
     free_parsed_array(n, v);
   return n;
 }
+
+void RES_set_domain_decoder(RES_domain_decoder decode) { state().decode_domain = decode; }
 
 int RES_conv_data(const char* data, char* out, DEF_convert cvt) {
   return zor::res::convert(data, out, cvt);

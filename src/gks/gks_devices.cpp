@@ -5,14 +5,6 @@
 
 #include "gks_kernel.h"
 
-// The window device is part of the build; the foreign-drawable device is
-// built separately: until its file is there its factory stays undefined, the
-// weak reference reads as null and opening such a workstation reports that no
-// device is available.
-namespace zor::gks {
-[[gnu::weak]] std::unique_ptr<Device> make_pixmap_device();
-}  // namespace zor::gks
-
 namespace zor::gks {
 namespace {
 

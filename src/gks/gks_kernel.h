@@ -115,6 +115,7 @@ struct Kernel {
   int win_y = 0;
   std::string prog_name;
   std::string win_title;
+  std::string setup_conn;  // connection id handed out by gdevice_setup
   TransformState tr;
   ToolState tool;
   LineState line;

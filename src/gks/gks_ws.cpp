@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "gks_kernel.h"
+#include "zor/reset.h"
 #include "zor/flag.h"
 #include "zor/gks_dev.h"
 #include "zor/mess.h"
@@ -21,6 +22,8 @@ void Kernel::reset() {
   recorder = keep;
   font.clear_glyphs();
 }
+
+void reset_kernel() { kernel().reset(); }
 
 Kernel& kernel() {
   static Kernel k = [] {
@@ -94,11 +97,6 @@ std::vector<std::string> split_commas(const std::string& s) {
     start = comma + 1;
   }
   return items;
-}
-
-std::string& device_conn_buffer() {
-  static std::string conn;
-  return conn;
 }
 
 // Batch runs: opens the window device with its complaints held back; when it
@@ -175,7 +173,7 @@ int gdevice_setup(const char* str, Gconn_id* conn_id) {
   std::string s = str ? str : "";
   std::size_t comma = s.find(',');
   std::string name = s.substr(0, comma);
-  std::string& conn = zor::gks::device_conn_buffer();
+  std::string& conn = zor::gks::kernel().setup_conn;
   conn = comma == std::string::npos ? std::string() : s.substr(comma + 1);
   if (conn_id) *conn_id = conn.c_str();
   return zor::gks::type_from_name(name);

@@ -11,13 +11,11 @@
 
 #include "device.h"
 #include "raster_canvas.h"
+#include "zor/clr.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
 #include "zor/img.h"
 #include "zor/mess.h"
-
-// The colour table lives in the plot library, above this one.
-int CLR_get_ind(const char* name) __attribute__((weak));
 
 namespace {
 
@@ -113,10 +111,8 @@ void put_device_pixel(unsigned char* p, long pixel) {
 // the background.
 long see_through_pixel(const char* background) {
   if (background && *background) {
-    if (CLR_get_ind) {
-      const int ind = CLR_get_ind(background);
-      if (ind >= 0) return gget_color_ind(ind);
-    }
+    const int ind = CLR_get_ind(background);
+    if (ind >= 0) return gget_color_ind(ind);
     unsigned r = 0, g = 0, b = 0;
     if (std::sscanf(background, "#%2x%2x%2x", &r, &g, &b) == 3) {
       return alloc_pixel(r / 255.0f, g / 255.0f, b / 255.0f, gget_color_ind(-1));

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "rad_dispatch.h"
+#include "zor/dom.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
 #include "zor/res.h"
@@ -30,6 +31,7 @@ constexpr std::array kResPos = {RES_filenames, RES_null};
 }  // namespace
 
 int main(int argc, char** argv) {
+  RES_set_domain_decoder(DOM_decode);
   RES_init(argc, argv, kResKey.data(), kResPos.data());
   if (FLAG_help()) {
     std::array<char, 40> temp_str{};

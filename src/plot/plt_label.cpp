@@ -14,6 +14,7 @@
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/plt.h"
+#include "zor/reset.h"
 #include "zor/res.h"
 #include "zor/text.h"
 
@@ -93,6 +94,10 @@ void apply_user_labels() {
 }
 
 }  // namespace
+
+namespace zor::plt_label {
+void reset() { state() = LabelState{}; }
+}  // namespace zor::plt_label
 
 int PLT_init_labels() {
   auto& s = state();
