@@ -5,9 +5,11 @@
 // A fine KAVRAD grid holds about 30 million cells, so the image is drawn a
 // line at a time as it is decoded: the cells of a line that share a fill
 // become one span, and a span one rectangle on the product's own projection
-// or one outline polygon (a vertex every few cells) on any other. Memory is
+// or one outline polygon (vertices about two pixels apart) on any other,
+// with each edge between two lines converted once. Memory is
 // that of one line whatever the grid.
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -43,9 +45,6 @@ constexpr const char* kFillTable =
     "55:magenta,60:lmagenta,65:dgray,70:lgray,75:white";
 constexpr int kCompSummary = 10;
 constexpr int kNoFileStatus = 10;
-// Cells between the vertices of a reprojected span's outline: a line of
-// constant latitude bends far less than a pixel over that many cells.
-constexpr int kEdgeStep = 4;
 
 // What one format's plot keeps between its steps.
 struct FormatState {
@@ -106,21 +105,33 @@ class FillCache {
 bool same_fill(const Gattribs& a, const Gattribs& b) { return a.color == b.color && a.fill_pat == b.fill_pat; }
 
 // Collects the spans of one grid line and fills them when the line ends.
+// On another projection the corners along a line's edges are converted
+// once: the bottom edge of a line is the top edge of the next, so each edge
+// is kept (one line's worth of points) until the line below has used it.
 class LineDrawer {
  public:
-  // `left` is the left edge of column 0 in product coordinates (longitude
-  // for a latitude-longitude product).
-  LineDrawer(const Domain& product, double left) : product_(product), left_(left) {
+  // `left` and `top` are the left and top edges of the grid in product
+  // coordinates (longitude and latitude for a latitude-longitude product).
+  LineDrawer(const Domain& product, double left, double top) : product_(product), left_(left) {
     MAP_get_domain(&plot_);
     latlon_ = product.proj == DOM_LATLON;
     same_ = DOM_comp_proj(&product_, &plot_) != 0;
     run_len_ = state().run_len;
+    if (!same_ && run_len_ == 0) edge_step_ = vertex_spacing(top - product.ny / 2 * product.dy);
   }
 
   void begin(double top, double bottom) {
     end();
     top_ = top;
     bottom_ = bottom;
+    if (same_ || run_len_ > 0) return;
+    const auto n = static_cast<std::size_t>(product_.nx) + 1;
+    if (edges_[1 - top_edge_].y == top) {
+      top_edge_ = 1 - top_edge_;
+    } else {
+      edges_[top_edge_].reset(top, n);
+    }
+    edges_[1 - top_edge_].reset(bottom, n);
   }
 
   // A run of `n` cells from column `col`; the cells past the line's end are
@@ -137,7 +148,10 @@ class LineDrawer {
   }
 
   void end() {
-    if (!spans_.empty()) draw();
+    if (!spans_.empty()) {
+      if (same_ || run_len_ > 0) draw_rectangles();
+      else draw_outlines();
+    }
     spans_.clear();
   }
 
@@ -150,27 +164,36 @@ class LineDrawer {
     const Gattribs* attr;
   };
 
+  // Plot points of one edge of a line by column boundary; `at[k]` equal to
+  // `stamp` marks a point converted for this edge.
+  struct Edge {
+    double y = ZOR_MISSING;
+    int stamp = 0;
+    std::vector<int> at;
+    std::vector<Gpt> pt;
+    void reset(double edge_y, std::size_t n) {
+      y = edge_y;
+      ++stamp;
+      if (at.size() != n) {
+        at.assign(n, 0);
+        pt.resize(n);
+      }
+    }
+  };
+
   Gpt corner(int k, double y) const { return {static_cast<float>(left_ + k * product_.dx), static_cast<float>(y)}; }
 
-  void rectangle(int k1, int k2) {
-    const Gpt r[5] = {corner(k1, top_), corner(k2, top_), corner(k2, bottom_), corner(k1, bottom_), corner(k1, top_)};
-    pts_.insert(pts_.end(), r, r + 5);
-    lens_.push_back(5);
-  }
-
-  // Along the top edge left to right, back along the bottom edge.
-  void outline(int from, int to) {
-    const std::size_t start = pts_.size();
-    for (int k = from;; k = std::min(k + kEdgeStep, to)) {
-      pts_.push_back(corner(k, top_));
-      if (k == to) break;
-    }
-    for (int k = to;; k = std::max(k - kEdgeStep, from)) {
-      pts_.push_back(corner(k, bottom_));
-      if (k == from) break;
-    }
-    pts_.push_back(corner(from, top_));
-    lens_.push_back(pts_.size() - start);
+  // Cells between outline vertices: about two pixels apart, at least one
+  // cell, at most kMaxEdgeStep.
+  int vertex_spacing(double y) {
+    constexpr int kProbe = 16;
+    const int k = product_.nx / 2;
+    pts_ = {corner(k, y), corner(k + kProbe, y)};
+    to_plot();
+    if (pts_[0].x == ZOR_MISSING_F || pts_[1].x == ZOR_MISSING_F) return 1;
+    const double px = std::hypot(xW_p(pts_[1].x) - xW_p(pts_[0].x), yW_p(pts_[1].y) - yW_p(pts_[0].y));
+    if (!(px > 0.0)) return 1;
+    return std::clamp(static_cast<int>(2.0 * kProbe / px), 1, kMaxEdgeStep);
   }
 
   // Product coordinates to plot coordinates in place; a point that does not
@@ -190,36 +213,79 @@ class LineDrawer {
       if (p.x == ZOR_MISSING_F || !MAP_tran(p.y, p.x, &p.x, &p.y)) p.x = ZOR_MISSING_F;
   }
 
-  void draw() {
+  void fill(const Gattribs* attr, const Gpt* poly, std::size_t n) {
+    if (std::any_of(poly, poly + n, [](const Gpt& p) { return p.x == ZOR_MISSING_F; })) return;
+    if (cur_ == nullptr || !same_fill(*cur_, *attr)) {
+      GPH_fill_attr(attr);
+      cur_ = attr;
+    }
+    gfill_area(static_cast<int>(n), poly);
+    ++state().fill_calls;
+  }
+
+  // Rectangles of at most `run_len` cells, or one a span on the product's
+  // own projection.
+  void draw_rectangles() {
     pts_.clear();
-    lens_.clear();
-    attrs_.clear();
     for (const Span& sp : spans_) {
-      if (same_ || run_len_ > 0) {
-        const int step = run_len_ > 0 ? run_len_ : sp.to - sp.from;
-        for (int k = sp.from; k < sp.to; k += step) {
-          rectangle(k, std::min(k + step, sp.to));
-          attrs_.push_back(sp.attr);
-        }
-      } else {
-        outline(sp.from, sp.to);
-        attrs_.push_back(sp.attr);
+      const int step = run_len_ > 0 ? run_len_ : sp.to - sp.from;
+      for (int k = sp.from; k < sp.to; k += step) {
+        const int k2 = std::min(k + step, sp.to);
+        const Gpt r[5] = {corner(k, top_), corner(k2, top_), corner(k2, bottom_), corner(k, bottom_), corner(k, top_)};
+        pts_.insert(pts_.end(), r, r + 5);
       }
     }
     to_plot();
     std::size_t at = 0;
-    for (std::size_t i = 0; i < lens_.size(); ++i) {
-      const Gpt* poly = pts_.data() + at;
-      at += lens_[i];
-      if (std::any_of(poly, poly + lens_[i], [](const Gpt& p) { return p.x == ZOR_MISSING_F; })) continue;
-      if (cur_ == nullptr || !same_fill(*cur_, *attrs_[i])) {
-        GPH_fill_attr(attrs_[i]);
-        cur_ = attrs_[i];
-      }
-      gfill_area(static_cast<int>(lens_[i]), poly);
-      ++state().fill_calls;
+    for (const Span& sp : spans_) {
+      const int step = run_len_ > 0 ? run_len_ : sp.to - sp.from;
+      for (int k = sp.from; k < sp.to; k += step, at += 5) fill(sp.attr, pts_.data() + at, 5);
     }
   }
+
+  // Vertex columns of a span: its ends and the multiples of the vertex
+  // spacing between them, so that neighbouring lines share their vertices.
+  template <class F>
+  void vertices(int from, int to, F f) const {
+    f(from);
+    for (int k = (from / edge_step_ + 1) * edge_step_; k < to; k += edge_step_) f(k);
+    f(to);
+  }
+
+  // One outline polygon a span, its vertices along the line's top and
+  // bottom edges.
+  void draw_outlines() {
+    Edge& top = edges_[top_edge_];
+    Edge& bottom = edges_[1 - top_edge_];
+    pts_.clear();
+    missing_.clear();
+    auto need = [&](Edge& e, int k) {
+      const auto i = static_cast<std::size_t>(k);
+      if (e.at[i] == e.stamp) return;
+      e.at[i] = e.stamp;
+      pts_.push_back(corner(k, e.y));
+      missing_.push_back({&e, i});
+    };
+    for (const Span& sp : spans_) {
+      vertices(sp.from, sp.to, [&](int k) {
+        need(top, k);
+        need(bottom, k);
+      });
+    }
+    to_plot();
+    for (std::size_t i = 0; i < missing_.size(); ++i) missing_[i].first->pt[missing_[i].second] = pts_[i];
+    for (const Span& sp : spans_) {
+      cols_.clear();
+      vertices(sp.from, sp.to, [&](int k) { cols_.push_back(static_cast<std::size_t>(k)); });
+      poly_.clear();
+      for (std::size_t k : cols_) poly_.push_back(top.pt[k]);
+      for (auto it = cols_.rbegin(); it != cols_.rend(); ++it) poly_.push_back(bottom.pt[*it]);
+      poly_.push_back(poly_.front());
+      fill(sp.attr, poly_.data(), poly_.size());
+    }
+  }
+
+  static constexpr int kMaxEdgeStep = 32;
 
   Domain product_;
   Domain plot_;
@@ -227,14 +293,18 @@ class LineDrawer {
   bool latlon_ = false;
   bool same_ = true;
   int run_len_ = 0;
+  int edge_step_ = 1;
   double top_ = 0.0;
   double bottom_ = 0.0;
   FillCache fills_;
   const Gattribs* cur_ = nullptr;
   std::vector<Span> spans_;
   std::vector<Gpt> pts_;
-  std::vector<std::size_t> lens_;
-  std::vector<const Gattribs*> attrs_;
+  std::vector<Gpt> poly_;
+  std::vector<std::size_t> cols_;
+  std::vector<std::pair<Edge*, std::size_t>> missing_;
+  Edge edges_[2];
+  int top_edge_ = 0;
   long clipped_ = 0;
 };
 
@@ -287,7 +357,7 @@ int draw_nowrad() {
   if (s.nowrad.ifile == nullptr || !drawable(d)) return 0;
   double top = 0.0, left = 0.0;
   grid_origin(d, &top, &left);
-  LineDrawer lines(d, left);
+  LineDrawer lines(d, left, top);
   int rows = 0, line = 0;
   NOWRad_packet p;
   while (rows < d.ny && NOWRad_line(s.nowrad.ifile, &line)) {
@@ -315,7 +385,7 @@ int draw_kavrad() {
   if (s.kavrad.ifile == nullptr || !drawable(d)) return 0;
   double top = 0.0, left = 0.0;
   grid_origin(d, &top, &left);
-  LineDrawer lines(d, left);
+  LineDrawer lines(d, left, top);
   int col = 0, row = 0, open_row = -1;
   KAVRAD_packet p;
   while (row < d.ny && KAVRAD_get_packet(s.kavrad.ifile, &p)) {
