@@ -365,7 +365,9 @@ int draw_nowrad() {
     int col = 0;
     while (NOWRad_get_packet(s.nowrad.ifile, &p)) {
       lines.run(col, p.run, p.value);
-      col += p.run;
+      // Past the line's end only the count of cells matters; the column
+      // stops there so that no run of runs can overflow it.
+      col = std::min(col + p.run, d.nx + 1);
     }
     top -= d.dy;
     ++rows;

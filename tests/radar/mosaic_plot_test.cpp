@@ -223,7 +223,7 @@ TEST_F(MosaicFrameTest, KavradRowCommandsFillTheirCells) {
   b[1996 + 38] = 10;
   const std::string rest_none = "P#";
   const std::string image = "E#" + ("#" + rest_none) + "G$\x1e" + rest_none + "G\x05\"" + rest_none + "E\x05" +
-                            rest_none + "!";
+                            rest_none + "`\x04" + rest_none + "!";
   b.insert(b.end(), image.begin(), image.end());
   const std::string path = make_raw(b);
   // A latitude-longitude window 80 cells wide and 40 rows high at the grid's
@@ -233,7 +233,8 @@ TEST_F(MosaicFrameTest, KavradRowCommandsFillTheirCells) {
   std::snprintf(dom, sizeof dom, "ll,%f,%f,41,21,%f,%f", top - 20 * dy, left + 40 * dx, 2 * dx, 2 * dy);
   Capture cap;
   plot(Kind::Kavrad, path, domain(dom), cap);
-  const std::uint32_t green = rgb_of_value(25), brown = rgb_of_value(35);
+  const std::uint32_t green = rgb_of_value(25), brown = rgb_of_value(35), white = rgb_of_value(75);
+  ASSERT_TRUE(near(white, 0xFFFFFF));
   // Row r lies one row below the grid top: its centre 1.5 rows down.
   auto cell = [&](int r, int c) { return at(cap, top - (r + 1.5) * dy, left + (c + 0.5) * dx); };
   struct Expect {
@@ -241,7 +242,8 @@ TEST_F(MosaicFrameTest, KavradRowCommandsFillTheirCells) {
     std::uint32_t colour;
   };
   const Expect rows[] = {{0, 0, 78, green}, {1, 0, 78, 0}, {2, 0, 31, brown}, {2, 31, 78, 0},
-                         {3, 0, 11, brown}, {3, 11, 78, 0}, {4, 0, 6, green},  {4, 6, 78, 0}};
+                         {3, 0, 11, brown}, {3, 11, 78, 0}, {4, 0, 6, green},  {4, 6, 78, 0},
+                         {5, 0, 5, white},  {5, 5, 78, 0}};
   for (const Expect& e : rows)
     for (int c = e.from; c < e.to; ++c)
       EXPECT_TRUE(e.colour == 0 ? cell(e.row, c) == 0 : near(cell(e.row, c), e.colour))
