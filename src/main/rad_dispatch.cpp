@@ -9,6 +9,7 @@
 #include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
+#include "zor/mosaic.h"
 #include "zor/nids.h"
 #include "zor/res.h"
 #include "zor/text.h"
@@ -101,6 +102,16 @@ std::vector<std::string> resource_items(const char* name) {
   return out;
 }
 
+// Plots once per region the menu (or the resources) give. An answer that
+// names no domain (-9999) plots the file on its own grid.
+void for_each_region(Domain& d, int (*plot)(Domain*)) {
+  int got;
+  while ((got = DOM_prompt_region(&d, 1)) >= 1 || got == ZOR_MISSING) {
+    if (got == ZOR_MISSING) DOM_init(&d);
+    plot(&d);
+  }
+}
+
 // One input type: the prompt for its file, the name of its format, whether
 // the file layer selects files of this kind, and the steps after the file is
 // chosen (null while the format is not part of the program). Adding a format
@@ -124,8 +135,16 @@ const InputType kInputTypes[] = {
     {RAD_IN_LEV2, "Level II", "Enter the Level 2 filename: ", true, nullptr},
     {RAD_IN_LEV2Z, "compressed Level II", "Enter the Level 2 filename: ", true, nullptr},
     {RAD_IN_RRWDS, "RRWDS", "Enter the RRWDS filename: ", false, nullptr},
-    {RAD_IN_NOWRAD, "NOWRad", "Enter the NOWRad filename: ", false, nullptr},
-    {RAD_IN_KAVRAD, "KAVRAD", "Enter the KAVRAD filename: ", false, nullptr},
+    {RAD_IN_NOWRAD, "NOWRad", "Enter the NOWRad filename: ", false,
+     [](Domain& d) {
+       NOWRad_set_date(nullptr);
+       for_each_region(d, NOWRad_plot);
+     }},
+    {RAD_IN_KAVRAD, "KAVRAD", "Enter the KAVRAD filename: ", false,
+     [](Domain& d) {
+       KAVRAD_set_date(nullptr);
+       for_each_region(d, KAVRAD_plot);
+     }},
     {RAD_IN_RCM, "RCM", "Enter the RCM filename: ", false, nullptr},
     {RAD_IN_CONVERTED, "converted radar report", "Enter the radar filename: ", false, nullptr},
 };

@@ -1,0 +1,318 @@
+// NOWRad and KAVRAD decoding from bytes laid out by hand: the packet and
+// header examples of both formats, then damaged input (missing tags, short
+// records, dates that do not parse, every prefix of a generated file).
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "mosaic_gen.h"
+#include "zor/mosaic.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+struct Closer {
+  void operator()(FILE* f) const { std::fclose(f); }
+};
+using Stream = std::unique_ptr<FILE, Closer>;
+
+// A stream over a copy of `b` (kept alive by the caller).
+Stream over(Bytes& b) { return Stream(fmemopen(b.data(), b.size(), "rb")); }
+
+void tag(Bytes& b, std::uint8_t t) { b.insert(b.end(), {0x00, 0xF0, t}); }
+void text(Bytes& b, const std::string& s) { b.insert(b.end(), s.begin(), s.end()); }
+
+// A NOWRad header: first record, size, 80 bytes of product text, projection,
+// then the first line tag.
+Bytes nowrad_header(const std::string& product, char proj, const std::string& numbers,
+                    const std::string& size = "2 600") {
+  Bytes b;
+  tag(b, 0x09);
+  b.insert(b.end(), {3, 'a', 'b', 'c', 0x01});
+  tag(b, 0x0A);
+  text(b, size);
+  tag(b, 0x03);
+  std::string p = product;
+  p.resize(80, ' ');
+  text(b, p);
+  tag(b, 0x0B);
+  b.push_back(static_cast<std::uint8_t>(proj));
+  text(b, numbers);
+  tag(b, 0x0C);
+  return b;
+}
+
+// -98 E, 53 N top, 0.08 by 0.1 degrees, in radians.
+const std::string kLatLon = "-1.710422667 0.925024504 0 0.001396263 0.001745329";
+const std::string kMaster = "NOWrad Master       13:45 5-Sep-2003";
+
+struct Packet {
+  int run;
+  float value;
+  int mask;
+  bool operator==(const Packet&) const = default;
+};
+
+// Every line of a NOWRad file as (line number, packets).
+std::vector<std::pair<int, std::vector<Packet>>> nowrad_lines(Bytes& b) {
+  zor::mosaic::reset();
+  Stream f = over(b);
+  NOWRad_info info;
+  std::vector<std::pair<int, std::vector<Packet>>> out;
+  if (NOWRad_header(f.get(), &info) != 1) return out;
+  int line = 0;
+  NOWRad_packet p;
+  while (NOWRad_line(f.get(), &line) == 1) {
+    out.push_back({line, {}});
+    while (NOWRad_get_packet(f.get(), &p) == 1) out.back().second.push_back({p.run, p.value, p.mask});
+  }
+  return out;
+}
+
+TEST(NowradPackets, ByteExamplesDecodeToTheirRuns) {
+  struct Case {
+    Bytes line;  // after the line number
+    std::vector<Packet> runs;
+  };
+  const Case cases[] = {
+      {{0x35}, {{4, 25, 0}}},
+      {{0xE7, 0x09}, {{10, 35, 0}}},
+      {{0xD3, 0x00, 0x01}, {{257, 15, 0}}},
+      {{0x00, 0x12}, {{1, 0, 0}, {2, 10, 0}}},
+      // A zero tag byte is no tag: one cell of 0, then 0xF0 0x00 is a mask record.
+      {{0x00, 0xF0, 0x00, 0x12}, {{1, 0, 0}, {0, 0, 0}, {2, 10, 0}}},
+      {{0xF5, 0x12}, {{0, 0, 5}, {2, 10, 5}}},
+      {{0xF0, 0x00, 0x35}, {{0, 0, 0}, {4, 25, 0}}},
+      {{0xCF}, {{13, 75, 0}}},
+  };
+  for (const Case& c : cases) {
+    Bytes b = nowrad_header(kMaster, 'C', kLatLon);
+    b.insert(b.end(), {7, 0});
+    b.insert(b.end(), c.line.begin(), c.line.end());
+    const auto lines = nowrad_lines(b);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].first, 7);
+    EXPECT_EQ(lines[0].second, c.runs) << "first byte " << int(c.line[0]);
+  }
+  // A tag ends a line; the next line number is little-endian.
+  Bytes b = nowrad_header(kMaster, 'C', kLatLon);
+  b.insert(b.end(), {0, 0, 0x35});
+  tag(b, 0x0C);
+  b.insert(b.end(), {0x01, 0x01, 0xE7, 0x09});
+  const auto lines = nowrad_lines(b);
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].second, (std::vector<Packet>{{4, 25, 0}}));
+  EXPECT_EQ(lines[1].first, 257);
+  EXPECT_EQ(lines[1].second, (std::vector<Packet>{{10, 35, 0}}));
+}
+
+TEST(NowradHeader, ProductsDatesAndProjections) {
+  zor::mosaic::reset();
+  Bytes b = nowrad_header(kMaster, 'C', kLatLon);
+  Stream f = over(b);
+  NOWRad_info info;
+  ASSERT_EQ(NOWRad_header(f.get(), &info), 1) << zor::mosaic::nowrad_error();
+  EXPECT_STREQ(info.label, "NOWRad Radar Master Composite (Dbz)");
+  EXPECT_EQ(info.date.year, 2003);
+  EXPECT_EQ(info.date.month, 9);
+  EXPECT_EQ(info.date.day, 5);
+  EXPECT_EQ(info.date.hour, 13);
+  EXPECT_EQ(info.date.min, 45);
+  const Domain& d = info.domain;
+  EXPECT_EQ(d.proj, 2);
+  EXPECT_EQ(d.nx, 600);
+  EXPECT_EQ(d.ny, 2);
+  EXPECT_NEAR(d.clon, -98.0, 1e-4);
+  EXPECT_NEAR(d.plon, -98.0, 1e-4);
+  EXPECT_NEAR(d.dx, 0.1, 1e-5);
+  EXPECT_NEAR(d.dy, 0.08, 1e-5);
+  EXPECT_NEAR(d.clat, 53.0 - 0.5 * 0.08, 1e-4);  // the top row's latitude less half the rows
+
+  // The US product dates from character 23; a Lambert grid keeps its fixed
+  // centre and spacing whatever the file says.
+  b = nowrad_header("USRAD Hi               07:05 28-Jul-1999", 'L',
+                    "0.785398 0.575959 0.680678 -1.675516 -1.6 0.6 0.1 0.2");
+  f = over(b);
+  ASSERT_EQ(NOWRad_header(f.get(), &info), 1) << zor::mosaic::nowrad_error();
+  EXPECT_STREQ(info.label, "NOWRad Radar US Composite (Dbz)");
+  EXPECT_EQ(info.date.year, 1999);
+  EXPECT_EQ(info.date.month, 7);
+  EXPECT_EQ(info.date.day, 28);
+  EXPECT_EQ(info.date.hour, 7);
+  EXPECT_EQ(info.domain.proj, 4);
+  EXPECT_NEAR(info.domain.param[1], 45.0, 1e-3);
+  EXPECT_NEAR(info.domain.param[0], 33.0, 1e-3);
+  EXPECT_FLOAT_EQ(info.domain.param[2], 1.0f);
+  EXPECT_NEAR(info.domain.plat, 39.0, 1e-3);
+  EXPECT_NEAR(info.domain.plon, -96.0, 1e-3);
+  EXPECT_FLOAT_EQ(info.domain.clat, 38.69f);
+  EXPECT_FLOAT_EQ(info.domain.clon, -96.03f);
+  EXPECT_FLOAT_EQ(info.domain.dx, 0.0722f);
+  EXPECT_FLOAT_EQ(info.domain.dy, 0.0859f);
+
+  const std::pair<const char*, int> months[] = {
+      {"Jan", 1}, {"Feb", 2}, {"Mar", 3}, {"Apr", 4},  {"May", 5},  {"Jun", 6},  {"Jul", 7},
+      {"Aug", 8}, {"Sep", 9}, {"Oct", 10}, {"Nov", 11}, {"Dec", 12}, {"Xyz", 0}, {"Ju", 0}};
+  for (const auto& [name, month] : months) EXPECT_EQ(zor::mosaic::nowrad_month(name), month) << name;
+}
+
+// A KAVRAD file: the header fields at 1996 and the image from 2048.
+Bytes kavrad(const std::string& image, char kind = 'R', const char* when = "134500051203", int res = 5) {
+  Bytes b(2048, ' ');
+  b[1996 + 14] = static_cast<std::uint8_t>(kind);
+  std::memcpy(b.data() + 1996 + 16, when, std::strlen(when));
+  b[1996 + 38] = static_cast<std::uint8_t>(res);
+  b[1996 + 42] = 0x01;
+  b[1996 + 43] = 0x02;
+  b[1996 + 44] = 0x03;
+  b[1996 + 45] = 0x04;
+  text(b, image);
+  return b;
+}
+
+std::vector<KAVRAD_packet> kavrad_packets(Bytes& b, KAVRAD_info* info = nullptr) {
+  Stream f = over(b);
+  KAVRAD_info own;
+  if (!info) info = &own;
+  std::vector<KAVRAD_packet> out;
+  if (KAVRAD_header(f.get(), info) != 1) return out;
+  KAVRAD_packet p;
+  while (KAVRAD_get_packet(f.get(), &p) == 1) out.push_back(p);
+  return out;
+}
+
+TEST(KavradPackets, ByteExamplesAndHeader) {
+  zor::mosaic::reset();
+  KAVRAD_info info;
+  Bytes b = kavrad("E\x05$\xC8#\"\x20P!ignored");
+  const auto p = kavrad_packets(b, &info);
+  const std::vector<std::pair<int, float>> want = {{1, 25},   {5, 25},  {200, 25}, {-1, 25},
+                                                   {-1, 25},  {0, 100}, {1, -100}};
+  ASSERT_EQ(p.size(), want.size());
+  for (std::size_t i = 0; i < want.size(); ++i) {
+    EXPECT_EQ(p[i].run, want[i].first) << i;
+    EXPECT_FLOAT_EQ(p[i].value, want[i].second) << i;
+  }
+  EXPECT_STREQ(zor::mosaic::kavrad_error(), "");
+  EXPECT_EQ(info.type, 0);
+  EXPECT_EQ(info.date.year, 2003);
+  EXPECT_EQ(info.date.month, 12);
+  EXPECT_EQ(info.date.day, 5);
+  EXPECT_EQ(info.date.hour, 13);
+  EXPECT_EQ(info.date.min, 45);
+  EXPECT_EQ(info.date.sec, 0);
+  EXPECT_EQ(info.start, 0x0102);
+  EXPECT_EQ(info.end, 0x0304);
+  EXPECT_EQ(info.domain.proj, 2);
+  EXPECT_EQ(info.domain.nx, 5120);
+  EXPECT_EQ(info.domain.ny, 5760);
+  EXPECT_FLOAT_EQ(info.domain.clat, 39.0f);
+  EXPECT_FLOAT_EQ(info.domain.clon, -96.0f);
+
+  // Kind 0 values by code, then kind 1 ('C'), the coarse grid and a
+  // twentieth-century year. The value carries over from the last file.
+  struct Code {
+    int code;
+    float kind0, kind1;
+  };
+  // Kind 1 leaves codes 7 and up alone: they keep the -100 of code 0.
+  const Code codes[] = {{0, 0, -100},    {15, 75, -100},  {16, -100, -100}, {17, 105, -100}, {31, 175, -100},
+                        {32, 100, -100}, {33, 205, -100}, {47, 275, -100},  {48, 200, -100}, {49, 200, -100},
+                        {1, 5, 20},      {3, 15, 40},     {4, 20, 45},      {6, 30, 55}};
+  for (char kind : {'R', 'C'}) {
+    for (const Code& c : codes) {
+      Bytes k = kavrad(std::string(1, static_cast<char>(64 + c.code)), kind);
+      const auto q = kavrad_packets(k);
+      ASSERT_EQ(q.size(), 1u);
+      EXPECT_FLOAT_EQ(q[0].value, kind == 'C' ? c.kind1 : c.kind0) << kind << " code " << c.code;
+    }
+  }
+  b = kavrad("!", 'C', "000000311299", 10);
+  kavrad_packets(b, &info);
+  EXPECT_EQ(info.type, 1);
+  EXPECT_EQ(info.date.year, 1999);
+  EXPECT_EQ(info.domain.nx, 2560);
+  EXPECT_EQ(info.domain.ny, 2880);
+  EXPECT_FLOAT_EQ(info.domain.dx, 0.0257812f);
+}
+
+TEST(MosaicBadInput, DamagedHeadersAndImagesSayWhy) {
+  struct Case {
+    Bytes bytes;
+    bool kav;
+    const char* says;
+  };
+  Bytes no_size = nowrad_header(kMaster, 'C', kLatLon);
+  no_size[10] = 0x0D;  // the size record's tag
+  Bytes short_text = nowrad_header(kMaster, 'C', kLatLon);
+  short_text.resize(40);
+  const Case cases[] = {
+      {{'j', 'u', 'n', 'k'}, false, "no first tag"},
+      {no_size, false, "where the size tag"},
+      {short_text, false, "shorter than 80 bytes"},
+      {nowrad_header(kMaster, 'C', kLatLon, "x y"), false, "grid size does not parse"},
+      {nowrad_header(kMaster, 'C', kLatLon, "0 600"), false, "grid size does not parse"},
+      {nowrad_header("NOWrad Master       25:99 5-Sep-2003", 'C', kLatLon), false, "date does not parse"},
+      {nowrad_header(kMaster, 'Q', kLatLon), false, "unknown projection"},
+      {nowrad_header(kMaster, 'L', "1 2 3"), false, "Lambert numbers"},
+      {Bytes(100, 'x'), true, "shorter than its 2048-byte header"},
+      {kavrad("E$"), true, "after a '$'"},
+      {kavrad("E\x05"), true, "without its end byte"},
+      {kavrad("!", 'R', "ab3400xx1203"), true, "date does not parse"},
+  };
+  for (const Case& c : cases) {
+    zor::mosaic::reset();
+    Bytes b = c.bytes;
+    if (c.kav) {
+      kavrad_packets(b);
+      EXPECT_NE(std::string(zor::mosaic::kavrad_error()).find(c.says), std::string::npos)
+          << c.says << ": " << zor::mosaic::kavrad_error();
+    } else {
+      nowrad_lines(b);
+      EXPECT_NE(std::string(zor::mosaic::nowrad_error()).find(c.says), std::string::npos)
+          << c.says << ": " << zor::mosaic::nowrad_error();
+    }
+  }
+}
+
+TEST(MosaicBadInput, EveryPrefixOfAGeneratedFileEndsCleanly) {
+  zor::mosaicgen::Pattern pattern;
+  ASSERT_TRUE(pattern.parse("gradient:40:50:-110:-90:5:75", nullptr));
+  zor::mosaicgen::Options o;
+  o.nx = 60;
+  o.ny = 30;
+  o.top = 51.0;
+  o.dx = 0.5;
+  o.dy = 0.5;
+  const std::string path = ::testing::TempDir() + "prefix_" + std::to_string(::getpid()) + ".nowrad";
+  ASSERT_TRUE(zor::mosaicgen::write_file("nowrad", pattern, o, path, nullptr));
+  Bytes whole;
+  {
+    Stream f(std::fopen(path.c_str(), "rb"));
+    for (int c; (c = std::getc(f.get())) != EOF;) whole.push_back(static_cast<std::uint8_t>(c));
+  }
+  std::remove(path.c_str());
+  const auto full = nowrad_lines(whole);
+  ASSERT_EQ(full.size(), 30u);
+  long cells = 0;
+  for (const auto& l : full)
+    for (const Packet& r : l.second) cells += r.run;
+  EXPECT_EQ(cells, 60 * 30);
+  for (std::size_t n = 0; n < whole.size(); ++n) {
+    Bytes part(whole.begin(), whole.begin() + static_cast<long>(n));
+    const auto lines = nowrad_lines(part);
+    EXPECT_LE(lines.size(), full.size());
+    if (lines.empty()) {
+      EXPECT_STRNE(zor::mosaic::nowrad_error(), "") << n;
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,335 @@
+// Mosaic frames drawn on the in-memory raster from generated files: each
+// pattern where it belongs and in its colour, on the product's own
+// projection and on another; the KAVRAD row commands; rectangles per run;
+// runs and lines past the grid; the whole sequence with no domain given.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "../common/batch_plot.h"
+#include "device.h"
+#include "gks_kernel.h"
+#include "mosaic_gen.h"
+#include "zor/cont.h"
+#include "zor/file.h"
+#include "zor/img.h"
+#include "zor/map_draw.h"
+#include "zor/mosaic.h"
+#include "zor/res.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool near(std::uint32_t a, std::uint32_t b) {
+  for (int shift : {0, 8, 16})
+    if (std::abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF)) > 2) return false;
+  return true;
+}
+
+std::uint32_t rgb_of_value(float v) {
+  Gattribs a;
+  CONT_get_fill_attrib(v, &a);
+  int r = 0, g = 0, b = 0;
+  gget_color_rgb256(a.color, &r, &g, &b);
+  return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
+}
+
+struct Capture {
+  IMG_report img;
+  Capture() = default;
+  Capture(const Capture&) = delete;
+  Capture& operator=(const Capture&) = delete;
+  ~Capture() { std::free(img.data); }
+  std::uint32_t pixel(int x, int y) const {
+    const unsigned char* p = img.data + static_cast<std::ptrdiff_t>(y) * img.bytes_line + 4 * x;
+    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
+            static_cast<std::uint32_t>(p[2]) << 16) &
+           0xFFFFFF;
+  }
+};
+
+enum class Kind { Nowrad, Kavrad };
+
+Kind kind_of(const std::string& format) { return format.rfind("kavrad", 0) == 0 ? Kind::Kavrad : Kind::Nowrad; }
+
+class MosaicFrameTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* r : {"plot_param", "label", "color_fill", "variable", "out_file", "map_file"}) RES_put(r, "");
+    zor::map::reset();
+    zor::map_draw::reset();
+    zor::mosaic::reset();
+    batch_.emplace();
+    FLAG_setplot(8, 0);  // the cells only
+  }
+  void TearDown() override {
+    batch_.reset();
+    zor::mosaic::reset();
+    RES_put("plot_param", "");
+    RES_put("out_file", "");
+  }
+
+  ~MosaicFrameTest() override {
+    for (const auto& f : files_) fs::remove(f);
+  }
+
+  std::string temp(const std::string& ext) {
+    files_.push_back(fs::temp_directory_path() /
+                     ("mosaic_" + std::to_string(::getpid()) + "_" + std::to_string(files_.size()) + ext));
+    return files_.back().string();
+  }
+
+  std::string make(const std::string& format, std::initializer_list<const char*> shapes,
+                   const zor::mosaicgen::Options& o = {}) {
+    zor::mosaicgen::Pattern p;
+    for (const char* s : shapes) EXPECT_TRUE(p.parse(s, nullptr)) << s;
+    const std::string path = temp("." + format);
+    std::string error;
+    EXPECT_TRUE(zor::mosaicgen::write_file(format, p, o, path, &error)) << error;
+    return path;
+  }
+
+  std::string make_raw(const std::vector<std::uint8_t>& bytes) {
+    const std::string path = temp(".raw");
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
+                                                static_cast<std::streamsize>(bytes.size()));
+    return path;
+  }
+
+  static int open(Kind k, const std::string& path) {
+    std::vector<char> name(path.begin(), path.end());
+    name.push_back('\0');
+    return k == Kind::Nowrad ? NOWRad_open_file(name.data()) : KAVRAD_open_file(name.data());
+  }
+  static Domain product(Kind k) {
+    return k == Kind::Nowrad ? zor::mosaic::nowrad_info().domain : zor::mosaic::kavrad_info().domain;
+  }
+
+  // Draws the cells of `path` on `dom` (the product's own domain when its
+  // projection is missing) and captures the frame; standard output is kept.
+  void plot(Kind k, const std::string& path, Domain dom, Capture& cap) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    if (dom.proj == ZOR_MISSING) {
+      open(k, path);
+      dom = product(k);
+      k == Kind::Nowrad ? NOWRad_close_file() : KAVRAD_close_file();
+    }
+    PLT_open(DOM_aspect(&dom));
+    MAP_setup(&dom);
+    MAP_fill_cont(0);
+    const int opened = open(k, path);
+    k == Kind::Nowrad ? NOWRad_plot_summary() : KAVRAD_plot_summary();
+    k == Kind::Nowrad ? NOWRad_close_file() : KAVRAD_close_file();
+    out_ = testing::internal::GetCapturedStdout();
+    err_ = testing::internal::GetCapturedStderr();
+    ASSERT_EQ(opened, 1);
+    GPH_trans(2);
+    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+  }
+
+  // The pixel at a latitude and longitude of the current plot.
+  static std::uint32_t at(const Capture& cap, double lat, double lon) {
+    float x = 0, y = 0;
+    if (!MAP_tran(static_cast<float>(lat), static_cast<float>(lon), &x, &y)) return 0xFF000000u;
+    const int px = static_cast<int>(std::floor(xW_p(x))), py = static_cast<int>(std::floor(yW_p(y)));
+    if (px < 0 || py < 0 || px >= cap.img.width || py >= cap.img.height) return 0xFF000000u;
+    return cap.pixel(px, py);
+  }
+
+  static Domain domain(const char* str) {
+    Domain d;
+    DOM_init(&d);
+    EXPECT_GE(DOM_decode(str, &d), 1) << str;
+    return d;
+  }
+
+  std::vector<fs::path> files_;
+  std::string out_, err_;
+  std::optional<zor::test::BatchPlot> batch_;
+};
+
+// Polar stereographic over the central United States.
+constexpr const char* kCentral = "ps:39:-98,38,-95,41,31,0.5,0.5";
+
+TEST_F(MosaicFrameTest, BlockAndRingWhereTheyBelongOnOwnAndOtherProjections) {
+  struct Point {
+    double lat, lon;
+    float value;  // -1: neither colour
+  };
+  // A block of 35 dBZ over Kansas and a ring of 50 dBZ 100-200 km around a
+  // point in Tennessee; points half a degree inside and outside the block's
+  // edges, on the ring and inside and outside it.
+  const double ring_lat = 35.0, ring_lon = -88.0, deg_lat = 150 / 111.195,
+               deg_lon = 150 / (111.195 * std::cos(35.0 * M_PI / 180));
+  const Point points[] = {
+      {38.5, -98.0, 35},  {37.5, -100.5, 35}, {39.5, -95.5, 35},  {37.5, -95.5, 35},   {39.5, -100.5, 35},
+      {36.5, -98.0, -1},  {40.5, -98.0, -1},  {38.5, -101.5, -1}, {38.5, -94.5, -1},   {ring_lat, ring_lon, -1},
+      {ring_lat + deg_lat, ring_lon, 50},     {ring_lat - deg_lat, ring_lon, 50},      {ring_lat, ring_lon + deg_lon, 50},
+      {ring_lat, ring_lon - deg_lon, 50},     {ring_lat + 2.25, ring_lon, -1},
+  };
+  for (const char* format : {"nowrad", "nowrad-lambert", "kavrad-coarse", "kavrad"}) {
+    const std::string path = make(format, {"block:37:40:-101:-95:35", "ring:35:-88:100:200:50"});
+    for (const char* dom : {"", kCentral}) {
+      SCOPED_TRACE(std::string(format) + " on " + (*dom ? dom : "its own grid"));
+      Domain d;
+      if (*dom) d = domain(dom);
+      Capture cap;
+      plot(kind_of(format), path, d, cap);
+      const std::uint32_t brown = rgb_of_value(35), lred = rgb_of_value(50);
+      ASSERT_FALSE(near(brown, lred));
+      for (const Point& p : points) {
+        const std::uint32_t c = at(cap, p.lat, p.lon);
+        if (p.value == 35) EXPECT_TRUE(near(c, brown)) << p.lat << "," << p.lon << ": " << std::hex << c;
+        else if (p.value == 50) EXPECT_TRUE(near(c, lred)) << p.lat << "," << p.lon << ": " << std::hex << c;
+        else EXPECT_EQ(c, 0u) << p.lat << "," << p.lon << ": " << std::hex << c;
+      }
+      EXPECT_GT(zor::mosaic::fill_calls(), 0);
+      EXPECT_EQ(err_, "");
+      TearDown();
+      SetUp();
+    }
+  }
+}
+
+TEST_F(MosaicFrameTest, GradientStepsThroughTheFillTable) {
+  const std::string path = make("kavrad-coarse", {"gradient:30:45:-115:-85:5:80"});
+  Capture cap;
+  plot(Kind::Kavrad, path, Domain{}, cap);
+  // Fifteen 5 dBZ steps over 30 degrees: each step two degrees wide.
+  for (int step = 1; step <= 15; ++step) {
+    const double lon = -115.0 + 2.0 * (step - 1) + 1.0;
+    const float value = 5.0f * static_cast<float>(step);
+    EXPECT_TRUE(near(at(cap, 38.0, lon), rgb_of_value(value))) << value << " dBZ at " << lon;
+  }
+}
+
+TEST_F(MosaicFrameTest, KavradRowCommandsFillTheirCells) {
+  // Rows of the coarse grid: 'E' and '#' fill row 0 with 25 dBZ; row 1 starts
+  // with a '#' that draws nothing, then no echo; row 2 is 1 + 30 cells ('$')
+  // of 35 dBZ; row 3 is 1 + 5 + 5 ('"') cells of 35; row 4 is 'E' and 0x05:
+  // 6 cells of 25.
+  std::vector<std::uint8_t> b(2048, ' ');
+  b[1996 + 38] = 10;
+  const std::string rest_none = "P#";
+  const std::string image = "E#" + ("#" + rest_none) + "G$\x1e" + rest_none + "G\x05\"" + rest_none + "E\x05" +
+                            rest_none + "`\x04" + rest_none + "!";
+  b.insert(b.end(), image.begin(), image.end());
+  const std::string path = make_raw(b);
+  // A latitude-longitude window 80 cells wide and 40 rows high at the grid's
+  // top left corner.
+  const double dx = 0.0257812, dy = 0.0171874, top = 39.0 + 2879 / 2.0 * dy, left = -96.0 - 2559 / 2.0 * dx;
+  char dom[120];
+  std::snprintf(dom, sizeof dom, "ll,%f,%f,41,21,%f,%f", top - 20 * dy, left + 40 * dx, 2 * dx, 2 * dy);
+  Capture cap;
+  plot(Kind::Kavrad, path, domain(dom), cap);
+  const std::uint32_t green = rgb_of_value(25), brown = rgb_of_value(35), white = rgb_of_value(75);
+  ASSERT_TRUE(near(white, 0xFFFFFF));
+  // Row r lies one row below the grid top: its centre 1.5 rows down.
+  auto cell = [&](int r, int c) { return at(cap, top - (r + 1.5) * dy, left + (c + 0.5) * dx); };
+  struct Expect {
+    int row, from, to;
+    std::uint32_t colour;
+  };
+  const Expect rows[] = {{0, 0, 78, green}, {1, 0, 78, 0}, {2, 0, 31, brown}, {2, 31, 78, 0},
+                         {3, 0, 11, brown}, {3, 11, 78, 0}, {4, 0, 6, green},  {4, 6, 78, 0},
+                         {5, 0, 5, white},  {5, 5, 78, 0}};
+  for (const Expect& e : rows)
+    for (int c = e.from; c < e.to; ++c)
+      EXPECT_TRUE(e.colour == 0 ? cell(e.row, c) == 0 : near(cell(e.row, c), e.colour))
+          << "row " << e.row << " col " << c << ": " << std::hex << cell(e.row, c);
+}
+
+TEST_F(MosaicFrameTest, RunLengthSetsTheCellsPerRectangle) {
+  zor::mosaicgen::Options o;
+  o.nx = 100;
+  o.ny = 50;
+  o.top = 45.0;
+  o.dx = 0.2;
+  o.dy = 0.2;
+  const std::string path = make("nowrad", {"block:37:40:-101:-95:35"}, o);
+  // Rows and columns of cells whose centres lie in the block.
+  int rows = 0, cols = 0;
+  for (int j = 0; j < o.ny; ++j)
+    if (const double lat = o.top - (j + 0.5) * o.dy; lat >= 37 && lat < 40) ++rows;
+  const double left = o.clon - (o.nx - 1) / 2.0 * o.dx;
+  for (int i = 0; i < o.nx; ++i)
+    if (const double lon = left + (i + 0.5) * o.dx; lon >= -101 && lon < -95) ++cols;
+  ASSERT_GT(rows * cols, 0);
+  struct Case {
+    const char* param;
+    int run;
+    long fills;
+  };
+  const Case cases[] = {{"", 0, rows},
+                        {"run", 1, static_cast<long>(rows) * cols},
+                        {"run=7", 7, static_cast<long>(rows) * ((cols + 6) / 7)},
+                        {"run=0", 1, static_cast<long>(rows) * cols}};
+  for (const Case& c : cases) {
+    RES_put("plot_param", c.param);
+    NOWRad_plot_param();
+    EXPECT_EQ(zor::mosaic::run_len(), c.run) << c.param;
+    Capture cap;
+    plot(Kind::Nowrad, path, Domain{}, cap);
+    EXPECT_EQ(zor::mosaic::fill_calls(), c.fills) << c.param;
+    EXPECT_TRUE(near(at(cap, 38.5, -98), rgb_of_value(35))) << c.param;
+  }
+}
+
+TEST_F(MosaicFrameTest, RunsAndLinesPastTheGridAreNotDrawn) {
+  // A 10 by 3 grid of one-degree cells (top 40 N, centre 98 W) whose first
+  // line runs 256 cells and which holds five lines.
+  std::vector<std::uint8_t> b = {0x00, 0xF0, 0x09, 0, 0, 0x00, 0xF0, 0x0A, '3', ' ', '1', '0', 0x00, 0xF0, 0x03};
+  std::string product = "NOWrad Master       13:45 5-Sep-2003";
+  product.resize(80, ' ');
+  b.insert(b.end(), product.begin(), product.end());
+  const std::string numbers = "C-1.710422667 0.698131701 0 0.017453293 0.017453293";
+  b.insert(b.end(), {0x00, 0xF0, 0x0B});
+  b.insert(b.end(), numbers.begin(), numbers.end());
+  for (int line = 0; line < 5; ++line) {
+    b.insert(b.end(), {0x00, 0xF0, 0x0C, static_cast<std::uint8_t>(line), 0});
+    if (line == 0) b.insert(b.end(), {0xD5, 0xFF, 0x00});
+    else b.insert(b.end(), {0xE5, 0x09});
+  }
+  const std::string path = make_raw(b);
+  Capture cap;
+  plot(Kind::Nowrad, path, domain("ll,38.5,-97.5,31,21,1,1"), cap);
+  const std::uint32_t green = rgb_of_value(25);
+  // Cells span 102.5 W to 92.5 W and 40 N to 37 N.
+  EXPECT_TRUE(near(at(cap, 39.5, -102), green));
+  EXPECT_TRUE(near(at(cap, 37.5, -93), green));
+  for (const auto& [lat, lon] : {std::pair{39.5, -92.0}, {39.5, -85.0}, {36.5, -97.5}, {34.0, -97.5}, {40.5, -97.5}})
+    EXPECT_EQ(at(cap, lat, lon), 0u) << lat << "," << lon;
+  EXPECT_NE(err_.find("246 cells past the end of their lines not drawn"), std::string::npos) << err_;
+  EXPECT_NE(err_.find("lines past the grid's 3 rows not drawn"), std::string::npos) << err_;
+}
+
+TEST_F(MosaicFrameTest, WithNoDomainTheWholeMosaicIsPlottedOnItsOwnGrid) {
+  const std::string path = make("kavrad-coarse", {"block:37:40:-101:-95:35"});
+  const std::string png = temp(".png");
+  RES_put("out_file", ("png:@" + png).c_str());
+  char name[FILE_NAME_MAX] = {};
+  FILE_set_file(("@" + path).c_str(), name);
+  KAVRAD_set_date(nullptr);
+  Domain d;
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(KAVRAD_plot(&d), 0);
+  const std::string out = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(d.proj, 2);
+  EXPECT_EQ(d.nx, 2560);
+  EXPECT_EQ(d.ny, 2880);
+  EXPECT_TRUE(fs::exists(png)) << out;
+  EXPECT_GT(fs::file_size(png), 1000u);
+}
+
+}  // namespace
