@@ -31,6 +31,7 @@ namespace raw { void reset(); }
 namespace var { void reset(); }
 namespace watch { void reset(); }
 namespace nids_plot { void reset(); }
+namespace mosaic { void reset(); }  // NOWRad and KAVRAD
 
 void reset_all();
 }  // namespace zor
