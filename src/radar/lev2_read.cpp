@@ -443,7 +443,7 @@ int LEV2_open_file(char* filename) {
     const bool bz = got >= kVolHeader + 7 && is_bzip2(head + kVolHeader + 4);
     r.source = bz ? Source::records : Source::plain;
     if (bz != (r.compress != 0))
-      MESS_print(M_OUT1, "LEV2_open_file: %s holds %s; read as such\n", filename,
+      MESS_print(M_OUT3, "LEV2_open_file: %s holds %s; read as such\n", filename,
                  bz ? "bzip2-compressed records" : "plain messages");
   }
   std::fseek(r.file.get(), r.headerless ? 0 : static_cast<long>(kVolHeader), SEEK_SET);
