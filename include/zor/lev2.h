@@ -130,6 +130,12 @@ std::size_t buffer_bytes();
 // or 1 when nothing could be read.
 int dump_volume(const char* path, std::FILE* out);
 
+// The last sweep drawn: fill areas (one per run of one fill along a radial)
+// and radials; the radar-centred domain of the plot.
+long fill_calls();
+int sweep_radials();
+const Domain& radar_domain();
+
 // Empties the reader and the plot settings (tests).
 void reset();
 
