@@ -130,6 +130,11 @@ std::size_t buffer_bytes();
 // or 1 when nothing could be read.
 int dump_volume(const char* path, std::FILE* out);
 
+// Reads the plot parameters, opens volume `path` for plotting (header, date
+// label, colour bar) and makes the radar-centred domain from its site, as the
+// first file of a plot does; the volume stays open for LEV2_plot_frame.
+const Domain& begin_volume(const char* path);
+
 // The last sweep drawn: fill areas (one per run of one fill along a radial)
 // and radials; the radar-centred domain of the plot.
 long fill_calls();

@@ -102,6 +102,7 @@ constexpr SweepKind kSweeps[] = {
     {"ref", kRef, "Reflectivity (Dbz)", kRefFill, true},
     {"vel", kVel, "Velocity (m/s)", kVelFill, false},
     {"spect", kSw, "Spectrum width (m/s)", kVelFill, false},
+    {"sw", kSw, "Spectrum width (m/s)", kVelFill, false},
     {"zdr", kZdr, "Differential reflectivity (dB)",
      "-4:dgray,-2:blue,-1:lblue,-.5:cyan,0:lcyan,.25:green,.5:lgreen,1:brown,1.5:yellow,2:red,2.5:lred,3:magenta,"
      "4:lmagenta,5:lgray,6:white",
@@ -481,11 +482,10 @@ namespace {
 // The first volume tells the radar's own domain.
 void prepare(Domain* domain) {
   auto& s = state();
-  LEV2_plot_param();
   char name[FILE_NAME_MAX] = {};
   FILE_set_date(&s.base_date, name, sizeof name);
-  if (open_volume(name)) LEV2_close_file();
-  LEV2_get_domain(s.info.lat, s.info.lon, s.p.range, &s.pdomain);
+  begin_volume(name);
+  LEV2_close_file();
   if (domain->proj == ZOR_MISSING) *domain = s.pdomain;
   MESS_print(M_OUT2, "Product domain: ");
   DOM_print(M_OUT1, &s.pdomain);
@@ -511,6 +511,15 @@ const PLT_format kFormat = {
 };
 
 }  // namespace
+
+const Domain& begin_volume(const char* path) {
+  auto& s = state();
+  LEV2_plot_param();
+  std::string name = path != nullptr ? path : "";
+  if (!open_volume(name.data())) LEV2_get_header(&s.info);  // the default position
+  LEV2_get_domain(s.info.lat, s.info.lon, s.p.range, &s.pdomain);
+  return s.pdomain;
+}
 
 long fill_calls() { return state().fill_calls; }
 int sweep_radials() { return state().radials; }
