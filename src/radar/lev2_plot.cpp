@@ -418,6 +418,9 @@ int LEV2_plot_summary() {
                  d.elev_num, static_cast<double>(d.elev_ang), static_cast<double>(d.rad_az), d.refl_ptr, d.vel_ptr,
                  d.spect_ptr, d.num_refl, d.num_vel);
       last_elev = d.elev_num;
+      // Elevation numbers rise through a volume: once the sweep is drawn,
+      // the rest of the volume need not be decompressed.
+      if (s.radials > 0 && d.elev_num > s.scan_num) break;
       if (d.elev_num == s.scan_num && LEV2_set_data_type(s.scan_type) == 1) {
         s.elev_ang = d.elev_ang;
         w.clear_air = d.cov_patt >= 30 && d.cov_patt <= 39;
