@@ -121,8 +121,8 @@ float decode(const MomentInfo& mi, unsigned code);
 bool damaged();
 const char* problem();
 
-// Peak of the reader's buffers, in bytes.
-std::size_t buffer_bytes();
+// Whether the last volume header's site was found in "rad.cty".
+bool site_found();
 
 // Prints one line per cut and moment of volume `path` (the lev2dump tool):
 // "cut <elev_num> <elev_deg> <MOMENT> <radials> <gates> <first_km> <gate_km>

@@ -41,6 +41,7 @@ namespace {
 constexpr M_type kTrace = 0x10000000;
 constexpr int kCompSummary = 10;
 constexpr int kNoFileStatus = 10;
+constexpr int kSiteSearch = 400;  // messages searched for a site position (the metadata comes first)
 
 struct Params {
   int plt_site = 0;
@@ -192,6 +193,10 @@ int open_volume(char* filename) {
   auto& s = state();
   if (LEV2_open_file(filename) != 1) return 0;
   LEV2_get_header(&s.info);
+  if (!site_found() && s.pdomain.proj != ZOR_MISSING) {
+    s.info.lat = s.pdomain.clat;  // as placed by the first volume
+    s.info.lon = s.pdomain.clon;
+  }
   DATE_make_label(&s.info.date, s.datim);
   fill_missing_date(s.file_date, s.info.date);
   if (CONT_get_bar() != -2) CONT_set_bar(1);
@@ -519,7 +524,25 @@ const Domain& begin_volume(const char* path) {
   auto& s = state();
   LEV2_plot_param();
   std::string name = path != nullptr ? path : "";
-  if (!open_volume(name.data())) LEV2_get_header(&s.info);  // the default position
+  if (!open_volume(name.data())) {
+    LEV2_get_header(&s.info);  // the default position
+  } else if (!site_found()) {
+    // A site missing from the site file, or a chunk without the volume
+    // header: the position the radials themselves carry, when they do.
+    LEV2_data d;
+    for (int i = 0; i < kSiteSearch && LEV2_get_block(&d) == 1; ++i, LEV2_next_block()) {
+      if (d.type != 31 || d.lat == ZOR_MISSING_F) continue;
+      MESS_print(M_WARN, "LEV2: site placed at %.4f, %.4f as its radials give it\n", static_cast<double>(d.lat),
+                 static_cast<double>(d.lon));
+      s.info.lat = d.lat;
+      s.info.lon = d.lon;
+      break;
+    }
+    const LEV2_info keep = s.info;
+    LEV2_rewind_file();
+    s.info.lat = keep.lat;
+    s.info.lon = keep.lon;
+  }
   LEV2_get_domain(s.info.lat, s.info.lon, s.p.range, &s.pdomain);
   return s.pdomain;
 }

@@ -76,6 +76,7 @@ struct Reader {
   std::size_t gpos = 0;
   int gleft = 0;
   bool warned_gates = false;
+  bool site_found = false;  // the header's site is in rad.cty
 };
 
 Reader& rd() {
@@ -380,8 +381,8 @@ float decode(const MomentInfo& mi, unsigned code) {
 }
 
 bool damaged() { return !rd().problem.empty(); }
+bool site_found() { return rd().site_found; }
 const char* problem() { return rd().problem.c_str(); }
-std::size_t buffer_bytes() { return rd().out.capacity() + rd().in.capacity(); }
 
 void reset_reader() {
   Reader& r = rd();
@@ -487,8 +488,8 @@ int LEV2_get_header(LEV2_info* info) {
   for (char c : id) printable = printable && c > ' ' && c < 127;
   if (printable) {
     std::snprintf(info->id, sizeof info->id, "%s", id.c_str());
-    if (!CTY_get_loc("rad.cty", info->id, &info->lat, &info->lon))
-      MESS_print(M_WARN, "LEV2_get_header: site %s not in rad.cty; placed at 38.98, -77.48\n", info->id);
+    r.site_found = CTY_get_loc("rad.cty", info->id, &info->lat, &info->lon) != 0;
+    if (!r.site_found) MESS_print(M_WARN, "LEV2_get_header: site %s not in rad.cty\n", info->id);
   }
   return 0;
 }

@@ -274,6 +274,13 @@ TEST_F(Lev2PlotTest, VariableAndParametersChooseTheSweepAndDomain) {
   }
 }
 
+TEST_F(Lev2PlotTest, ChunkWithoutHeaderIsPlacedWhereItsRadialsSay) {
+  const Domain& d = zor::lev2::begin_volume(data_path("chunks/20210729-123848-034-I").c_str());
+  LEV2_close_file();
+  EXPECT_NEAR(d.clat, 41.6044f, 0.001f);  // KLOT, from the radials' volume block
+  EXPECT_NEAR(d.clon, -88.0844f, 0.001f);
+}
+
 // ---- The radar program ------------------------------------------------------
 
 struct ProgramRun {
