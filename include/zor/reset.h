@@ -32,6 +32,7 @@ namespace var { void reset(); }
 namespace watch { void reset(); }
 namespace nids_plot { void reset(); }
 namespace mosaic { void reset(); }  // NOWRad and KAVRAD
+namespace lev2 { void reset(); }
 
 void reset_all();
 }  // namespace zor

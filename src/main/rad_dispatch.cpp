@@ -8,6 +8,7 @@
 #include "zor/dom.h"
 #include "zor/file.h"
 #include "zor/flag.h"
+#include "zor/lev2.h"
 #include "zor/mess.h"
 #include "zor/mosaic.h"
 #include "zor/nids.h"
@@ -132,8 +133,19 @@ const InputType kInputTypes[] = {
        DOM_get_region(&d, 3);
        NIDS_plot(&d);
      }},
-    {RAD_IN_LEV2, "Level II", "Enter the Level 2 filename: ", true, nullptr},
-    {RAD_IN_LEV2Z, "compressed Level II", "Enter the Level 2 filename: ", true, nullptr},
+    {RAD_IN_LEV2, "Level II", "Enter the Level 2 filename: ", true,
+     [](Domain& d) {
+       LEV2_set_date(nullptr);
+       DOM_get_region(&d, 3);
+       LEV2_plot(&d);
+     }},
+    {RAD_IN_LEV2Z, "compressed Level II", "Enter the Level 2 filename: ", true,
+     [](Domain& d) {
+       LEV2_set_date(nullptr);
+       LEV2_set_compress(1);
+       DOM_get_region(&d, 3);
+       LEV2_plot(&d);
+     }},
     {RAD_IN_RRWDS, "RRWDS", "Enter the RRWDS filename: ", false, nullptr},
     {RAD_IN_NOWRAD, "NOWRad", "Enter the NOWRad filename: ", false,
      [](Domain& d) {

@@ -1,0 +1,357 @@
+// Level II plotting: sweeps drawn on the in-memory raster with every gate
+// wedge checked where the data put it, the sweep chosen by `variable`, the
+// plot parameters, and the radar program writing PNG images of real,
+// truncated and foreign files, read back with libpng.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "../common/batch_plot.h"
+#include "../gks/print_test_util.h"
+#include "device.h"
+#include "gks_kernel.h"
+#include "lev2_test_util.h"
+#include "zor/clr.h"
+#include "zor/cont.h"
+#include "zor/dom.h"
+#include "zor/flag.h"
+#include "zor/gks.h"
+#include "zor/img.h"
+#include "zor/lev2.h"
+#include "zor/map.h"
+#include "zor/map_draw.h"
+#include "zor/plt.h"
+#include "zor/res.h"
+
+using namespace lev2_test;
+
+namespace {
+
+TempCleaner cleaner;
+
+struct Capture {
+  IMG_report img;
+  Capture() = default;
+  Capture(const Capture&) = delete;
+  Capture& operator=(const Capture&) = delete;
+  ~Capture() { std::free(img.data); }
+  std::uint32_t pixel(int x, int y) const {
+    const unsigned char* p = img.data + static_cast<std::ptrdiff_t>(y) * img.bytes_line + 4 * x;
+    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
+            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
+  }
+};
+
+std::uint32_t rgb_of_index(int ind) {
+  int r = 0, g = 0, b = 0;
+  gget_color_rgb256(ind, &r, &g, &b);
+  return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
+}
+
+bool near(std::uint32_t a, std::uint32_t b) {
+  for (int shift : {0, 8, 16})
+    if (std::abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF)) > 2) return false;
+  return true;
+}
+
+// One radial of the selected cut and moment, as the decoder gives it.
+struct Ray {
+  float az;
+  float first, gate;
+  std::vector<float> v;
+};
+
+std::vector<Ray> read_cut(const std::string& path, int elev, int moment) {
+  std::vector<Ray> rays;
+  std::string p = path;
+  if (LEV2_open_file(p.data()) != 1) return rays;
+  LEV2_data d;
+  while (LEV2_get_block(&d) == 1) {
+    if ((d.type == 1 || d.type == 31) && d.elev_num == elev && LEV2_set_data_type(moment) == 1) {
+      const auto& mi = zor::lev2::moment(moment);
+      Ray r{d.rad_az, mi.first_km, mi.gate_km, {}};
+      for (int i = 0; i < mi.gates; ++i) r.v.push_back(LEV2_get_data());
+      rays.push_back(std::move(r));
+    }
+    LEV2_next_block();
+  }
+  LEV2_close_file();
+  return rays;
+}
+
+class Lev2PlotTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* r : {"plot_param", "label", "color_text", "color_fill", "device", "variable", "out_file",
+                          "map_file", "color_data"})
+      RES_put(r, "");
+    zor::map::reset();
+    zor::map_draw::reset();
+    zor::lev2::reset();
+    batch_.emplace();
+    FLAG_setplot(8, 0);  // no map: only the sweep
+  }
+  void TearDown() override {
+    batch_.reset();
+    zor::lev2::reset();
+    for (const char* r : {"plot_param", "variable"}) RES_put(r, "");
+  }
+
+  // Draws `path` on its radar domain and captures the frame.
+  void plot(const std::string& path, Capture& cap) {
+    radar_ = zor::lev2::begin_volume(path.c_str());
+    Domain dom = radar_;
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(PLT_open(DOM_aspect(&dom)), 0);
+    MAP_setup(&dom);
+    MAP_fill_cont(0);
+    LEV2_plot_frame();
+    LEV2_close_file();
+    testing::internal::GetCapturedStdout();
+    GPH_trans(2);
+    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+  }
+
+  bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
+    Glim win;
+    GPH_get_win(2, &win);
+    if (x < win.x_min || x > win.x_max || y < win.y_min || y > win.y_max) return false;
+    *px = static_cast<int>(std::floor(xW_p(x)));
+    *py = static_cast<int>(std::floor(yW_p(y)));
+    return *px >= 2 && *py >= 2 && *px < cap.img.width - 2 && *py < cap.img.height - 2;
+  }
+
+  static int colour_of(float v) {
+    Gattribs a;
+    CONT_get_fill_attrib(v, &a);
+    return a.color;
+  }
+
+  struct Check {
+    int checked = 0, wrong = 0, inner = 0, blank = 0;
+  };
+
+  // The centre pixel of every coloured gate holds the colour of that gate or
+  // of a neighbour (along the radial for a pixel each way, and the radials
+  // either side), so sub-pixel placement does not matter; gates inside
+  // `clutter_km` stay background. Radials that a later radial overlaps (the
+  // cut's last radials pass its first again) are left out.
+  Check check_gates(const std::vector<Ray>& rays, const Capture& cap, float clutter_km = 0.0f) {
+    Check c;
+    float x0 = 0, y0 = 0;
+    MAP_tran(radar_.clat, radar_.clon, &x0, &y0);
+    const std::uint32_t back = rgb_of_index(gget_back_color());
+    const float px_per_km = std::fabs(xW_p(x0 + radar_.dx) - xW_p(x0));
+    auto rgb = [&](float v) {
+      const int col = colour_of(v);
+      return col >= 0 ? rgb_of_index(col) : back;
+    };
+    for (std::size_t k = 1; k + 1 < rays.size(); ++k) {
+      const Ray& r = rays[k];
+      bool overlapped = false;
+      for (std::size_t j = k + 10; j < rays.size() && !overlapped; ++j) {
+        const float d = std::fabs(std::remainder(rays[j].az - r.az, 360.0f));
+        overlapped = d < 1.5f;
+      }
+      if (overlapped) continue;
+      const std::size_t g = static_cast<std::size_t>(std::ceil(1.0f / (r.gate * px_per_km)));
+      // Nearer the radar than where radials are a pixel and a half apart,
+      // several share each pixel.
+      const float spacing = std::fabs(std::remainder(rays[k + 1].az - r.az, 360.0f));
+      const float near_km = 1.5f / (spacing * static_cast<float>(M_PI) / 180.0f * px_per_km);
+      const double a = MAP_dir_adj(r.az, x0, y0) * M_PI / 180.0;
+      for (std::size_t i = g; i + g < r.v.size(); ++i) {
+        if (colour_of(r.v[i]) < 0) continue;
+        const float km = r.first + static_cast<float>(i) * r.gate;
+        if (km < near_km && km >= clutter_km - 1.0f) continue;
+        int px = 0, py = 0;
+        const float rr = km * radar_.dx;
+        if (!pixel_at(x0 + rr * static_cast<float>(std::sin(a)), y0 + rr * static_cast<float>(std::cos(a)), &px, &py,
+                      cap))
+          continue;
+        ++c.checked;
+        const std::uint32_t got = cap.pixel(px, py);
+        if (km < clutter_km - 1.0f) {
+          ++c.inner;
+          c.blank += got == back;
+          continue;
+        }
+        bool ok = false;
+        for (std::size_t kk = k - 1; !ok && kk <= k + 1; ++kk)
+          for (std::size_t ii = i - g; !ok && ii <= i + g; ++ii)
+            ok = ii < rays[kk].v.size() && near(got, rgb(rays[kk].v[ii]));
+        c.wrong += !ok;
+      }
+    }
+    return c;
+  }
+
+  std::optional<zor::test::BatchPlot> batch_;
+  Domain radar_;
+};
+
+TEST_F(Lev2PlotTest, SweepsColourEveryGateWhereTheDataPutIt) {
+  struct Case {
+    std::string path;
+    const char* variable;
+    const char* params;
+    int elev, moment;
+  };
+  const Case cases[] = {
+      {chunk_prefix(3), "ref1", "range=70", 1, zor::lev2::kRef},
+      {chunk_prefix(3), "rho1", "range=150,superres", 1, zor::lev2::kRho},
+      {chunk_prefix(3), "phi1", "range=150", 1, zor::lev2::kPhi},
+      {legacy_volume(), "vel2", "range=60", 2, zor::lev2::kVel},
+      {legacy_volume(), "sw2", "range=60", 2, zor::lev2::kSw},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.variable) + " " + c.params + " " + c.path);
+    RES_put("variable", c.variable);
+    RES_put("plot_param", c.params);
+    const auto rays = read_cut(c.path, c.elev, c.moment);
+    ASSERT_GT(rays.size(), 100u);
+    Capture cap;
+    plot(c.path, cap);
+    EXPECT_EQ(zor::lev2::sweep_radials(), static_cast<int>(rays.size()));
+    const Check k = check_gates(rays, cap);
+    EXPECT_GT(k.checked, 100);
+    EXPECT_LT(k.wrong, k.checked / 50 + 1) << k.wrong << " of " << k.checked;
+    TearDown();
+    SetUp();
+  }
+}
+
+TEST_F(Lev2PlotTest, ClutterRadiusLeavesTheInnerGatesEmpty) {
+  RES_put("variable", "ref1");
+  RES_put("plot_param", "range=70,clutter=30");
+  const std::string path = chunk_prefix(3);
+  const auto rays = read_cut(path, 1, zor::lev2::kRef);
+  Capture cap;
+  plot(path, cap);
+  const Check k = check_gates(rays, cap, 30.0f);
+  EXPECT_GT(k.inner, 100);
+  EXPECT_EQ(k.blank, k.inner);
+  EXPECT_LT(k.wrong, k.checked / 50 + 1);
+}
+
+TEST_F(Lev2PlotTest, VariableAndParametersChooseTheSweepAndDomain) {
+  const std::string path = data_path("pyart_example_nexrad_archive_msg31_compressed.ar2v");
+  struct Case {
+    const char* variable;
+    const char* params;
+    int radials;  // -1: some
+    int nx;
+    const char* label;
+  };
+  const Case cases[] = {
+      {"", "", 120, 1381, "Md=pr Sc=1 El=0.5 Mx=44"},
+      {"ref", "range=100", 0, 301, "Sc=0"},  // no elevation number 0
+      {"vel1", "", 0, 1381, "Rng="},  // no velocity in the surveillance cut
+      {"ZDR1", "range=230", 120, 691, "Rng="},
+      {"phi1", "range=230", 120, 691, "Rng="},
+      {"cfp1", "", 0, 1381, "Sc=1"},  // a 2013 volume has no CFP
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.variable);
+    RES_put("variable", c.variable);
+    RES_put("plot_param", c.params);
+    Capture cap;
+    plot(path, cap);
+    EXPECT_EQ(zor::lev2::sweep_radials(), c.radials);
+    EXPECT_EQ(radar_.nx, c.nx);
+    EXPECT_NE(std::string(PLT_get_label(5, 0)).find(c.label), std::string::npos) << PLT_get_label(5, 0);
+    TearDown();
+    SetUp();
+  }
+}
+
+TEST_F(Lev2PlotTest, ChunkWithoutHeaderIsPlacedWhereItsRadialsSay) {
+  const Domain& d = zor::lev2::begin_volume(data_path("chunks/20210729-123848-034-I").c_str());
+  LEV2_close_file();
+  EXPECT_NEAR(d.clat, 41.6044f, 0.001f);  // KLOT, from the radials' volume block
+  EXPECT_NEAR(d.clon, -88.0844f, 0.001f);
+}
+
+// ---- The radar program ------------------------------------------------------
+
+struct ProgramRun {
+  int status = -1;
+  std::string out, err;
+};
+
+std::string slurp(const fs::path& p) {
+  std::ifstream in(p);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+ProgramRun radar(const std::string& args, const fs::path& dir) {
+  fs::create_directories(dir);
+  const std::string cmd = "cd '" + dir.string() + "' && env -u DISPLAY zordefault='" + (dir / "none").string() +
+                          "' '" + ZOR_RADAR_BINARY + "' -ba " + args + " </dev/null >out.txt 2>err.txt";
+  ProgramRun r;
+  const int rc = std::system(cmd.c_str());
+  r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+  r.out = slurp(dir / "out.txt");
+  r.err = slurp(dir / "err.txt");
+  return r;
+}
+
+TEST(Lev2Program, PlotsRealTruncatedAndForeignFiles) {
+  const fs::path dir = temp_path("program");
+  fs::create_directories(dir);
+  // Plain names: the file layer reads a dash in a name as an offset.
+  auto copy = [&](const std::string& from, const char* to) {
+    fs::copy_file(from, dir / to, fs::copy_options::overwrite_existing);
+    return std::string("@") + to;
+  };
+  struct Case {
+    std::string args;
+    int status;
+    bool image;
+    const char* err;  // part of standard error
+  };
+  const Case cases[] = {
+      {"-inp lev2 -pp site,range=100 -of png:@a.png " + copy(data_path("KTLX20170101_030027_V06"), "tlx.v06"), 0,
+       true, ""},
+      // Plain messages under the compressed input type: read by content.
+      {"-inp lev2z -var vel2 -of png:@a.png " + copy(legacy_volume(), "abr.lev2"), 0, true, ""},
+      {"-inp lev2 -var ref1 -of png:@a.png " + copy(chunk_prefix(3), "part.lev2"), 0, true, "truncated"},
+      {"-inp lev2 -of png:@a.png " + copy(data_path("chunks/20210729-123848-034-I"), "mid.lev2"), 0, true,
+       "no volume header"},
+      {"-inp lev2 -of png:@a.png " + copy(data_path("KABR20050101_000745.gz"), "abr.gz"), 10, false, "gunzip"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.args);
+    fs::remove(dir / "a.png");
+    const ProgramRun r = radar(c.args, dir);
+    EXPECT_EQ(r.status, c.status) << r.err;
+    EXPECT_NE(r.err.find(c.err), std::string::npos) << r.err;
+    zor::test::Raster img;
+    ASSERT_EQ(zor::test::read_png((dir / "a.png").string(), img), c.image);
+    if (!c.image) continue;
+    // Echo colours (anything but the black background, the white labels and
+    // the red map) fill part of the picture.
+    int echo = 0;
+    for (int y = 0; y < img.height; ++y)
+      for (int x = 0; x < img.width; ++x) {
+        const unsigned char* p = img.at(x, y);
+        const std::uint32_t v = static_cast<std::uint32_t>(p[0]) << 16 | p[1] << 8 | p[2];
+        echo += v != 0 && v != 0xFFFFFF && v != 0xFF0000;
+      }
+    EXPECT_GT(echo, 1000);
+  }
+  fs::remove_all(dir);
+}
+
+}  // namespace
