@@ -32,7 +32,14 @@ class NidsProgramTest : public ::testing::Test {
   // Runs the program in batch mode with no resource files and no display.
   ProgramRun radar(const std::string& args) { return zor::test::run_radar(dir_, "", "-ba -inp nids " + args); }
 
-  static std::string product(const char* name) { return "@" + data_path(name); }
+  // The product linked into the working folder: the program reads a '-' in
+  // a file's path as the start of extension text, and the checkout's path
+  // may hold one.
+  std::string product(const char* name) const {
+    const fs::path link = dir_ / name;
+    if (!fs::exists(link)) fs::create_symlink(data_path(name), link);
+    return "@" + link.string();
+  }
 
   zor::test::TempDir tmp_{"nids_plot_program"};
   const fs::path& dir_ = tmp_.path();
