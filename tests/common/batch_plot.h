@@ -9,6 +9,7 @@
 #include <string>
 
 #include "device.h"
+#include "files.h"
 #include "gks_kernel.h"
 #include "zor/cont.h"
 #include "zor/dom.h"
@@ -33,10 +34,6 @@ namespace zor::test {
 class BatchPlot {
  public:
   BatchPlot() {
-    const char* d = std::getenv("DISPLAY");
-    had_display_ = d != nullptr;
-    if (d) saved_display_ = d;
-    setenv("DISPLAY", ":4097", 1);
     zor::plt::reset();
     zor::cont::reset();
     CONT_init();
@@ -58,15 +55,12 @@ class BatchPlot {
     zor::cont::reset();
     zor::map::reset();
     PLT_init_labels();
-    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
-    else unsetenv("DISPLAY");
   }
   BatchPlot(const BatchPlot&) = delete;
   BatchPlot& operator=(const BatchPlot&) = delete;
 
  private:
-  std::string saved_display_;
-  bool had_display_ = false;
+  EnvVar display_{"DISPLAY", ":4097"};  // a server that cannot exist
 };
 
 // A radar-centred domain reaching `range` km from the site every way: polar

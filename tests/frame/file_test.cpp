@@ -10,9 +10,12 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "../common/files.h"
 #include "zor/date.h"
 #include "zor/file.h"
 #include "zor/flag.h"
@@ -43,9 +46,6 @@ class FileTest : public ::testing::Test {
  protected:
   void SetUp() override {
     zor::file::reset();
-    dir_ = fs::path(ZOR_TEST_BINARY_DIR) / ("file_test_" + std::to_string(getpid()));
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
     unsetenv("zorcurtime");
     put("file_path", dir_.string());
     put("data_path", dir_.string());
@@ -64,7 +64,6 @@ class FileTest : public ::testing::Test {
         "stdo  -   -  0\n");
   }
   void TearDown() override {
-    fs::remove_all(dir_);
     unsetenv("zorcurtime");
   }
 
@@ -85,7 +84,8 @@ class FileTest : public ::testing::Test {
   void tiny_at(const std::string& stamp) { std::ofstream(dir_ / ("KOKX_SDUS61_NMLOKX_" + stamp)) << "ten bytes."; }
   std::string at(const std::string& stamp) const { return (dir_ / ("KOKX_SDUS61_NMLOKX_" + stamp)).string(); }
 
-  fs::path dir_;
+  zor::test::TempDir tmp_{"file_test"};
+  const fs::path& dir_ = tmp_.path();
 };
 
 // Every template key, built from 2024-03-05 18:40 (day 65).
@@ -238,23 +238,18 @@ TEST_F(FileTest, LatestFileWithinWindow) {
   EXPECT_EQ(std::string(out), at("201108280602"));
   FILE_set_min_size(0);
 
-  // A bounded search leaves the last name tried.
-  FILE_set_current("#201108281000la#2", out);
-  EXPECT_EQ(std::string(out), at("201108280802"));
-  FILE_set_current("#201108281000la#3", out);
-  EXPECT_EQ(std::string(out), at("201108280702"));
-
-  // Offsets before and after the search; forward search.
-  FILE_set_current("#201108281000-2la", out);
-  EXPECT_EQ(std::string(out), at("201108280702"));
-  FILE_set_current("#201108280930la-1", out);
-  EXPECT_EQ(std::string(out), at("201108280602"));
-  FILE_set_current("#201108280300+la", out);
-  EXPECT_EQ(std::string(out), at("201108280502"));
-  FILE_set_current("#201108272000+1d6:30", out);
-  EXPECT_EQ(std::string(out), at("201108290202"));
-  FILE_set_current("#201108280400+0d1la", out);
-  EXPECT_EQ(std::string(out), at("201108280502"));
+  // A bounded search leaves the last name tried; offsets before and after
+  // the search; forward search.
+  const std::pair<const char*, const char*> searches[] = {
+      {"#201108281000la#2", "201108280802"},    {"#201108281000la#3", "201108280702"},
+      {"#201108281000-2la", "201108280702"},    {"#201108280930la-1", "201108280602"},
+      {"#201108280300+la", "201108280502"},     {"#201108272000+1d6:30", "201108290202"},
+      {"#201108280400+0d1la", "201108280502"},
+  };
+  for (const auto& [spec, file] : searches) {
+    FILE_set_current(spec, out);
+    EXPECT_EQ(std::string(out), at(file)) << spec;
+  }
 
   // The reference time from the environment.
   setenv("zorcurtime", "#201108280815", 1);
@@ -440,9 +435,8 @@ TEST_F(FileTest, FileSystemHelpers) {
   EXPECT_EQ(FILE_size(piped.c_str()), 12);
 
   // "~" expansion and directory creation on writing.
-  const char* old_home = std::getenv("HOME");
-  const std::string saved_home = old_home ? old_home : "";
-  setenv("HOME", dir_.c_str(), 1);
+  std::optional<zor::test::EnvVar> home;
+  home.emplace("HOME", dir_.c_str());
   FILE* w = FILE_open("~/deep/er/new.txt", "w");
   ASSERT_NE(w, nullptr);
   std::fputs("abc", w);
@@ -456,7 +450,7 @@ TEST_F(FileTest, FileSystemHelpers) {
   EXPECT_EQ(std::string(FILE_add_user_path("~/x", buf)), dir_.string() + "/x");
   EXPECT_STREQ(FILE_add_user_path("~root/x", buf), "/root/x");
   EXPECT_STREQ(FILE_add_user_path("~no_such_user_zz/x", buf), "~no_such_user_zz/x");
-  setenv("HOME", saved_home.c_str(), 1);
+  home.reset();
   EXPECT_EQ(FILE_make_dir((dir_ / "m1/m2").c_str(), 0), 0);
   EXPECT_TRUE(FILE_is_dir((dir_ / "m1/m2").c_str()));
   EXPECT_EQ(FILE_open((dir_ / "nosuch").c_str(), "r"), nullptr);

@@ -15,6 +15,7 @@
 #include <string>
 #include <thread>
 
+#include "../common/files.h"
 #include "zor/date.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
@@ -22,22 +23,14 @@
 
 namespace {
 
-const std::string kTmp = ZOR_TEST_BINARY_DIR;
+using zor::test::slurp;
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
+void put(const std::string& path, const std::string& text) { zor::test::write_file(path, text); }
 
-void put(const std::string& path, const std::string& text) {
-  std::ofstream out(path, std::ios::trunc);
-  out << text;
-}
-
+// Files go to this process's own scratch folder: parallel test processes
+// of this binary must not write the same file.
 std::string tmp_path(const std::string& name) {
-  std::string p = kTmp + "/" + name;
+  std::string p = zor::test::scratch(name);
   std::remove(p.c_str());
   return p;
 }

@@ -11,39 +11,20 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "rad_dispatch.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-struct ProgramRun {
-  int status = -1;
-  std::string out, err;
-};
+using zor::test::ProgramRun;
+using zor::test::slurp;
 
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
-// Runs the program in an empty directory with no resource files, standard
-// input closed, and the given environment assignments and arguments.
+// Runs the program in an empty folder of its own with no resource files.
 ProgramRun run_radar(const std::string& env, const std::string& args) {
-  fs::path dir = fs::temp_directory_path() / ("radar_program_test_" + std::to_string(::getpid()));
-  fs::create_directories(dir);
-  std::string cmd = "cd '" + dir.string() + "' && env -u DISPLAY zordefault='" +
-                    (dir / "none").string() + "' " + env + " '" + ZOR_RADAR_BINARY + "' " + args +
-                    " </dev/null >out.txt 2>err.txt";
-  ProgramRun r;
-  int rc = std::system(cmd.c_str());
-  r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-  r.out = slurp(dir / "out.txt");
-  r.err = slurp(dir / "err.txt");
-  fs::remove_all(dir);
-  return r;
+  const zor::test::TempDir dir("radar_program");
+  return zor::test::run_radar(dir.path(), env, args);
 }
 
 TEST(RadarProgram, HelpTextIsExact) {

@@ -1,5 +1,6 @@
 // Resource database: command line, environment, resource files and their
 // precedence, name matching, directives and conversions.
+#include "../common/files.h"
 #include "zor/res.h"
 
 #include <gtest/gtest.h>
@@ -38,17 +39,11 @@ class ResTest : public ::testing::Test {
     zor::def::reset();
     zor::flag::reset();
     zor::mess::reset();
-    dir_ = fs::temp_directory_path() /
-           ("res_test_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
     // No resource file is found unless a test names one.
     setenv("zordefault", (dir_ / "none").c_str(), 1);
   }
   void TearDown() override {
     for (const char* e : kEnvNames) unsetenv(e);
-    fs::remove_all(dir_);
   }
 
   std::string write(const std::string& name, const std::string& text) {
@@ -71,7 +66,8 @@ class ResTest : public ::testing::Test {
     return v ? v : "<absent>";
   }
 
-  fs::path dir_;
+  zor::test::TempDir tmp_{"res_test"};
+  const fs::path& dir_ = tmp_.path();
 };
 
 TEST(ResKeyTable, EveryKeyOnceWithOptionOrPosition) {

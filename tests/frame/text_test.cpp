@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "zor/byte_reader.h"
 #include "zor/date.h"
 #include "zor/file_io.h"
@@ -133,7 +134,7 @@ TEST(LineReaders, ReadEveryLineOfARealBulletin) {
 }
 
 TEST(LineReaders, LongLinesAreSplitNeverOverflowed) {
-  const std::string path = std::string(ZOR_TEST_BINARY_DIR) + "/long_lines.txt";
+  const std::string path = zor::test::scratch("long_lines.txt");
   {
     std::ofstream out(path);
     out << std::string(200, 'x') << "\n\nabcdefgh\nskipped\nlast";
@@ -362,7 +363,7 @@ TEST(ByteSwap, ReadersDecodeARealBigEndianProductHeader) {
   EXPECT_EQ(r.i32(), secs);
 
   // Writing swaps in place and puts the big-endian bytes on disk.
-  const std::string out_path = std::string(ZOR_TEST_BINARY_DIR) + "/swap_out.bin";
+  const std::string out_path = zor::test::scratch("swap_out.bin");
   {
     zor::File out = zor::open_file(out_path.c_str(), "wb");
     std::int32_t v = 0x01020304;

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "zor/cty.h"
 #include "zor/map.h"
 
@@ -67,7 +68,7 @@ TEST_F(Cty, ReadsEveryFieldOfTheLineFormat) {
 
 TEST_F(Cty, WriterAndReaderAgree) {
   const auto rows = read_all(kSmall);
-  const std::string out = std::string(ZOR_TEST_BINARY_DIR) + "/cty_roundtrip.cty";
+  const std::string out = zor::test::scratch("cty_roundtrip.cty");
   int fd = CTY_open(out.c_str(), 1, 0);
   ASSERT_GE(fd, 0);
   CTY_info info;

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "zor/dom.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
@@ -29,7 +30,7 @@ const std::string kData = std::string(ZOR_TEST_DATA_DIR) + "/dom";
 class StdinFeed {
  public:
   explicit StdinFeed(const std::string& text) {
-    path_ = std::string(ZOR_TEST_BINARY_DIR) + "/dom_test_stdin.txt";
+    path_ = zor::test::scratch("dom_test_stdin.txt");
     std::ofstream(path_) << text;
     saved_ = dup(0);
     const int fd = open(path_.c_str(), O_RDONLY);
@@ -69,12 +70,8 @@ class DomTest : public testing::Test {
     zor::dom::reset();
     for (const char* r : {"plot_domain", "region", "file_path", "stat_prior", "city_file"}) RES_put(r, "");
     FLAG_set_batch(0);
-    tmp_ = fs::path(ZOR_TEST_BINARY_DIR) / ("dom_tmp_" + std::to_string(getpid()));
-    fs::create_directories(tmp_);
   }
   void TearDown() override {
-    std::error_code ec;
-    fs::remove_all(tmp_, ec);
     FLAG_set_batch(0);
   }
   std::string write_file(const std::string& name, const std::string& text) {
@@ -82,7 +79,8 @@ class DomTest : public testing::Test {
     std::ofstream(p) << text;
     return p.string();
   }
-  fs::path tmp_;
+  zor::test::TempDir dir_{"dom_test"};
+  const fs::path& tmp_ = dir_.path();
 };
 
 struct DecodeCase {

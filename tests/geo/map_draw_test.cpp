@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "../common/batch_plot.h"
+#include "../common/capture.h"
 #include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -47,54 +48,25 @@ std::uint32_t rgb_of(const char* name) {
   return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
 }
 
-struct Capture {
-  IMG_report img;
+// The open workstation's picture, taken at construction.
+struct Capture : zor::test::Capture {
   Capture() { EXPECT_EQ(gget_image(&img), 1); }
-  ~Capture() { std::free(img.data); }
-  Capture(const Capture&) = delete;
-  Capture& operator=(const Capture&) = delete;
-  std::uint32_t pixel(int x, int y) const {
-    if (x < 0 || y < 0 || x >= img.width || y >= img.height) return 0xFFFFFFFFu;
-    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
-    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
-  }
   // Pixels of `rgb` within r pixels of the projection point (x, y).
   int near(float x, float y, std::uint32_t rgb, int r = 1) const {
-    const int px = static_cast<int>(std::lround(xW_p(x)));
-    const int py = static_cast<int>(std::lround(yW_p(y)));
-    int n = 0;
-    for (int j = py - r; j <= py + r; ++j)
-      for (int i = px - r; i <= px + r; ++i)
-        if (pixel(i, j) == rgb) ++n;
-    return n;
+    return count_near(static_cast<int>(std::lround(xW_p(x))), static_cast<int>(std::lround(yW_p(y))), rgb, r);
   }
   int near_ll(float lat, float lon, std::uint32_t rgb, int r = 1) const {
     float x = 0, y = 0;
     if (MAP_tran(lat, lon, &x, &y) == 0) return -1;
     return near(x, y, rgb, r);
   }
-  int count(std::uint32_t rgb) const {
-    int n = 0;
-    for (int y = 0; y < img.height; ++y)
-      for (int x = 0; x < img.width; ++x)
-        if (pixel(x, y) == rgb) ++n;
-    return n;
-  }
-  bool same_as(const Capture& o) const {
-    if (img.height != o.img.height || img.bytes_line != o.img.bytes_line) return false;
-    return std::equal(img.data, img.data + img.height * img.bytes_line, o.img.data);
-  }
 };
 
-std::string read_bytes(const std::string& name) {
-  std::ifstream in(name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+using zor::test::slurp;
 
 std::string write_bytes(const std::string& name, const std::string& data) {
-  const std::string path = std::string(ZOR_TEST_BINARY_DIR) + "/" + name;
-  std::ofstream(path, std::ios::binary) << data;
+  const std::string path = zor::test::scratch(name);
+  zor::test::write_file(path, data);
   return path;
 }
 
@@ -189,7 +161,7 @@ TEST_F(MapDrawTest, DefaultMapOfTheUsDomain) {
   EXPECT_EQ(cap.near_ll(43.0f, -87.0f, red, 1), 0);  // the open lake
   // Only the map colour is drawn.
   EXPECT_GT(cap.count(red), 2000);
-  PNG_dump((std::string(ZOR_TEST_BINARY_DIR) + "/map_us.png").c_str());
+  PNG_dump((zor::test::scratch("map_us.png")).c_str());
 }
 
 TEST_F(MapDrawTest, RadarDomainWithStatesAndRangeRing) {
@@ -218,7 +190,7 @@ TEST_F(MapDrawTest, RadarDomainWithStatesAndRangeRing) {
     EXPECT_GT(cap.near(x, y, yellow, 1), 0) << dir;
   }
   EXPECT_EQ(cap.near(x0, y0, yellow, 3), 0);
-  PNG_dump((std::string(ZOR_TEST_BINARY_DIR) + "/map_ktlx.png").c_str());
+  PNG_dump((zor::test::scratch("map_ktlx.png")).c_str());
 }
 
 TEST_F(MapDrawTest, WorldMapsAndTheDefaultListByPlace) {
@@ -246,7 +218,7 @@ TEST_F(MapDrawTest, WorldMapsAndTheDefaultListByPlace) {
   for (float la = 53.9f; la <= 54.3f; la += 0.05f) baltic += cap.near_ll(la, 12.1f, rgb_of("red"), 0);
   EXPECT_GT(baltic, 0);
   EXPECT_EQ(cap.near_ll(51.0f, 10.0f, rgb_of("red"), 2), 0);
-  PNG_dump((std::string(ZOR_TEST_BINARY_DIR) + "/map_europe.png").c_str());
+  PNG_dump((zor::test::scratch("map_europe.png")).c_str());
 }
 
 // ---- map files ---------------------------------------------------------------------
@@ -265,14 +237,14 @@ TEST_F(MapDrawTest, TextAndBinaryFilesDrawAlike) {
   const auto bin = zor::find_data_file("states.map");
   const auto txt = zor::find_data_file("states_text.map");
   ASSERT_TRUE(bin && txt);
-  EXPECT_LT(read_bytes(*bin).size(), read_bytes(*txt).size());
+  EXPECT_LT(slurp(*bin).size(), slurp(*txt).size());
 }
 
 TEST_F(MapDrawTest, DamagedFilesAreReportedNotFatal) {
   open(sized_domain(38.0f, -95.0f, 20.0f));
   const auto bin = zor::find_data_file("states.map");
   ASSERT_TRUE(bin);
-  const std::string data = read_bytes(*bin);
+  const std::string data = slurp(*bin);
   ASSERT_GT(data.size(), 5000u);
   struct Case {
     const char* name;
@@ -319,7 +291,7 @@ TEST_F(MapDrawTest, DamagedFilesAreReportedNotFatal) {
   // without the end marker.
   const auto txt = zor::find_data_file("states_text.map");
   ASSERT_TRUE(txt);
-  for (const std::string& whole : {data, read_bytes(*txt)}) {
+  for (const std::string& whole : {data, slurp(*txt)}) {
     for (std::size_t n = 0; n < 1500; n += 7) {
       const std::string path = write_bytes("prefix.map", whole.substr(0, n));
       zor::File fp = zor::open_file(path.c_str(), "rb");
@@ -368,7 +340,7 @@ TEST_F(MapDrawTest, SegmentAcrossTheDateLineRunsOffBothEdges) {
     // edges.
     EXPECT_GT(world.near_ll(65.0f, 179.7f, white, 1), 0);
     EXPECT_GT(world.near_ll(65.0f, -179.7f, white, 1), 0);
-    PNG_dump((std::string(ZOR_TEST_BINARY_DIR) + "/map_globe.png").c_str());
+    PNG_dump((zor::test::scratch("map_globe.png")).c_str());
   }
   // Non-earth projections draw no map files.
   Domain page;
@@ -572,7 +544,7 @@ TEST_F(MapDrawTest, LatitudeLongitudeLinesAndLabels) {
   EXPECT_GT(lines.near_ll(42.5f, -95.0f, yellow), 0);
   // A repeated "40N" between meridians at 102.5W (start -177.5, every 20).
   EXPECT_GT(lines.near_ll(40.0f, -97.5f, yellow, 6), 6);
-  PNG_dump((std::string(ZOR_TEST_BINARY_DIR) + "/map_lalo.png").c_str());
+  PNG_dump((zor::test::scratch("map_lalo.png")).c_str());
   RES_put("color_line", "-1");
   gclear_ws(1, GALWAYS);
   EXPECT_EQ(draw("world.map:-1", 4), "");
@@ -584,7 +556,7 @@ TEST_F(MapDrawTest, LatitudeLongitudeLinesAndLabels) {
 
 // A 20x10 palette PNG: white left half, blue right half.
 std::string write_overlay_png() {
-  const std::string path = std::string(ZOR_TEST_BINARY_DIR) + "/overlay.png";
+  const std::string path = zor::test::scratch("overlay.png");
   std::vector<unsigned char> index(20 * 10, 0);
   for (int y = 0; y < 10; ++y)
     for (int x = 10; x < 20; ++x) index[y * 20 + x] = 1;
@@ -602,7 +574,7 @@ std::string write_overlay_png() {
 TEST_F(MapDrawTest, ImageOverlayItems) {
   open(sized_domain(38.0f, -95.0f, 20.0f));
   write_overlay_png();
-  RES_put("image_path", ZOR_TEST_BINARY_DIR);
+  RES_put("image_path", zor::test::scratch_dir().path().c_str());
   const std::uint32_t white = rgb_of("white"), blue = rgb_of("blue");
   Gxrect view;
   gget_xviewport(&view);
@@ -646,7 +618,7 @@ TEST_F(MapDrawTest, MetafileAndPointDataItems) {
   float x1 = 0, y1 = 0, x2 = 0, y2 = 0;
   MAP_tran(36.0f, -100.0f, &x1, &y1);
   MAP_tran(40.0f, -90.0f, &x2, &y2);
-  const std::string meta = std::string(ZOR_TEST_BINARY_DIR) + "/line.meta";
+  const std::string meta = zor::test::scratch("line.meta");
   {
     std::ofstream out(meta);
     out << "ZORMETA\n#Title: test\nPL_CLR " << CLR_get_ind("green") << "\nPL 2 " << x1 << "," << y1 << " " << x2

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/data_dir.h"
@@ -20,12 +21,7 @@ using namespace zor::gks;
 
 namespace {
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
+using zor::test::slurp;
 
 struct Box {
   float x_min = 1e9f, x_max = -1e9f, y_min = 1e9f, y_max = -1e9f;
@@ -301,7 +297,7 @@ namespace {
 // The converter on a two-glyph Hershey file whose second record continues
 // on a second line: a blank and a capital A.
 TEST(Hershey2Fnt, ConvertsGlyphsIntoFontUnits) {
-  const std::string dir = ZOR_TEST_BINARY_DIR;
+  const std::string dir = zor::test::scratch_dir().path().string();
   const std::string jhf = dir + "/tiny.jhf", fnt = dir + "/tiny.fnt";
   {
     std::ofstream out(jhf);

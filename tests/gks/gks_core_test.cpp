@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/gks.h"
@@ -575,13 +576,6 @@ TEST_F(MetafileTest, KernelCallsWriteTheirRecords) {
 
 namespace {
 
-std::string read_text(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
 // The kernel driving the real print and metafile devices through the table.
 class RealDeviceTest : public ::testing::Test {
  protected:
@@ -593,7 +587,7 @@ class RealDeviceTest : public ::testing::Test {
     reset_ps();
     reset_meta();
   }
-  std::string path(const char* name) const { return std::string(ZOR_TEST_BINARY_DIR) + "/" + name; }
+  std::string path(const char* name) const { return zor::test::scratch(name); }
 };
 
 TEST_F(RealDeviceTest, PostScriptReceivesClippedPrimitives) {
@@ -616,7 +610,7 @@ TEST_F(RealDeviceTest, PostScriptReceivesClippedPrimitives) {
   gset_char_ht(0.05f);
   ASSERT_EQ(gtext(&pos, "Hi"), 0);
   ASSERT_EQ(gclose_ws(1), 0);
-  const std::string ps = read_text(out);
+  const std::string ps = zor::test::slurp(out);
   // NDC 0.25 on a 575-point square is 143.75; the cut is at NDC 0.5.
   EXPECT_NE(ps.find("%%PL: 2\n"), std::string::npos);
   EXPECT_NE(ps.find("143.75 143.75 mv\n287.50 143.75 ln\n"), std::string::npos) << ps;
@@ -634,7 +628,7 @@ TEST_F(RealDeviceTest, MetafileFileHoldsTheKernelRecords) {
   gpolyline(9, pts.data());
   gset_linetype(4);
   ASSERT_EQ(gclose_ws(1), 0);
-  const std::string meta = read_text(out);
+  const std::string meta = zor::test::slurp(out);
   EXPECT_EQ(meta.rfind("ZORMETA\n", 0), 0u);
   // Nine points: two continuation lines.
   EXPECT_NE(meta.find("PL 9 0.000000,0.500000 0.100000,0.500000 0.200000,0.500000 "

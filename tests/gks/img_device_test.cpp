@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/gks.h"
@@ -19,7 +20,7 @@ using namespace zor::gks;
 namespace {
 
 std::string tmp_path(const std::string& name) {
-  return std::string(ZOR_TEST_BINARY_DIR) + "/img_device_" + name;
+  return zor::test::scratch("img_device_" + name);
 }
 
 class ImgDeviceTest : public ::testing::Test {

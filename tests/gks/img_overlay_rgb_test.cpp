@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -27,18 +28,7 @@ const auto* const g_env = zor::test::add_xvfb_environment();
 
 // The window and memory cases run as parallel processes: each writes its
 // own files, removed when the process ends.
-struct TempFiles {
-  std::vector<std::string> paths;
-  ~TempFiles() {
-    for (const auto& p : paths) std::remove(p.c_str());
-  }
-};
-
-std::string tmp_path(const std::string& name) {
-  static TempFiles files;
-  files.paths.push_back(std::string(ZOR_TEST_BINARY_DIR) + "/img_overlay_rgb_" + std::to_string(getpid()) + "_" + name);
-  return files.paths.back();
-}
+std::string tmp_path(const std::string& name) { return zor::test::scratch(name); }
 
 // Writes a PNG of `channels` samples a pixel (1 grey, 3 RGB, 4 RGBA) at
 // `bits` (8 or 16) per sample; `samples` holds 16-bit values row by row.

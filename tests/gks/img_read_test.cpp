@@ -11,22 +11,17 @@
 
 #include <png.h>
 
+#include "../common/files.h"
 #include "zor/img.h"
 
 namespace {
 
 std::string tmp_path(const std::string& name) {
-  return std::string(ZOR_TEST_BINARY_DIR) + "/img_read_" + name;
+  return zor::test::scratch("img_read_" + name);
 }
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void spit(const std::string& path, const std::string& s) {
-  std::ofstream(path, std::ios::binary) << s;
-}
+using zor::test::slurp;
+const auto spit = zor::test::write_file;
 
 // An 8-bit indexed picture of `ncol` colours with padded rows.
 IMG_report picture(int width, int height, int ncol, int pad) {

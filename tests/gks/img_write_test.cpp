@@ -12,12 +12,13 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "zor/img.h"
 
 namespace {
 
 std::string tmp_path(const std::string& name) {
-  return std::string(ZOR_TEST_BINARY_DIR) + "/img_write_" + name;
+  return zor::test::scratch("img_write_" + name);
 }
 
 std::vector<unsigned char> slurp(const std::string& path) {

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <vector>
 
+#include "../common/capture.h"
+#include "../common/window_ws.h"
 #include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -21,36 +23,12 @@ namespace {
 
 const auto* const g_env = zor::test::add_xvfb_environment();
 
-constexpr unsigned kColour[] = {0xff0000u, 0x00ff00u, 0x0000ffu, 0xffff00u};
+using zor::test::box;
+using zor::test::kColour;
+using zor::test::make_frames;
+const auto open_device = zor::test::open_window_ws;
+const auto close_device = zor::test::close_window_ws;
 constexpr unsigned kBlack = 0x000000u;
-
-// Opens the window (false) or the memory device standing in for it (true).
-void open_device(bool memory) {
-  if (memory) register_device(GWS_WINDOW, "memory", make_memory_device);
-  ASSERT_EQ(gopen_gks(nullptr, 0), 0);
-  ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
-  ASSERT_NE(current_device(), nullptr);
-  ginit_loop();
-  const Gcolr_rep colours[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}};
-  for (int i = 0; i < 4; ++i) gset_colr_rep(1, 2 + i, &colours[i]);
-}
-
-void close_device(bool memory) {
-  ginit_loop();
-  gclose_ws(1);
-  gclose_gks();
-  kernel().reset();
-  reset_color_model();
-  if (memory) unregister_device(GWS_WINDOW);
-}
-
-// A filled box of colour index `colour` in world (unit square) coordinates.
-void box(float x0, float y0, float x1, float y1, int colour) {
-  const Gpt pts[] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
-  gset_fill_int_style(GSOLID);
-  gset_fill_colr_ind(colour);
-  gfill_area(4, pts);
-}
 
 // The picture of a frame selector, captured as 0xRRGGBB values; the drawing
 // target is restored afterwards.
@@ -67,38 +45,21 @@ Picture grab(int ind) {
   Device* dev = current_device();
   unsigned long id = 0, was = dev->draw_target();
   if (!frame_pixmap(ind, &id) || !dev->set_draw_target(id)) return pic;
-  IMG_report img;
-  const int ok = dev->capture(img);
+  zor::test::Capture cap;
+  const int ok = dev->capture(cap.img);
   dev->set_draw_target(was);
-  if (ok != 1 || img.data == nullptr || img.bits_pixel != 32) {
-    std::free(img.data);
-    return pic;
-  }
-  pic.width = img.width;
-  pic.height = img.height;
-  for (int y = 0; y < img.height; ++y)
-    for (int x = 0; x < img.width; ++x) {
-      const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
-      pic.pixels.push_back(img.byte_order == 0 ? (p[0] | p[1] << 8 | p[2] << 16)
-                                               : (p[3] | p[2] << 8 | p[1] << 16));
-    }
-  std::free(img.data);
+  if (ok != 1 || cap.img.data == nullptr || cap.img.bits_pixel != 32) return pic;
+  pic.width = cap.img.width;
+  pic.height = cap.img.height;
+  for (int y = 0; y < pic.height; ++y)
+    for (int x = 0; x < pic.width; ++x) pic.pixels.push_back(cap.pixel(x, y));
   return pic;
 }
 
 class MemFrames : public ::testing::TestWithParam<bool> {
  protected:
-  void SetUp() override { open_device(GetParam()); }
-  void TearDown() override { close_device(GetParam()); }
-  // Frame n filled with colour index 2 + n; the base window selected again.
-  void make_frames(int n) {
-    for (int i = 0; i < n; ++i) {
-      ASSERT_EQ(gcreate_frame(-1), i);
-      ASSERT_EQ(gselect_frame(i), 1);
-      box(0, 0, 1, 1, 2 + i);
-    }
-    ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
-  }
+  void SetUp() override { zor::test::open_window_ws(GetParam()); }
+  void TearDown() override { zor::test::close_window_ws(GetParam()); }
 };
 
 TEST_P(MemFrames, ExchangeWithTheBaseWindowMovesPicturesAndTheirIds) {

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "../common/files.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/flag.h"
@@ -337,9 +338,6 @@ TEST_F(MemoryDeviceTest, PutPixelsHonoursTheMask) {
 class FallbackTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (const char* d = std::getenv("DISPLAY")) saved_display_ = d, had_display_ = true;
-    // A display that cannot exist: the window device cannot connect.
-    setenv("DISPLAY", ":4097", 1);
     gopen_gks(nullptr, 0);
   }
   void TearDown() override {
@@ -348,11 +346,9 @@ class FallbackTest : public ::testing::Test {
     FLAG_set(19, 0);
     kernel().reset();
     reset_color_model();
-    if (had_display_) setenv("DISPLAY", saved_display_.c_str(), 1);
-    else unsetenv("DISPLAY");
   }
-  std::string saved_display_;
-  bool had_display_ = false;
+  // A display that cannot exist: the window device cannot connect.
+  zor::test::EnvVar display_{"DISPLAY", ":4097"};
 };
 
 TEST_F(FallbackTest, BatchRunDrawsInMemoryWithoutADisplay) {

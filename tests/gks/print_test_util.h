@@ -12,20 +12,15 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "zor/clr.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
 
 namespace zor::test {
 
-inline std::string out_path(const std::string& name) { return std::string(ZOR_TEST_BINARY_DIR) + "/" + name; }
-
-inline std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
+// Output files go to the test process's own scratch folder.
+inline std::string out_path(const std::string& name) { return scratch(name); }
 
 inline std::vector<std::string> lines_of(const std::string& text) {
   std::vector<std::string> out;

@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "../common/capture.h"
+#include "../common/window_ws.h"
 #include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -30,6 +32,8 @@
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
 
+#include "../common/x_client.h"
+
 using namespace zor::gks;
 namespace fs = std::filesystem;
 
@@ -38,79 +42,8 @@ namespace {
 const auto* const g_env = zor::test::add_xvfb_environment();
 
 // Another client of the server: sends events to the workstation's window.
-class Client {
- public:
-  Client() : dpy_(XOpenDisplay(nullptr)), win_(gget_root_window()) {}
-  ~Client() {
-    if (dpy_ != nullptr) XCloseDisplay(dpy_);
-  }
-  Client(const Client&) = delete;
-  Client& operator=(const Client&) = delete;
-  Display* dpy() const { return dpy_; }
-
-  void key(KeySym sym, unsigned state, int x = 10, int y = 10) {
-    XEvent ev = base(KeyPress);
-    ev.xkey.keycode = XKeysymToKeycode(dpy_, sym);
-    ev.xkey.state = state;
-    ev.xkey.x = x, ev.xkey.y = y;
-    send(ev, KeyPressMask);
-  }
-  void button(bool press, unsigned button, int x, int y, unsigned state = 0) {
-    XEvent ev = base(press ? ButtonPress : ButtonRelease);
-    ev.xbutton.button = button;
-    ev.xbutton.state = state;
-    ev.xbutton.x = x, ev.xbutton.y = y;
-    send(ev, press ? ButtonPressMask : ButtonReleaseMask);
-  }
-  void motion(int x, int y) {
-    XEvent ev = base(MotionNotify);
-    ev.xmotion.x = x, ev.xmotion.y = y;
-    ev.xmotion.state = Button1Mask;
-    send(ev, ButtonMotionMask);
-  }
-  void configure(int width, int height) {
-    XEvent ev{};
-    ev.xconfigure.type = ConfigureNotify;
-    ev.xconfigure.display = dpy_;
-    ev.xconfigure.event = ev.xconfigure.window = win_;
-    ev.xconfigure.width = width, ev.xconfigure.height = height;
-    send(ev, StructureNotifyMask);
-  }
-  void loop_message(int what) {
-    XEvent ev{};
-    ev.xclient.type = ClientMessage;
-    ev.xclient.display = dpy_;
-    ev.xclient.window = win_;
-    ev.xclient.message_type = XA_NOTICE;
-    ev.xclient.format = 8;
-    ev.xclient.data.b[0] = static_cast<char>(what);
-    XSendEvent(dpy_, win_, True, NoEventMask, &ev);
-    XSync(dpy_, False);
-  }
-  std::string window_name() {
-    char* name = nullptr;
-    XFetchName(dpy_, win_, &name);
-    std::string s = name != nullptr ? name : "";
-    if (name != nullptr) XFree(name);
-    return s;
-  }
-
- private:
-  XEvent base(int type) {
-    XEvent ev{};
-    ev.xkey.type = type;
-    ev.xkey.display = dpy_;
-    ev.xkey.window = win_;
-    ev.xkey.root = DefaultRootWindow(dpy_);
-    ev.xkey.same_screen = True;
-    return ev;
-  }
-  void send(XEvent& ev, long mask) {
-    XSendEvent(dpy_, win_, True, mask, &ev);
-    XSync(dpy_, False);
-  }
-  Display* dpy_;
-  Window win_;
+struct Client : zor::test::XClient {
+  Client() : XClient(gget_root_window()) {}
 };
 
 // What the mouse callback received.
@@ -125,30 +58,15 @@ std::vector<Call>& calls() {
 }
 void record_call(int kind, char* label, float x, float y) { calls().push_back({kind, label, x, y}); }
 
-struct Picture {
-  IMG_report img;
-  Picture() = default;
-  Picture(const Picture&) = delete;
-  Picture& operator=(const Picture&) = delete;
-  ~Picture() { std::free(img.data); }
-  unsigned rgb(int x, int y) const {
-    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
-    return img.byte_order == 0 ? (p[0] | p[1] << 8 | p[2] << 16) : (p[3] | p[2] << 8 | p[1] << 16);
-  }
-};
+using Picture = zor::test::Capture;
 
 class Events : public ::testing::Test {
  protected:
   void SetUp() override {
     gset_win_size(200, 160);
-    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
-    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+    zor::test::open_window_ws(false);
     dev = current_device();
-    ASSERT_NE(dev, nullptr);
-    ginit_loop();
     ginit_event(0);
-    const Gcolr_rep colours[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}};
-    for (int i = 0; i < 4; ++i) gset_colr_rep(1, 2 + i, &colours[i]);
     calls().clear();
     gset_mouse_callback(record_call);
     handle();  // the window's own start-up events
@@ -158,23 +76,14 @@ class Events : public ::testing::Test {
     gset_mouse_callback(nullptr);
     gset_refresh_callback(0, nullptr);
     greset_zoom();
-    ginit_loop();
-    gclose_ws(1);
-    gclose_gks();
-    kernel().reset();
-    reset_color_model();
+    zor::test::close_window_ws(false);
   }
   // Reads what the other client sent: a round trip puts it in the queue.
   int handle() {
     gsync();
     return gcheck_event();
   }
-  void box(float x0, float y0, float x1, float y1, int ind) {
-    const Gpt pts[] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
-    gset_fill_int_style(GSOLID);
-    gset_fill_colr_ind(ind);
-    gfill_area(4, pts);
-  }
+  static void box(float x0, float y0, float x1, float y1, int ind) { zor::test::box(x0, y0, x1, y1, ind); }
   void grab(Picture* pic, unsigned long target = 0) {
     ASSERT_TRUE(dev->set_draw_target(target));
     ASSERT_EQ(dev->capture(pic->img), 1);
@@ -184,18 +93,11 @@ class Events : public ::testing::Test {
     grab(&pic, target);
     return pic.img.data ? pic.rgb(pic.img.width / 2, pic.img.height / 2) : 0xdeadu;
   }
-  void make_frames(int n) {
-    for (int i = 0; i < n; ++i) {
-      ASSERT_EQ(gcreate_frame(-1), i);
-      ASSERT_EQ(gselect_frame(i), 1);
-      box(0, 0, 1, 1, 2 + i);
-    }
-    ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
-  }
+  static void make_frames(int n) { zor::test::make_frames(n); }
   Device* dev = nullptr;
 };
 
-constexpr unsigned kColour[] = {0xff0000u, 0x00ff00u, 0x0000ffu, 0xffff00u};
+using zor::test::kColour;
 
 TEST_F(Events, ButtonsAndKeysReachTheCallback) {
   Client c;

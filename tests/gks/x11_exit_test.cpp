@@ -16,12 +16,13 @@
 #include <sstream>
 #include <string>
 
+#include "../common/files.h"
 #include "../common/xvfb.h"
 
 namespace {
 
 std::string out_path(const std::string& name) {
-  return std::string(ZOR_TEST_BINARY_DIR) + "/x11_exit_" + name + ".out";
+  return zor::test::scratch("x11_exit_" + name) + ".out";
 }
 
 // Starts the helper in `mode`, standard output and error into `out`.
@@ -47,10 +48,7 @@ pid_t spawn(const char* mode, const std::string& out) {
   return pid;
 }
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+using zor::test::slurp;
 
 // Waits up to `seconds` for the child; its wait status, or -1 after killing
 // a child that did not end.

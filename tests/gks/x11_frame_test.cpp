@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 
+#include "../common/capture.h"
+#include "../common/window_ws.h"
 #include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -23,51 +25,22 @@ const auto* const g_env = zor::test::add_xvfb_environment();
 class Frames : public ::testing::TestWithParam<bool> {
  protected:
   void SetUp() override {
-    if (GetParam()) register_device(GWS_WINDOW, "memory", make_memory_device);
-    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
-    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+    zor::test::open_window_ws(GetParam());
     dev = current_device();
-    ASSERT_NE(dev, nullptr);
-    ginit_loop();
-    const Gcolr_rep colours[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}};
-    for (int i = 0; i < 4; ++i) gset_colr_rep(1, 2 + i, &colours[i]);
   }
-  void TearDown() override {
-    ginit_loop();
-    gclose_ws(1);
-    gclose_gks();
-    kernel().reset();
-    reset_color_model();
-    if (GetParam()) unregister_device(GWS_WINDOW);
-  }
-  // Frame n filled with colour index 2 + n.
-  void make_frames(int n) {
-    for (int i = 0; i < n; ++i) {
-      ASSERT_EQ(gcreate_frame(-1), i);
-      ASSERT_EQ(gselect_frame(i), 1);
-      const Gpt pts[] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
-      gset_fill_int_style(GSOLID);
-      gset_fill_colr_ind(2 + i);
-      gfill_area(4, pts);
-    }
-    ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
-  }
+  void TearDown() override { zor::test::close_window_ws(GetParam()); }
   // Colour at the middle of the base window's picture.
   unsigned shown() {
     EXPECT_TRUE(dev->set_draw_target(0));
-    IMG_report img;
-    EXPECT_EQ(dev->capture(img), 1);
-    if (img.data == nullptr) return 0xdeadu;
-    const unsigned char* p = img.data + (img.height / 2) * img.bytes_line + 4 * (img.width / 4);
-    const unsigned v = img.byte_order == 0 ? (p[0] | p[1] << 8 | p[2] << 16)
-                                           : (p[3] | p[2] << 8 | p[1] << 16);
-    std::free(img.data);
-    return v;
+    zor::test::Capture pic;
+    EXPECT_EQ(dev->capture(pic.img), 1);
+    return pic.img.data ? pic.rgb(pic.img.width / 4, pic.img.height / 2) : 0xdeadu;
   }
   Device* dev = nullptr;
 };
 
-constexpr unsigned kColour[] = {0xff0000u, 0x00ff00u, 0x0000ffu, 0xffff00u};
+using zor::test::kColour;
+using zor::test::make_frames;
 
 TEST_P(Frames, DefaultDelaysAndDisplayOfEachFrame) {
   make_frames(3);

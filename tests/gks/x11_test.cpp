@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "../common/capture.h"
 #include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -19,6 +20,8 @@
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
 
+#include "../common/x_client.h"
+
 using namespace zor::gks;
 
 namespace {
@@ -26,14 +29,7 @@ namespace {
 const auto* const g_env = zor::test::add_xvfb_environment();
 
 // A captured picture: 24-bit RGB of each pixel.
-struct Picture {
-  IMG_report img;
-  ~Picture() { std::free(img.data); }
-  unsigned rgb(int x, int y) const {
-    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
-    return img.byte_order == 0 ? (p[0] | p[1] << 8 | p[2] << 16) : (p[3] | p[2] << 8 | p[1] << 16);
-  }
-};
+using Picture = zor::test::Capture;
 
 class X11Window : public ::testing::Test {
  protected:
@@ -123,36 +119,9 @@ TEST_F(X11Window, FramesKeepTheirOwnDrawingsAndCopy) {
 
 // Key presses sent to the workstation's window from a second connection,
 // as another client would; they wait in the queue until the wait reads them.
-class KeySender {
- public:
-  KeySender() : dpy_(XOpenDisplay(nullptr)) {
-    if (dpy_ == nullptr) return;
-    Window root = 0, parent = 0, *children = nullptr;
-    unsigned n = 0;
-    XQueryTree(dpy_, DefaultRootWindow(dpy_), &root, &parent, &children, &n);
-    if (n > 0) win_ = children[n - 1];  // the only top-level window on this server
-    if (children != nullptr) XFree(children);
-  }
-  ~KeySender() {
-    if (dpy_ != nullptr) XCloseDisplay(dpy_);
-  }
-  bool ok() const { return dpy_ != nullptr && win_ != 0; }
-  void press(KeySym sym, bool alt) {
-    XEvent ev{};
-    ev.xkey.type = KeyPress;
-    ev.xkey.display = dpy_;
-    ev.xkey.window = win_;
-    ev.xkey.root = DefaultRootWindow(dpy_);
-    ev.xkey.same_screen = True;
-    ev.xkey.state = alt ? Mod1Mask : 0;
-    ev.xkey.keycode = XKeysymToKeycode(dpy_, sym);
-    XSendEvent(dpy_, win_, True, KeyPressMask, &ev);
-    XSync(dpy_, False);
-  }
-
- private:
-  Display* dpy_;
-  Window win_ = 0;
+struct KeySender : zor::test::XClient {
+  KeySender() { set_window(newest_top_level()); }  // the only top-level window on this server
+  void press(KeySym sym, bool alt) { key(sym, alt ? Mod1Mask : 0, 0, 0); }
 };
 
 // Keys typed before the wait starts are not its input: the test's keys are

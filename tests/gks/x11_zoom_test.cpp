@@ -7,6 +7,8 @@
 #include <cstring>
 #include <vector>
 
+#include "../common/capture.h"
+#include "../common/window_ws.h"
 #include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -22,30 +24,14 @@ namespace {
 
 const auto* const g_env = zor::test::add_xvfb_environment();
 
-struct Picture {
-  IMG_report img;
-  Picture() = default;
-  Picture(const Picture&) = delete;
-  Picture& operator=(const Picture&) = delete;
-  ~Picture() { std::free(img.data); }
-  unsigned rgb(int x, int y) const {
-    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
-    return img.byte_order == 0 ? (p[0] | p[1] << 8 | p[2] << 16) : (p[3] | p[2] << 8 | p[1] << 16);
-  }
-};
+using Picture = zor::test::Capture;
 
 class Zoom : public ::testing::TestWithParam<bool> {
  protected:
   void SetUp() override {
-    if (GetParam()) register_device(GWS_WINDOW, "memory", make_memory_device);
     gset_win_size(200, 160);
-    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
-    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+    zor::test::open_window_ws(GetParam());
     dev = current_device();
-    ASSERT_NE(dev, nullptr);
-    ginit_loop();
-    const Gcolr_rep colours[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}};
-    for (int i = 0; i < 4; ++i) gset_colr_rep(1, 2 + i, &colours[i]);
     // About one world unit a pixel.
     const Glim win{0.0f, 199.0f, 0.0f, 159.0f};
     const Glim ws{0.0f, 1.0f, 0.0f, 0.8f};
@@ -57,19 +43,9 @@ class Zoom : public ::testing::TestWithParam<bool> {
   }
   void TearDown() override {
     greset_zoom();
-    ginit_loop();
-    gclose_ws(1);
-    gclose_gks();
-    kernel().reset();
-    reset_color_model();
-    if (GetParam()) unregister_device(GWS_WINDOW);
+    zor::test::close_window_ws(GetParam());
   }
-  void box(float x0, float y0, float x1, float y1, int ind) {
-    const Gpt pts[] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
-    gset_fill_int_style(GSOLID);
-    gset_fill_colr_ind(ind);
-    gfill_area(4, pts);
-  }
+  static void box(float x0, float y0, float x1, float y1, int ind) { zor::test::box(x0, y0, x1, y1, ind); }
   void grab(Picture* pic) {
     ASSERT_TRUE(dev->set_draw_target(0));
     ASSERT_EQ(dev->capture(pic->img), 1);

@@ -106,7 +106,7 @@ class PlotSceneTest : public ::testing::Test {
     RES_put("color_cmap", "white");
     RES_put("color_line", "magenta:s1");
     RES_put("color_watch", "red,red");
-    RES_put("image_path", ZOR_TEST_BINARY_DIR);
+    RES_put("image_path", zor::test::scratch_dir().path().c_str());
     zor::map_draw::reset();
     zor::watch::reset();
     batch_.emplace();
@@ -171,7 +171,7 @@ class PlotSceneTest : public ::testing::Test {
     const std::string out = testing::internal::GetCapturedStdout();
     const std::string err = testing::internal::GetCapturedStderr();
     EXPECT_EQ(err, "");
-    const std::string path = std::string(ZOR_TEST_BINARY_DIR) + "/" + name;
+    const std::string path = zor::test::scratch(name);
     EXPECT_NE(out.find("Wrote PNG file: " + path), std::string::npos) << out;
     Picture pic;
     EXPECT_TRUE(zor::test::read_png(path, pic.raster)) << path;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "../common/capture.h"
 #include "../common/batch_plot.h"
 #include "../gks/print_test_util.h"
 #include "device.h"
@@ -24,22 +25,8 @@ using namespace zor::gks;
 
 namespace {
 
-struct Capture {
-  IMG_report img;
-  ~Capture() { std::free(img.data); }
-  std::uint32_t pixel(int x, int y) const {
-    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
-    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
-  }
-};
-
-std::uint32_t rgb_of(const char* name) {
-  float r = 0, g = 0, b = 0;
-  CLR_get_rgb(CLR_get_ind(name), &r, &g, &b);
-  auto c = [](float v) { return static_cast<std::uint32_t>(v * 255.0f + 0.5f); };
-  return c(r) << 16 | c(g) << 8 | c(b);
-}
+using zor::test::Capture;
+using zor::test::rgb_of;
 
 class BatchPlotTest : public ::testing::Test {
  protected:
@@ -103,7 +90,7 @@ TEST_F(BatchPlotTest, ColourBarAndLabelsOnTheMemoryRaster) {
   EXPECT_GT(white, 30);
 
   // The same picture dumped as PNG and read back with libpng.
-  const std::string dir = std::string(ZOR_TEST_BINARY_DIR);
+  const std::string dir = zor::test::scratch_dir().path().string();
   RES_put("image_path", dir.c_str());
   PLT_set_dump(PLT_DUMP_PNG, "batch_%i.png");
   testing::internal::CaptureStdout();

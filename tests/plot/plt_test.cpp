@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/clr.h"
@@ -471,7 +472,7 @@ TEST_F(PlotTest, NoRoomBelowTheViewportDrawsNoLabels) {
 
 TEST_F(PlotTest, DumpNamesFollowTheConventionWithTheFrameKey) {
   open();
-  const std::string dir = std::string(ZOR_TEST_BINARY_DIR) + "/dumps";
+  const std::string dir = zor::test::scratch("dumps");
   std::filesystem::create_directories(dir);
   RES_put("image_path", dir.c_str());
   EXPECT_EQ(PLT_dump(0), -1);  // no dump asked for

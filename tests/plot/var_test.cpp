@@ -7,6 +7,7 @@
 #include <fstream>
 #include <string>
 
+#include "../common/files.h"
 #include "zor/flag.h"
 #include "zor/res.h"
 #include "zor/var.h"
@@ -21,7 +22,7 @@ class VarTest : public ::testing::Test {
   }
   void TearDown() override { zor::var::reset(); }
   static std::string write(const std::string& name, const std::string& text) {
-    const std::string path = std::string(ZOR_TEST_BINARY_DIR) + "/" + name;
+    const std::string path = zor::test::scratch(name);
     std::ofstream(path) << text;
     return path;
   }

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "../common/capture.h"
 #include "../common/batch_plot.h"
 #include "../gks/print_test_util.h"
 #include "device.h"
@@ -219,10 +220,9 @@ TEST_F(WatchTest, MissingFileIsReportedAndSkipped) {
 }
 
 TEST_F(WatchTest, TruncatedBulletinsNeitherCrashNorKeepHalfWatches) {
-  std::ifstream in(kDir + "/24052109.wat", std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string text = zor::test::slurp(kDir + "/24052109.wat");
   ASSERT_GT(text.size(), 300u);
-  const std::string cut = std::string(ZOR_TEST_BINARY_DIR) + "/cut.wat";
+  const std::string cut = zor::test::scratch("cut.wat");
   Date d = at(2024, 5, 21, 9, 0);
   for (std::size_t n = 0; n < text.size(); n += 7) {
     zor::watch::reset();
@@ -238,30 +238,8 @@ TEST_F(WatchTest, TruncatedBulletinsNeitherCrashNorKeepHalfWatches) {
 
 // ---- Drawing ---------------------------------------------------------------
 
-struct Capture {
-  IMG_report img;
-  ~Capture() { std::free(img.data); }
-  std::uint32_t pixel(int x, int y) const {
-    if (x < 0 || y < 0 || x >= img.width || y >= img.height) return 0xFFFFFFFFu;
-    const unsigned char* p = img.data + y * img.bytes_line + 4 * x;
-    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
-  }
-  // Whether a pixel of the colour lies within r pixels of (x, y).
-  bool near(float x, float y, std::uint32_t rgb, int r = 2) const {
-    for (int dy = -r; dy <= r; ++dy)
-      for (int dx = -r; dx <= r; ++dx)
-        if (pixel(static_cast<int>(x) + dx, static_cast<int>(y) + dy) == rgb) return true;
-    return false;
-  }
-};
-
-std::uint32_t rgb_of(const char* name) {
-  float r = 0, g = 0, b = 0;
-  CLR_get_rgb(CLR_get_ind(name), &r, &g, &b);
-  auto c = [](float v) { return static_cast<std::uint32_t>(v * 255.0f + 0.5f); };
-  return c(r) << 16 | c(g) << 8 | c(b);
-}
+using zor::test::Capture;
+using zor::test::rgb_of;
 
 // 800 by 600 km around Oklahoma, polar stereographic.
 Domain oklahoma() {
@@ -316,8 +294,8 @@ TEST_F(WatchDrawTest, BoxPixelsWhereTheEndPointsProject) {
   ASSERT_TRUE(MAP_tran(w.lat[1], w.lon[1], &x, &y));
   MAP_offset(x, y, w.ang[1], w.dist[1], &x2, &y2);
   const std::uint32_t red = rgb_of("red");
-  EXPECT_TRUE(cap.near(xW_p(x1), yW_p(y1), red)) << xW_p(x1) << "," << yW_p(y1);
-  EXPECT_TRUE(cap.near(xW_p(x2), yW_p(y2), red)) << xW_p(x2) << "," << yW_p(y2);
+  EXPECT_TRUE(cap.count_near(xW_p(x1), yW_p(y1), red)) << xW_p(x1) << "," << yW_p(y1);
+  EXPECT_TRUE(cap.count_near(xW_p(x2), yW_p(y2), red)) << xW_p(x2) << "," << yW_p(y2);
 
   // Halfway along, the long sides are the half width (96.6 km) either side
   // of the axis; the box is not filled inside.
@@ -325,10 +303,10 @@ TEST_F(WatchDrawTest, BoxPixelsWhereTheEndPointsProject) {
   const float len = std::hypot(x2 - x1, y2 - y1);
   const float nx = -(y2 - y1) / len, ny = (x2 - x1) / len;  // left of the axis
   const float half = w.width / 100.0f * MAP_factor(35.8f);
-  EXPECT_TRUE(cap.near(xW_p(mx + nx * half), yW_p(my + ny * half), red, 3));
-  EXPECT_TRUE(cap.near(xW_p(mx - nx * half), yW_p(my - ny * half), red, 3));
-  EXPECT_FALSE(cap.near(xW_p(mx + 0.6f * nx * half), yW_p(my + 0.6f * ny * half), red, 3));
-  EXPECT_FALSE(cap.near(xW_p(mx + 2.0f * nx * half), yW_p(my + 2.0f * ny * half), red, 3));
+  EXPECT_TRUE(cap.count_near(xW_p(mx + nx * half), yW_p(my + ny * half), red, 3));
+  EXPECT_TRUE(cap.count_near(xW_p(mx - nx * half), yW_p(my - ny * half), red, 3));
+  EXPECT_FALSE(cap.count_near(xW_p(mx + 0.6f * nx * half), yW_p(my + 0.6f * ny * half), red, 3));
+  EXPECT_FALSE(cap.count_near(xW_p(mx + 2.0f * nx * half), yW_p(my + 2.0f * ny * half), red, 3));
   // The short label "S153" over "to 17Z", in the watch colour, at the middle.
   int labelled = 0;
   for (int dy = -15; dy <= 15; ++dy)

@@ -81,10 +81,8 @@ TEST(NidsRefusal, EmptyAndMissingFiles) {
 }
 
 TEST(NidsHeader, BaseReflectivityRadial) {
-  FilePtr f(std::fopen(data_path("KBMX_SDUS54_N0RBMX_201501020205").c_str(), "rb"));
-  ASSERT_TRUE(f);
   NIDS_info info;
-  ASSERT_EQ(NIDS_get_header(f.get(), &info), 1);
+  ASSERT_EQ(header_of("KBMX_SDUS54_N0RBMX_201501020205", &info), 1);
   EXPECT_EQ(info.code, 19);
   EXPECT_STREQ(info.info, "Base reflectivity (Dbz)");
   EXPECT_STREQ(info.misc, "Md=pr Rng=124(0.5) El=0.5");
@@ -131,18 +129,15 @@ TEST(NidsHeader, LabelTexts) {
       {"KLOT_SDUS53_TZLORD_201501150003", "Md=pr Rng=224(0.2) Mx=56"},
   };
   for (const Case& c : cases) {
-    FilePtr f(std::fopen(data_path(c.file).c_str(), "rb"));
-    ASSERT_TRUE(f) << c.file;
     NIDS_info info;
-    ASSERT_EQ(NIDS_get_header(f.get(), &info), 1) << c.file;
+    ASSERT_EQ(header_of(c.file, &info), 1) << c.file;
     EXPECT_STREQ(info.misc, c.label) << c.file;
   }
 }
 
 TEST(NidsHeader, BzipSymbologyAndSiteDomain) {
-  FilePtr f(std::fopen(data_path("KBMX_SDUS54_N0QBMX_201501020205").c_str(), "rb"));
   NIDS_info info;
-  ASSERT_EQ(NIDS_get_header(f.get(), &info), 1);
+  ASSERT_EQ(header_of("KBMX_SDUS54_N0QBMX_201501020205", &info), 1);
   EXPECT_EQ(info.code, 94);
   EXPECT_EQ(info.type, NIDS_PKT_DIGITAL_RADIAL);
   EXPECT_FLOAT_EQ(info.thres[0], -32.0f);
@@ -155,9 +150,8 @@ TEST(NidsHeader, BzipSymbologyAndSiteDomain) {
 }
 
 TEST(NidsHeader, PrecipitationArrayUsesPolarGrid) {
-  FilePtr f(std::fopen(data_path("KBMX_SDUS54_DPABMX_201501020205").c_str(), "rb"));
   NIDS_info info;
-  ASSERT_EQ(NIDS_get_header(f.get(), &info), 1);
+  ASSERT_EQ(header_of("KBMX_SDUS54_DPABMX_201501020205", &info), 1);
   EXPECT_EQ(info.code, 81);
   EXPECT_EQ(info.type, NIDS_PKT_PRECIP_ARRAY);
   EXPECT_EQ(info.nx, 131);
@@ -168,9 +162,8 @@ TEST(NidsHeader, PrecipitationArrayUsesPolarGrid) {
 }
 
 TEST(NidsHeader, WindProfileIsAGraph) {
-  FilePtr f(std::fopen(data_path("KBMX_SDUS34_NVWBMX_201501020205").c_str(), "rb"));
   NIDS_info info;
-  ASSERT_EQ(NIDS_get_header(f.get(), &info), 1);
+  ASSERT_EQ(header_of("KBMX_SDUS34_NVWBMX_201501020205", &info), 1);
   EXPECT_EQ(info.code, 48);
   EXPECT_EQ(info.domain.proj, 99);
   EXPECT_FLOAT_EQ(info.domain.dx, 511.0f);

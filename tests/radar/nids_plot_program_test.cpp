@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "../gks/print_test_util.h"
 #include "nids_test_util.h"
 #include "zor/nids.h"
@@ -23,45 +24,25 @@ using namespace nids_test;
 
 namespace {
 
-struct ProgramRun {
-  int status = -1;
-  std::string out, err;
-};
+using zor::test::ProgramRun;
 
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
-// A fresh working directory per test, removed at the end.
+// A fresh working folder per test, removed at the end.
 class NidsProgramTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("nids_plot_program_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
   // Runs the program in batch mode with no resource files and no display.
-  ProgramRun radar(const std::string& args) {
-    const std::string cmd = "cd '" + dir_.string() + "' && env -u DISPLAY zordefault='" + (dir_ / "none").string() +
-                            "' '" + ZOR_RADAR_BINARY + "' -ba -inp nids " + args + " </dev/null >out.txt 2>err.txt";
-    ProgramRun r;
-    const int rc = std::system(cmd.c_str());
-    r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-    r.out = slurp(dir_ / "out.txt");
-    r.err = slurp(dir_ / "err.txt");
-    return r;
+  ProgramRun radar(const std::string& args) { return zor::test::run_radar(dir_, "", "-ba -inp nids " + args); }
+
+  // The product linked into the working folder: the program reads a '-' in
+  // a file's path as the start of extension text, and the checkout's path
+  // may hold one.
+  std::string product(const char* name) const {
+    const fs::path link = dir_ / name;
+    if (!fs::exists(link)) fs::create_symlink(data_path(name), link);
+    return "@" + link.string();
   }
 
-  static std::string product(const char* name) { return "@" + data_path(name); }
-
-  fs::path dir_;
+  zor::test::TempDir tmp_{"nids_plot_program"};
+  const fs::path& dir_ = tmp_.path();
 };
 
 std::uint32_t rgb(const zor::test::Raster& r, int x, int y) {

@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "../common/capture.h"
+#include "../common/files.h"
 #include "../common/batch_plot.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -273,38 +275,14 @@ bool near(std::uint32_t a, std::uint32_t b) {
   return true;
 }
 
+using zor::test::Capture;
+using zor::test::rgb_of;
+
 std::uint32_t rgb_of_index(int ind) {
   int r = 0, g = 0, b = 0;
   gget_color_rgb256(ind, &r, &g, &b);
   return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
 }
-
-std::uint32_t rgb_of(const char* name) {
-  float r = 0, g = 0, b = 0;
-  CLR_get_rgb(CLR_get_ind(name), &r, &g, &b);
-  auto c = [](float v) { return static_cast<std::uint32_t>(v * 255.0f + 0.5f); };
-  return c(r) << 16 | c(g) << 8 | c(b);
-}
-
-struct Capture {
-  IMG_report img;
-  Capture() = default;
-  Capture(const Capture&) = delete;
-  Capture& operator=(const Capture&) = delete;
-  ~Capture() { std::free(img.data); }
-  std::uint32_t pixel(int x, int y) const {
-    const unsigned char* p = img.data + static_cast<std::ptrdiff_t>(y) * img.bytes_line + 4 * x;
-    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
-  }
-  bool same_as(const Capture& o) const {
-    if (img.width != o.img.width || img.height != o.img.height) return false;
-    for (int y = 0; y < img.height; ++y)
-      for (int x = 0; x < img.width; ++x)
-        if (pixel(x, y) != o.pixel(x, y)) return false;
-    return true;
-  }
-};
 
 // One radial of a decoded product: its angles and one value per bin.
 struct Radial {
@@ -706,7 +684,7 @@ TEST_F(NidsFrameTest, OtherProjectionReprojectsEveryBin) {
 }
 
 std::string write_temp(const Bytes& b, const std::string& name) {
-  const std::string path = std::string(ZOR_TEST_BINARY_DIR) + "/" + name;
+  const std::string path = zor::test::scratch(name);
   FilePtr f(std::fopen(path.c_str(), "wb"));
   std::fwrite(b.data(), 1, b.size(), f.get());
   return path;
@@ -919,7 +897,7 @@ TEST_F(NidsFrameTest, OneFillAreaPerColourRun) {
 
 TEST_F(NidsFrameTest, RefreshPlotsTheNewestFileOnce) {
   namespace fs = std::filesystem;
-  const fs::path dir = fs::path(ZOR_TEST_BINARY_DIR) / "nids_refresh";
+  const fs::path dir = zor::test::scratch("nids_refresh");
   fs::create_directories(dir);
   fs::copy_file(data_path("KBMX_SDUS54_N0RBMX_201501020205"), dir / "201501020205.nids",
                 fs::copy_options::overwrite_existing);

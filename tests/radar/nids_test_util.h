@@ -132,6 +132,13 @@ inline Listing dump_file(const std::string& name) {
   return dump(f.get());
 }
 
+// Reads the header of a real product; NIDS_get_header's status, 0 when
+// the file cannot be opened.
+inline int header_of(const std::string& name, NIDS_info* info) {
+  FilePtr f(std::fopen(data_path(name).c_str(), "rb"));
+  return f ? NIDS_get_header(f.get(), info) : 0;
+}
+
 // Big-endian product builder for hand-made inputs.
 struct Builder {
   Bytes b;

@@ -31,6 +31,8 @@
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
 
+#include "../common/x_client.h"
+
 namespace fs = std::filesystem;
 using nids_test::data_path;
 
@@ -258,11 +260,8 @@ class NidsWindowTest : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_NE(zor::test::shared_xvfb(), nullptr);
-    dir_ = fs::temp_directory_path() / ("nids_window_" + std::to_string(getpid()) + "_" +
-                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-    dpy_ = XOpenDisplay(nullptr);
+    x_ = std::make_unique<zor::test::XClient>();
+    dpy_ = x_->dpy();
     ASSERT_NE(dpy_, nullptr);
   }
   void TearDown() override {
@@ -278,9 +277,17 @@ class NidsWindowTest : public ::testing::Test {
     radar_.reset();
     if (dpy_ != nullptr) {
       poll_until([this] { return find_window() == 0; }, 5.0);
-      XCloseDisplay(dpy_);
+      x_.reset();
     }
-    fs::remove_all(dir_);
+  }
+
+  // The product linked into the working folder: the program reads a '-' in
+  // a file's path as the start of extension text, and the checkout's path
+  // may hold one.
+  std::string product(const char* name) const {
+    const fs::path link = dir_ / name;
+    if (!fs::exists(link)) fs::create_symlink(data_path(name), link);
+    return "@" + link.string();
   }
 
   // The batch plot of the same files, as PNG images named by frame.
@@ -370,13 +377,12 @@ class NidsWindowTest : public ::testing::Test {
     return p;
   }
 
-  std::string title() {
-    char* name = nullptr;
-    XFetchName(dpy_, win_, &name);
-    std::string s = name != nullptr ? name : "";
-    if (name != nullptr) XFree(name);
-    return s;
+  // The events and title go through a second client aimed at the window.
+  zor::test::XClient& x() {
+    x_->set_window(win_);
+    return *x_;
   }
+  std::string title() { return x().window_name(); }
   // The frame number the window title shows ("[n]" at its end), -1 none.
   int title_frame() {
     const std::string t = title();
@@ -385,35 +391,9 @@ class NidsWindowTest : public ::testing::Test {
     return std::atoi(t.c_str() + open + 1);
   }
 
-  XEvent event(int type, int x, int y, unsigned state) {
-    XEvent ev{};
-    ev.xkey.type = type;
-    ev.xkey.display = dpy_;
-    ev.xkey.window = win_;
-    ev.xkey.root = DefaultRootWindow(dpy_);
-    ev.xkey.same_screen = True;
-    ev.xkey.x = x, ev.xkey.y = y;
-    ev.xkey.state = state;
-    return ev;
-  }
-  void send(XEvent& ev, long mask) {
-    XSendEvent(dpy_, win_, True, mask, &ev);
-    XSync(dpy_, False);
-  }
-  void key(KeySym sym, unsigned state = 0) {
-    XEvent ev = event(KeyPress, 10, 10, state);
-    ev.xkey.keycode = XKeysymToKeycode(dpy_, sym);
-    send(ev, KeyPressMask);
-  }
-  void button(bool press, unsigned b, int x, int y, unsigned state = 0) {
-    XEvent ev = event(press ? ButtonPress : ButtonRelease, x, y, state);
-    ev.xbutton.button = b;
-    send(ev, press ? ButtonPressMask : ButtonReleaseMask);
-  }
-  void motion(int x, int y) {
-    XEvent ev = event(MotionNotify, x, y, Button1Mask | ShiftMask);
-    send(ev, ButtonMotionMask);
-  }
+  void key(KeySym sym, unsigned state = 0) { x().key(sym, state); }
+  void button(bool press, unsigned b, int x, int y, unsigned state = 0) { this->x().button(press, b, x, y, state); }
+  void motion(int x, int y) { this->x().motion(x, y, Button1Mask | ShiftMask); }
   void pointer(int x, int y) {
     XWarpPointer(dpy_, 0, win_, 0, 0, 0, 0, x, y);
     XSync(dpy_, False);
@@ -464,7 +444,9 @@ class NidsWindowTest : public ::testing::Test {
     });
   }
 
-  fs::path dir_;
+  zor::test::TempDir tmp_{"nids_window"};
+  const fs::path& dir_ = tmp_.path();
+  std::unique_ptr<zor::test::XClient> x_;
   Display* dpy_ = nullptr;
   Window win_ = 0;
   std::unique_ptr<Radar> radar_;
@@ -472,7 +454,7 @@ class NidsWindowTest : public ::testing::Test {
 };
 
 TEST_F(NidsWindowTest, WindowShowsTheBatchPictureAndReadsOutThePointer) {
-  const std::vector<std::string> files{"-pp", "site", "@" + data_path(kN0Q)};
+  const std::vector<std::string> files{"-pp", "site", product(kN0Q)};
   const std::vector<Picture> ref = batch(files, 1);
   ASSERT_EQ(ref.size(), 1u);
   ASSERT_NO_FATAL_FAILURE(start(files));
@@ -537,7 +519,7 @@ TEST_F(NidsWindowTest, WindowShowsTheBatchPictureAndReadsOutThePointer) {
 }
 
 TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
-  ASSERT_NO_FATAL_FAILURE(start({"-pp", "site", "@" + data_path(kN0Q)}));
+  ASSERT_NO_FATAL_FAILURE(start({"-pp", "site", product(kN0Q)}));
   const Picture before = capture();
   const Box b = frame_of(before);
   ASSERT_TRUE(b.found());
@@ -617,7 +599,7 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
 }
 
 TEST_F(NidsWindowTest, ResizedWindowIsDrawnAgainAtItsNewSize) {
-  const std::vector<std::string> files{"-pp", "site", "@" + data_path(kN0Q)};
+  const std::vector<std::string> files{"-pp", "site", product(kN0Q)};
   // What a window opened at the new size shows.
   std::vector<std::string> sized{"-ge", "800x480"};
   sized.insert(sized.end(), files.begin(), files.end());
@@ -655,7 +637,7 @@ TEST_F(NidsWindowTest, ResizedWindowIsDrawnAgainAtItsNewSize) {
 }
 
 TEST_F(NidsWindowTest, SeveralFilesLoopAndStepWithKeysAndButtons) {
-  const std::vector<std::string> files{"@" + data_path(kN0R), "@" + data_path(kN0Q)};
+  const std::vector<std::string> files{product(kN0R), product(kN0Q)};
   const std::vector<Picture> frames = batch(files, 2);
   ASSERT_EQ(frames.size(), 2u);
   ASSERT_NE(frames[0], frames[1]);
@@ -715,7 +697,7 @@ TEST_F(NidsWindowTest, SeveralFilesLoopAndStepWithKeysAndButtons) {
 }
 
 TEST_F(NidsWindowTest, ZoomAndResizeRedrawEveryFrameOfTheLoop) {
-  ASSERT_NO_FATAL_FAILURE(start({"-pp", "site", "@" + data_path(kN0R), "@" + data_path(kN0Q)}));
+  ASSERT_NO_FATAL_FAILURE(start({"-pp", "site", product(kN0R), product(kN0Q)}));
   const std::vector<std::uint32_t> table = fill_colours();
   std::vector<Picture> plain;
   ASSERT_TRUE(every_frame(2, [](int, const Picture& p) { return frame_of(p).found(); }, &plain));
