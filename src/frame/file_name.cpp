@@ -831,8 +831,13 @@ int FILE_set_file(const char* file_in, char* out_file, std::size_t size) {
       if (spec.year >= 0) s.set = spec;
       name.erase(hash);
     }
-  } else if (s.file_type == 1 && name.size() > 3) {
-    std::size_t cut = name.find_first_of("#-+:", 3);
+  } else if (s.file_type == 1 && name.size() > 3 && name[0] != '@') {
+    // Extra product information follows the name, never a folder of its
+    // path; a literal "@" name is taken whole (real-time chunk names and
+    // folders hold dashes).
+    const std::size_t slash = name.rfind('/');
+    const std::size_t from = slash == std::string::npos ? 3 : std::max<std::size_t>(3, slash + 1);
+    std::size_t cut = name.find_first_of("#-+:", from);
     if (cut != std::string::npos) {
       s.ext_info = name.substr(cut, 39);
       name.erase(cut);

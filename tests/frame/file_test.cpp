@@ -320,6 +320,11 @@ TEST_F(FileTest, TypedNamesReadBackIntoDates) {
   FILE_set_file("KOKX_SDUS61_NMLOKX_201108280702#2", out);
   EXPECT_STREQ(FILE_get_ext_info(), "#2");
   EXPECT_EQ(std::string(out), at("201108280702"));
+  // Dashes of folders and of literal names are part of the name.
+  FILE_set_file("/data/wt-1/KOKX_SDUS61_NMLOKX_201108280702#2", out);
+  EXPECT_STREQ(FILE_get_ext_info(), "#2");
+  FILE_set_file("@/data/wt-1/KLOT-001-S", out);
+  EXPECT_EQ(std::string(out), "/data/wt-1/KLOT-001-S");
 }
 
 TEST_F(FileTest, SeriesOverSeveralHours) {
