@@ -507,7 +507,10 @@ int RAD_draw_bar() {
   Bar b;
   b.x_lab = 9.5f * h * expan;
   b.y_lab = 0.75f * h;
-  b.x0 = view.x_min + b.x_lab;
+  // A quarter label height in from the view's edge, so that the first
+  // letter is not cut where the view starts at the page's edge.
+  const float left = view.x_min + 0.25f * b.y_lab;
+  b.x0 = left + b.x_lab;
   b.y0 = view.y_min - h;
   b.y1 = view.y_min;
   text.height = 0.75f * h;
@@ -515,7 +518,7 @@ int RAD_draw_bar() {
   gset_char_ht(0.75f * h);
   GPH_text_align(GLEFT_HOR, GBASE_VERT);
   const float base = b.y0 + 0.2f * h;
-  GPH_printf(view.x_min, base, "Intensities (Dbz):");
+  GPH_printf(left, base, "Intensities (Dbz):");
   static constexpr const char* kLabels[] = {"20", "30", "40", "45", "50", "55"};
   for (int i = 0; i < 6; ++i) {
     const float lx = b.x0 + static_cast<float>(i) * 4.0f * b.y_lab;
