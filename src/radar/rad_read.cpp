@@ -27,6 +27,8 @@ constexpr int kMaxOpen = 8;
 // The netCDF summary: the MDR grid of 120 x 90 boxes.
 constexpr int kNcNx = 120;
 constexpr int kNcNy = 90;
+// Row and column numbers beyond this are as good as infinitely far.
+constexpr long kFar = 1000000;
 
 bool starts(std::string_view s, std::string_view p) { return s.substr(0, p.size()) == p; }
 
@@ -170,10 +172,11 @@ int text_info(OpenFile& f, RAD_info* info) {
         section = kNone;
       } else if (starts(line, "+")) {
         if (mdr_grid == 0) {
-          int r = 0, c = 0;
-          if (std::sscanf(line.c_str() + 1, "%d %d", &r, &c) == 2) {
-            row = r + 1;
-            start = c;
+          long r = 0, c = 0;
+          if (std::sscanf(line.c_str() + 1, "%ld %ld", &r, &c) == 2) {
+            // Far-off numbers stay far off the grid without overflowing.
+            row = static_cast<int>(std::clamp(r, -kFar, kFar)) + 1;
+            start = static_cast<int>(std::clamp(c, -kFar, kFar));
             mdr_grid = 1;
           } else {
             MESS_print(M_WARN, "RAD_getinfo: %s: grid start line without row and column: %s\n", f.name.c_str(),
@@ -193,7 +196,7 @@ int text_info(OpenFile& f, RAD_info* info) {
         f.table_pos = starts(line, "**") ? pos : std::ftell(f.fp);
         done = true;
       } else if (starts(line, "+")) {
-        row = std::clamp(std::atoi(line.c_str() + 1), 0, RAD_NY - 1);
+        row = static_cast<int>(std::clamp(std::strtol(line.c_str() + 1, nullptr, 10), 0L, long{RAD_NY - 1}));
         col = 0;
         rcm_row = true;
       } else if (rcm_row) {

@@ -25,6 +25,7 @@
 #include "zor/cont.h"
 #include "zor/cty.h"
 #include "zor/dom.h"
+#include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/img.h"
@@ -275,6 +276,28 @@ TEST_F(RadFrame, IntensityBarBoxesAndFlashing) {
   EXPECT_EQ(RAD_flash_levels(other, x3, yb), 0);
   EXPECT_EQ(RAD_flash_levels(flash, x3, yW_trans(b.y1 + 0.05f, 1, 2)), 0);
   EXPECT_EQ(RAD_flash_levels(flash, x3, yb), 3);
+}
+
+TEST_F(RadFrame, RefreshDrawsTheNewestFileOnce) {
+  const fs::path dir = fs::path(ZOR_TEST_BINARY_DIR) / ("rad_refresh_" + std::to_string(::getpid()));
+  fs::create_directories(dir);
+  fs::copy_file(cvt_path("line_mdr.txt"), dir / "199505122335.cvt", fs::copy_options::overwrite_existing);
+  setenv("zorcurtime", "199505130000", 1);
+  const std::string conv = "@" + dir.string() + "/%Y%m%d%h%n.cvt";
+  ASSERT_EQ(FILE_set_name(conv.c_str()), 1);
+  Capture cap;
+  plot(cvt_path("nodate.txt"), cap);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(RAD_plot_nextfile(), 0);
+  EXPECT_EQ(RAD_plot_nextfile(), 0);  // no newer file: nothing drawn
+  const std::string out = testing::internal::GetCapturedStdout();
+  unsetenv("zorcurtime");
+  zor::file::reset();
+  fs::remove_all(dir);
+  std::size_t n = 0;
+  for (std::size_t at = out.find("Date: "); at != std::string::npos; at = out.find("Date: ", at + 1)) ++n;
+  EXPECT_EQ(n, 1u) << out;
+  EXPECT_STREQ(zor::rad::info().datim, "2335Z 12 MAY 95");
 }
 
 // ---- The radar program -------------------------------------------------------

@@ -104,6 +104,15 @@ TEST_F(RadRead, RcmTextRowsContinueAndClamp) {
   EXPECT_EQ(f.at(479, 359), 1);  // 485 characters end on the last column
   EXPECT_EQ(f.at(0, 0), 6);  // "+-3" is row 0
 
+  // Row and column numbers far beyond the grid: nothing written, no overflow.
+  const Open far(cvt_path("far.txt"));
+  ASSERT_EQ(far.got, 0);
+  EXPECT_EQ(far.at(0, 359), 1);
+  int set = 0;
+  for (int c = 0; c < RAD_NX; ++c)
+    for (int r = 0; r < RAD_NY; ++r) set += far.at(c, r) >= 0;
+  EXPECT_EQ(set, 1);
+
   const Open n(cvt_path("nodate.txt"));
   ASSERT_EQ(n.got, 0);
   EXPECT_STREQ(n.info->datim, "");
