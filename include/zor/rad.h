@@ -121,7 +121,7 @@ void RAD_callback(int type, char* str, float x, float y);
 namespace zor::rad {
 // Plot parameters (RAD_plot_param).
 struct Params {
-  float plt_dist = 0.0f;  // range rings, nautical miles (0: none)
+  float plt_dist = 0.0f;  // range rings, nautical miles (drawn from 10 on)
   int plt_site = 0;
   int plt_status = 1;
   int num_plt = RCM_MAX_STORM;  // entries of an RCM report plotted

@@ -86,7 +86,7 @@ constexpr ParamWord kParamWords[] = {
     {[](std::string_view w) { return ieq(w, "site"); }, [](Params& p, std::string_view) { p.plt_site = 1; }},
     {[](std::string_view w) { return ieq(w, "dist"); }, [](Params& p, std::string_view) { p.plt_dist = 100.0f; }},
     {[](std::string_view w) { return w.size() > 5 && iprefix(w, "dist"); },
-     [](Params& p, std::string_view w) { p.plt_dist = std::max(number_after(w, 4), 10.0f); }},
+     [](Params& p, std::string_view w) { p.plt_dist = number_after(w, 4); }},
     {[](std::string_view w) { return ieq(w, "nodist"); }, [](Params& p, std::string_view) { p.plt_dist = 0.0f; }},
     {[](std::string_view w) { return ieq(w, "nostatus"); }, [](Params& p, std::string_view) { p.plt_status = 0; }},
     {[](std::string_view w) { return w.size() > 7 && iprefix(w, "numplt"); },

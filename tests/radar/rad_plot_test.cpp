@@ -300,6 +300,49 @@ TEST_F(RadFrame, RefreshDrawsTheNewestFileOnce) {
   EXPECT_STREQ(zor::rad::info().datim, "2335Z 12 MAY 95");
 }
 
+TEST_F(RadFrame, PlotParametersAndTheVariableMenu) {
+  struct Case {
+    const char* words;
+    zor::rad::Params want;
+  };
+  const Case cases[] = {
+      {"", {}},
+      {"site,dist", {.plt_dist = 100.0f, .plt_site = 1}},
+      {"DIST=60,nostatus", {.plt_dist = 60.0f, .plt_status = 0}},
+      {"dist=5", {.plt_dist = 5.0f}},  // kept, but too small to draw
+      {"dist,nodist,noclar,refresh", {.noclar = 1, .refresh = 1}},
+      {"numplt=3", {.num_plt = 3}},
+  };
+  for (const Case& c : cases) {
+    RES_put("plot_param", c.words);
+    RAD_plot_param();
+    const zor::rad::Params p = zor::rad::params();
+    EXPECT_EQ(p.plt_dist, c.want.plt_dist) << c.words;
+    EXPECT_EQ(p.plt_site, c.want.plt_site) << c.words;
+    EXPECT_EQ(p.plt_status, c.want.plt_status) << c.words;
+    EXPECT_EQ(p.num_plt, c.want.num_plt) << c.words;
+    EXPECT_EQ(p.noclar, c.want.noclar) << c.words;
+    EXPECT_EQ(p.refresh, c.want.refresh) << c.words;
+  }
+  RES_put("plot_param", "nobar");
+  RAD_plot_param();
+  EXPECT_EQ(CONT_get_bar(), -2);
+
+  // A `variable` resource is taken once; in batch without one the menu
+  // gives one plot of the summary alone.
+  RES_put("variable", "city,pr_amv");
+  RAD_set_prompt_variable(1);
+  EXPECT_EQ(RAD_prompt_variable(), 1);
+  EXPECT_EQ(VAR_get_num(), 2);
+  EXPECT_EQ(VAR_get_vars()[1].type, RAW_VBARB);
+  EXPECT_EQ(RAD_prompt_variable(), 0);
+  RES_put("variable", "");
+  RAD_set_prompt_variable(1);
+  EXPECT_NE(RAD_prompt_variable(), 0);
+  EXPECT_EQ(VAR_get_num(), 0);
+  EXPECT_EQ(RAD_prompt_variable(), 0);
+}
+
 // ---- The radar program -------------------------------------------------------
 
 struct ProgramRun {
