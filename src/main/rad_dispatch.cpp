@@ -12,6 +12,7 @@
 #include "zor/mess.h"
 #include "zor/mosaic.h"
 #include "zor/nids.h"
+#include "zor/rad.h"
 #include "zor/res.h"
 #include "zor/text.h"
 #include "zor/types.h"
@@ -158,7 +159,14 @@ const InputType kInputTypes[] = {
        for_each_region(d, KAVRAD_plot);
      }},
     {RAD_IN_RCM, "RCM", "Enter the RCM filename: ", false, nullptr},
-    {RAD_IN_CONVERTED, "converted radar report", "Enter the radar filename: ", false, nullptr},
+    {RAD_IN_CONVERTED, "converted radar report", "Enter the radar filename: ", false,
+     [](Domain& d) {
+       RAD_set_date(nullptr);
+       while (DOM_prompt_region(&d, 1) >= 1) {
+         RAD_set_prompt_variable(1);
+         while (RAD_prompt_variable()) RAD_plot(&d);
+       }
+     }},
 };
 
 }  // namespace

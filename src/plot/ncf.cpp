@@ -1,0 +1,125 @@
+// netCDF helpers: open files, dimensions and whole variables by name.
+#include "zor/ncf.h"
+
+#include <netcdf.h>
+
+namespace zor::ncf {
+
+File::File(const char* path) {
+  int id = -1;
+  if (path != nullptr && nc_open(path, NC_NOWRITE, &id) == NC_NOERR) id_ = id;
+}
+
+File::~File() {
+  if (id_ >= 0) nc_close(id_);
+}
+
+File& File::operator=(File&& o) noexcept {
+  if (this != &o) {
+    if (id_ >= 0) nc_close(id_);
+    id_ = o.id_;
+    o.id_ = -1;
+  }
+  return *this;
+}
+
+long File::dim(const char* name) const {
+  int d = -1;
+  std::size_t len = 0;
+  if (id_ < 0 || nc_inq_dimid(id_, name, &d) != NC_NOERR) return -1;
+  if (nc_inq_dimlen(id_, d, &len) != NC_NOERR) return -1;
+  return static_cast<long>(len);
+}
+
+bool File::has_var(const char* name) const {
+  int v = -1;
+  return id_ >= 0 && nc_inq_varid(id_, name, &v) == NC_NOERR;
+}
+
+std::vector<std::string> File::var_dims(const char* name) const {
+  std::vector<std::string> out;
+  int v = -1, nd = 0;
+  if (id_ < 0 || nc_inq_varid(id_, name, &v) != NC_NOERR) return out;
+  if (nc_inq_varndims(id_, v, &nd) != NC_NOERR || nd > NC_MAX_VAR_DIMS) return out;
+  int dims[NC_MAX_VAR_DIMS];
+  if (nc_inq_vardimid(id_, v, dims) != NC_NOERR) return out;
+  for (int i = 0; i < nd; ++i) {
+    char dn[NC_MAX_NAME + 1] = {};
+    if (nc_inq_dimname(id_, dims[i], dn) != NC_NOERR) return {};
+    out.emplace_back(dn);
+  }
+  return out;
+}
+
+long File::var_size(const char* name) const {
+  int v = -1, nd = 0;
+  if (id_ < 0 || nc_inq_varid(id_, name, &v) != NC_NOERR) return -1;
+  if (nc_inq_varndims(id_, v, &nd) != NC_NOERR || nd > NC_MAX_VAR_DIMS) return -1;
+  int dims[NC_MAX_VAR_DIMS];
+  if (nc_inq_vardimid(id_, v, dims) != NC_NOERR) return -1;
+  long n = 1;
+  for (int i = 0; i < nd; ++i) {
+    std::size_t len = 0;
+    if (nc_inq_dimlen(id_, dims[i], &len) != NC_NOERR) return -1;
+    n *= static_cast<long>(len);
+  }
+  return n;
+}
+
+namespace {
+
+// Reads variable `name` into `out` with `get` (one of the nc_get_var_*).
+template <typename T, typename Get>
+bool read_as(const File& f, const char* name, std::vector<T>& out, Get get) {
+  out.clear();
+  const long n = f.var_size(name);
+  int v = -1;
+  if (n < 0 || nc_inq_varid(f.id(), name, &v) != NC_NOERR) return false;
+  out.resize(static_cast<std::size_t>(n));
+  if (n == 0) return true;
+  if (get(f.id(), v, out.data()) != NC_NOERR) {
+    out.clear();
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool File::read(const char* name, std::vector<float>& out) const { return read_as(*this, name, out, nc_get_var_float); }
+bool File::read(const char* name, std::vector<int>& out) const { return read_as(*this, name, out, nc_get_var_int); }
+bool File::read(const char* name, std::vector<signed char>& out) const {
+  return read_as(*this, name, out, nc_get_var_schar);
+}
+bool File::read(const char* name, std::vector<char>& out) const { return read_as(*this, name, out, nc_get_var_text); }
+
+std::string File::text_att(const char* var, const char* name) const {
+  int v = NC_GLOBAL;
+  if (id_ < 0 || (var != nullptr && nc_inq_varid(id_, var, &v) != NC_NOERR)) return {};
+  nc_type type = NC_NAT;
+  std::size_t len = 0;
+  if (nc_inq_att(id_, v, name, &type, &len) != NC_NOERR || type != NC_CHAR) return {};
+  std::string s(len, '\0');
+  if (len > 0 && nc_get_att_text(id_, v, name, s.data()) != NC_NOERR) return {};
+  while (!s.empty() && s.back() == '\0') s.pop_back();
+  return s;
+}
+
+double File::num_att(const char* var, const char* name, double def) const {
+  int v = NC_GLOBAL;
+  if (id_ < 0 || (var != nullptr && nc_inq_varid(id_, var, &v) != NC_NOERR)) return def;
+  std::size_t len = 0;
+  nc_type type = NC_NAT;
+  if (nc_inq_att(id_, v, name, &type, &len) != NC_NOERR || len < 1 || type == NC_CHAR) return def;
+  std::vector<double> vals(len);
+  if (nc_get_att_double(id_, v, name, vals.data()) != NC_NOERR) return def;
+  return vals[0];
+}
+
+int has_dim(const char* path, const char* name) {
+  File f(path);
+  if (!f.is_open()) return -1;
+  return f.dim(name) >= 0 ? 1 : 0;
+}
+
+}  // namespace zor::ncf

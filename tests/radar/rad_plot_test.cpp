@@ -1,0 +1,424 @@
+// Converted radar report plots: frames drawn on the in-memory raster whose
+// pixels are checked where the files put the summary cells, the stations
+// and the intensity bar, and runs of the radar program on good and bad
+// files of every kind.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "../common/batch_plot.h"
+#include "../gks/print_test_util.h"
+#include "cvt_test_util.h"
+#include "device.h"
+#include "gks_kernel.h"
+#include "zor/clr.h"
+#include "zor/cont.h"
+#include "zor/cty.h"
+#include "zor/dom.h"
+#include "zor/file.h"
+#include "zor/flag.h"
+#include "zor/gks.h"
+#include "zor/img.h"
+#include "zor/map.h"
+#include "zor/map_draw.h"
+#include "zor/plt.h"
+#include "zor/rad.h"
+#include "zor/raw.h"
+#include "zor/res.h"
+#include "zor/var.h"
+
+using namespace cvt_test;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::uint32_t rgb_of_index(int ind) {
+  int r = 0, g = 0, b = 0;
+  gget_color_rgb256(ind, &r, &g, &b);
+  return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
+}
+
+bool near(std::uint32_t a, std::uint32_t b) {
+  for (int shift : {0, 8, 16})
+    if (std::abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF)) > 2) return false;
+  return true;
+}
+
+struct Capture {
+  IMG_report img;
+  Capture() = default;
+  Capture(const Capture&) = delete;
+  Capture& operator=(const Capture&) = delete;
+  ~Capture() { std::free(img.data); }
+  std::uint32_t pixel(int x, int y) const {
+    const unsigned char* p = img.data + static_cast<std::ptrdiff_t>(y) * img.bytes_line + 4 * x;
+    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
+            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
+  }
+};
+
+// Southern Plains on the summary grids' own projection: every MDR box is
+// tens of pixels wide.
+Domain plains() {
+  Domain d;
+  DOM_init(&d);
+  d.proj = DOM_PSTEREO;
+  d.plat = 90.0f;
+  d.plon = -105.0f;
+  d.clat = 35.5f;
+  d.clon = -98.0f;
+  d.nx = 61;
+  d.ny = 41;
+  d.dx = d.dy = 0.1f;
+  return d;
+}
+
+Domain summary_grid(int type) {
+  Domain d = plains();
+  d.clat = type == RAD_SUM_MDR ? 40.027382f : 39.711208f;
+  d.clon = type == RAD_SUM_MDR ? -96.106903f : -97.094521f;
+  d.nx = type == RAD_SUM_MDR ? 120 : 449;
+  d.ny = type == RAD_SUM_MDR ? 90 : 353;
+  d.dx = d.dy = type == RAD_SUM_MDR ? 0.47596f : 0.11899f;
+  return d;
+}
+
+class RadFrame : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* r : {"plot_param", "label", "color_text", "color_fill", "variable", "con_base", "con_interval"})
+      RES_put(r, "");
+    zor::map::reset();
+    zor::map_draw::reset();
+    zor::var::reset();
+    zor::raw::reset();
+    zor::cty::reset();
+    zor::rad::reset();
+    batch_.emplace();
+    // Only the summary unless a test asks for more; no frame around the plot.
+    FLAG_setplot(8, 0);
+    FLAG_setplot(7, 0);
+    FLAG_setplot(11, 0);
+  }
+  void TearDown() override {
+    batch_.reset();
+    zor::rad::reset();
+    zor::cty::reset();
+    FLAG_set(11, ZOR_MISSING);
+    for (const char* r : {"plot_param", "variable"}) RES_put(r, "");
+  }
+
+  // One frame of `file` on the plains, captured; the map transformation
+  // stays selected.
+  void plot(const std::string& file, Capture& cap) {
+    dom_ = plains();
+    RAD_plot_param();
+    if (const char* v = RES_get("variable"); v && *v) VAR_setup("rad.var", v);
+    ASSERT_EQ(PLT_open(DOM_aspect(&dom_)), 0);
+    MAP_setup(&dom_);
+    CTY_store("rad.cty", 2, &dom_, ZOR_MISSING);
+    std::string name = file;
+    ASSERT_EQ(RAD_open_file(name.data()), 1);
+    RAD_plot_frame();
+    RAD_close_file();
+    GPH_trans(2);
+    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+  }
+
+  bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
+    Glim win;
+    GPH_get_win(2, &win);
+    if (x < win.x_min || x > win.x_max || y < win.y_min || y > win.y_max) return false;
+    *px = static_cast<int>(std::floor(xW_p(x)));
+    *py = static_cast<int>(std::floor(yW_p(y)));
+    return *px >= 3 && *py >= 3 && *px < cap.img.width - 3 && *py < cap.img.height - 3;
+  }
+
+  // Plot position of the centre of box (i, j) of the file's summary grid.
+  Gpt box_centre(int type, int i, int j) const {
+    Domain g = summary_grid(type);
+    MAP_domain(&g);
+    Gpt p;
+    MAP_grid_tran(static_cast<float>(i), static_cast<float>(j), &p.x, &p.y);
+    MAP_domain(&dom_);
+    return p;
+  }
+
+  Domain dom_;
+  std::optional<zor::test::BatchPlot> batch_;
+};
+
+TEST_F(RadFrame, SummaryBoxesTakeTheColoursOfTheirLevels) {
+  for (const char* file : {"line_mdr.txt", "line_rcm.txt"}) {
+    Capture cap;
+    plot(cvt_path(file), cap);
+    const RAD_info& info = zor::rad::info();
+    const Domain g = summary_grid(info.type);
+    int checked = 0, coloured = 0, wrong = 0;
+    std::string first;
+    for (int j = 0; j < g.ny; ++j) {
+      for (int i = 0; i < g.nx; ++i) {
+        const Gpt p = box_centre(info.type, i, j);
+        int px = 0, py = 0;
+        if (!pixel_at(p.x, p.y, &px, &py, cap)) continue;
+        const int v = info.summary[i][j];
+        Gattribs a;
+        CONT_get_fill_attrib(v == 8 || v == 9 ? 1.0f : (v < 0 ? 0.0f : static_cast<float>(v)), &a);
+        const std::uint32_t want = rgb_of_index(a.color < 0 ? gget_back_color() : a.color);
+        ++checked;
+        coloured += a.color >= 0;
+        if (!near(cap.pixel(px, py), want)) {
+          if (wrong++ == 0) first = std::to_string(i) + "," + std::to_string(j);
+        }
+      }
+    }
+    EXPECT_GT(coloured, 40) << file;
+    EXPECT_GT(checked, coloured) << file;
+    EXPECT_EQ(wrong, 0) << file << ": first at box " << first;
+    batch_.reset();
+    zor::rad::reset();
+    batch_.emplace();
+    FLAG_setplot(8, 0);
+    FLAG_setplot(7, 0);
+    FLAG_setplot(11, 0);
+  }
+}
+
+TEST_F(RadFrame, PlotType51DrawsLinesBetweenTheBoxes) {
+  FLAG_set(11, 51);
+  Capture cap;
+  plot(cvt_path("line_mdr.txt"), cap);
+  EXPECT_EQ(FLAG_get(11), 51);  // restored after the summary
+  EXPECT_FLOAT_EQ(CONT_get_intrvl(), 2.0f);
+  const std::uint32_t back = rgb_of_index(gget_back_color());
+  const RAD_info& info = zor::rad::info();
+  int centres = 0, filled = 0;
+  for (int j = 0; j < 90; ++j) {
+    for (int i = 0; i < 120; ++i) {
+      int px = 0, py = 0;
+      const Gpt p = box_centre(RAD_SUM_MDR, i, j);
+      if (info.summary[i][j] < 5 || !pixel_at(p.x, p.y, &px, &py, cap)) continue;
+      ++centres;
+      filled += cap.pixel(px, py) != back;
+    }
+  }
+  EXPECT_GT(centres, 3);
+  EXPECT_EQ(filled, 0);
+  int lit = 0;
+  for (int y = 0; y < cap.img.height / 2; ++y)
+    for (int x = 0; x < cap.img.width; ++x) lit += cap.pixel(x, y) != back;
+  EXPECT_GT(lit, 100);
+}
+
+TEST_F(RadFrame, StationsAndTheirValuesWhereTheSitesAre) {
+  FLAG_setplot(7, 1);
+  FLAG_setplot(10, 0);
+  RES_put("variable", "city");
+  RES_put("plot_param", "site,dist=50");
+  Capture cap;
+  plot(cvt_path("line_mdr.txt"), cap);
+  const std::uint32_t back = rgb_of_index(gget_back_color());
+  float lat = 0, lon = 0;
+  ASSERT_TRUE(CTY_get_loc("rad.cty", "KTLX", &lat, &lon));
+  float x = 0, y = 0;
+  MAP_tran(lat, lon, &x, &y);
+  int px = 0, py = 0;
+  ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
+  int marker = 0, text = 0;
+  for (int j = -1; j <= 1; ++j)
+    for (int i = -1; i <= 1; ++i) marker += cap.pixel(px + i, py + j) != back;
+  for (int j = -25; j <= 0; ++j)
+    for (int i = -40; i <= 0; ++i) text += cap.pixel(px + i, py + j) != back;
+  EXPECT_GE(marker, 3);
+  EXPECT_GT(text, 20);  // "TLX" up and left of the site
+  // The ring 50 nautical miles out; nothing halfway.
+  MAP_offset(x, y, 180.0f, 50 * 1.852f, &x, &y);
+  ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
+  int ring = 0;
+  for (int j = -2; j <= 2; ++j)
+    for (int i = -2; i <= 2; ++i) ring += cap.pixel(px + i, py + j) != back;
+  EXPECT_GT(ring, 0);
+  MAP_tran(lat, lon, &x, &y);
+  MAP_offset(x, y, 135.0f, 25 * 1.852f, &x, &y);
+  ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
+  EXPECT_EQ(cap.pixel(px, py), back);
+}
+
+TEST_F(RadFrame, IntensityBarBoxesAndFlashing) {
+  Capture cap;
+  plot(cvt_path("line_mdr.txt"), cap);
+  const zor::rad::Bar b = zor::rad::bar();
+  ASSERT_GT(b.y_lab, 0.0f);
+  GPH_trans(1);
+  const float ym = (b.y0 + 0.15f * (b.y1 - b.y0) + b.y1 - 0.1f * (b.y1 - b.y0)) / 2.0f;
+  for (int level = 1; level <= 6; ++level) {
+    const float xm = b.x0 + static_cast<float>(level - 1) * 4.0f * b.y_lab + 2.85f * b.y_lab;
+    Gattribs a;
+    CONT_get_fill_attrib(static_cast<float>(level), &a);
+    const int px = static_cast<int>(xW_p(xm)), py = static_cast<int>(yW_p(ym));
+    EXPECT_TRUE(near(cap.pixel(px, py), rgb_of_index(a.color))) << level;
+  }
+  // The pointer on box 3 names level 3 (and blinks it); off the bar, none.
+  const float x3 = xW_trans(b.x0 + 2.0f * 4.0f * b.y_lab + 2.5f * b.y_lab, 1, 2);
+  const float yb = yW_trans(ym, 1, 2);
+  GPH_trans(2);
+  char flash[] = "f-Alt", other[] = "v-Alt";
+  EXPECT_EQ(RAD_flash_levels(other, x3, yb), 0);
+  EXPECT_EQ(RAD_flash_levels(flash, x3, yW_trans(b.y1 + 0.05f, 1, 2)), 0);
+  EXPECT_EQ(RAD_flash_levels(flash, x3, yb), 3);
+}
+
+TEST_F(RadFrame, RefreshDrawsTheNewestFileOnce) {
+  const fs::path dir = fs::path(ZOR_TEST_BINARY_DIR) / ("rad_refresh_" + std::to_string(::getpid()));
+  fs::create_directories(dir);
+  fs::copy_file(cvt_path("line_mdr.txt"), dir / "199505122335.cvt", fs::copy_options::overwrite_existing);
+  setenv("zorcurtime", "199505130000", 1);
+  const std::string conv = "@" + dir.string() + "/%Y%m%d%h%n.cvt";
+  ASSERT_EQ(FILE_set_name(conv.c_str()), 1);
+  Capture cap;
+  plot(cvt_path("nodate.txt"), cap);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(RAD_plot_nextfile(), 0);
+  EXPECT_EQ(RAD_plot_nextfile(), 0);  // no newer file: nothing drawn
+  const std::string out = testing::internal::GetCapturedStdout();
+  unsetenv("zorcurtime");
+  zor::file::reset();
+  fs::remove_all(dir);
+  std::size_t n = 0;
+  for (std::size_t at = out.find("Date: "); at != std::string::npos; at = out.find("Date: ", at + 1)) ++n;
+  EXPECT_EQ(n, 1u) << out;
+  EXPECT_STREQ(zor::rad::info().datim, "2335Z 12 MAY 95");
+}
+
+TEST_F(RadFrame, PlotParametersAndTheVariableMenu) {
+  struct Case {
+    const char* words;
+    zor::rad::Params want;
+  };
+  const Case cases[] = {
+      {"", {}},
+      {"site,dist", {.plt_dist = 100.0f, .plt_site = 1}},
+      {"DIST=60,nostatus", {.plt_dist = 60.0f, .plt_status = 0}},
+      {"dist=5", {.plt_dist = 5.0f}},  // kept, but too small to draw
+      {"dist,nodist,noclar,refresh", {.noclar = 1, .refresh = 1}},
+      {"numplt=3", {.num_plt = 3}},
+  };
+  for (const Case& c : cases) {
+    RES_put("plot_param", c.words);
+    RAD_plot_param();
+    const zor::rad::Params p = zor::rad::params();
+    EXPECT_EQ(p.plt_dist, c.want.plt_dist) << c.words;
+    EXPECT_EQ(p.plt_site, c.want.plt_site) << c.words;
+    EXPECT_EQ(p.plt_status, c.want.plt_status) << c.words;
+    EXPECT_EQ(p.num_plt, c.want.num_plt) << c.words;
+    EXPECT_EQ(p.noclar, c.want.noclar) << c.words;
+    EXPECT_EQ(p.refresh, c.want.refresh) << c.words;
+  }
+  RES_put("plot_param", "nobar");
+  RAD_plot_param();
+  EXPECT_EQ(CONT_get_bar(), -2);
+
+  // A `variable` resource is taken once; in batch without one the menu
+  // gives one plot of the summary alone.
+  RES_put("variable", "city,pr_amv");
+  RAD_set_prompt_variable(1);
+  EXPECT_EQ(RAD_prompt_variable(), 1);
+  EXPECT_EQ(VAR_get_num(), 2);
+  EXPECT_EQ(VAR_get_vars()[1].type, RAW_VBARB);
+  EXPECT_EQ(RAD_prompt_variable(), 0);
+  RES_put("variable", "");
+  RAD_set_prompt_variable(1);
+  EXPECT_NE(RAD_prompt_variable(), 0);
+  EXPECT_EQ(VAR_get_num(), 0);
+  EXPECT_EQ(RAD_prompt_variable(), 0);
+}
+
+// ---- The radar program -------------------------------------------------------
+
+struct ProgramRun {
+  int status = -1;
+  std::string err;
+};
+
+class RadProgram : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() / ("rad_program_" + std::to_string(::getpid()) + "_" +
+                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  ProgramRun radar(const std::string& args) {
+    const std::string cmd = "cd '" + dir_.string() + "' && env -u DISPLAY zordefault='" + (dir_ / "none").string() +
+                            "' '" + ZOR_RADAR_BINARY + "' -ba " + args + " </dev/null >out.txt 2>err.txt";
+    ProgramRun r;
+    const int rc = std::system(cmd.c_str());
+    r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+    std::ifstream in(dir_ / "err.txt");
+    r.err.assign(std::istreambuf_iterator<char>(in), {});
+    return r;
+  }
+  fs::path dir_;
+};
+
+TEST_F(RadProgram, EveryKindPlotsAndBadFilesEndWithAMessage) {
+  NcOptions cells;
+  cells.cells = {{57, 57, 6}, {58, 57, 5}};
+  NcOptions no_summary;
+  no_summary.summary = false;
+  NcOptions narrow;
+  narrow.nx = 100;
+  struct Case {
+    std::string file;
+    const char* input;
+    int status;
+  };
+  const Case cases[] = {
+      {cvt_path("line_mdr.txt"), "", 0},
+      {cvt_path("line_rcm.txt"), "-inp rcm ", 0},
+      {cvt_path("nodate.txt"), "", 0},
+      {make_nc(station_cdl(cells), "prog11"), "", 0},
+      {make_nc(report_cdl(cells), "prog12"), "", 0},
+      {cvt_path("bad.txt"), "", 10},
+      {cvt_path("no_such_file.txt"), "", 10},
+      {make_nc(station_cdl(no_summary), "prog11_nosum"), "", 10},
+      {make_nc(report_cdl(narrow), "prog12_narrow"), "", 10},
+  };
+  float mr = 0, mg = 0, mb = 0;
+  CLR_get_rgb(CLR_get_ind("magenta"), &mr, &mg, &mb);
+  auto byte = [](float v) { return static_cast<std::uint32_t>(v * 255.0f + 0.5f); };
+  const std::uint32_t magenta = byte(mr) << 16 | byte(mg) << 8 | byte(mb);
+  for (const Case& c : cases) {
+    fs::remove(dir_ / "p.png");
+    const ProgramRun r = radar(std::string(c.input) + "-pd 35.5,-98,61,41,0.1,0.1 -va city -of png:@p.png @" + c.file);
+    EXPECT_EQ(r.status, c.status) << c.file << "\n" << r.err;
+    if (c.status != 0) {
+      EXPECT_NE(r.err.find("Unable to open file:"), std::string::npos) << c.file << "\n" << r.err;
+      continue;
+    }
+    zor::test::Raster img;
+    ASSERT_TRUE(zor::test::read_png((dir_ / "p.png").string(), img)) << c.file;
+    int strong = 0;
+    for (int y = 0; y < img.height; ++y)
+      for (int x = 0; x < img.width; ++x) {
+        const unsigned char* p = img.at(x, y);
+        strong += near(static_cast<std::uint32_t>(p[0]) << 16 | p[1] << 8 | p[2], magenta);
+      }
+    // Level 6 boxes (and the bar's box) in magenta; the nodate file has none.
+    EXPECT_GT(strong, c.file.find("nodate") == std::string::npos ? 200 : 10) << c.file;
+  }
+}
+
+}  // namespace

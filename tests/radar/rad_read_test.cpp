@@ -1,0 +1,396 @@
+// Converted radar report files read back: the kind of each file, dates and
+// summary grids of the text kinds and of netCDF files made from CDL, the
+// MDR and RCM station reports, the report variables, and bad input.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <string>
+
+#include "cvt_test_util.h"
+#include "zor/dom.h"
+#include "zor/map.h"
+#include "zor/rad.h"
+#include "zor/res.h"
+
+using namespace cvt_test;
+
+namespace {
+
+// An open file with its information, closed at the end of the scope.
+struct Open {
+  int fd = -1;
+  std::unique_ptr<RAD_info> info = std::make_unique<RAD_info>();
+  int got = -2;
+  explicit Open(const std::string& path) {
+    int type = 0;
+    fd = RAD_open(path.c_str(), 0, &type);
+    if (fd >= 0) got = RAD_getinfo(fd, info.get());
+  }
+  ~Open() {
+    if (fd >= 0) RAD_close(fd);
+  }
+  int at(int c, int r) const { return info->summary[c][r]; }
+};
+
+class RadRead : public ::testing::Test {
+ protected:
+  void SetUp() override { zor::rad::reset(); }
+  void TearDown() override {
+    zor::rad::reset();
+    zor::map::reset();
+    RES_put("plot_param", "");
+  }
+  static std::string nc11(const NcOptions& o = {}) { return make_nc(station_cdl(o), "rad11"); }
+  static std::string nc12(const NcOptions& o = {}) { return make_nc(report_cdl(o), "rad12"); }
+};
+
+TEST_F(RadRead, FirstCharacterTellsTheKind) {
+  const std::string n11 = nc11(), n12 = nc12();
+  ASSERT_FALSE(n11.empty());
+  ASSERT_FALSE(n12.empty());
+  const std::pair<std::string, int> cases[] = {
+      {cvt_path("mdr.txt"), RAD_TEXT},   {cvt_path("rcm.txt"), RAD_TEXT_HEADER}, {cvt_path("nodate.txt"), RAD_TEXT_NODATE},
+      {cvt_path("bad.txt"), -1},         {cvt_path("missing.txt"), -1},          {n11, RAD_NC_STATION},
+      {n12, RAD_NC_REPORT},
+  };
+  for (const auto& [path, type] : cases) {
+    EXPECT_EQ(RAD_chktype(path.c_str()), type) << path;
+    int t = 0;
+    const int fd = RAD_open(path.c_str(), 0, &t);
+    EXPECT_EQ(fd >= 0, type > 0) << path;
+    if (fd >= 0) {
+      EXPECT_EQ(t, type);
+      RAD_close(fd);
+    }
+  }
+  int t = 0;
+  EXPECT_EQ(RAD_open(cvt_path("mdr.txt").c_str(), 1, &t), -1);  // no writing here
+}
+
+TEST_F(RadRead, MdrTextGridRowsFromTheStartLine) {
+  const Open f(cvt_path("mdr.txt"));
+  ASSERT_EQ(f.got, 0);
+  EXPECT_EQ(f.info->type, RAD_SUM_MDR);
+  EXPECT_STREQ(f.info->datim, "1935Z 12 MAY 95");
+  EXPECT_EQ(f.info->date.year, 1995);
+  EXPECT_EQ(f.info->date.month, 5);
+  EXPECT_EQ(f.info->date.hour, 19);
+  EXPECT_EQ(f.info->date.min, 35);
+  // "+ 10 20": the first row line is row 11 from column 20.
+  const int row11[] = {0, 0, 1, 2}, row12[] = {9, 0, 3, 4};
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(f.at(20 + i, 11), row11[i]) << i;
+    EXPECT_EQ(f.at(20 + i, 12), row12[i]) << i;
+  }
+  EXPECT_EQ(f.at(20, 10), -1);
+  EXPECT_EQ(f.at(20, 13), -1);  // after the closing '+' line
+  // The second section reaches past the last column and row: left out.
+  EXPECT_EQ(f.at(470, 359), 1);
+  EXPECT_EQ(f.at(478, 359), 9);
+  EXPECT_EQ(f.at(479, 359), 0);
+}
+
+TEST_F(RadRead, RcmTextRowsContinueAndClamp) {
+  const Open f(cvt_path("rcm.txt"));
+  ASSERT_EQ(f.got, 0);
+  EXPECT_EQ(f.info->type, RAD_SUM_RCM);
+  EXPECT_EQ(f.info->date.hour, 21);
+  EXPECT_EQ(f.info->date.min, 35);  // a label without minutes
+  const int row5[] = {1, 1, 1, 2, 6, 0};  // "17=" then "8B0"
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(f.at(i, 5), row5[i]) << i;
+  EXPECT_EQ(f.at(6, 5), -1);
+  EXPECT_EQ(f.at(0, 359), 1);  // "+400" is row 359
+  EXPECT_EQ(f.at(479, 359), 1);  // 485 characters end on the last column
+  EXPECT_EQ(f.at(0, 0), 6);  // "+-3" is row 0
+
+  // Row and column numbers far beyond the grid: nothing written, no overflow.
+  const Open far(cvt_path("far.txt"));
+  ASSERT_EQ(far.got, 0);
+  EXPECT_EQ(far.at(0, 359), 1);
+  int set = 0;
+  for (int c = 0; c < RAD_NX; ++c)
+    for (int r = 0; r < RAD_NY; ++r) set += far.at(c, r) >= 0;
+  EXPECT_EQ(set, 1);
+
+  const Open n(cvt_path("nodate.txt"));
+  ASSERT_EQ(n.got, 0);
+  EXPECT_STREQ(n.info->datim, "");
+  EXPECT_EQ(n.info->date.year, ZOR_MISSING);
+  EXPECT_EQ(n.at(0, 1), 1);
+  EXPECT_EQ(n.at(2, 1), 3);
+}
+
+TEST_F(RadRead, MdrStationTable) {
+  const Open f(cvt_path("mdr.txt"));
+  MDR_report r;
+  ASSERT_EQ(MDR_read(f.fd, &r, 0, 0), 0);
+  EXPECT_STREQ(r.id, "TLX");
+  EXPECT_STREQ(r.config, "AREA");
+  EXPECT_EQ(r.numprec, 1);
+  EXPECT_STREQ(r.prec[0].type, "TRW");
+  EXPECT_EQ(r.prec[0].intens, 3);
+  EXPECT_STREQ(r.trend, "+");
+  EXPECT_EQ(r.tops.h, 450);
+  EXPECT_EQ(r.tops.dir, 270);
+  EXPECT_EQ(r.tops.rad, 15);
+  EXPECT_EQ(r.move[0].type, 'A');
+  EXPECT_EQ(r.move[0].dir, 250);
+  EXPECT_EQ(r.move[0].spd, 15);
+  EXPECT_EQ(r.move[1].type, 'C');
+  EXPECT_EQ(r.move[1].dir, 200);
+  EXPECT_EQ(r.move[2].type, ' ');
+
+  ASSERT_EQ(MDR_read(f.fd, &r, 0, 2), 0);
+  EXPECT_STREQ(r.id, "ICT");
+  EXPECT_EQ(r.prec[0].intens, 6);  // "XX"
+  EXPECT_EQ(r.tops.h, ZOR_MISSING);
+  EXPECT_EQ(r.move[0].type, ' ');
+  EXPECT_EQ(r.move[1].type, 'C');
+  EXPECT_EQ(r.move[1].dir, 180);
+  // A line cut short after the configuration.
+  ASSERT_EQ(MDR_read(f.fd, &r, 0, 3), 0);
+  EXPECT_STREQ(r.config, "NE");
+  EXPECT_EQ(r.numprec, 0);
+  EXPECT_EQ(r.move[0].dir, ZOR_MISSING);
+  ASSERT_EQ(MDR_read(f.fd, &r, 0, 4), 0);
+  EXPECT_STREQ(r.prec[0].type, " ");
+  EXPECT_EQ(r.prec[0].intens, 9);
+  EXPECT_EQ(r.tops.h, 120);
+  EXPECT_EQ(r.tops.rad, 0);
+  // The blank line ends the table; earlier reports read again.
+  EXPECT_EQ(MDR_read(f.fd, &r, 0, 5), -1);
+  ASSERT_EQ(MDR_read(f.fd, &r, 1, 1), 0);
+  EXPECT_STREQ(r.id, "AMA");
+  EXPECT_STREQ(r.config, "");  // identifier only
+  ASSERT_EQ(MDR_read(f.fd, &r, 0, 1), 0);
+  EXPECT_STREQ(r.config, "LINE");
+  EXPECT_EQ(r.move[0].type, 'L');
+
+  const Open n(cvt_path("nodate.txt"));
+  EXPECT_EQ(MDR_read(n.fd, &r, 0, 0), -1);
+}
+
+TEST_F(RadRead, RcmReportsUpToTheNextHeader) {
+  const Open f(cvt_path("rcm.txt"));
+  auto r = std::make_unique<RCM_report>();
+  ASSERT_EQ(RCM_read(f.fd, r.get()), 1);
+  EXPECT_STREQ(r->id, "TLX");
+  EXPECT_EQ(r->num, 12);
+  EXPECT_EQ(r->mode, 1);
+  EXPECT_EQ(r->maxt, 450);
+  EXPECT_FLOAT_EQ(r->maxt_x, 35.6f);
+  ASSERT_EQ(r->num_storm, 2);
+  EXPECT_STREQ(r->storm[1].id, "B2");
+  EXPECT_EQ(r->storm[1].dir, 250);
+  EXPECT_EQ(r->storm[1].hail, 1);
+  EXPECT_EQ(r->num_meso, 1);
+  ASSERT_EQ(RCM_read(f.fd, r.get()), 1);
+  EXPECT_STREQ(r->id, "AMA");
+  EXPECT_EQ(r->mode, 2);
+  EXPECT_EQ(r->status, -1);
+  EXPECT_EQ(r->num_tvs, RCM_MAX_TVS);  // twelve given
+  EXPECT_EQ(r->num_storm, 0);          // its storm line is cut short
+  EXPECT_EQ(r->maxt, ZOR_MISSING);     // cleared between reports
+  ASSERT_EQ(RCM_read(f.fd, r.get()), 1);
+  EXPECT_EQ(r->status, 2);
+  EXPECT_EQ(RCM_read(f.fd, r.get()), -1);
+  RAD_rewind(f.fd);
+  ASSERT_EQ(RCM_read(f.fd, r.get()), 1);
+  EXPECT_STREQ(r->id, "TLX");
+}
+
+TEST_F(RadRead, NetcdfStationKind) {
+  NcOptions o;
+  o.cells = {{5, 7, 3}, {119, 89, 9}};
+  const Open f(nc11(o));
+  ASSERT_EQ(f.got, 0);
+  EXPECT_EQ(f.info->type, RAD_SUM_MDR);
+  EXPECT_EQ(f.info->date.hour, 23);
+  EXPECT_EQ(f.info->date.min, 35);
+  EXPECT_EQ(f.at(5, 7), 3);
+  EXPECT_EQ(f.at(119, 89), 9);
+  EXPECT_LT(f.at(7, 5), 0);
+  EXPECT_EQ(f.at(120, 0), -1);
+  MDR_report r;
+  ASSERT_EQ(MDR_read(f.fd, &r, 0, 0), 0);
+  EXPECT_STREQ(r.id, "TLX");
+  EXPECT_STREQ(r.region, "SW");
+  EXPECT_EQ(r.numprec, 2);
+  EXPECT_STREQ(r.prec[0].type, "TRW");
+  EXPECT_EQ(r.prec[0].intens, 3);
+  EXPECT_EQ(r.prec[1].intens, 1);
+  EXPECT_STREQ(r.trend, "NEW");
+  EXPECT_EQ(r.move[1].type, 'C');
+  EXPECT_EQ(r.move[1].spd, 30);
+  EXPECT_EQ(r.tops.dir, 270);
+  EXPECT_NEAR(r.x, 35.33f, 0.3f);  // the station's box, as latitude and longitude
+  EXPECT_NEAR(r.y, -97.28f, 0.3f);
+  ASSERT_EQ(MDR_read(f.fd, &r, 0, 1), 0);
+  EXPECT_EQ(r.numprec, 1);
+  EXPECT_STREQ(r.prec[0].type, "S");
+  EXPECT_EQ(r.prec[0].intens, 2);
+  EXPECT_STREQ(r.trend, " ");
+  EXPECT_EQ(r.tops.h, ZOR_MISSING);  // the file's missing value
+  ASSERT_EQ(MDR_read(f.fd, &r, 0, 2), 0);
+  EXPECT_EQ(r.x, ZOR_MISSING_F);
+  EXPECT_EQ(MDR_read(f.fd, &r, 0, 3), -1);
+}
+
+TEST_F(RadRead, NetcdfReportKindIsConverted) {
+  NcOptions o;
+  o.cells = {{5, 7, 3}, {6, 7, 11}};
+  const Open f(nc12(o));
+  ASSERT_EQ(f.got, 0);
+  EXPECT_EQ(f.info->date.year, 1995);
+  EXPECT_EQ(f.info->date.min, 35);
+  EXPECT_EQ(f.at(5, 7), 3);  // columns outermost in this file
+  EXPECT_EQ(f.at(6, 7), -1);  // 11 and above: missing
+  MDR_report r;
+  ASSERT_EQ(MDR_read(f.fd, &r, 0, 0), 0);
+  EXPECT_STREQ(r.config, "AREA");
+  EXPECT_STREQ(r.prec[0].type, "TRW");
+  EXPECT_EQ(r.prec[0].intens, 3);
+  EXPECT_STREQ(r.prec[1].type, "S");
+  EXPECT_STREQ(r.trend, "NEW");
+  EXPECT_EQ(r.loc[0].dir, 270);
+  EXPECT_EQ(r.loc[0].rad, 15);
+  EXPECT_EQ(r.move[0].dir, 250);
+  EXPECT_EQ(r.move[0].spd, 19);
+  EXPECT_EQ(r.tops.h, 328);
+  EXPECT_FLOAT_EQ(r.x, 35.33f);
+  ASSERT_EQ(MDR_read(f.fd, &r, 0, 1), 0);
+  EXPECT_STREQ(r.config, "NA");
+  EXPECT_STREQ(r.trend, "+");
+  EXPECT_EQ(MDR_read(f.fd, &r, 0, 2), -1);
+}
+
+TEST_F(RadRead, BadNetcdfFilesAreRefused) {
+  NcOptions no_summary;
+  no_summary.summary = false;
+  NcOptions narrow;
+  narrow.nx = 100;
+  NcOptions no_stations;
+  no_stations.stations = false;
+  EXPECT_EQ(Open(nc11(no_summary)).got, -1);
+  EXPECT_EQ(Open(nc12(no_summary)).got, -1);
+  EXPECT_EQ(Open(nc11(narrow)).got, -1);
+  EXPECT_EQ(Open(nc12(narrow)).got, -1);
+  const Open f(nc11(no_stations));
+  EXPECT_EQ(f.got, 0);
+  MDR_report r;
+  EXPECT_EQ(MDR_read(f.fd, &r, 0, 0), -1);
+  EXPECT_EQ(Open(cvt_path("bad.txt")).got, -2);
+}
+
+VAR_data var(const char* name) {
+  VAR_data v;
+  std::snprintf(v.name, sizeof v.name, "%s", name);
+  return v;
+}
+
+TEST_F(RadRead, MdrVariables) {
+  Domain d;
+  DOM_init(&d);
+  d.proj = DOM_PSTEREO;
+  d.plat = 90;
+  d.plon = -105;
+  d.clat = 35;
+  d.clon = -97;
+  d.nx = d.ny = 101;
+  d.dx = d.dy = 0.05f;
+  MAP_domain(&d);
+  const Open f(cvt_path("mdr.txt"));
+  struct Case {
+    int report;
+    const char* var;
+    const char* text;
+    float v0, v1;
+    bool moved;
+  };
+  const Case cases[] = {
+      {0, "city", "TLX", -9999, -9999, false},  {0, "stat", "", -9999, -9999, false},
+      {0, "pr_typ", "TRW+", -9999, -9999, false}, {0, "pr_tt-b", "TRW/", -9999, -9999, false},
+      {0, "pr_tnd", "+", -9999, -9999, false},  {0, "pr_amv", "", 250, 15, false},
+      {0, "PR_CMV", "", 200, 30, false},        {0, "echtop", "450", -9999, -9999, true},
+      {1, "pr_tt", "RW-", -9999, -9999, false}, {1, "pr_amv", "", 200, 10, false},
+      {2, "pr_typ", "TRWxx", -9999, -9999, false}, {2, "pr_tt", "TRW*", -9999, -9999, false},
+      {2, "echtop", "", -9999, -9999, false},   {3, "stat", "NE", -9999, -9999, false},
+      {3, "pr_typ", "", -9999, -9999, false},   {4, "echtop", "120*", -9999, -9999, false},
+      {4, "stat", "OM", -9999, -9999, false},   {0, "other", "", -9999, -9999, false},
+  };
+  for (const Case& c : cases) {
+    MDR_report r;
+    ASSERT_EQ(MDR_read(f.fd, &r, 0, c.report), 0);
+    VAR_data v = var(c.var);
+    RAW_data data;
+    data.x = 1.0f;
+    data.y = 2.0f;
+    EXPECT_EQ(MDR_get_data(&r, &v, &data), 1);
+    EXPECT_STREQ(data.data, c.text) << c.var;
+    EXPECT_EQ(data.value[0], c.v0) << c.var;
+    EXPECT_EQ(data.value[1], c.v1) << c.var;
+    EXPECT_EQ(data.x != 1.0f, c.moved) << c.var;
+  }
+}
+
+TEST_F(RadRead, RcmVariablesWalkTheirEntries) {
+  Domain d;
+  DOM_init(&d);
+  d.proj = DOM_PSTEREO;
+  d.plat = 90;
+  d.plon = -105;
+  d.clat = 35;
+  d.clon = -97;
+  d.nx = d.ny = 101;
+  d.dx = d.dy = 0.05f;
+  MAP_domain(&d);
+  const Open f(cvt_path("rcm.txt"));
+  auto tlx = std::make_unique<RCM_report>(), ama = std::make_unique<RCM_report>();
+  ASSERT_EQ(RCM_read(f.fd, tlx.get()), 1);
+  ASSERT_EQ(RCM_read(f.fd, ama.get()), 1);
+  struct Case {
+    RCM_report* r;
+    const char* var;
+    int ind;
+    int ret;
+    const char* text;
+    float v0, v1;
+  };
+  const Case cases[] = {
+      {tlx.get(), "city", 0, 1, "TLX", -9999, -9999}, {tlx.get(), "city", 1, 0, "", -9999, -9999},
+      {tlx.get(), "mode", 0, 1, "P", -9999, -9999},   {ama.get(), "mode", 0, 1, "C", -9999, -9999},
+      {ama.get(), "stat", 0, 1, "NA", -9999, -9999},  {tlx.get(), "echotop", 0, 1, "", 450, -9999},
+      {tlx.get(), "id", 1, 1, "B2", 1, -9999},        {tlx.get(), "id", 2, 0, "", -9999, -9999},
+      {tlx.get(), "hail", 0, 1, "*", 2, -9999},       {tlx.get(), "hail", 1, 1, "+", 1, -9999},
+      {tlx.get(), "top", 0, 1, "", 450, -9999},       {tlx.get(), "spd-x", 1, 1, "", 30, -9999},
+      {tlx.get(), "mvmt", 0, 1, "", 240, 25},         {tlx.get(), "tvs", 0, 0, "", -9999, -9999},
+      {tlx.get(), "meso", 0, 1, "M", 1, -9999},       {ama.get(), "tvs", 9, 1, "T", 1, -9999},
+      {ama.get(), "tvs", 10, 0, "", -9999, -9999},    {tlx.get(), "other", 0, 0, "", -9999, -9999},
+  };
+  for (const Case& c : cases) {
+    VAR_data v = var(c.var);
+    RAW_data data;
+    EXPECT_EQ(RCM_get_data(c.r, c.ind, &v, &data), c.ret) << c.var << c.ind;
+    EXPECT_STREQ(data.data, c.text) << c.var << c.ind;
+    EXPECT_EQ(data.value[0], c.v0) << c.var << c.ind;
+    EXPECT_EQ(data.value[1], c.v1) << c.var << c.ind;
+  }
+  // Entries carry their own positions.
+  VAR_data meso = var("meso");
+  RAW_data at;
+  RCM_get_data(tlx.get(), 0, &meso, &at);
+  float x = 0, y = 0;
+  MAP_tran(35.4f, -97.4f, &x, &y);
+  EXPECT_FLOAT_EQ(at.x, x);
+  EXPECT_FLOAT_EQ(at.y, y);
+  // Clear-air reports give nothing with "noclar".
+  RES_put("plot_param", "noclar");
+  RAD_plot_param();
+  VAR_data tvs = var("tvs");
+  RAW_data none;
+  EXPECT_EQ(RCM_get_data(ama.get(), 0, &tvs, &none), 1);
+  EXPECT_EQ(none.value[0], -9999.0f);
+}
+
+}  // namespace
