@@ -50,10 +50,12 @@ class HonestExits : public ::testing::Test {
   }
   void TearDown() override { fs::remove_all(dir_); }
 
-  ProgramRun radar(const std::string& args) {
+  // A batch run, or with `typed` the lines answered at the prompts.
+  ProgramRun radar(const std::string& args, const std::string& typed = "") {
+    std::ofstream(dir_ / "in.txt") << typed;
     const std::string cmd = "cd '" + dir_.string() + "' && env -u DISPLAY zordefault='" + (dir_ / "none").string() +
-                            "' '" + ZOR_RADAR_BINARY + "' -ba -inp nids " + args +
-                            " </dev/null >out.txt 2>err.txt";
+                            "' '" + ZOR_RADAR_BINARY + "' " + (typed.empty() ? "-ba " : "") + "-inp nids " + args +
+                            " <in.txt >out.txt 2>err.txt";
     ProgramRun r;
     const int rc = std::system(cmd.c_str());
     r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
@@ -94,6 +96,8 @@ TEST_F(HonestExits, EachRunSaysWhatWentWrongAndExitsAccordingly) {
       // holds a dash (otherwise read as a NIDS extension).
       {"-of png:@plain.png kbmx", 0, "", "plain.png", "Unable"},
       {"-of png:@dash.png @a-b/kbmx", 0, "", "dash.png", "Unable"},
+      // No watch asked for: no watch bulletins looked for.
+      {"-of png:@w.png @kbmx", 0, "", "w.png", "WATCH_decode_file"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.args);
@@ -112,6 +116,17 @@ TEST_F(HonestExits, EachRunSaysWhatWentWrongAndExitsAccordingly) {
       EXPECT_EQ(count_of(r.err + r.out, row.absent), 0) << r.out << r.err;
     }
   }
+}
+
+// At the file prompt: a name the convention cannot place is told with a hint
+// at @, and a name that is an existing file is used as typed.
+TEST_F(HonestExits, TypedNamesAtThePromptAreUsedAsTyped) {
+  const ProgramRun r = radar("", "nosuchfile\nkbmx\np\n");
+  EXPECT_EQ(r.status, 0) << r.out << r.err;
+  EXPECT_EQ(count_of(r.out, "File not found: "), 1) << r.out;
+  EXPECT_EQ(count_of(r.out, "(a name starting with @ is taken as it stands"), 1) << r.out;
+  EXPECT_EQ(count_of(r.out, "Using the name as typed: kbmx"), 1) << r.out;
+  EXPECT_GT(fs::file_size(dir_ / "zor.ps"), 10000u);
 }
 
 // Outputs complete for a product named as it stands: its date in the
