@@ -363,6 +363,10 @@ int PLT_close() {
                  s.dumps_failed + s.dumps_written, s.failed_file.c_str());
       PLT_exit(ZOR_EXIT_OUTPUT);
     }
+    if (const char* ps = s.wk_type == GWS_PS ? gps_failed_file() : nullptr) {
+      MESS_print(M_ERROR, "radar: the PostScript file could not be written: %s\n", ps);
+      PLT_exit(ZOR_EXIT_OUTPUT);
+    }
     if (!s.drawing && !s.grid_out) {
       MESS_print(M_ERROR, "radar: nothing was drawn (%s) and no grid file (-of zor) was asked for: no output\n",
                  nothing_option());

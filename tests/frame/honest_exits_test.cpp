@@ -85,6 +85,9 @@ TEST_F(HonestExits, EachRunSaysWhatWentWrongAndExitsAccordingly) {
       // Image files that cannot be written.
       {"-of png:@/proc/x.png @kbmx", 12, "1 of 1 image files could not be written (last: /proc/x.png)", "", ""},
       {"-pp gif:@/proc/x.gif @kbmx", 12, "could not be written (last: /proc/x.gif)", "", ""},
+      {"-of png:@/dev/full @kbmx", 12, "could not be written (last: /dev/full)", "", ""},
+      {"-de p,/proc/x.ps @kbmx", 4, "gopen_ws: cannot create /proc/x.ps", "", ""},
+      {"-de p,/dev/full @kbmx", 12, "the PostScript file could not be written: /dev/full", "", ""},
       // A region that would ask for its centre: batch runs ask nothing.
       {"-re var -of png:@var.png @kbmx", 0, "region var asks for its centre", "var.png", "Enter the central"},
       // Drawing switched off: one line, not one per drawing call.
