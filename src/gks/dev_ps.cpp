@@ -371,9 +371,6 @@ int gps_init_file() {
     put("2 setlinejoin\n");
     put("1 dot lw\n");
     put("[] 0 setdash\n");
-    // A landscape EPS picture is as high as the device, not the paper: the
-    // translation above would push its bottom strip out of the bounding box.
-    if (s.pr_eps && !s.pr_port) putf("0. inch %.2f inch translate\n", s.sy - static_cast<float>(s.size.height) / 72.0f);
     if (s.pr_scale != 1.0f) putf("%.2f %.2f scale\n", s.pr_scale, s.pr_scale);
     put("%%Begin plot\n");
   }

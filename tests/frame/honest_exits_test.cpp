@@ -134,7 +134,7 @@ TEST_F(HonestExits, TypedNamesAtThePromptAreUsedAsTyped) {
 
 // Outputs complete for a product named as it stands: its date in the
 // output name and the labels, the own image header filled from the labels
-// and the domain, and a landscape EPS picture inside its bounding box.
+// and the domain.
 TEST_F(HonestExits, OutputsOfALiteralProductAreComplete) {
   ProgramRun r = radar("-la ur:%y%m%d/%h%n -of png:@%Y%m%d_%h%n.png @kbmx");
   EXPECT_EQ(r.status, 0) << r.err;
@@ -159,29 +159,6 @@ TEST_F(HonestExits, OutputsOfALiteralProductAreComplete) {
   EXPECT_NEAR(clon, -86.77, 0.01);
   EXPECT_GT(nx, 100);
   EXPECT_GT(ny, 100);
-
-  r = radar("-de p,x.eps,eps @kbmx");
-  ASSERT_EQ(r.status, 0) << r.err;
-  const std::string eps = slurp(dir_ / "x.eps");
-  EXPECT_NE(eps.find("%%BoundingBox: 0 0 576 756\n"), std::string::npos);
-  // Where Ghostscript finds ink: inside the declared box, and most of it.
-  const std::string cmd = "gs -q -dNOPAUSE -dBATCH -dSAFER -sDEVICE=bbox '" + (dir_ / "x.eps").string() + "' 2>&1";
-  std::FILE* gs = ::popen(cmd.c_str(), "r");
-  ASSERT_NE(gs, nullptr);
-  std::string found;
-  char line[256];
-  while (std::fgets(line, sizeof line, gs)) found += line;
-  ::pclose(gs);
-  float x0 = -1, y0 = -1, x1 = -1, y1 = -1;
-  const std::size_t at = found.find("%%HiResBoundingBox:");
-  ASSERT_NE(at, std::string::npos) << found;
-  ASSERT_EQ(std::sscanf(found.c_str() + at, "%%%%HiResBoundingBox: %f %f %f %f", &x0, &y0, &x1, &y1), 4) << found;
-  EXPECT_GE(x0, 0.0f);
-  EXPECT_GE(y0, 0.0f);
-  EXPECT_LE(x1, 576.0f);
-  EXPECT_LE(y1, 756.0f);
-  EXPECT_GT(x1 - x0, 450.0f);
-  EXPECT_GT(y1 - y0, 650.0f);
 }
 
 }  // namespace
