@@ -127,6 +127,12 @@ int gactivate_ws(Gint ws_id);
 int gdeactivate_ws(Gint ws_id);
 int gclear_ws(Gint ws_id, Gclear_flag clear_flag);
 int gchk_graphics();
+// 1 when the open workstation draws into memory because no display could be
+// reached (a batch run without X11), else 0.
+int gget_headless();
+// With 1, drawing calls made while no workstation is open (the plot asked for
+// nothing to be drawn) are not reported as errors.
+int gset_no_plot(int val);
 int gget_ws_id();
 int gdevice_setup(const char* str, Gconn_id* conn_id);
 int ginit_plot(int dev_class);

@@ -53,6 +53,9 @@ int gps_set_colorPS(int val);
 int gps_get_colorPS();
 int gps_set_reverse(int val);
 float gps_get_gray(int ind);
+// The name of the open PostScript file when writing to it has failed, else
+// null.
+const char* gps_failed_file();
 int gps_set_color_rep(int ind, float r, float g, float b);
 int gps_is_open();
 int gps_set_title(const char* title);

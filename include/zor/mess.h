@@ -27,6 +27,12 @@ int out();
 }  // namespace zor::mess
 
 const char* ZOR_version();
+// Exit statuses beside 0 (normal end), 4 (graphics could not open), 10 (no
+// input file) and 11 (unknown radar station): a command line that asks for
+// something the program cannot do, and an output file that could not be
+// written.
+inline constexpr int ZOR_EXIT_USAGE = 2;
+inline constexpr int ZOR_EXIT_OUTPUT = 12;
 [[noreturn]] void ZOR_exit(int status);
 int ZOR_back_proc();
 int ZOR_set_command(const char* string);

@@ -50,6 +50,9 @@ int PLT_set_dump(int type, const char* filename);
 int PLT_get_dump();
 const char* PLT_get_dump_file();
 int PLT_dump(int frame);
+// Batch runs without a display: ends the run (status ZOR_EXIT_USAGE) when no
+// output file, grid file or print device was asked for; else 0.
+int PLT_check_output();
 
 // ---- Interactive handlers --------------------------------------------------
 int PLT_set_callback(PLT_mouse_func func);
@@ -94,6 +97,8 @@ int PLT_label_low_center(const char* str);
 int PLT_label_low_right(const char* str);
 const char* PLT_get_label(int lab, int over);
 int PLT_label_date(const Date* datim);
+// The date the label codes use: that of the product being plotted.
+int PLT_get_label_date(Date* datim);
 int PLT_label_for_time(long val);
 // Expands `form` into `str` (at most `size` bytes with the null).
 int PLT_label_format(const char* form, char* str, std::size_t size = PLT_LABEL_LEN);

@@ -2,6 +2,7 @@
 // name-convention file; names built from dates, typed names read back into
 // dates, the latest existing file, listings and series of files by date.
 #include <strings.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -820,10 +821,19 @@ long FILE_set_current(const char* cur_in, char* filename, std::size_t size) {
 
 // ---- typed names ----------------------------------------------------------
 
+namespace {
+bool regular_file(const std::string& name) {
+  struct stat st {};
+  return !name.empty() && stat(name.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+}  // namespace
+
 int FILE_set_file(const char* file_in, char* out_file, std::size_t size) {
   using namespace zor::file;
   State& s = st();
   std::string name = file_in ? file_in : "";
+  const std::string typed = name;
+  bool info_cut = false;
   if (s.file_type == 0) {
     std::size_t hash = name.find('#', 1);
     if (hash != std::string::npos && name.size() > 1) {
@@ -841,6 +851,7 @@ int FILE_set_file(const char* file_in, char* out_file, std::size_t size) {
     if (cut != std::string::npos) {
       s.ext_info = name.substr(cut, 39);
       name.erase(cut);
+      info_cut = true;
     }
   }
   s.file_date = s.set;
@@ -852,7 +863,19 @@ int FILE_set_file(const char* file_in, char* out_file, std::size_t size) {
     s.filename_type = 1;
     return copy_out(v, out_file, size, "FILE_set_file") ? 1 : -1;
   };
-  if (!name.empty() && name[0] == '@') return literal(name.substr(1));
+  // A name that is an existing file, whole, stands for itself when what the
+  // convention (or the extension cut) makes of it does not exist.
+  auto as_typed = [&](const std::string& made) -> std::optional<std::string> {
+    if (regular_file(made)) return std::nullopt;
+    const std::string whole = !typed.empty() && typed[0] == '@' ? typed.substr(1) : typed;
+    if (info_cut && regular_file(whole)) {
+      s.ext_info.clear();
+      return whole;
+    }
+    if (!name.empty() && name[0] != '@' && regular_file(name)) return name;
+    return std::nullopt;
+  };
+  if (!name.empty() && name[0] == '@') return literal(as_typed(name.substr(1)).value_or(name.substr(1)));
   if (FILE_is_stdio(name.c_str())) return literal(name);
   if (!tmpl.empty() && FILE_is_stdio(tmpl.c_str())) return literal("-");
   if (tmpl.empty()) return literal(name);
@@ -862,7 +885,7 @@ int FILE_set_file(const char* file_in, char* out_file, std::size_t size) {
     MESS_print(kMess, "Current filename: %s\n", s.filename.c_str());
     return copy_out(s.filename, out_file, size, "FILE_set_file") ? 0 : -1;
   }
-  if (FILE_fullpath(tmpl.c_str()) && FILE_fullpath(name.c_str())) return literal(name);
+  if (FILE_fullpath(tmpl.c_str()) && FILE_fullpath(name.c_str())) return literal(as_typed(name).value_or(name));
 
   // Walk template and typed name together.
   std::vector<Token> toks = tokenize(tmpl);
@@ -1004,9 +1027,13 @@ int FILE_set_file(const char* file_in, char* out_file, std::size_t size) {
   }
   s.late_off = template_interval(toks);
   if (s.late_off == kUnset) s.late_off = 3600;
+  MESS_print(kKeys, "FILES:%s:%s:%d\n", name.c_str(), out.c_str(), state);
+  if (auto whole = as_typed(out)) {
+    MESS_print(kMess, "Using the name as typed: %s\n", whole->c_str());
+    return literal(*whole);
+  }
   s.filename = out;
   s.filename_type = 0;
-  MESS_print(kKeys, "FILES:%s:%s:%d\n", name.c_str(), out.c_str(), state);
   return copy_out(out, out_file, size, "FILE_set_file") ? 0 : -1;
 }
 
@@ -1068,6 +1095,7 @@ int FILE_get_file(const char* prompt, char* outfile, std::size_t size) {
     }
     if (rc >= 0 && FILE_exist(s.filename.c_str())) return 1;
     MESS_print(kPrint, "File not found: %s\n", s.filename.c_str());
+    MESS_print(kPrint, "(a name starting with @ is taken as it stands, e.g. @./myfile; others go through the file-name convention)\n");
   }
   ZOR_exit(10);
 }

@@ -358,6 +358,13 @@ int DOM_decode(const char* str, Domain* domain) {
     FLAG_set(5, ZOR_MISSING);
     return ZOR_MISSING;
   }
+  // "var" asks for its centre, and a batch run asks nothing: the default
+  // region is used instead.
+  if (FLAG_batch() > 0 && iequals(str, "var")) {
+    MESS_print(M_WARN, "DOM_decode: region var asks for its centre, which a batch run does not; the default region is used\n");
+    FLAG_set(5, ZOR_MISSING);
+    return ZOR_MISSING;
+  }
   const std::string input(str);  // the region look-ups below may reuse the caller's buffer
   std::string body = input;
   while (!body.empty() && body.back() == ',') body.pop_back();  // "40,-100," has two fields

@@ -184,6 +184,7 @@ class PostScriptDevice final : public Device {
     }
     if (gps_open_file(name.c_str()) != 0) {
       gerr_printf("gopen_ws", "unable to open postscript file\n");
+      MESS_print(M_ERROR, "gopen_ws: cannot create %s\n", name.c_str());
       return -1;
     }
     gps_set_size(11.0f, 8.5f);
@@ -509,6 +510,15 @@ int gps_get_colorPS() { return state().pr_color; }
 int gps_set_reverse(int val) {
   state().pr_rev = val != 0;
   return 0;
+}
+
+const char* gps_failed_file() {
+  auto& s = state();
+  std::FILE* f = s.out.get();
+  if (f == nullptr) return nullptr;
+  // Buffered text reaches the file (or fails to, on a full disk) here.
+  if (std::fflush(f) == 0 && std::ferror(f) == 0) return nullptr;
+  return s.out.target().c_str();
 }
 
 float gps_get_gray(int ind) { return state().gray[zor::gks::ps::gray_index(ind)]; }

@@ -124,6 +124,9 @@ struct Kernel {
   TextState text;
   FontState font;
   ObjectRecorder recorder = nullptr;
+  // The plot asked for nothing to be drawn: calls without a workstation are
+  // expected then and not reported.
+  bool no_plot = false;
 
   void reset();
 };

@@ -120,7 +120,18 @@ std::unique_ptr<Device> open_or_memory(std::unique_ptr<Device> dev, const OpenRe
 
 using zor::gks::kernel;
 
+int gget_headless() {
+  const auto& k = kernel();
+  return k.ws_open && k.device && k.device->headless() ? 1 : 0;
+}
+
+int gset_no_plot(int val) {
+  kernel().no_plot = val != 0;
+  return 0;
+}
+
 int gerr_printf(const char* func, const char* format, ...) {
+  if (kernel().no_plot && format != nullptr && std::strcmp(format, "GKS not opened\n") == 0) return -1;
   va_list ap;
   va_start(ap, format);
   char stack[512];

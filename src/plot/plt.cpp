@@ -49,6 +49,13 @@ struct PltState {
   int full_lab = 0;
   float view_offset = 0.04f;
   int bar = 0;
+  // What the run has produced: whether anything is drawn, whether the NIDS
+  // grid file was asked for, and the image files written and failed.
+  bool drawing = true;
+  bool grid_out = false;
+  int dumps_written = 0;
+  int dumps_failed = 0;
+  std::string failed_file;
   PLT_mouse_func callback = nullptr;
   PLT_plot_func zoom_func = nullptr;
   PLT_plot_func resize_func = nullptr;
@@ -228,14 +235,56 @@ void write_image(const char* key) {
   FILE_set_key('p', title != nullptr ? title : "");
   char name[FILE_NAME_MAX] = {};
   char path[FILE_NAME_MAX] = {};
-  // The current file date drives the date keys (no date given: it is kept).
-  FILE_set_date(nullptr, name, sizeof name);
+  // The current file date drives the date keys (no date given: it is kept);
+  // a file named as it stands has none, and the product's date serves.
+  Date file_date;
+  Date product_date;
+  FILE_get_date(&file_date);
+  PLT_get_label_date(&product_date);
+  if (file_date.year < 0 && product_date.year >= 0) FILE_set_date(&product_date, name, sizeof name);
+  else FILE_set_date(nullptr, name, sizeof name);
   if (FILE_add_path(RES_get("image_path"), name, path, sizeof path) == nullptr) {
     std::snprintf(path, sizeof path, "%s", name);
   }
+  if (s.dump == PLT_DUMP_IMG) {
+    // The own image format carries the product, its site and date from the
+    // labels, and the map frame of the picture.
+    IMG_set_dump_labels(PLT_get_label(0, 0), PLT_get_label(5, 0), PLT_get_label(2, 0));
+    Domain dom;
+    MAP_get_domain(&dom);
+    IMG_set_dump_domain(&dom);
+  }
   const Writer w = writer(s.dump);
-  if (w.write(path) > 0) MESS_print(M_MESS, w.ok, path);
-  else MESS_print(M_WARN, w.fail, path);
+  if (w.write(path) > 0) {
+    MESS_print(M_MESS, w.ok, path);
+    ++s.dumps_written;
+  } else {
+    MESS_print(M_WARN, w.fail, path);
+    ++s.dumps_failed;
+    s.failed_file = path;
+  }
+}
+
+// The option that switched the drawing off, for the messages.
+const char* nothing_option() { return FLAG_get(kPlotTypeFlag) == kNothingPlotType ? "-pl none" : "-dr none"; }
+
+// A value of `out_file` that names no output this program writes ends the
+// run: a misspelt type would otherwise be ignored and nothing written.
+void check_out_file_word(std::string_view v) {
+  if (iprefix(v, "gif") || iprefix(v, "png")) return;
+  if (iprefix(v, "zor")) {
+    state().grid_out = true;
+    return;
+  }
+  const std::string word(v);
+  if (iprefix(v, "xwd") || iprefix(v, "img")) {
+    MESS_print(M_ERROR, "radar: -of (out_file) does not write %.3s files: %s; use -pp %.3s:NAME (plot_param)\n",
+               word.c_str(), word.c_str(), word.c_str());
+  } else {
+    MESS_print(M_ERROR, "radar: unknown output file type in -of (out_file): %s; known types: gif:NAME, png:NAME, zor=NAME\n",
+               word.c_str());
+  }
+  ZOR_exit(ZOR_EXIT_USAGE);
 }
 
 void replot(PLT_plot_func func, Domain* dom) {
@@ -261,7 +310,12 @@ int PLT_open(float aspect) {
   auto& s = state();
   PLT_param_decode();
   s.dis_view = s.view_off;
-  if (nothing_to_plot()) return -1;
+  s.drawing = !nothing_to_plot();
+  gset_no_plot(s.drawing ? 0 : 1);
+  if (!s.drawing) {
+    MESS_print(M_WARN, "radar: nothing is drawn (%s)\n", nothing_option());
+    return -1;
+  }
   if (aspect <= 0.0f) aspect = 1.0f;
   return GPH_setup(&s.work_id, &s.wk_type, aspect, &s.dis_view) < 0 ? -1 : 0;
 }
@@ -271,7 +325,9 @@ int PLT_reset(float aspect) {
   s.dis_view = s.view_off;
   const int t = PLT_get_label_type();
   PLT_set_label_type(t < 0 ? -1 : (t > 0 ? 1 : 0));
-  if (nothing_to_plot()) return -1;
+  s.drawing = !nothing_to_plot();
+  gset_no_plot(s.drawing ? 0 : 1);
+  if (!s.drawing) return -1;
   if (aspect <= 0.0f) aspect = 1.0f;
   return GPH_reset(s.work_id, s.wk_type, aspect, &s.dis_view) < 0 ? -1 : 0;
 }
@@ -288,9 +344,37 @@ int PLT_panel(float aspect) {
   return GPH_panel(s.work_id, s.wk_type, aspect, &s.dis_view);
 }
 
+int PLT_check_output() {
+  const auto& s = state();
+  if (!FLAG_batch() || !s.drawing || s.dump != PLT_DUMP_NONE || s.grid_out || !gget_headless()) return 0;
+  MESS_print(M_ERROR,
+             "radar: batch run without a display and without an output file: nothing would be written; "
+             "ask for one with -of png:NAME or gif:NAME, -pp xwd:NAME or img:NAME, or -de p,FILE\n");
+  return PLT_exit(ZOR_EXIT_USAGE);
+}
+
 int PLT_close() {
   auto& s = state();
-  if (FLAG_batch() && ZOR_back_proc() < 0) ZOR_exit(1);
+  if (FLAG_batch()) {
+    // A batch run detaches below and its parent ends with status 0, so what
+    // went wrong is told here, while the caller still waits.
+    if (s.dumps_failed > 0) {
+      MESS_print(M_ERROR, "radar: %d of %d image files could not be written (last: %s)\n", s.dumps_failed,
+                 s.dumps_failed + s.dumps_written, s.failed_file.c_str());
+      PLT_exit(ZOR_EXIT_OUTPUT);
+    }
+    if (const char* ps = s.wk_type == GWS_PS ? gps_failed_file() : nullptr) {
+      MESS_print(M_ERROR, "radar: the PostScript file could not be written: %s\n", ps);
+      PLT_exit(ZOR_EXIT_OUTPUT);
+    }
+    if (!s.drawing && !s.grid_out) {
+      MESS_print(M_ERROR, "radar: nothing was drawn (%s) and no grid file (-of zor) was asked for: no output\n",
+                 nothing_option());
+      PLT_exit(ZOR_EXIT_USAGE);
+    }
+    if (ZOR_back_proc() < 0) ZOR_exit(1);
+  }
+  gset_no_plot(0);
   if (FLAG_get(kPlotTypeFlag) == kNothingPlotType) return -1;
   GPH_trans(2);
   if (s.dump == PLT_DUMP_NONE) GPH_hold(s.work_id);
@@ -368,6 +452,8 @@ int PLT_param_decode() {
   ResValues out("out_file");
   for (int i = 0; i < out.n; ++i) {
     const std::string_view v = out.v[i] != nullptr ? out.v[i] : "";
+    if (v.empty()) continue;
+    check_out_file_word(v);
     if (iprefix(v, "gif")) set_dump_from(PLT_DUMP_GIF, v);
     else if (iprefix(v, "png")) set_dump_from(PLT_DUMP_PNG, v);
   }
@@ -403,6 +489,8 @@ const char* PLT_get_dump_file() { return state().dump_file.c_str(); }
 int PLT_dump(int frame) {
   auto& s = state();
   if (s.dump == PLT_DUMP_NONE) return -1;
+  // Nothing drawn: there is no picture to capture (said once at the open).
+  if (!s.drawing) return -1;
   FILE_save_name_conv();
   FILE_set_name(s.dump_file.c_str());
   const int images = gget_num_images();

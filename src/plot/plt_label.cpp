@@ -192,6 +192,12 @@ int PLT_label_date(const Date* datim) {
   return 0;
 }
 
+int PLT_get_label_date(Date* datim) {
+  if (datim == nullptr) return -1;
+  *datim = state().date;
+  return 0;
+}
+
 int PLT_label_for_time(long val) {
   state().fhour = val;
   return 0;

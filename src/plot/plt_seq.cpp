@@ -18,7 +18,7 @@ int PLT_plot_files(const PLT_format& f, Domain* domain, Date* base_date) {
     PLT_reset(DOM_aspect(domain));
   } else {
     if (f.prepare) f.prepare(domain);
-    PLT_open(DOM_aspect(domain));
+    if (PLT_open(DOM_aspect(domain)) == 0) PLT_check_output();
     if (f.callback) PLT_set_callback(f.callback);
     if (f.replot) {
       PLT_set_zoom_func(f.replot);

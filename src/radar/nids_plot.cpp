@@ -168,9 +168,12 @@ int NIDS_open_file(char* filename) {
   if (s.ifile != nullptr) NIDS_close_file();
   s.ifile = FILE_open(filename, "r");
   if (s.ifile == nullptr) {
-    MESS_print(M_WARN, "NIDS_open_file: Unable to open file:%s\n", filename);
+    // The first file is opened twice (for its domain, then to plot it).
+    if (s.unopened != filename) MESS_print(M_WARN, "NIDS_open_file: Unable to open file:%s\n", filename);
+    s.unopened = filename;
     return 0;
   }
+  s.unopened.clear();
   s.nids_info = NIDS_info{};
   if (NIDS_get_header(s.ifile, &s.nids_info) != 1) {
     MESS_print(M_WARN, "NIDS_open_file: Unable to read file:%s\n", filename);
@@ -180,6 +183,7 @@ int NIDS_open_file(char* filename) {
   zor::nids_plot::own_scale(s.nids_info);
   DATE_make_label(&s.nids_info.date, s.datim);
   zor::nids_plot::fill_missing_date(s.file_date, s.nids_info.date);
+  PLT_label_date(&s.nids_info.date);
   if (CONT_get_bar() != -2) CONT_set_bar(1);
   return 1;
 }
