@@ -1,0 +1,113 @@
+// Radar coded messages (RCM): the coded bulletin of one radar site with its
+// echo intensities on a quarter-box grid of the LFM grid, the maximum echo
+// top, storm centroids, VAD winds, tornado vortex signatures and
+// mesocyclones. A file may hold the messages of many sites, in the plain
+// coded form or as Level III product 74 (product header, then the text).
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+#include "zor/mess.h"
+#include "zor/types.h"
+
+inline constexpr int RCM_GRID = 104;  // quarter-boxes each way
+inline constexpr int RCM_MAX_STORM = 40;
+inline constexpr int RCM_MAX_TVS = 10;
+inline constexpr int RCM_MAX_MESO = 20;
+inline constexpr int RCM_MAX_VAD = 20;
+inline constexpr std::uint8_t RCM_NO_ECHO = 255;  // cell not reported
+
+struct RCM_storm {
+  char id[3] = {};
+  float x = -9999.0f;  // quarter-box column
+  float y = -9999.0f;  // quarter-box row
+  int hgt = -9999;     // echo top
+  int dir = -9999;     // degrees
+  int spd = -9999;     // knots
+  int hail = 0;        // -1 unknown, 0 none, 1 probable, 2 hail
+};
+
+struct RCM_point {
+  char id[3] = {};
+  float x = -9999.0f;
+  float y = -9999.0f;
+};
+
+struct RCM_vad {
+  int hgt = -9999;
+  int dir = -9999;
+  int spd = -9999;
+  int rms = 0;
+};
+
+struct RCM_report {
+  char id[5];
+  int num;
+  float lat, lon;  // site position (product form only)
+  float elev;      // metres (product form only)
+  Date date;
+  int mode;        // 1 precipitation, 2 clear air
+  int status;      // 0 normal, 1 no echoes, 2 out for maintenance
+  std::uint8_t echo[RCM_GRID][RCM_GRID];  // [column][row]
+  int maxt;
+  float maxt_x, maxt_y;
+  RCM_storm storm[RCM_MAX_STORM];
+  int num_storm;
+  RCM_point tvs[RCM_MAX_TVS];
+  int num_tvs;
+  RCM_point meso[RCM_MAX_MESO];
+  int num_meso;
+  RCM_vad vad[RCM_MAX_VAD];
+  int num_vad;
+};
+
+int RCM_init(RCM_report* report);
+// Reads the next site's message: -1 at the end of the file, 0 when the
+// message has no part A, 1 otherwise.
+int RCM_read_site(FILE* ifile, RCM_report* report);
+int RCM_print(M_type level, RCM_report* report);
+// The station to plot: the `identifier` resource or the user's answer.
+int RCM_prompt_id();
+
+int RCM_open_file(char* filename);
+int RCM_close_file();
+int RCM_rewind_file();
+int RCM_set_date(Date* datim);
+int RCM_plot(Domain* domain);
+int RCM_plot_frame();
+int RCM_plot_nextfile();
+int RCM_plot_summary();
+int RCM_plot_data(RCM_report* report);
+int RCM_plot_param();
+void RCM_callback(int type, char* str, float x, float y);
+
+namespace zor::rcm {
+
+// Column and row of a three-letter location code; false when it is not
+// three capital letters.
+bool location(const char* code, int* col, int* row);
+
+// Why the last RCM_read_site stopped short or cut something ("" when it read
+// cleanly).
+const char* last_warning();
+
+// The station asked for and the report of the current file (tests).
+const char* station();
+void set_station(const char* id);
+const RCM_report& report();
+
+// Plot parameters as RCM_plot_param read them.
+struct Params {
+  int plt_site = 0;
+  int plt_graph = 0;
+  float plt_dist[4] = {};
+  int clutter_rad = 0;
+  int refresh = 0;
+};
+Params params();
+
+// Back to the start-up state (tests).
+void reset();
+
+}  // namespace zor::rcm

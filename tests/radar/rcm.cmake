@@ -1,0 +1,2 @@
+# Radar coded messages: reading, printing, plotting.
+zor_add_test(rcm_read_test rcm_read_test.cpp)
