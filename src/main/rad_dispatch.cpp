@@ -10,6 +10,7 @@
 #include "zor/flag.h"
 #include "zor/mess.h"
 #include "zor/nids.h"
+#include "zor/rcm.h"
 #include "zor/res.h"
 #include "zor/text.h"
 #include "zor/types.h"
@@ -126,7 +127,13 @@ const InputType kInputTypes[] = {
     {RAD_IN_RRWDS, "RRWDS", "Enter the RRWDS filename: ", false, nullptr},
     {RAD_IN_NOWRAD, "NOWRad", "Enter the NOWRad filename: ", false, nullptr},
     {RAD_IN_KAVRAD, "KAVRAD", "Enter the KAVRAD filename: ", false, nullptr},
-    {RAD_IN_RCM, "RCM", "Enter the RCM filename: ", false, nullptr},
+    {RAD_IN_RCM, "RCM", "Enter the RCM filename: ", false,
+     [](Domain& d) {
+       RCM_set_date(nullptr);
+       DOM_get_region(&d, 3);
+       RCM_prompt_id();
+       RCM_plot(&d);
+     }},
     {RAD_IN_CONVERTED, "converted radar report", "Enter the radar filename: ", false, nullptr},
 };
 
