@@ -97,6 +97,14 @@ const char* station();
 void set_station(const char* id);
 const RCM_report& report();
 
+// Finds the station's position (the radar site file "rad.cty", else the
+// message of the first file); ends the program with status 11 when neither
+// knows it. The plot does this before it opens.
+void locate_site();
+// The plot's step for one file: opens it and reads sites up to the
+// station's message; 1 when found.
+int open_station(char* filename);
+
 // Plot parameters as RCM_plot_param read them.
 struct Params {
   int plt_site = 0;

@@ -203,8 +203,10 @@ bool wants_watches() {
   return false;
 }
 
+}  // namespace
+
 // Reads the sites of the open file until the station's message.
-bool find_station() {
+static bool find_station() {
   auto& s = state();
   s.found = false;
   int stat = 0;
@@ -249,6 +251,8 @@ void locate_site() {
     ZOR_exit(kUnknownStation);
   }
 }
+
+namespace {
 
 void prepare(Domain* domain) {
   auto& s = state();

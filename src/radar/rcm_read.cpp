@@ -9,6 +9,7 @@
 #include "rcm_internal.h"
 #include "zor/byte_reader.h"
 #include "zor/date.h"
+#include "zor/flag.h"
 #include "zor/mess.h"
 #include "zor/nids.h"
 #include "zor/res.h"
@@ -562,6 +563,10 @@ int RCM_prompt_id() {
   if (res != nullptr && *res != '\0') {
     std::snprintf(s.station, sizeof s.station, "%.5s", res);
     up_string(s.station);
+    return 0;
+  }
+  if (FLAG_get(19) != 0) {
+    MESS_print(M_WARN, "RCM_prompt_id: no station given (resource identifier)\n");
     return 0;
   }
   constexpr int kTries = 5;
