@@ -236,6 +236,10 @@ int open_station(char* filename) {
 // The site's position: the radar site file, else the message itself.
 void locate_site() {
   auto& s = state();
+  if (s.station[0] == '\0') {
+    MESS_print(M_ERROR, "RCM_plot: no station to plot\n");
+    ZOR_exit(kNoFileStatus);
+  }
   if (CTY_get_loc("rad.cty", s.station, &s.slat, &s.slon) == 1) return;
   char name[FILE_NAME_MAX] = {};
   FILE_set_date(&s.base_date, name, sizeof name);
