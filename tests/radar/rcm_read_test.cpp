@@ -188,6 +188,35 @@ TEST(RcmRead, PlainBulletinsSiteBySite) {
   EXPECT_EQ(RCM_read_site(f.get(), &r), -1);
 }
 
+// The packet form: number packet, location packet, then the coded text.
+TEST(RcmRead, PacketForm) {
+  auto packet = [](int t0, int t1, std::string body) {
+    if (body.size() % 2) body += ' ';
+    const std::size_t words = (body.size() + 4) / 2;
+    return std::string{static_cast<char>(words >> 8), static_cast<char>(words & 255), static_cast<char>(t0),
+                       static_cast<char>(t1)} +
+           body;
+  };
+  // No date in part A: the location packet's stands.
+  const std::string text = "1234 ROBUU 0320 /NEXRAA UNEDITED /MDPCPN /NI0001: JLK12C /ENDAA";
+  TempFile t("SDUS44 KBMX 020217\r\r\nRCMBMX\r\r\n" + packet(1, 1, "320") +
+             packet(1, 16, "01  33.172   -86.770 759199912312359") + packet(4, 16, "skipped") +
+             packet(5, 4, text));
+  File f = t.open();
+  RCM_report r;
+  ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
+  EXPECT_STREQ(r.id, "BMX");
+  EXPECT_EQ(r.num, 320);
+  EXPECT_NEAR(r.lat, 33.172f, 1e-4);
+  EXPECT_NEAR(r.lon, -86.770f, 1e-4);
+  EXPECT_NEAR(r.elev, 759 * 0.3048f, 1e-3);
+  EXPECT_EQ(r.date.year, 1999);
+  EXPECT_EQ(r.date.month, 12);
+  EXPECT_EQ(r.date.min, 59);
+  EXPECT_EQ(r.echo[47][38], 2);
+  EXPECT_EQ(r.mode, 1);
+}
+
 TEST(RcmRead, PrintedReport) {
   File f = open("plain_sites.txt");
   ASSERT_TRUE(f);
