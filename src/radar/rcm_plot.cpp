@@ -433,10 +433,12 @@ int RCM_plot_data(RCM_report* report) {
 }
 
 int RCM_plot_nextfile() {
-  const int off = FILE_get_nsecs() + 60;
+  // The file layer's date moves with every name it builds, so each call
+  // looks one refresh period later; nsecs keeps the total.
+  constexpr int kPeriod = 60;
   char file[FILE_NAME_MAX] = {};
-  FILE_set_date_off(nullptr, off, file, sizeof file);
-  FILE_set_nsecs(off);
+  FILE_set_date_off(nullptr, kPeriod, file, sizeof file);
+  FILE_set_nsecs(FILE_get_nsecs() + kPeriod);
   std::printf("File: %s\n", file);
   std::fflush(stdout);
   if (!zor::rcm::open_station(file)) return 0;

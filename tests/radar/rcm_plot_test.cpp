@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -22,6 +23,7 @@
 #include "zor/cont.h"
 #include "zor/cty.h"
 #include "zor/dom.h"
+#include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
@@ -230,6 +232,39 @@ TEST_F(RcmFrameTest, StormsMesocyclonesAndTvsStandWhereTheMessageSays) {
   ASSERT_TRUE(pixel_at(Gpt{storm.x + 0.05f * h, storm.y - 0.01f * h}, &px, &py, cap));
   EXPECT_EQ(lit(cap, px, py, 2), 0);
   EXPECT_EQ(CONT_get_bar(), -2) << "nobar";
+}
+
+TEST_F(RcmFrameTest, RefreshDrawsTheNextMinutesFile) {
+  namespace fs = std::filesystem;
+  const fs::path dir = fs::path(testing::TempDir()) / ("rcm_refresh_" + std::to_string(getpid()));
+  fs::create_directories(dir);
+  fs::copy_file(kDir + "KBMX_SDUS44_RCMBMX_201501020217", dir / "201501020217.rcm",
+                fs::copy_options::overwrite_existing);
+  const fs::path first = dir / "first.txt";
+  std::ofstream(first) << "RCMBMX\n1234 ROBUU 0101\n/NEXRAA 0101 0201150216 EDITED\n/ENDAA\n";
+  ASSERT_EQ(FILE_set_name(("@" + dir.string() + "/%Y%m%d%h%n.rcm").c_str()), 1);
+  char name[FILE_NAME_MAX] = {};
+  Date d;
+  d.year = 2015;
+  d.month = 1;
+  d.day = 2;
+  d.hour = 2;
+  d.min = 16;
+  FILE_set_date(&d, name, sizeof name);
+  Capture cap;
+  plot(first.string(), "BMX", cap);
+  ASSERT_EQ(zor::rcm::report().num, 101);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(RCM_plot_nextfile(), 0);
+  const int num = zor::rcm::report().num;
+  EXPECT_EQ(RCM_plot_nextfile(), 0);  // nothing a minute later
+  const std::string out = testing::internal::GetCapturedStdout();
+  zor::file::reset();
+  fs::remove_all(dir);
+  EXPECT_EQ(num, 320) << "the message of 02:17 was read";
+  EXPECT_EQ(zor::rcm::report().num, 320);
+  EXPECT_NE(out.find("File: " + (dir / "201501020217.rcm").string() + "\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("201501020218.rcm"), std::string::npos) << out;
 }
 
 TEST_F(RcmFrameTest, PlotParameterWords) {
