@@ -47,8 +47,8 @@ struct RCM_report {
   float lat, lon;  // site position (product form only)
   float elev;      // metres (product form only)
   Date date;
-  int mode;        // 1 precipitation, 2 clear air
-  int status;      // 0 normal, 1 no echoes, 2 out for maintenance
+  int mode;                               // 1 precipitation, 2 clear air
+  int status;                             // 0 normal, 1 no echoes, 2 out for maintenance
   std::uint8_t echo[RCM_GRID][RCM_GRID];  // [column][row]
   int maxt;
   float maxt_x, maxt_y;

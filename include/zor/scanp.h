@@ -19,9 +19,9 @@
 struct Scanp {
   const char* str = nullptr;  // the string scanned (not owned)
   std::size_t len = 0;
-  std::size_t pos = 0;        // the cursor
-  std::size_t end = 0;        // end of the last match
-  bool whole = false;         // the last format matched to its end
+  std::size_t pos = 0;  // the cursor
+  std::size_t end = 0;  // end of the last match
+  bool whole = false;   // the last format matched to its end
 };
 
 // Starts the scanner at the beginning of `str`. Returns 0.

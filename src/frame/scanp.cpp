@@ -16,9 +16,9 @@ bool digit(char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; }
 // One conversion as written in the format.
 struct Spec {
   bool suppress = false;
-  int width = 0;            // 0: none given
-  char kind = 0;            // d s c D F (
-  std::string words;        // the bar-separated list of "%*(...)"
+  int width = 0;      // 0: none given
+  char kind = 0;      // d s c D F (
+  std::string words;  // the bar-separated list of "%*(...)"
 };
 
 // Reads a conversion after "%"; `f` is left after it. False for a malformed one.
@@ -58,20 +58,27 @@ class Matcher {
 
   bool convert(const Spec& sp, std::va_list& args) {
     switch (sp.kind) {
-      case 'd': return integer(sp, args);
-      case 's': return word(sp, args);
-      case 'c': return character(sp, args);
+      case 'd':
+        return integer(sp, args);
+      case 's':
+        return word(sp, args);
+      case 'c':
+        return character(sp, args);
       case 'D':
-      case 'F': return fixed(sp, args);
-      case '(': return one_of(sp);
-      default: return false;
+      case 'F':
+        return fixed(sp, args);
+      case '(':
+        return one_of(sp);
+      default:
+        return false;
     }
   }
 
  private:
   std::size_t avail(int width) const {
     const std::size_t rest = len_ - pos_;
-    return width > 0 && static_cast<std::size_t>(width) < rest ? static_cast<std::size_t>(width) : rest;
+    return width > 0 && static_cast<std::size_t>(width) < rest ? static_cast<std::size_t>(width)
+                                                               : rest;
   }
 
   bool integer(const Spec& sp, std::va_list& args) {
@@ -120,15 +127,20 @@ class Matcher {
     if (i < field.size() && (field[i] == '-' || field[i] == '+')) ++i;
     bool digits = false, point = false;
     for (; i < field.size(); ++i) {
-      if (digit(field[i])) digits = true;
-      else if (sp.kind == 'F' && field[i] == '.' && !point) point = true;
-      else return false;
+      if (digit(field[i]))
+        digits = true;
+      else if (sp.kind == 'F' && field[i] == '.' && !point)
+        point = true;
+      else
+        return false;
     }
     if (!digits) return false;
     pos_ += field.size();
     if (sp.suppress) return true;
-    if (sp.kind == 'D') *va_arg(args, int*) = static_cast<int>(std::strtol(field.c_str(), nullptr, 10));
-    else *va_arg(args, float*) = std::strtof(field.c_str(), nullptr);
+    if (sp.kind == 'D')
+      *va_arg(args, int*) = static_cast<int>(std::strtol(field.c_str(), nullptr, 10));
+    else
+      *va_arg(args, float*) = std::strtof(field.c_str(), nullptr);
     return true;
   }
 

@@ -21,12 +21,12 @@ struct State {
   char station[8] = {};
   FILE* ifile = nullptr;
   RCM_report report{};
-  bool found = false;       // the report of the station is in `report`
-  char datim[64] = {};      // date label of the current frame
+  bool found = false;   // the report of the station is in `report`
+  char datim[64] = {};  // date label of the current frame
   Date base_date;
   Date file_date;
   Params p;
-  float slat = -9999.0f;    // site position from the site file
+  float slat = -9999.0f;  // site position from the site file
   float slon = -9999.0f;
   long fsecs = 0;
 };

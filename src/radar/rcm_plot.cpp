@@ -34,7 +34,9 @@
 namespace zor::rcm {
 
 const char* station() { return state().station; }
-void set_station(const char* id) { std::snprintf(state().station, sizeof state().station, "%s", id ? id : ""); }
+void set_station(const char* id) {
+  std::snprintf(state().station, sizeof state().station, "%s", id ? id : "");
+}
 const RCM_report& report() { return state().report; }
 Params params() { return state().p; }
 
@@ -82,23 +84,34 @@ struct ParamWord {
 
 // Plot-parameter words, tried in order; the first match acts.
 constexpr ParamWord kParamWords[] = {
-    {[](std::string_view w) { return ieq(w, "site"); }, [](Params& p, std::string_view) { p.plt_site = 1; }},
-    {[](std::string_view w) { return ieq(w, "dist"); }, [](Params& p, std::string_view) { p.plt_dist[0] = 100.0f; }},
+    {[](std::string_view w) { return ieq(w, "site"); },
+     [](Params& p, std::string_view) { p.plt_site = 1; }},
+    {[](std::string_view w) { return ieq(w, "dist"); },
+     [](Params& p, std::string_view) { p.plt_dist[0] = 100.0f; }},
     {[](std::string_view w) { return w.size() >= 5 && iprefix(w, "dist"); },
      [](Params& p, std::string_view w) {
        float d[4] = {0.0f, 0.0f, 0.0f, 0.0f};
        std::sscanf(after(w, 5).c_str(), "%f:%f:%f:%f", &d[0], &d[1], &d[2], &d[3]);
        for (int i = 0; i < 4; ++i) p.plt_dist[i] = d[i];
      }},
-    {[](std::string_view w) { return ieq(w, "nodist"); }, [](Params& p, std::string_view) { p.plt_dist[0] = 0.0f; }},
-    {[](std::string_view w) { return ieq(w, "graph"); }, [](Params& p, std::string_view) { p.plt_graph = 1; }},
-    {[](std::string_view w) { return ieq(w, "nograph"); }, [](Params& p, std::string_view) { p.plt_graph = 0; }},
-    {[](std::string_view w) { return ieq(w, "refresh"); }, [](Params& p, std::string_view) { p.refresh = 1; }},
-    {[](std::string_view w) { return ieq(w, "clutter"); }, [](Params& p, std::string_view) { p.clutter_rad = 25; }},
+    {[](std::string_view w) { return ieq(w, "nodist"); },
+     [](Params& p, std::string_view) { p.plt_dist[0] = 0.0f; }},
+    {[](std::string_view w) { return ieq(w, "graph"); },
+     [](Params& p, std::string_view) { p.plt_graph = 1; }},
+    {[](std::string_view w) { return ieq(w, "nograph"); },
+     [](Params& p, std::string_view) { p.plt_graph = 0; }},
+    {[](std::string_view w) { return ieq(w, "refresh"); },
+     [](Params& p, std::string_view) { p.refresh = 1; }},
+    {[](std::string_view w) { return ieq(w, "clutter"); },
+     [](Params& p, std::string_view) { p.clutter_rad = 25; }},
     {[](std::string_view w) { return iprefix(w, "clutter"); },
-     [](Params& p, std::string_view w) { p.clutter_rad = static_cast<int>(std::atof(after(w, 8).c_str())); }},
-    {[](std::string_view w) { return ieq(w, "noclutter"); }, [](Params& p, std::string_view) { p.clutter_rad = 0; }},
-    {[](std::string_view w) { return ieq(w, "nobar"); }, [](Params&, std::string_view) { CONT_set_bar(-2); }},
+     [](Params& p, std::string_view w) {
+       p.clutter_rad = static_cast<int>(std::atof(after(w, 8).c_str()));
+     }},
+    {[](std::string_view w) { return ieq(w, "noclutter"); },
+     [](Params& p, std::string_view) { p.clutter_rad = 0; }},
+    {[](std::string_view w) { return ieq(w, "nobar"); },
+     [](Params&, std::string_view) { CONT_set_bar(-2); }},
 };
 
 Domain polar(float clat, float clon, int nx, int ny, float step) {
@@ -133,8 +146,8 @@ class Area {
     float x = 0, y = 0, i = 0, j = 0;
     MAP_tran(s.slat, s.slon, &x, &y);
     MAP_grid_untran(x, y, &i, &j);
-    MAP_grid_tran(static_cast<float>(static_cast<int>(i - 12.0f)), static_cast<float>(static_cast<int>(j - 12.0f)),
-                  &xx_, &yy_);
+    MAP_grid_tran(static_cast<float>(static_cast<int>(i - 12.0f)),
+                  static_cast<float>(static_cast<int>(j - 12.0f)), &xx_, &yy_);
     MAP_domain(&plot_);
     // One projection for both when two corners land where they stand.
     same_ = true;
@@ -173,13 +186,16 @@ void plot_storms(const RCM_report& r, const Area& area, const Gattribs& data) {
     const RCM_storm& st = r.storm[i];
     if (st.x == ZOR_MISSING_F) continue;
     const Gpt p = area.at(st.x + 0.5f, st.y + 0.5f);
-    if (st.hail == 2) marker(p, "lgreen", 3);
-    else if (st.hail == 1) marker(p, "lgreen", 5);
-    else marker(p, "white", 2);
+    if (st.hail == 2)
+      marker(p, "lgreen", 3);
+    else if (st.hail == 1)
+      marker(p, "lgreen", 5);
+    else
+      marker(p, "white", 2);
     GPH_line_attr(&data);
     if (st.dir != ZOR_MISSING && st.spd != ZOR_MISSING)
-      WIND_barb(p.x, p.y, MAP_dir_adj(static_cast<float>(st.dir), p.x, p.y), static_cast<float>(st.spd), 0.075f * h,
-                0.0f);
+      WIND_barb(p.x, p.y, MAP_dir_adj(static_cast<float>(st.dir), p.x, p.y),
+                static_cast<float>(st.spd), 0.075f * h, 0.0f);
     Gattribs text = data;
     text.height = ZOR_MISSING_F;
     GPH_text_attr(&text, 0.02f * h);
@@ -191,9 +207,11 @@ void plot_storms(const RCM_report& r, const Area& area, const Gattribs& data) {
     }
   }
   for (int i = 0; i < r.num_meso; ++i)
-    if (r.meso[i].x != ZOR_MISSING_F) marker(area.at(r.meso[i].x + 0.5f, r.meso[i].y + 0.5f), "yellow", 4);
+    if (r.meso[i].x != ZOR_MISSING_F)
+      marker(area.at(r.meso[i].x + 0.5f, r.meso[i].y + 0.5f), "yellow", 4);
   for (int i = 0; i < r.num_tvs; ++i)
-    if (r.tvs[i].x != ZOR_MISSING_F) marker(area.at(r.tvs[i].x + 0.5f, r.tvs[i].y + 0.5f), "lred", 7);
+    if (r.tvs[i].x != ZOR_MISSING_F)
+      marker(area.at(r.tvs[i].x + 0.5f, r.tvs[i].y + 0.5f), "lred", 7);
 }
 
 bool wants_watches() {
@@ -286,8 +304,10 @@ using zor::rcm::state;
 
 int RCM_set_date(Date* datim) {
   auto& s = state();
-  if (datim != nullptr) s.base_date = *datim;
-  else FILE_get_date(&s.base_date);
+  if (datim != nullptr)
+    s.base_date = *datim;
+  else
+    FILE_get_date(&s.base_date);
   return 0;
 }
 
@@ -336,7 +356,9 @@ int RCM_plot_param() {
   return 0;
 }
 
-int RCM_plot(Domain* domain) { return PLT_plot_files(zor::rcm::kFormat, domain, &state().base_date); }
+int RCM_plot(Domain* domain) {
+  return PLT_plot_files(zor::rcm::kFormat, domain, &state().base_date);
+}
 
 int RCM_plot_frame() {
   MAP_draw(1);
@@ -383,8 +405,8 @@ int RCM_plot_summary() {
       if (fills[v].color < 0) continue;
       GPH_fill_attr(&fills[v]);
       const auto fc = static_cast<float>(c), fr = static_cast<float>(r);
-      const Gpt pts[5] = {area.at(fc, fr), area.at(fc + 1, fr), area.at(fc + 1, fr + 1), area.at(fc, fr + 1),
-                          area.at(fc, fr)};
+      const Gpt pts[5] = {area.at(fc, fr), area.at(fc + 1, fr), area.at(fc + 1, fr + 1),
+                          area.at(fc, fr + 1), area.at(fc, fr)};
       gfill_area(5, pts);
     }
   }
@@ -404,7 +426,8 @@ int RCM_plot_data(RCM_report* report) {
   CONT_reset_values();
   gset_marker_type(2);
   float scale = 0.0f;
-  if (RES_getval("plot_scale", reinterpret_cast<char*>(&scale), CV_float) <= 0 || !(scale > 0.0f)) scale = 1.0f;
+  if (RES_getval("plot_scale", reinterpret_cast<char*>(&scale), CV_float) <= 0 || !(scale > 0.0f))
+    scale = 1.0f;
   RAW_plot_init(&data, scale);
   if (x0 != ZOR_MISSING_F) {
     if (s.p.plt_site) GPH_mark(x0, y0);

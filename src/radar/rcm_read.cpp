@@ -29,8 +29,8 @@ namespace {
 
 constexpr std::size_t kBuffer = 5000;  // a line, and the message text
 constexpr int kMaxCells = RCM_GRID * RCM_GRID;
-constexpr M_type kTraceB = 0x20000000;  // debug sub-level b: every echo cell
-constexpr M_type kTraceC = 0x40000000;  // debug sub-level c: the grid map
+constexpr M_type kTraceB = 0x20000000;       // debug sub-level b: every echo cell
+constexpr M_type kTraceC = 0x40000000;       // debug sub-level c: the grid map
 constexpr std::size_t kProductHeader = 120;  // message header and description block
 constexpr int kProductCode = 74;
 
@@ -74,8 +74,10 @@ class Source {
     int c = get();
     if (c == EOF) return false;
     for (; c != EOF; c = get()) {
-      if (out.size() < kBuffer) out.push_back(static_cast<char>(c));
-      else cut = true;
+      if (out.size() < kBuffer)
+        out.push_back(static_cast<char>(c));
+      else
+        cut = true;
       if (c == '\n') break;
     }
     return true;
@@ -151,7 +153,7 @@ std::string product_text(Source& src, std::string head, RCM_report& r) {
   const std::int32_t lon = b.i32();  // 24
   const int height = b.i16();        // 28 feet
   b.seek(40);
-  const int vdate = b.i16();         // 40 volume scan date
+  const int vdate = b.i16();           // 40 volume scan date
   const std::int32_t vtime = b.i32();  // 42 volume scan time
   if (code != kProductCode || divider != -1) {
     warn("not a radar coded message product (code " + std::to_string(code) + ")");
@@ -272,7 +274,8 @@ void intensity(Scanp& p, RCM_report& r) {
   int cells = 0;
   bool edge = false;
   while (cells < kMaxCells && std::isalpha(scanp_char(&p, 0))) {
-    const char code[4] = {static_cast<char>(scanp_char(&p, 0)), static_cast<char>(scanp_char(&p, 1)),
+    const char code[4] = {static_cast<char>(scanp_char(&p, 0)),
+                          static_cast<char>(scanp_char(&p, 1)),
                           static_cast<char>(scanp_char(&p, 2)), 0};
     int col = 0, row = 0;
     if (!location(code, &col, &row)) {
@@ -422,12 +425,16 @@ int decode(const char* text, RCM_report& r) {
     r.date.jday = r.date.wday = ZOR_MISSING;
   }
   take(p, "%*(EDITED|UNEDITED) ");
-  if (take(p, "%*(RADNE) ")) r.status = 1;
-  else if (take(p, "%*(RADOM) ")) r.status = 2;
+  if (take(p, "%*(RADNE) "))
+    r.status = 1;
+  else if (take(p, "%*(RADOM) "))
+    r.status = 2;
   char mode[5] = {};
   if (take(p, "%*(/MD)%4s ", mode)) {
-    if (std::strcmp(mode, "PCPN") == 0) r.mode = 1;
-    else if (std::strcmp(mode, "CLAR") == 0) r.mode = 2;
+    if (std::strcmp(mode, "PCPN") == 0)
+      r.mode = 1;
+    else if (std::strcmp(mode, "CLAR") == 0)
+      r.mode = 2;
   }
   if (!take(p, "%*(/SC)%*d ")) take(p, "%*(/SC) ");
   int groups = 0;
@@ -513,7 +520,9 @@ int RCM_read_site(FILE* ifile, RCM_report* report) {
   const std::string head = src.bytes(4);
   std::string text;
   std::size_t start = 0;
-  const auto byte = [&](std::size_t i) { return i < head.size() ? static_cast<unsigned char>(head[i]) : 0; };
+  const auto byte = [&](std::size_t i) {
+    return i < head.size() ? static_cast<unsigned char>(head[i]) : 0;
+  };
   if (byte(0) == 0 && byte(1) == kProductCode) {
     text = product_text(src, head, *report);
   } else if (head.size() == 4 && byte(2) == 1 && byte(3) == 1) {
@@ -544,15 +553,19 @@ int RCM_print(M_type level, RCM_report* report) {
   Date d = r.date;
   DATE_make_label(&d, label);
   MESS_print(level, "Date: %s\n", label);
-  if (r.status == 1) MESS_print(level, "Status: no echos\n");
-  else if (r.status == 2) MESS_print(level, "Status: out for maintenance\n");
+  if (r.status == 1)
+    MESS_print(level, "Status: no echos\n");
+  else if (r.status == 2)
+    MESS_print(level, "Status: out for maintenance\n");
   MESS_print(level, "Max Top: %d %3.0f,%3.0f\n", r.maxt, f(r.maxt_x), f(r.maxt_y));
-  for (int i = 0; i < r.num_tvs; ++i) MESS_print(level, "TVS:  %2s %3.0f,%3.0f\n", r.tvs[i].id, f(r.tvs[i].x), f(r.tvs[i].y));
+  for (int i = 0; i < r.num_tvs; ++i)
+    MESS_print(level, "TVS:  %2s %3.0f,%3.0f\n", r.tvs[i].id, f(r.tvs[i].x), f(r.tvs[i].y));
   for (int i = 0; i < r.num_meso; ++i)
     MESS_print(level, "MESO: %2s %3.0f,%3.0f\n", r.meso[i].id, f(r.meso[i].x), f(r.meso[i].y));
   for (int i = 0; i < r.num_storm; ++i) {
     const RCM_storm& s = r.storm[i];
-    MESS_print(level, "STRM: %2s %3.0f,%3.0f %3.3d-%3.3d %3d %d\n", s.id, f(s.x), f(s.y), s.dir, s.spd, s.hgt, s.hail);
+    MESS_print(level, "STRM: %2s %3.0f,%3.0f %3.3d-%3.3d %3d %d\n", s.id, f(s.x), f(s.y), s.dir,
+               s.spd, s.hgt, s.hail);
   }
   return 0;
 }

@@ -33,7 +33,9 @@ int two_ints(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, &o.i[0], 
 int int_word(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, &o.i[0], o.w); }
 int word(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, o.w); }
 int storm(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, o.id, o.w, &o.i[0], &o.i[1]); }
-int vad(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, &o.i[0], &o.c, &o.i[1], &o.i[2]); }
+int vad(Scanp* p, const char* fmt, Out& o) {
+  return scanp(p, fmt, &o.i[0], &o.c, &o.i[1], &o.i[2]);
+}
 int top(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, &o.i[0], &o.c); }
 int real(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, &o.f); }
 
@@ -67,7 +69,8 @@ const Case kCases[] = {
     {"/NI1003:  HMN", "%*(/NI)%d: ", one_int, 2, true, 10, ints(1003)},
     {"/NI1003 HMN", "%*(/NI)%d: ", one_int, 2, false, 7, ints(1003)},
     {"/MT330:GOL ", "%*(/MT)%d:%3s ", int_word, 3, true, 11, with_word(ints(330), "GOL")},
-    {"CM4LOB 260051, CZ", "%*(C)%2s%3s %3d%3d, ", storm, 5, true, 15, with_word(ints(260, 51), "LOB", "M4")},
+    {"CM4LOB 260051, CZ", "%*(C)%2s%3s %3d%3d, ", storm, 5, true, 15,
+     with_word(ints(260, 51), "LOB", "M4")},
     {"010C075013,030A", "%d%c%3d%3d, ", vad, 4, true, 11, with_word(ints(10, 75, 13), "", "", 'C')},
     {"S089HN,", "%*(S)%3d%*(H)%c, ", top, 4, true, 7, with_word(ints(89), "", "", 'N')},
     {"01  33.172", "%*2D%8F", real, 2, true, 10, flt(33.172f)},

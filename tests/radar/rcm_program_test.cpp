@@ -44,17 +44,18 @@ int count_colour(const zor::test::Raster& r, unsigned rgb) {
 class RcmProgramTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("rcm_program_" + std::to_string(::getpid()) + "_" +
-                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    dir_ = fs::temp_directory_path() /
+           ("rcm_program_" + std::to_string(::getpid()) + "_" +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name());
     fs::remove_all(dir_);
     fs::create_directories(dir_);
   }
   void TearDown() override { fs::remove_all(dir_); }
 
   ProgramRun radar(const std::string& args) {
-    const std::string cmd = "cd '" + dir_.string() + "' && env -u DISPLAY zordefault='" + (dir_ / "none").string() +
-                            "' '" + ZOR_RADAR_BINARY + "' -ba -inp rcmsite " + args +
-                            " </dev/null >out.txt 2>err.txt";
+    const std::string cmd = "cd '" + dir_.string() + "' && env -u DISPLAY zordefault='" +
+                            (dir_ / "none").string() + "' '" + ZOR_RADAR_BINARY +
+                            "' -ba -inp rcmsite " + args + " </dev/null >out.txt 2>err.txt";
     ProgramRun r;
     const int rc = std::system(cmd.c_str());
     r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
@@ -67,7 +68,8 @@ class RcmProgramTest : public ::testing::Test {
 };
 
 TEST_F(RcmProgramTest, RealMessagePlotsItsEchoesAndPrintsItsReport) {
-  const ProgramRun r = radar("-id okx -me mess,out2 -va comp -of png:@okx.png @" + kDir + "KOKX_SDUS41_RCMOKX_201108280716");
+  const ProgramRun r = radar("-id okx -me mess,out2 -va comp -of png:@okx.png @" + kDir +
+                             "KOKX_SDUS41_RCMOKX_201108280716");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_NE(r.out.find("ID: OKX\nNum: 515\nLoc: 40.865 -72.864\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("Max Top: 620  55, 67\n"), std::string::npos) << r.out;
@@ -95,7 +97,8 @@ TEST_F(RcmProgramTest, StationsThatCannotBePlottedEndTheProgram) {
       {"-id xxa", 11, "unknown radar station: XXA"},
   };
   for (const auto& c : cases) {
-    const std::string file = std::string(c.args) == "-id xxa" ? "@" + kDir + "plain_sites.txt" : okx;
+    const std::string file =
+        std::string(c.args) == "-id xxa" ? "@" + kDir + "plain_sites.txt" : okx;
     const ProgramRun r = radar(std::string(c.args) + " -of png:@x.png " + file);
     EXPECT_EQ(r.status, c.status) << c.args << r.err;
     EXPECT_NE(r.err.find(c.message), std::string::npos) << c.args << r.err;

@@ -72,13 +72,45 @@ const RealCase kReal[] = {
     // "HMN1": H row block 7, M column block 12, N = 13 -> column 51, row 29.
     // "HMG1B01B011": column 49, row 30: 1, B repeats it twice, 0, 1, ...
     // "CM4LOB 260051" and "CM4LOB S089HN"; "/MT330:GOL".
-    {"KBMX_SDUS44_RCMBMX_201501020217", "BMX", 320, 33.172f, -86.770f, 759.0f, 2015, 1, 2, 2, 17, 330,
-     58, 27, 8, 16, 0, {"M4", 56, 45, 89, 260, 51, 0},
+    {"KBMX_SDUS44_RCMBMX_201501020217",
+     "BMX",
+     320,
+     33.172f,
+     -86.770f,
+     759.0f,
+     2015,
+     1,
+     2,
+     2,
+     17,
+     330,
+     58,
+     27,
+     8,
+     16,
+     0,
+     {"M4", 56, 45, 89, 260, 51, 0},
      {{51, 29, 1}, {49, 30, 1}, {51, 30, 1}, {52, 30, 0}}},
     // "ENI8": column 54, row 16; "ENJ8B": column 54, row 17, 8 three times.
     // "CL6POC 160072" / "CL6POC S116HN"; "/MT620:QNP"; "/NMES02: M07POD,M06PKB".
-    {"KOKX_SDUS41_RCMOKX_201108280716", "OKX", 515, 40.865f, -72.864f, 198.0f, 2011, 8, 28, 7, 17, 620,
-     55, 67, 12, 18, 2, {"L6", 56, 62, 116, 160, 72, 0},
+    {"KOKX_SDUS41_RCMOKX_201108280716",
+     "OKX",
+     515,
+     40.865f,
+     -72.864f,
+     198.0f,
+     2011,
+     8,
+     28,
+     7,
+     17,
+     620,
+     55,
+     67,
+     12,
+     18,
+     2,
+     {"L6", 56, 62, 116, 160, 72, 0},
      {{54, 16, 8}, {54, 17, 8}, {56, 17, 8}, {57, 17, RCM_NO_ECHO}}},
 };
 
@@ -117,7 +149,8 @@ TEST(RcmRead, RealProductMessages) {
     EXPECT_EQ(s.dir, c.first.dir);
     EXPECT_EQ(s.spd, c.first.spd);
     EXPECT_EQ(s.hail, c.first.hail);
-    for (const auto& cell : c.cells) EXPECT_EQ(r.echo[cell.col][cell.row], cell.value) << cell.col << "," << cell.row;
+    for (const auto& cell : c.cells)
+      EXPECT_EQ(r.echo[cell.col][cell.row], cell.value) << cell.col << "," << cell.row;
     EXPECT_GT(cells_set(r), 100);
     EXPECT_EQ(RCM_read_site(f.get(), &r), -1) << "one site per product";
   }
@@ -193,8 +226,8 @@ TEST(RcmRead, PacketForm) {
   auto packet = [](int t0, int t1, std::string body) {
     if (body.size() % 2) body += ' ';
     const std::size_t words = (body.size() + 4) / 2;
-    return std::string{static_cast<char>(words >> 8), static_cast<char>(words & 255), static_cast<char>(t0),
-                       static_cast<char>(t1)} +
+    return std::string{static_cast<char>(words >> 8), static_cast<char>(words & 255),
+                       static_cast<char>(t0), static_cast<char>(t1)} +
            body;
   };
   // No date in part A: the location packet's stands.
@@ -233,7 +266,8 @@ TEST(RcmRead, PrintedReport) {
   ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
   testing::internal::CaptureStdout();
   RCM_print(M_PRINT, &r);
-  EXPECT_NE(testing::internal::GetCapturedStdout().find("Status: out for maintenance\n"), std::string::npos);
+  EXPECT_NE(testing::internal::GetCapturedStdout().find("Status: out for maintenance\n"),
+            std::string::npos);
 }
 
 // Bad input: every outcome is a return value and a message; nothing is
@@ -252,16 +286,21 @@ TEST(RcmRead, BadInput) {
   const Bad cases[] = {
       {"no RCM line", "SDUS40 KWBC 150300\nNOTHING HERE\n", -1, ""},
       {"empty file", "", -1, ""},
-      {"line over the buffer", "RCMXXA\n1234 ROBUU 0101\n/NEXRAA 0101 1505980300 /NI0001:\nAAA" +
-                                   std::string(6000, '1') + "\n",
+      {"line over the buffer",
+       "RCMXXA\n1234 ROBUU 0101\n/NEXRAA 0101 1505980300 /NI0001:\nAAA" + std::string(6000, '1') +
+           "\n",
        1, "longer than 5000"},
       {"product cut in its header", real.substr(0, 60), 0, "header cut short"},
       {"product cut in its text", real.substr(0, 900), 1, "cut short"},
-      {"no description block", real.substr(0, 0x30) + std::string(2, '\0') + real.substr(0x32), 0, "not a radar coded"},
-      {"counts over the records", "RCMXXA\n1234 A 1\n/NEXRAA 1 0101000000\n/NCEN99: CA1JLK 225030\n", 1,
+      {"no description block", real.substr(0, 0x30) + std::string(2, '\0') + real.substr(0x32), 0,
+       "not a radar coded"},
+      {"counts over the records",
+       "RCMXXA\n1234 A 1\n/NEXRAA 1 0101000000\n/NCEN99: CA1JLK 225030\n", 1,
        "more than 40 storms"},
-      {"lower-case location", "RCMXXA\n1234 A 1\n/NEXRAA 1 0101000000\n/NI0001:\nhmn1,AAA1\n", 1, "hmn"},
-      {"run past the grid edge", "RCMXXA\n1234 A 1\n/NEXRAA 1 0101000000\n/NI0001:\nAZP9Z\n", 1, "east edge"},
+      {"lower-case location", "RCMXXA\n1234 A 1\n/NEXRAA 1 0101000000\n/NI0001:\nhmn1,AAA1\n", 1,
+       "hmn"},
+      {"run past the grid edge", "RCMXXA\n1234 A 1\n/NEXRAA 1 0101000000\n/NI0001:\nAZP9Z\n", 1,
+       "east edge"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -271,7 +310,8 @@ TEST(RcmRead, BadInput) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(RCM_read_site(f.get(), &r), c.status);
     const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_NE(std::string(zor::rcm::last_warning()).find(c.warning), std::string::npos) << zor::rcm::last_warning();
+    EXPECT_NE(std::string(zor::rcm::last_warning()).find(c.warning), std::string::npos)
+        << zor::rcm::last_warning();
     if (*c.warning != '\0') {
       EXPECT_NE(err.find("RCM_read_site: "), std::string::npos);
     }
