@@ -33,6 +33,7 @@ namespace watch { void reset(); }
 namespace nids_plot { void reset(); }
 namespace mosaic { void reset(); }  // NOWRad and KAVRAD
 namespace lev2 { void reset(); }
+namespace rcm { void reset(); }
 namespace rad { void reset(); }  // converted radar report files
 
 void reset_all();

@@ -13,6 +13,7 @@
 #include "zor/mosaic.h"
 #include "zor/nids.h"
 #include "zor/rad.h"
+#include "zor/rcm.h"
 #include "zor/res.h"
 #include "zor/text.h"
 #include "zor/types.h"
@@ -158,7 +159,13 @@ const InputType kInputTypes[] = {
        KAVRAD_set_date(nullptr);
        for_each_region(d, KAVRAD_plot);
      }},
-    {RAD_IN_RCM, "RCM", "Enter the RCM filename: ", false, nullptr},
+    {RAD_IN_RCM, "RCM", "Enter the RCM filename: ", false,
+     [](Domain& d) {
+       RCM_set_date(nullptr);
+       DOM_get_region(&d, 3);
+       RCM_prompt_id();
+       RCM_plot(&d);
+     }},
     {RAD_IN_CONVERTED, "converted radar report", "Enter the radar filename: ", false,
      [](Domain& d) {
        RAD_set_date(nullptr);

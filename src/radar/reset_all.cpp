@@ -9,6 +9,7 @@ void reset_all() {
   // Top down, so that nothing closing refers to a lower module already reset.
   rad::reset();
   lev2::reset();
+  rcm::reset();
   mosaic::reset();
   nids_plot::reset();
   NIDS_reset();

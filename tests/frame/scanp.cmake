@@ -1,0 +1,1 @@
+zor_add_test(test_scanp scanp_test.cpp)

@@ -1,0 +1,366 @@
+// Radar coded message frames drawn on the in-memory raster: every echo cell
+// of a real message in its category's colour where the message puts it, the
+// storm, mesocyclone and TVS symbols and motion barbs of a bulletin, the
+// plot parameters, and the station prompt.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "../common/batch_plot.h"
+#include "device.h"
+#include "gks_kernel.h"
+#include "zor/clr.h"
+#include "zor/cont.h"
+#include "zor/cty.h"
+#include "zor/dom.h"
+#include "zor/file.h"
+#include "zor/flag.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/img.h"
+#include "zor/map.h"
+#include "zor/map_draw.h"
+#include "zor/plt.h"
+#include "zor/raw.h"
+#include "zor/rcm.h"
+#include "zor/res.h"
+#include "zor/var.h"
+
+namespace {
+
+const std::string kDir = std::string(ZOR_TEST_DATA_DIR) + "/rcm/";
+constexpr float kCell = 0.11899f;
+
+bool near(std::uint32_t a, std::uint32_t b) {
+  for (int shift : {0, 8, 16})
+    if (std::abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF)) > 2)
+      return false;
+  return true;
+}
+
+std::uint32_t rgb_of_index(int ind) {
+  int r = 0, g = 0, b = 0;
+  gget_color_rgb256(ind, &r, &g, &b);
+  return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 |
+         static_cast<std::uint32_t>(b);
+}
+
+struct Capture {
+  IMG_report img;
+  Capture() = default;
+  Capture(const Capture&) = delete;
+  Capture& operator=(const Capture&) = delete;
+  ~Capture() { std::free(img.data); }
+  std::uint32_t pixel(int x, int y) const {
+    const unsigned char* p = img.data + static_cast<std::ptrdiff_t>(y) * img.bytes_line + 4 * x;
+    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
+            static_cast<std::uint32_t>(p[2]) << 16) &
+           0xFFFFFF;
+  }
+};
+
+Domain polar(float lat, float lon, int n, float step) {
+  Domain d;
+  DOM_init(&d);
+  d.proj = DOM_PSTEREO;
+  d.plat = 90.0f;
+  d.plon = -105.0f;
+  d.clat = lat;
+  d.clon = lon;
+  d.nx = d.ny = n;
+  d.dx = d.dy = step;
+  return d;
+}
+
+class RcmFrameTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* r :
+         {"plot_param", "label", "variable", "out_file", "map_file", "color_data", "identifier"})
+      RES_put(r, "");
+    zor::map::reset();
+    zor::map_draw::reset();
+    zor::var::reset();
+    zor::raw::reset();
+    zor::rcm::reset();
+    batch_.emplace();
+    FLAG_setplot(8, 0);  // no map unless asked
+    FLAG_setplot(7, 0);
+  }
+  void TearDown() override {
+    batch_.reset();
+    zor::rcm::reset();
+    for (const char* r : {"plot_param", "variable"}) RES_put(r, "");
+  }
+
+  // One frame of `station` from `path` on `dom` (the site's own 100 x 100
+  // quarter-box area when its projection is missing).
+  void plot(const std::string& path, const char* station, Capture& cap, Domain dom = Domain{}) {
+    zor::rcm::set_station(station);
+    RCM_plot_param();
+    zor::rcm::locate_site();
+    CTY_get_loc("rad.cty", station, &lat_, &lon_);
+    if (dom.proj == ZOR_MISSING) dom = polar(lat_, lon_, 100, kCell);
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(PLT_open(DOM_aspect(&dom)), 0);
+    MAP_setup(&dom);
+    MAP_fill_cont(0);
+    std::vector<char> name(path.begin(), path.end());
+    name.push_back('\0');
+    const int found = zor::rcm::open_station(name.data());
+    RCM_plot_frame();
+    RCM_close_file();
+    testing::internal::GetCapturedStdout();
+    ASSERT_EQ(found, 1) << path;
+    dom_ = dom;
+    GPH_trans(2);
+    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+  }
+
+  // The plot point of the centre of quarter-box (col, row), worked out from
+  // the LFM grid independently of the plotter.
+  Gpt cell_centre(float col, float row) const {
+    Domain lfm = polar(39.7642f, -97.1467f, 113, 0.47596f);
+    lfm.nx = 113;
+    lfm.ny = 89;
+    MAP_domain(&lfm);
+    float x = 0, y = 0, i = 0, j = 0, xx = 0, yy = 0;
+    MAP_tran(lat_, lon_, &x, &y);
+    MAP_grid_untran(x, y, &i, &j);
+    MAP_grid_tran(std::floor(i - 12), std::floor(j - 12), &xx, &yy);
+    Gpt p{xx + (col + 0.5f) * kCell, yy - (row + 0.5f) * kCell};
+    MAP_domain_tran(&lfm, &dom_, p.x, p.y, &p.x, &p.y);
+    MAP_domain(&dom_);
+    return p;
+  }
+
+  bool pixel_at(const Gpt& p, int* px, int* py, const Capture& cap) const {
+    Glim win;
+    GPH_get_win(2, &win);
+    // Clear of the border drawn around the window.
+    const float mx = 0.01f * (win.x_max - win.x_min), my = 0.01f * (win.y_max - win.y_min);
+    if (p.x < win.x_min + mx || p.x > win.x_max - mx || p.y < win.y_min + my ||
+        p.y > win.y_max - my)
+      return false;
+    *px = static_cast<int>(std::floor(xW_p(p.x)));
+    *py = static_cast<int>(std::floor(yW_p(p.y)));
+    return *px >= 3 && *py >= 3 && *px < cap.img.width - 3 && *py < cap.img.height - 3;
+  }
+
+  // Pixels around (px, py) within `r` that differ from the background.
+  static int lit(const Capture& cap, int px, int py, int r) {
+    int n = 0;
+    for (int j = -r; j <= r; ++j)
+      for (int i = -r; i <= r; ++i)
+        n += cap.pixel(px + i, py + j) != rgb_of_index(gget_back_color());
+    return n;
+  }
+
+  Domain dom_;
+  float lat_ = 0.0f;
+  float lon_ = 0.0f;
+  std::optional<zor::test::BatchPlot> batch_;
+};
+
+TEST_F(RcmFrameTest, EveryEchoCellOfARealMessageHasItsCategoryColour) {
+  struct Case {
+    const char* file;
+    const char* id;
+    bool own_pole;  // a projection of its own: cells go through latitude and longitude
+  };
+  for (const Case& k : {Case{"KBMX_SDUS44_RCMBMX_201501020217", "BMX", false},
+                        Case{"KOKX_SDUS41_RCMOKX_201108280716", "OKX", false},
+                        Case{"KBMX_SDUS44_RCMBMX_201501020217", "BMX", true}}) {
+    SCOPED_TRACE(std::string(k.file) + (k.own_pole ? " own pole" : ""));
+    Domain dom;
+    if (k.own_pole) {
+      float lat = 0, lon = 0;
+      ASSERT_EQ(CTY_get_loc("rad.cty", k.id, &lat, &lon), 1);
+      dom = polar(lat, lon, 100, kCell);
+      dom.plat = lat;
+      dom.plon = lon;
+    }
+    Capture cap;
+    plot(kDir + k.file, k.id, cap, dom);
+    const RCM_report& r = zor::rcm::report();
+    std::uint32_t colour[7];
+    for (int v = 0; v <= 6; ++v) {
+      Gattribs a;
+      CONT_get_fill_attrib(static_cast<float>(v), &a);
+      colour[v] = a.color < 0 ? rgb_of_index(gget_back_color()) : rgb_of_index(a.color);
+    }
+    EXPECT_EQ(colour[0], rgb_of_index(gget_back_color())) << "category 0 is not drawn";
+    int checked = 0, wrong = 0, echoes = 0;
+    for (int c = 0; c < RCM_GRID; ++c) {
+      for (int row = 0; row < RCM_GRID; ++row) {
+        int px = 0, py = 0;
+        if (!pixel_at(cell_centre(static_cast<float>(c), static_cast<float>(row)), &px, &py, cap))
+          continue;
+        const int v = r.echo[c][row] > 6 ? 0 : r.echo[c][row];
+        ++checked;
+        echoes += v > 0;
+        if (!near(cap.pixel(px, py), colour[v])) ++wrong;
+      }
+    }
+    EXPECT_GT(checked, 8000);
+    EXPECT_GT(echoes, 500);
+    EXPECT_EQ(wrong, 0);
+  }
+}
+
+TEST_F(RcmFrameTest, StormsMesocyclonesAndTvsStandWhereTheMessageSays) {
+  // A bulletin for the Birmingham site: one hail storm at JLK moving from
+  // the west at 40 knots, a mesocyclone at JJJ and a TVS at KKA.
+  const std::string path = testing::TempDir() + "rcm_storms_" + std::to_string(getpid()) + ".txt";
+  std::ofstream(path)
+      << "RCMBMX\n1234 ROBUU 0101\n/NEXRAA 0101 0201150217 EDITED\n/MDPCPN /SC\n"
+         "/NCEN01: CA1JLK 270040\n/ENDAA\n/NEXRCC 0101 0201150217\n/NTVS01: TVSB1KKA\n"
+         "/NMES01: MC1JJJ\n/NCEN01: CA1JLK S350HH\n";
+  FLAG_setplot(7, 1);
+  RES_put("variable", "comp");
+  RES_put("plot_param", "nobar");
+  Capture cap;
+  plot(path, "BMX", cap);
+  std::remove(path.c_str());
+  ASSERT_EQ(zor::rcm::report().num_storm, 1);
+  const float h = MAP_get_vert();
+  struct Mark {
+    float col, row;
+    const char* colour;
+  };
+  for (const Mark& m : {Mark{46, 38, "lgreen"}, Mark{38, 37, "yellow"}, Mark{40, 40, "lred"}}) {
+    int px = 0, py = 0;
+    ASSERT_TRUE(pixel_at(cell_centre(m.col, m.row), &px, &py, cap)) << m.colour;
+    int hits = 0;
+    for (int j = -3; j <= 3; ++j)
+      for (int i = -3; i <= 3; ++i)
+        hits += near(cap.pixel(px + i, py + j), rgb_of_index(CLR_get_ind(m.colour)));
+    EXPECT_GE(hits, 3) << m.colour;
+  }
+  // The barb's staff runs from the storm toward the west, where the wind
+  // comes from; the east side at the same height stays dark.
+  const Gpt storm = cell_centre(46, 38);
+  int px = 0, py = 0;
+  ASSERT_TRUE(pixel_at(Gpt{storm.x - 0.05f * h, storm.y}, &px, &py, cap));
+  EXPECT_GT(lit(cap, px, py, 2), 0);
+  ASSERT_TRUE(pixel_at(Gpt{storm.x + 0.05f * h, storm.y - 0.01f * h}, &px, &py, cap));
+  EXPECT_EQ(lit(cap, px, py, 2), 0);
+  EXPECT_EQ(CONT_get_bar(), -2) << "nobar";
+}
+
+TEST_F(RcmFrameTest, RefreshDrawsTheNextMinutesFile) {
+  namespace fs = std::filesystem;
+  const fs::path dir = fs::path(testing::TempDir()) / ("rcm_refresh_" + std::to_string(getpid()));
+  fs::create_directories(dir);
+  fs::copy_file(kDir + "KBMX_SDUS44_RCMBMX_201501020217", dir / "201501020217.rcm",
+                fs::copy_options::overwrite_existing);
+  const fs::path first = dir / "first.txt";
+  std::ofstream(first) << "RCMBMX\n1234 ROBUU 0101\n/NEXRAA 0101 0201150216 EDITED\n/ENDAA\n";
+  ASSERT_EQ(FILE_set_name(("@" + dir.string() + "/%Y%m%d%h%n.rcm").c_str()), 1);
+  char name[FILE_NAME_MAX] = {};
+  Date d;
+  d.year = 2015;
+  d.month = 1;
+  d.day = 2;
+  d.hour = 2;
+  d.min = 16;
+  FILE_set_date(&d, name, sizeof name);
+  Capture cap;
+  plot(first.string(), "BMX", cap);
+  ASSERT_EQ(zor::rcm::report().num, 101);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(RCM_plot_nextfile(), 0);
+  const int num = zor::rcm::report().num;
+  EXPECT_EQ(RCM_plot_nextfile(), 0);  // nothing a minute later
+  const std::string out = testing::internal::GetCapturedStdout();
+  zor::file::reset();
+  fs::remove_all(dir);
+  EXPECT_EQ(num, 320) << "the message of 02:17 was read";
+  EXPECT_EQ(zor::rcm::report().num, 320);
+  EXPECT_NE(out.find("File: " + (dir / "201501020217.rcm").string() + "\n"), std::string::npos)
+      << out;
+  EXPECT_NE(out.find("201501020218.rcm"), std::string::npos) << out;
+}
+
+TEST_F(RcmFrameTest, PlotParameterWords) {
+  struct Case {
+    const char* words;
+    int site, graph, clutter, refresh;
+    float dist[4];
+  };
+  const Case cases[] = {
+      {"site,dist", 1, 0, 0, 0, {100, 0, 0, 0}},
+      {"dist=50:100,graph,clutter", 0, 1, 25, 0, {50, 100, 0, 0}},
+      {"dist,nodist,clutter=40,refresh", 0, 0, 40, 1, {0, 0, 0, 0}},
+      {"clutter,noclutter,graph,nograph", 0, 0, 0, 0, {0, 0, 0, 0}},
+  };
+  for (const auto& c : cases) {
+    RES_put("plot_param", c.words);
+    RCM_plot_param();
+    const auto p = zor::rcm::params();
+    EXPECT_EQ(p.plt_site, c.site) << c.words;
+    EXPECT_EQ(p.plt_graph, c.graph) << c.words;
+    EXPECT_EQ(p.clutter_rad, c.clutter) << c.words;
+    EXPECT_EQ(p.refresh, c.refresh) << c.words;
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(p.plt_dist[i], c.dist[i]) << c.words;
+  }
+}
+
+// The station prompt in a child process reading `input`.
+struct Child {
+  int status;
+  std::string station;
+};
+Child prompt_with(const std::string& input) {
+  const std::string out = testing::TempDir() + "rcm_prompt_" + std::to_string(getpid()) + ".txt";
+  int fds[2];
+  if (pipe(fds) != 0) return {-1, ""};
+  if (write(fds[1], input.data(), input.size()) != static_cast<ssize_t>(input.size()))
+    return {-1, ""};
+  close(fds[1]);
+  std::fflush(nullptr);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    alarm(20);
+    dup2(fds[0], 0);
+    close(fds[0]);
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) _exit(90);
+    FLAG_set(19, 0);
+    RCM_prompt_id();
+    std::ofstream(out) << zor::rcm::station();
+    _exit(3);
+  }
+  close(fds[0]);
+  int st = 0;
+  waitpid(pid, &st, 0);
+  std::ifstream in(out);
+  Child c{WIFEXITED(st) ? WEXITSTATUS(st) : -1,
+          std::string(std::istreambuf_iterator<char>(in), {})};
+  std::remove(out.c_str());
+  return c;
+}
+
+TEST(RcmPrompt, StationAnswers) {
+  EXPECT_EQ(prompt_with("okx\n").station, "OKX");
+  EXPECT_EQ(prompt_with("12\nlongest\n1ab\nbmx\n").station, "BMX");
+  const Child tired = prompt_with("1\n22\n4444\n555\nab\nokx\n");
+  EXPECT_EQ(tired.status, 3);
+  EXPECT_EQ(tired.station, "AB") << "after five unusable answers the last is kept";
+  EXPECT_EQ(prompt_with("exit\n").status, 0);
+  RES_put("identifier", "lot");
+  RCM_prompt_id();
+  EXPECT_STREQ(zor::rcm::station(), "LOT");
+  RES_put("identifier", "");
+}
+
+}  // namespace

@@ -1,0 +1,351 @@
+// Radar coded messages read from the real product-74 messages and from the
+// plain bulletins written for the tests, the printed report, and bad input.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "zor/rcm.h"
+
+namespace {
+
+const std::string kDir = std::string(ZOR_TEST_DATA_DIR) + "/rcm/";
+
+struct FileCloser {
+  void operator()(FILE* f) const {
+    if (f) std::fclose(f);
+  }
+};
+using File = std::unique_ptr<FILE, FileCloser>;
+
+File open(const std::string& name) { return File(std::fopen((kDir + name).c_str(), "rb")); }
+
+std::string slurp(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// A file holding `text`, unique to this process.
+class TempFile {
+ public:
+  explicit TempFile(const std::string& text) {
+    path_ = testing::TempDir() + "rcm_" + std::to_string(getpid()) + "_" + std::to_string(++n_);
+    std::ofstream(path_, std::ios::binary) << text;
+  }
+  ~TempFile() { std::remove(path_.c_str()); }
+  File open() const { return File(std::fopen(path_.c_str(), "rb")); }
+
+ private:
+  std::string path_;
+  static inline int n_ = 0;
+};
+
+int cells_set(const RCM_report& r) {
+  int n = 0;
+  for (const auto& col : r.echo)
+    for (auto v : col) n += v != RCM_NO_ECHO;
+  return n;
+}
+
+struct Cell {
+  int col, row, value;
+};
+
+// What a real message sets, checked against the text groups that set it.
+struct RealCase {
+  const char* file;
+  const char* id;
+  int num;
+  float lat, lon, elev_ft;
+  int year, month, day, hour, min;
+  int maxt, maxt_x, maxt_y;
+  int storms, vads, meso;
+  RCM_storm first;
+  Cell cells[4];
+};
+
+const RealCase kReal[] = {
+    // "HMN1": H row block 7, M column block 12, N = 13 -> column 51, row 29.
+    // "HMG1B01B011": column 49, row 30: 1, B repeats it twice, 0, 1, ...
+    // "CM4LOB 260051" and "CM4LOB S089HN"; "/MT330:GOL".
+    {"KBMX_SDUS44_RCMBMX_201501020217",
+     "BMX",
+     320,
+     33.172f,
+     -86.770f,
+     759.0f,
+     2015,
+     1,
+     2,
+     2,
+     17,
+     330,
+     58,
+     27,
+     8,
+     16,
+     0,
+     {"M4", 56, 45, 89, 260, 51, 0},
+     {{51, 29, 1}, {49, 30, 1}, {51, 30, 1}, {52, 30, 0}}},
+    // "ENI8": column 54, row 16; "ENJ8B": column 54, row 17, 8 three times.
+    // "CL6POC 160072" / "CL6POC S116HN"; "/MT620:QNP"; "/NMES02: M07POD,M06PKB".
+    {"KOKX_SDUS41_RCMOKX_201108280716",
+     "OKX",
+     515,
+     40.865f,
+     -72.864f,
+     198.0f,
+     2011,
+     8,
+     28,
+     7,
+     17,
+     620,
+     55,
+     67,
+     12,
+     18,
+     2,
+     {"L6", 56, 62, 116, 160, 72, 0},
+     {{54, 16, 8}, {54, 17, 8}, {56, 17, 8}, {57, 17, RCM_NO_ECHO}}},
+};
+
+TEST(RcmRead, RealProductMessages) {
+  for (const auto& c : kReal) {
+    SCOPED_TRACE(c.file);
+    File f = open(c.file);
+    ASSERT_TRUE(f);
+    RCM_report r;
+    ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
+    EXPECT_STREQ(zor::rcm::last_warning(), "");
+    EXPECT_STREQ(r.id, c.id);
+    EXPECT_EQ(r.num, c.num);
+    EXPECT_NEAR(r.lat, c.lat, 1e-4);
+    EXPECT_NEAR(r.lon, c.lon, 1e-4);
+    EXPECT_NEAR(r.elev, c.elev_ft * 0.3048f, 1e-3);
+    EXPECT_EQ(r.date.year, c.year);
+    EXPECT_EQ(r.date.month, c.month);
+    EXPECT_EQ(r.date.day, c.day);
+    EXPECT_EQ(r.date.hour, c.hour);
+    EXPECT_EQ(r.date.min, c.min);
+    EXPECT_EQ(r.mode, 1);
+    EXPECT_EQ(r.status, ZOR_MISSING);
+    EXPECT_EQ(r.maxt, c.maxt);
+    EXPECT_EQ(r.maxt_x, c.maxt_x);
+    EXPECT_EQ(r.maxt_y, c.maxt_y);
+    EXPECT_EQ(r.num_storm, c.storms);
+    EXPECT_EQ(r.num_vad, c.vads);
+    EXPECT_EQ(r.num_meso, c.meso);
+    EXPECT_EQ(r.num_tvs, 0);
+    const RCM_storm& s = r.storm[0];
+    EXPECT_STREQ(s.id, c.first.id);
+    EXPECT_EQ(s.x, c.first.x);
+    EXPECT_EQ(s.y, c.first.y);
+    EXPECT_EQ(s.hgt, c.first.hgt);
+    EXPECT_EQ(s.dir, c.first.dir);
+    EXPECT_EQ(s.spd, c.first.spd);
+    EXPECT_EQ(s.hail, c.first.hail);
+    for (const auto& cell : c.cells)
+      EXPECT_EQ(r.echo[cell.col][cell.row], cell.value) << cell.col << "," << cell.row;
+    EXPECT_GT(cells_set(r), 100);
+    EXPECT_EQ(RCM_read_site(f.get(), &r), -1) << "one site per product";
+  }
+}
+
+TEST(RcmRead, PlainBulletinsSiteBySite) {
+  File f = open("plain_sites.txt");
+  ASSERT_TRUE(f);
+  RCM_report r;
+  ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
+  EXPECT_STREQ(r.id, "XXA");
+  EXPECT_EQ(r.num, 101);
+  EXPECT_EQ(r.date.year, 1998);
+  EXPECT_EQ(r.date.month, 5);
+  EXPECT_EQ(r.date.day, 15);
+  EXPECT_EQ(r.date.hour, 3);
+  EXPECT_EQ(r.lat, ZOR_MISSING_F) << "the plain form carries no position";
+  // JLK12C: columns 46 and 47 of row 38 are 1 and 2, columns 48-50 are 2.
+  const int jlk[] = {1, 2, 2, 2, 2};
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(r.echo[46 + i][38], jlk[i]);
+  EXPECT_EQ(r.echo[51][38], RCM_NO_ECHO);
+  EXPECT_EQ(r.echo[0][0], 5);
+  EXPECT_EQ(r.echo[38][37], 1);  // JJJ1A0
+  EXPECT_EQ(r.echo[39][37], 1);
+  EXPECT_EQ(r.echo[40][37], 0);
+  EXPECT_EQ(cells_set(r), 9) << "ZZZ lies outside the grid";
+  EXPECT_NE(std::string(zor::rcm::last_warning()).find("ZZZ"), std::string::npos);
+  EXPECT_EQ(r.maxt, 350);
+  EXPECT_EQ(r.maxt_x, 46);
+  ASSERT_EQ(r.num_vad, 3);
+  EXPECT_EQ(r.vad[0].rms, 6);  // letter C
+  EXPECT_EQ(r.vad[2].rms, 15);
+  EXPECT_EQ(r.vad[1].dir, 230);
+  ASSERT_EQ(r.num_tvs, 1);
+  EXPECT_STREQ(r.tvs[0].id, "A1");
+  EXPECT_EQ(r.tvs[0].x, 46);
+  ASSERT_EQ(r.num_meso, 2);
+  EXPECT_STREQ(r.meso[1].id, "01");
+  EXPECT_EQ(r.meso[1].y, 37);
+  ASSERT_EQ(r.num_storm, 4) << "part C adds the storm part A did not list";
+  const int hail[] = {2, 1, -1, 0};
+  const int hgt[] = {350, 120, 80, 200};
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(r.storm[i].hail, hail[i]);
+    EXPECT_EQ(r.storm[i].hgt, hgt[i]);
+  }
+  EXPECT_EQ(r.storm[3].dir, ZOR_MISSING);
+  EXPECT_EQ(r.storm[2].spd, 5);
+
+  ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
+  EXPECT_STREQ(r.id, "XXB");
+  EXPECT_EQ(r.status, 2);
+  ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
+  EXPECT_STREQ(r.id, "XXC");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.mode, 2);
+  EXPECT_EQ(cells_set(r), 0);
+  ASSERT_EQ(RCM_read_site(f.get(), &r), 0) << "no part A";
+  EXPECT_STREQ(r.id, "XXD");
+  ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
+  EXPECT_STREQ(r.id, "XXE");
+  EXPECT_EQ(r.num_storm, RCM_MAX_STORM);
+  EXPECT_EQ(r.num_tvs, RCM_MAX_TVS);
+  EXPECT_EQ(r.num_meso, RCM_MAX_MESO);
+  EXPECT_EQ(r.num_vad, RCM_MAX_VAD);
+  EXPECT_STREQ(r.storm[39].id, "39");
+  EXPECT_STREQ(r.meso[19].id, "19");
+  EXPECT_EQ(RCM_read_site(f.get(), &r), -1);
+}
+
+// The packet form: number packet, location packet, then the coded text.
+TEST(RcmRead, PacketForm) {
+  auto packet = [](int t0, int t1, std::string body) {
+    if (body.size() % 2) body += ' ';
+    const std::size_t words = (body.size() + 4) / 2;
+    return std::string{static_cast<char>(words >> 8), static_cast<char>(words & 255),
+                       static_cast<char>(t0), static_cast<char>(t1)} +
+           body;
+  };
+  // No date in part A: the location packet's stands.
+  const std::string text = "1234 ROBUU 0320 /NEXRAA UNEDITED /MDPCPN /NI0001: JLK12C /ENDAA";
+  TempFile t("SDUS44 KBMX 020217\r\r\nRCMBMX\r\r\n" + packet(1, 1, "320") +
+             packet(1, 16, "01  33.172   -86.770 759199912312359") + packet(4, 16, "skipped") +
+             packet(5, 4, text));
+  File f = t.open();
+  RCM_report r;
+  ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
+  EXPECT_STREQ(r.id, "BMX");
+  EXPECT_EQ(r.num, 320);
+  EXPECT_NEAR(r.lat, 33.172f, 1e-4);
+  EXPECT_NEAR(r.lon, -86.770f, 1e-4);
+  EXPECT_NEAR(r.elev, 759 * 0.3048f, 1e-3);
+  EXPECT_EQ(r.date.year, 1999);
+  EXPECT_EQ(r.date.month, 12);
+  EXPECT_EQ(r.date.min, 59);
+  EXPECT_EQ(r.echo[47][38], 2);
+  EXPECT_EQ(r.mode, 1);
+}
+
+TEST(RcmRead, PrintedReport) {
+  File f = open("plain_sites.txt");
+  ASSERT_TRUE(f);
+  RCM_report r;
+  ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
+  testing::internal::CaptureStdout();
+  RCM_print(M_PRINT, &r);
+  const std::string a = testing::internal::GetCapturedStdout();
+  EXPECT_NE(a.find("ID: XXA\nNum: 101\nLoc: -9999.000 -9999.000\n"), std::string::npos) << a;
+  EXPECT_NE(a.find("Max Top: 350  46, 38\n"), std::string::npos) << a;
+  EXPECT_NE(a.find("TVS:  A1  46, 38\n"), std::string::npos) << a;
+  EXPECT_NE(a.find("MESO: B2  40, 40\n"), std::string::npos) << a;
+  EXPECT_NE(a.find("STRM: A1  46, 38 225-030 350 2\n"), std::string::npos) << a;
+  ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
+  testing::internal::CaptureStdout();
+  RCM_print(M_PRINT, &r);
+  EXPECT_NE(testing::internal::GetCapturedStdout().find("Status: out for maintenance\n"),
+            std::string::npos);
+}
+
+// Bad input: every outcome is a return value and a message; nothing is
+// written outside the record (the sanitizers watch), nothing hangs.
+TEST(RcmRead, BadInput) {
+  const std::string plain = slurp(kDir + "plain_sites.txt");
+  const std::string real = slurp(kDir + "KOKX_SDUS41_RCMOKX_201108280716");
+  ASSERT_FALSE(plain.empty());
+  ASSERT_FALSE(real.empty());
+  struct Bad {
+    const char* what;
+    std::string text;
+    int status;
+    const char* warning;
+  };
+  const Bad cases[] = {
+      {"no RCM line", "SDUS40 KWBC 150300\nNOTHING HERE\n", -1, ""},
+      {"empty file", "", -1, ""},
+      {"line over the buffer",
+       "RCMXXA\n1234 ROBUU 0101\n/NEXRAA 0101 1505980300 /NI0001:\nAAA" + std::string(6000, '1') +
+           "\n",
+       1, "longer than 5000"},
+      {"product cut in its header", real.substr(0, 60), 0, "header cut short"},
+      {"product cut in its text", real.substr(0, 900), 1, "cut short"},
+      {"no description block", real.substr(0, 0x30) + std::string(2, '\0') + real.substr(0x32), 0,
+       "not a radar coded"},
+      {"counts over the records",
+       "RCMXXA\n1234 A 1\n/NEXRAA 1 0101000000\n/NCEN99: CA1JLK 225030\n", 1,
+       "more than 40 storms"},
+      {"lower-case location", "RCMXXA\n1234 A 1\n/NEXRAA 1 0101000000\n/NI0001:\nhmn1,AAA1\n", 1,
+       "hmn"},
+      {"run past the grid edge", "RCMXXA\n1234 A 1\n/NEXRAA 1 0101000000\n/NI0001:\nAZP9Z\n", 1,
+       "east edge"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    TempFile t(c.text);
+    File f = t.open();
+    RCM_report r;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(RCM_read_site(f.get(), &r), c.status);
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_NE(std::string(zor::rcm::last_warning()).find(c.warning), std::string::npos)
+        << zor::rcm::last_warning();
+    if (*c.warning != '\0') {
+      EXPECT_NE(err.find("RCM_read_site: "), std::string::npos);
+    }
+    EXPECT_LE(cells_set(r), RCM_GRID * RCM_GRID);
+  }
+  // Every prefix of a real product and of the plain bulletins reads cleanly.
+  for (const std::string* whole : {&real, &plain}) {
+    for (std::size_t n = 0; n < whole->size(); n += 7) {
+      TempFile t(whole->substr(0, n));
+      File f = t.open();
+      RCM_report r;
+      testing::internal::CaptureStderr();
+      int guard = 0;
+      while (RCM_read_site(f.get(), &r) >= 0 && ++guard < 10) {
+        EXPECT_LE(r.num_storm, RCM_MAX_STORM);
+        EXPECT_LE(r.num_vad, RCM_MAX_VAD);
+      }
+      testing::internal::GetCapturedStderr();
+      EXPECT_LT(guard, 10) << n;
+    }
+  }
+}
+
+TEST(RcmRead, LocationCodes) {
+  int c = 0, r = 0;
+  ASSERT_TRUE(zor::rcm::location("JLK", &c, &r));
+  EXPECT_EQ(c, 46);
+  EXPECT_EQ(r, 38);
+  EXPECT_TRUE(zor::rcm::location("ZZP", &c, &r));
+  EXPECT_EQ(c, 103);
+  EXPECT_EQ(r, 103);
+  EXPECT_FALSE(zor::rcm::location("ZZZ", &c, &r));
+  EXPECT_FALSE(zor::rcm::location("jlk", &c, &r));
+  EXPECT_FALSE(zor::rcm::location("J1K", &c, &r));
+}
+
+}  // namespace
