@@ -1,22 +1,88 @@
 // netCDF helpers: open files, dimensions and whole variables by name.
+//
+// The netCDF library (with HDF5 and the rest it pulls in) is loaded when the
+// first netCDF file is opened, not at start-up: linked in, its dozens of
+// shared libraries made every run of the program, of any input type, about
+// 20 ms slower to start.
 #include "zor/ncf.h"
 
+#include <dlfcn.h>
 #include <netcdf.h>
+
+#include "zor/mess.h"
 
 namespace zor::ncf {
 
+namespace {
+
+struct Api {
+  decltype(&::nc_open) nc_open = nullptr;
+  decltype(&::nc_close) nc_close = nullptr;
+  decltype(&::nc_inq_dimid) nc_inq_dimid = nullptr;
+  decltype(&::nc_inq_dimlen) nc_inq_dimlen = nullptr;
+  decltype(&::nc_inq_dimname) nc_inq_dimname = nullptr;
+  decltype(&::nc_inq_varid) nc_inq_varid = nullptr;
+  decltype(&::nc_inq_varndims) nc_inq_varndims = nullptr;
+  decltype(&::nc_inq_vardimid) nc_inq_vardimid = nullptr;
+  decltype(&::nc_inq_att) nc_inq_att = nullptr;
+  decltype(&::nc_get_att_text) nc_get_att_text = nullptr;
+  decltype(&::nc_get_att_double) nc_get_att_double = nullptr;
+  decltype(&::nc_get_var_float) nc_get_var_float = nullptr;
+  decltype(&::nc_get_var_int) nc_get_var_int = nullptr;
+  decltype(&::nc_get_var_schar) nc_get_var_schar = nullptr;
+  decltype(&::nc_get_var_text) nc_get_var_text = nullptr;
+  bool ok = false;
+};
+
+template <typename F>
+bool bind(void* lib, const char* name, F& fn) {
+  fn = reinterpret_cast<F>(dlsym(lib, name));
+  return fn != nullptr;
+}
+
+Api load() {
+  Api a;
+  void* lib = nullptr;
+  for (const char* name : {ZOR_NETCDF_SONAME, "libnetcdf.so"})
+    if ((lib = dlopen(name, RTLD_NOW | RTLD_LOCAL)) != nullptr) break;
+  if (lib == nullptr) {
+    MESS_print(M_ERROR, "netCDF files cannot be read: %s\n", dlerror());
+    return a;
+  }
+  a.ok = bind(lib, "nc_open", a.nc_open) && bind(lib, "nc_close", a.nc_close) &&
+         bind(lib, "nc_inq_dimid", a.nc_inq_dimid) && bind(lib, "nc_inq_dimlen", a.nc_inq_dimlen) &&
+         bind(lib, "nc_inq_dimname", a.nc_inq_dimname) && bind(lib, "nc_inq_varid", a.nc_inq_varid) &&
+         bind(lib, "nc_inq_varndims", a.nc_inq_varndims) &&
+         bind(lib, "nc_inq_vardimid", a.nc_inq_vardimid) && bind(lib, "nc_inq_att", a.nc_inq_att) &&
+         bind(lib, "nc_get_att_text", a.nc_get_att_text) &&
+         bind(lib, "nc_get_att_double", a.nc_get_att_double) &&
+         bind(lib, "nc_get_var_float", a.nc_get_var_float) &&
+         bind(lib, "nc_get_var_int", a.nc_get_var_int) &&
+         bind(lib, "nc_get_var_schar", a.nc_get_var_schar) &&
+         bind(lib, "nc_get_var_text", a.nc_get_var_text);
+  if (!a.ok) MESS_print(M_ERROR, "netCDF files cannot be read: %s\n", dlerror());
+  return a;
+}
+
+const Api& api() {
+  static const Api a = load();
+  return a;
+}
+
+}  // namespace
+
 File::File(const char* path) {
   int id = -1;
-  if (path != nullptr && nc_open(path, NC_NOWRITE, &id) == NC_NOERR) id_ = id;
+  if (path != nullptr && api().ok && api().nc_open(path, NC_NOWRITE, &id) == NC_NOERR) id_ = id;
 }
 
 File::~File() {
-  if (id_ >= 0) nc_close(id_);
+  if (id_ >= 0) api().nc_close(id_);
 }
 
 File& File::operator=(File&& o) noexcept {
   if (this != &o) {
-    if (id_ >= 0) nc_close(id_);
+    if (id_ >= 0) api().nc_close(id_);
     id_ = o.id_;
     o.id_ = -1;
   }
@@ -26,26 +92,26 @@ File& File::operator=(File&& o) noexcept {
 long File::dim(const char* name) const {
   int d = -1;
   std::size_t len = 0;
-  if (id_ < 0 || nc_inq_dimid(id_, name, &d) != NC_NOERR) return -1;
-  if (nc_inq_dimlen(id_, d, &len) != NC_NOERR) return -1;
+  if (id_ < 0 || api().nc_inq_dimid(id_, name, &d) != NC_NOERR) return -1;
+  if (api().nc_inq_dimlen(id_, d, &len) != NC_NOERR) return -1;
   return static_cast<long>(len);
 }
 
 bool File::has_var(const char* name) const {
   int v = -1;
-  return id_ >= 0 && nc_inq_varid(id_, name, &v) == NC_NOERR;
+  return id_ >= 0 && api().nc_inq_varid(id_, name, &v) == NC_NOERR;
 }
 
 std::vector<std::string> File::var_dims(const char* name) const {
   std::vector<std::string> out;
   int v = -1, nd = 0;
-  if (id_ < 0 || nc_inq_varid(id_, name, &v) != NC_NOERR) return out;
-  if (nc_inq_varndims(id_, v, &nd) != NC_NOERR || nd > NC_MAX_VAR_DIMS) return out;
+  if (id_ < 0 || api().nc_inq_varid(id_, name, &v) != NC_NOERR) return out;
+  if (api().nc_inq_varndims(id_, v, &nd) != NC_NOERR || nd > NC_MAX_VAR_DIMS) return out;
   int dims[NC_MAX_VAR_DIMS];
-  if (nc_inq_vardimid(id_, v, dims) != NC_NOERR) return out;
+  if (api().nc_inq_vardimid(id_, v, dims) != NC_NOERR) return out;
   for (int i = 0; i < nd; ++i) {
     char dn[NC_MAX_NAME + 1] = {};
-    if (nc_inq_dimname(id_, dims[i], dn) != NC_NOERR) return {};
+    if (api().nc_inq_dimname(id_, dims[i], dn) != NC_NOERR) return {};
     out.emplace_back(dn);
   }
   return out;
@@ -53,14 +119,14 @@ std::vector<std::string> File::var_dims(const char* name) const {
 
 long File::var_size(const char* name) const {
   int v = -1, nd = 0;
-  if (id_ < 0 || nc_inq_varid(id_, name, &v) != NC_NOERR) return -1;
-  if (nc_inq_varndims(id_, v, &nd) != NC_NOERR || nd > NC_MAX_VAR_DIMS) return -1;
+  if (id_ < 0 || api().nc_inq_varid(id_, name, &v) != NC_NOERR) return -1;
+  if (api().nc_inq_varndims(id_, v, &nd) != NC_NOERR || nd > NC_MAX_VAR_DIMS) return -1;
   int dims[NC_MAX_VAR_DIMS];
-  if (nc_inq_vardimid(id_, v, dims) != NC_NOERR) return -1;
+  if (api().nc_inq_vardimid(id_, v, dims) != NC_NOERR) return -1;
   long n = 1;
   for (int i = 0; i < nd; ++i) {
     std::size_t len = 0;
-    if (nc_inq_dimlen(id_, dims[i], &len) != NC_NOERR) return -1;
+    if (api().nc_inq_dimlen(id_, dims[i], &len) != NC_NOERR) return -1;
     n *= static_cast<long>(len);
   }
   return n;
@@ -74,7 +140,7 @@ bool read_as(const File& f, const char* name, std::vector<T>& out, Get get) {
   out.clear();
   const long n = f.var_size(name);
   int v = -1;
-  if (n < 0 || nc_inq_varid(f.id(), name, &v) != NC_NOERR) return false;
+  if (n < 0 || api().nc_inq_varid(f.id(), name, &v) != NC_NOERR) return false;
   out.resize(static_cast<std::size_t>(n));
   if (n == 0) return true;
   if (get(f.id(), v, out.data()) != NC_NOERR) {
@@ -86,33 +152,33 @@ bool read_as(const File& f, const char* name, std::vector<T>& out, Get get) {
 
 }  // namespace
 
-bool File::read(const char* name, std::vector<float>& out) const { return read_as(*this, name, out, nc_get_var_float); }
-bool File::read(const char* name, std::vector<int>& out) const { return read_as(*this, name, out, nc_get_var_int); }
+bool File::read(const char* name, std::vector<float>& out) const { return read_as(*this, name, out, api().nc_get_var_float); }
+bool File::read(const char* name, std::vector<int>& out) const { return read_as(*this, name, out, api().nc_get_var_int); }
 bool File::read(const char* name, std::vector<signed char>& out) const {
-  return read_as(*this, name, out, nc_get_var_schar);
+  return read_as(*this, name, out, api().nc_get_var_schar);
 }
-bool File::read(const char* name, std::vector<char>& out) const { return read_as(*this, name, out, nc_get_var_text); }
+bool File::read(const char* name, std::vector<char>& out) const { return read_as(*this, name, out, api().nc_get_var_text); }
 
 std::string File::text_att(const char* var, const char* name) const {
   int v = NC_GLOBAL;
-  if (id_ < 0 || (var != nullptr && nc_inq_varid(id_, var, &v) != NC_NOERR)) return {};
+  if (id_ < 0 || (var != nullptr && api().nc_inq_varid(id_, var, &v) != NC_NOERR)) return {};
   nc_type type = NC_NAT;
   std::size_t len = 0;
-  if (nc_inq_att(id_, v, name, &type, &len) != NC_NOERR || type != NC_CHAR) return {};
+  if (api().nc_inq_att(id_, v, name, &type, &len) != NC_NOERR || type != NC_CHAR) return {};
   std::string s(len, '\0');
-  if (len > 0 && nc_get_att_text(id_, v, name, s.data()) != NC_NOERR) return {};
+  if (len > 0 && api().nc_get_att_text(id_, v, name, s.data()) != NC_NOERR) return {};
   while (!s.empty() && s.back() == '\0') s.pop_back();
   return s;
 }
 
 double File::num_att(const char* var, const char* name, double def) const {
   int v = NC_GLOBAL;
-  if (id_ < 0 || (var != nullptr && nc_inq_varid(id_, var, &v) != NC_NOERR)) return def;
+  if (id_ < 0 || (var != nullptr && api().nc_inq_varid(id_, var, &v) != NC_NOERR)) return def;
   std::size_t len = 0;
   nc_type type = NC_NAT;
-  if (nc_inq_att(id_, v, name, &type, &len) != NC_NOERR || len < 1 || type == NC_CHAR) return def;
+  if (api().nc_inq_att(id_, v, name, &type, &len) != NC_NOERR || len < 1 || type == NC_CHAR) return def;
   std::vector<double> vals(len);
-  if (nc_get_att_double(id_, v, name, vals.data()) != NC_NOERR) return def;
+  if (api().nc_get_att_double(id_, v, name, vals.data()) != NC_NOERR) return def;
   return vals[0];
 }
 
