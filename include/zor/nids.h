@@ -3,6 +3,8 @@
 // alphanumeric pages one at a time. One product is read at a time.
 #pragma once
 
+#include "zor/plt_param.h"
+
 #include <cstdio>
 
 #include "zor/types.h"
@@ -193,14 +195,9 @@ int storm_table_type(const char* line, int current);
 bool parse_storm_line(const char* line, int type, NIDS_report* storm);
 
 // The plotter's settings from plot_param, as read by NIDS_plot_param.
-struct Params {
+struct Params : plt::SiteParams {
   int num_plt = 0;
-  int plt_site = 0;
-  int plt_graph = 0;
   int plt_strong = 0;
-  float plt_dist[5] = {};
-  int clutter_rad = 0;
-  int refresh = 0;
 };
 Params params();
 

@@ -9,6 +9,7 @@
 #include <cstdio>
 
 #include "zor/mess.h"
+#include "zor/plt_param.h"
 #include "zor/types.h"
 
 inline constexpr int RCM_GRID = 104;  // quarter-boxes each way
@@ -114,13 +115,7 @@ void locate_site();
 int open_station(char* filename);
 
 // Plot parameters as RCM_plot_param read them.
-struct Params {
-  int plt_site = 0;
-  int plt_graph = 0;
-  float plt_dist[4] = {};
-  int clutter_rad = 0;
-  int refresh = 0;
-};
+using Params = plt::SiteParams;
 Params params();
 
 // Back to the start-up state (tests).

@@ -28,6 +28,7 @@
 #include "zor/mess.h"
 #include "zor/nids.h"
 #include "zor/plt.h"
+#include "zor/plt_param.h"
 #include "zor/plt_seq.h"
 #include "zor/res.h"
 #include "zor/text.h"
@@ -43,12 +44,8 @@ constexpr int kCompSummary = 10;
 constexpr int kNoFileStatus = 10;
 constexpr int kSiteSearch = 400;  // messages searched for a site position (the metadata comes first)
 
-struct Params {
-  int plt_site = 0;
-  int plt_graph = 0;
-  float plt_dist[5] = {};
-  int clutter_rad = 0;  // km
-  int refresh = 0;
+// The clutter radius is in kilometres here.
+struct Params : plt::SiteParams {
   int superres = 0;  // wedges as wide as the radial spacing
   float range = 460.0f;  // km
 };
@@ -135,22 +132,6 @@ struct ParamWord {
 
 // Plot-parameter words, tried in order; the first match acts.
 constexpr ParamWord kParamWords[] = {
-    {[](std::string_view w) { return ieq(w, "site"); }, [](Params& p, std::string_view) { p.plt_site = 1; }},
-    {[](std::string_view w) { return ieq(w, "dist"); }, [](Params& p, std::string_view) { p.plt_dist[0] = 100.0f; }},
-    {[](std::string_view w) { return w.size() >= 5 && iprefix(w, "dist"); },
-     [](Params& p, std::string_view w) {
-       float d[4] = {0.0f, 0.0f, 0.0f, 0.0f};
-       std::sscanf(after(w, 5).c_str(), "%f:%f:%f:%f", &d[0], &d[1], &d[2], &d[3]);
-       for (int i = 0; i < 4; ++i) p.plt_dist[i] = d[i];
-     }},
-    {[](std::string_view w) { return ieq(w, "nodist"); }, [](Params& p, std::string_view) { p.plt_dist[0] = 0.0f; }},
-    {[](std::string_view w) { return ieq(w, "graph"); }, [](Params& p, std::string_view) { p.plt_graph = 1; }},
-    {[](std::string_view w) { return ieq(w, "nograph"); }, [](Params& p, std::string_view) { p.plt_graph = 0; }},
-    {[](std::string_view w) { return ieq(w, "refresh"); }, [](Params& p, std::string_view) { p.refresh = 1; }},
-    {[](std::string_view w) { return ieq(w, "clutter"); }, [](Params& p, std::string_view) { p.clutter_rad = 25; }},
-    {[](std::string_view w) { return iprefix(w, "clutter"); },
-     [](Params& p, std::string_view w) { p.clutter_rad = static_cast<int>(std::atof(after(w, 8).c_str())); }},
-    {[](std::string_view w) { return ieq(w, "noclutter"); }, [](Params& p, std::string_view) { p.clutter_rad = 0; }},
     {[](std::string_view w) { return iprefix(w, "range"); },
      [](Params& p, std::string_view w) {
        const int r = std::atoi(after(w, 6).c_str());
@@ -380,15 +361,15 @@ int LEV2_get_domain(float clat, float clon, float range, Domain* domain) {
 int LEV2_plot_param() {
   auto& s = state();
   s.p = zor::lev2::Params{};
-  zor::ResValues words("plot_param");
-  for (int i = 0; i < words.n; ++i) {
+  zor::plt::for_each_plot_param([&s](std::string_view w) {
+    if (zor::plt::site_param(s.p, w)) return;
     for (const auto& pw : zor::lev2::kParamWords) {
-      if (pw.match(words[i])) {
-        pw.act(s.p, words[i]);
-        break;
+      if (pw.match(w)) {
+        pw.act(s.p, w);
+        return;
       }
     }
-  }
+  });
   return 0;
 }
 
