@@ -34,3 +34,12 @@ struct PLT_format {
 
 // Runs the sequence over the files from `base_date` on; returns 0.
 int PLT_plot_files(const PLT_format& format, Domain* domain, Date* base_date);
+
+// The current file's time (the file layer's date) in seconds, truncated to
+// the file layer's interval: what a refresh compares to find a newer file.
+long PLT_file_secs();
+
+// Refresh: draws the open file as the newest frame (the loop's frames move
+// one back and the last is redrawn; without a loop the base window is
+// cleared and drawn), then closes the file.
+int PLT_plot_newest(int (*plot_frame)(), int (*close_file)());

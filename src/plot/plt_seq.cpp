@@ -1,6 +1,7 @@
 // The plot sequence shared by the radar formats.
 #include "zor/plt_seq.h"
 
+#include "zor/date.h"
 #include "zor/dom.h"
 #include "zor/file.h"
 #include "zor/gks.h"
@@ -51,5 +52,29 @@ int PLT_plot_files(const PLT_format& f, Domain* domain, Date* base_date) {
   }
   if (looping) gset_looping(1);
   if (!redraw) PLT_close();
+  return 0;
+}
+
+long PLT_file_secs() {
+  Date d;
+  FILE_get_date(&d);
+  long secs = DATE_num_sec(&d);
+  const int off = FILE_get_late_off();
+  if (off > 0) secs -= secs % off;
+  return secs;
+}
+
+int PLT_plot_newest(int (*plot_frame)(), int (*close_file)()) {
+  const int n = gget_num_images();
+  if (n > 0) {
+    for (int i = 0; i + 1 < n; ++i) gcopy_frame(i, i + 1);
+    gcreate_frame(n - 1);
+    gselect_frame(n - 1);
+  } else {
+    gclear_frame(GFRAME_BASE);
+  }
+  plot_frame();
+  close_file();
+  if (n > 0) gdisplay_frame(n - 1);
   return 0;
 }

@@ -162,13 +162,6 @@ void fill_missing_date(Date& to, const Date& from) {
   if (to.min == ZOR_MISSING) to.min = from.min;
 }
 
-long truncated_secs(Date& d) {
-  long secs = DATE_num_sec(&d);
-  const int off = FILE_get_late_off();
-  if (off > 0) secs -= secs % off;
-  return secs;
-}
-
 // Opens a volume for plotting: its header, date label and the colour bar.
 int open_volume(char* filename) {
   auto& s = state();
@@ -481,9 +474,7 @@ void prepare(Domain* domain) {
 }
 
 void file_opened() {
-  Date d;
-  FILE_get_date(&d);
-  state().fsecs = truncated_secs(d);
+  state().fsecs = PLT_file_secs();
 }
 
 const PLT_format kFormat = {
@@ -545,16 +536,5 @@ int LEV2_plot_nextfile() {
   if (!zor::lev2::open_volume(file)) return 0;
   LEV2_set_date(nullptr);
   s.fsecs = secs;
-  const int n = gget_num_images();
-  if (n > 0) {
-    for (int i = 0; i + 1 < n; ++i) gcopy_frame(i, i + 1);
-    gcreate_frame(n - 1);
-    gselect_frame(n - 1);
-  } else {
-    gclear_frame(GFRAME_BASE);
-  }
-  LEV2_plot_frame();
-  LEV2_close_file();
-  if (n > 0) gdisplay_frame(n - 1);
-  return 0;
+  return PLT_plot_newest(LEV2_plot_frame, LEV2_close_file);
 }

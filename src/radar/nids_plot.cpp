@@ -98,14 +98,6 @@ void fill_missing_date(Date& to, const Date& from) {
   if (to.min == ZOR_MISSING) to.min = from.min;
 }
 
-// File time truncated to the file layer's interval.
-long truncated_secs(Date& d) {
-  long secs = DATE_num_sec(&d);
-  const int off = FILE_get_late_off();
-  if (off > 0) secs -= secs % off;
-  return secs;
-}
-
 // Bin size of a product without bins (storm tables, text products): the
 // base products' 0.54 nautical miles, so that their domain is the area of a
 // 124 nautical mile base product around the radar.
@@ -271,9 +263,7 @@ void prepare(Domain* domain) {
 }
 
 void file_opened() {
-  Date d;
-  FILE_get_date(&d);
-  state().fsecs = truncated_secs(d);
+  state().fsecs = PLT_file_secs();
 }
 
 const PLT_format kFormat = {
@@ -305,18 +295,7 @@ int NIDS_plot_nextfile() {
   if (!NIDS_open_file(file)) return 0;
   NIDS_set_date(nullptr);
   s.fsecs = secs;
-  const int n = gget_num_images();
-  if (n > 0) {
-    for (int i = 0; i + 1 < n; ++i) gcopy_frame(i, i + 1);
-    gcreate_frame(n - 1);
-    gselect_frame(n - 1);
-  } else {
-    gclear_frame(GFRAME_BASE);
-  }
-  NIDS_plot_frame();
-  NIDS_close_file();
-  if (n > 0) gdisplay_frame(n - 1);
-  return 0;
+  return PLT_plot_newest(NIDS_plot_frame, NIDS_close_file);
 }
 
 int NIDS_print_loc_elev(char* str, float x, float y, float slat, float slon, float selev) {

@@ -103,13 +103,6 @@ float resource_float(const char* name, float def) {
   return static_cast<float>(std::atof(v));
 }
 
-long truncated_secs(Date& d) {
-  long secs = DATE_num_sec(&d);
-  const int off = FILE_get_late_off();
-  if (off > 0) secs -= secs % off;
-  return secs;
-}
-
 bool is_watch(const VAR_data& v) { return stricmp(v.name, "watch") == 0; }
 
 bool wants_watches() {
@@ -253,9 +246,7 @@ int open_file(char* filename) {
 
 void file_opened() {
   auto& s = state();
-  Date d;
-  FILE_get_date(&d);
-  s.fsecs = truncated_secs(d);
+  s.fsecs = PLT_file_secs();
   store_sites();
   if (wants_watches()) WATCH_decode(&s.file_date);
   bool first = true;
@@ -566,18 +557,7 @@ int RAD_plot_nextfile() {
   if (secs == s.fsecs) return 0;
   if (!RAD_open_file(file)) return 0;
   s.fsecs = secs;
-  const int n = gget_num_images();
-  if (n > 0) {
-    for (int i = 0; i + 1 < n; ++i) gcopy_frame(i, i + 1);
-    gcreate_frame(n - 1);
-    gselect_frame(n - 1);
-  } else {
-    gclear_frame(GFRAME_BASE);
-  }
-  RAD_plot_frame();
-  RAD_close_file();
-  if (n > 0) gdisplay_frame(n - 1);
-  return 0;
+  return PLT_plot_newest(RAD_plot_frame, RAD_close_file);
 }
 
 void RAD_callback(int type, char* str, float x, float y) {

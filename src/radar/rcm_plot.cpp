@@ -434,18 +434,7 @@ int RCM_plot_nextfile() {
   std::printf("File: %s\n", file);
   std::fflush(stdout);
   if (!zor::rcm::open_station(file)) return 0;
-  const int n = gget_num_images();
-  if (n > 0) {
-    for (int i = 0; i + 1 < n; ++i) gcopy_frame(i, i + 1);
-    gcreate_frame(n - 1);
-    gselect_frame(n - 1);
-  } else {
-    gclear_frame(GFRAME_BASE);
-  }
-  RCM_plot_frame();
-  RCM_close_file();
-  if (n > 0) gdisplay_frame(n - 1);
-  return 0;
+  return PLT_plot_newest(RCM_plot_frame, RCM_close_file);
 }
 
 void RCM_callback(int type, char* str, float x, float y) {
