@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "zor/clr.h"
+#include "zor/gks.h"
 #include "zor/img.h"
 
 namespace zor::test {
@@ -54,6 +55,21 @@ inline std::uint32_t rgb_of(const char* name) {
   CLR_get_rgb(CLR_get_ind(name), &r, &g, &b);
   auto c = [](float v) { return static_cast<std::uint32_t>(v * 255.0f + 0.5f); };
   return c(r) << 16 | c(g) << 8 | c(b);
+}
+
+// Colour index `ind` of the workstation as 0xRRGGBB.
+inline std::uint32_t rgb_of_index(int ind) {
+  int r = 0, g = 0, b = 0;
+  gget_color_rgb256(ind, &r, &g, &b);
+  return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
+}
+
+// Colours equal but for `slack` in each channel: devices round the colours
+// they allocate.
+inline bool near(std::uint32_t a, std::uint32_t b, int slack = 2) {
+  for (int shift : {0, 8, 16})
+    if (std::abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF)) > slack) return false;
+  return true;
 }
 
 }  // namespace zor::test

@@ -13,6 +13,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace zor::test {
 
@@ -86,16 +87,32 @@ class EnvVar {
   bool had_ = false;
 };
 
+inline std::vector<std::string> lines_of(const std::string& text) {
+  std::vector<std::string> out;
+  std::istringstream in(text);
+  std::string line;
+  while (std::getline(in, line)) out.push_back(line);
+  return out;
+}
+
+inline int count_of(const std::string& text, const std::string& what) {
+  int n = 0;
+  for (std::size_t p = text.find(what); p != std::string::npos; p = text.find(what, p + what.size())) ++n;
+  return n;
+}
+
 struct ProgramRun {
   int status = -1;
   std::string out, err;
 };
 
 // Runs the radar program in `dir` with no resource files, no display and
-// standard input closed; `env` holds extra assignments ("a=1 b=2").
-inline ProgramRun run_radar(const std::filesystem::path& dir, const std::string& env, const std::string& args) {
+// standard input from `in` (closed by default); `env` holds extra
+// assignments ("a=1 b=2").
+inline ProgramRun run_radar(const std::filesystem::path& dir, const std::string& env, const std::string& args,
+                            const std::string& in = "/dev/null") {
   const std::string cmd = "cd '" + dir.string() + "' && env -u DISPLAY zordefault='" + (dir / "none").string() +
-                          "' " + env + " '" + ZOR_RADAR_BINARY + "' " + args + " </dev/null >out.txt 2>err.txt";
+                          "' " + env + " '" + ZOR_RADAR_BINARY + "' " + args + " <'" + in + "' >out.txt 2>err.txt";
   ProgramRun r;
   const int rc = std::system(cmd.c_str());
   r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -21,20 +23,6 @@ namespace zor::test {
 
 // Output files go to the test process's own scratch folder.
 inline std::string out_path(const std::string& name) { return scratch(name); }
-
-inline std::vector<std::string> lines_of(const std::string& text) {
-  std::vector<std::string> out;
-  std::istringstream in(text);
-  std::string line;
-  while (std::getline(in, line)) out.push_back(line);
-  return out;
-}
-
-inline int count_of(const std::string& text, const std::string& what) {
-  int n = 0;
-  for (std::size_t p = text.find(what); p != std::string::npos; p = text.find(what, p + what.size())) ++n;
-  return n;
-}
 
 // Every print test starts from a pinned clock and fresh device states.
 inline void reset_devices() {
@@ -113,6 +101,17 @@ struct Raster {
   int height = 0;
   std::vector<unsigned char> rgb;
   const unsigned char* at(int x, int y) const { return &rgb[(static_cast<std::size_t>(y) * width + x) * 3]; }
+  // 0xRRGGBB.
+  std::uint32_t pixel(int x, int y) const {
+    const unsigned char* p = at(x, y);
+    return static_cast<std::uint32_t>(p[0]) << 16 | static_cast<std::uint32_t>(p[1]) << 8 | p[2];
+  }
+  int count(int x0, int y0, int x1, int y1, std::uint32_t c) const {
+    int n = 0;
+    for (int y = std::max(y0, 0); y < std::min(y1, height); ++y)
+      for (int x = std::max(x0, 0); x < std::min(x1, width); ++x) n += pixel(x, y) == c;
+    return n;
+  }
   bool is_white(int x, int y) const { return at(x, y)[0] > 240 && at(x, y)[1] > 240 && at(x, y)[2] > 240; }
   // Dark or coloured pixels in a box around (x, y).
   int inked_near(int x, int y, int r) const {
@@ -123,6 +122,32 @@ struct Raster {
     return n;
   }
 };
+
+// A plot's white frame: the first white pixels from the picture's edges
+// along the middle row and a column clear of the labels and the bar. Any
+// picture with width, height and pixel(x, y) as 0xRRGGBB.
+struct FrameBox {
+  int left = -1, right = -1, top = -1, bottom = -1;
+  int cx() const { return (left + right) / 2; }
+  int cy() const { return (top + bottom) / 2; }
+  bool found() const { return left >= 0 && right > left + 100 && top >= 0 && bottom > top + 100; }
+  bool operator==(const FrameBox&) const = default;
+};
+
+template <class Picture>
+FrameBox frame_of(const Picture& p) {
+  FrameBox b;
+  const int y = p.height / 2, x = p.width * 3 / 5;
+  for (int i = 0; i < p.width && b.left < 0; ++i)
+    if (p.pixel(i, y) == 0xFFFFFF) b.left = i;
+  for (int i = p.width - 1; i >= 0 && b.right < 0; --i)
+    if (p.pixel(i, y) == 0xFFFFFF) b.right = i;
+  for (int j = 0; j < p.height && b.top < 0; ++j)
+    if (p.pixel(x, j) == 0xFFFFFF) b.top = j;
+  for (int j = p.height - 1; j >= 0 && b.bottom < 0; --j)
+    if (p.pixel(x, j) == 0xFFFFFF) b.bottom = j;
+  return b;
+}
 
 inline bool read_png(const std::string& path, Raster& out) {
   png_image image{};
