@@ -13,6 +13,7 @@
 #include <sstream>
 #include <string>
 
+#include "../common/capture.h"
 #include "../gks/print_test_util.h"
 #include "mosaic_gen.h"
 #include "zor/dom.h"
@@ -22,38 +23,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct ProgramRun {
-  int status = -1;
-  std::string out, err;
-};
-
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
+using zor::test::ProgramRun;
 
 class MosaicProgramTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("mosaic_program_" + std::to_string(::getpid()) + "_" +
-                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  ProgramRun radar(const std::string& args) {
-    const std::string cmd = "cd '" + dir_.string() + "' && env -u DISPLAY zordefault='" + (dir_ / "none").string() +
-                            "' '" + ZOR_RADAR_BINARY + "' -ba " + args + " </dev/null >out.txt 2>err.txt";
-    ProgramRun r;
-    const int rc = std::system(cmd.c_str());
-    r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-    r.out = slurp(dir_ / "out.txt");
-    r.err = slurp(dir_ / "err.txt");
-    return r;
-  }
+  ProgramRun radar(const std::string& args) { return zor::test::run_radar(dir_, "", "-ba " + args); }
 
   std::string make(const char* format, const char* name) {
     zor::mosaicgen::Pattern p;
@@ -63,37 +37,11 @@ class MosaicProgramTest : public ::testing::Test {
     return path;
   }
 
-  fs::path dir_;
+  zor::test::TempDir tmp_{"mosaic_program"};
+  const fs::path& dir_ = tmp_.path();
 };
 
-std::uint32_t rgb(const zor::test::Raster& r, int x, int y) {
-  const unsigned char* p = r.at(x, y);
-  return static_cast<std::uint32_t>(p[0]) << 16 | static_cast<std::uint32_t>(p[1]) << 8 | p[2];
-}
-
-bool near(std::uint32_t a, std::uint32_t b) {
-  for (int shift : {0, 8, 16})
-    if (std::abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF)) > 2) return false;
-  return true;
-}
-
-// The plot's white frame along the middle row and column.
-struct Frame {
-  int left = -1, right = -1, top = -1, bottom = -1;
-};
-Frame frame_of(const zor::test::Raster& r) {
-  Frame b;
-  const int y = r.height / 2, x = r.width * 3 / 5;
-  for (int i = 0; i < r.width && b.left < 0; ++i)
-    if (rgb(r, i, y) == 0xFFFFFF) b.left = i;
-  for (int i = r.width - 1; i >= 0 && b.right < 0; --i)
-    if (rgb(r, i, y) == 0xFFFFFF) b.right = i;
-  for (int j = 0; j < r.height && b.top < 0; ++j)
-    if (rgb(r, x, j) == 0xFFFFFF) b.top = j;
-  for (int j = r.height - 1; j >= 0 && b.bottom < 0; --j)
-    if (rgb(r, x, j) == 0xFFFFFF) b.bottom = j;
-  return b;
-}
+using zor::test::near;
 
 constexpr std::uint32_t kBrown = 0x996633;  // "brown" of the colour table: 35 dBZ
 
@@ -118,7 +66,7 @@ TEST_F(MosaicProgramTest, KansasBlockLandsOverKansasInItsColour) {
     EXPECT_EQ(r.err, "");
     zor::test::Raster img;
     ASSERT_TRUE(zor::test::read_png((dir_ / "ks.png").string(), img)) << r.out;
-    const Frame f = frame_of(img);
+    const zor::test::FrameBox f = frame_of(img);
     ASSERT_GT(f.right, f.left + 100);
     ASSERT_GT(f.bottom, f.top + 100);
     Domain d;
@@ -132,7 +80,7 @@ TEST_F(MosaicProgramTest, KansasBlockLandsOverKansasInItsColour) {
       MAP_tran(static_cast<float>(lat), static_cast<float>(lon), &x, &y);
       const int px = f.left + static_cast<int>((x - lim.x_min) / (lim.x_max - lim.x_min) * (f.right - f.left));
       const int py = f.top + static_cast<int>((lim.y_max - y) / (lim.y_max - lim.y_min) * (f.bottom - f.top));
-      return rgb(img, px, py);
+      return img.pixel(px, py);
     };
     for (const auto& [lat, lon] : {std::pair{38.5, -98.0}, {37.7, -100.2}, {39.3, -95.8}})
       EXPECT_TRUE(near(pixel(lat, lon), kBrown)) << lat << "," << lon << ": " << std::hex << pixel(lat, lon);
