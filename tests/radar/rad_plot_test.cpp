@@ -17,6 +17,7 @@
 #include <string>
 
 #include "../common/batch_plot.h"
+#include "../common/capture.h"
 #include "../gks/print_test_util.h"
 #include "cvt_test_util.h"
 #include "device.h"
@@ -42,30 +43,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::uint32_t rgb_of_index(int ind) {
-  int r = 0, g = 0, b = 0;
-  gget_color_rgb256(ind, &r, &g, &b);
-  return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
-}
-
-bool near(std::uint32_t a, std::uint32_t b) {
-  for (int shift : {0, 8, 16})
-    if (std::abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF)) > 2) return false;
-  return true;
-}
-
-struct Capture {
-  IMG_report img;
-  Capture() = default;
-  Capture(const Capture&) = delete;
-  Capture& operator=(const Capture&) = delete;
-  ~Capture() { std::free(img.data); }
-  std::uint32_t pixel(int x, int y) const {
-    const unsigned char* p = img.data + static_cast<std::ptrdiff_t>(y) * img.bytes_line + 4 * x;
-    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
-  }
-};
+using zor::test::Capture;
+using zor::test::near;
+using zor::test::rgb_of_index;
 
 // Southern Plains on the summary grids' own projection: every MDR box is
 // tens of pixels wide.
@@ -345,32 +325,13 @@ TEST_F(RadFrame, PlotParametersAndTheVariableMenu) {
 
 // ---- The radar program -------------------------------------------------------
 
-struct ProgramRun {
-  int status = -1;
-  std::string err;
-};
+using zor::test::ProgramRun;
 
 class RadProgram : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("rad_program_" + std::to_string(::getpid()) + "_" +
-                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  ProgramRun radar(const std::string& args) {
-    const std::string cmd = "cd '" + dir_.string() + "' && env -u DISPLAY zordefault='" + (dir_ / "none").string() +
-                            "' '" + ZOR_RADAR_BINARY + "' -ba " + args + " </dev/null >out.txt 2>err.txt";
-    ProgramRun r;
-    const int rc = std::system(cmd.c_str());
-    r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-    std::ifstream in(dir_ / "err.txt");
-    r.err.assign(std::istreambuf_iterator<char>(in), {});
-    return r;
-  }
-  fs::path dir_;
+  ProgramRun radar(const std::string& args) { return zor::test::run_radar(dir_, "", "-ba " + args); }
+  zor::test::TempDir tmp_{"rad_program"};
+  const fs::path& dir_ = tmp_.path();
 };
 
 TEST_F(RadProgram, EveryKindPlotsAndBadFilesEndWithAMessage) {
