@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "../common/batch_plot.h"
+#include "../common/capture.h"
 #include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -38,30 +39,9 @@ namespace {
 
 TempCleaner cleaner;
 
-struct Capture {
-  IMG_report img;
-  Capture() = default;
-  Capture(const Capture&) = delete;
-  Capture& operator=(const Capture&) = delete;
-  ~Capture() { std::free(img.data); }
-  std::uint32_t pixel(int x, int y) const {
-    const unsigned char* p = img.data + static_cast<std::ptrdiff_t>(y) * img.bytes_line + 4 * x;
-    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-            static_cast<std::uint32_t>(p[2]) << 16) & 0xFFFFFF;
-  }
-};
-
-std::uint32_t rgb_of_index(int ind) {
-  int r = 0, g = 0, b = 0;
-  gget_color_rgb256(ind, &r, &g, &b);
-  return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
-}
-
-bool near(std::uint32_t a, std::uint32_t b) {
-  for (int shift : {0, 8, 16})
-    if (std::abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF)) > 2) return false;
-  return true;
-}
+using zor::test::Capture;
+using zor::test::near;
+using zor::test::rgb_of_index;
 
 // One radial of the selected cut and moment, as the decoder gives it.
 struct Ray {
@@ -283,28 +263,11 @@ TEST_F(Lev2PlotTest, ChunkWithoutHeaderIsPlacedWhereItsRadialsSay) {
 
 // ---- The radar program ------------------------------------------------------
 
-struct ProgramRun {
-  int status = -1;
-  std::string out, err;
-};
-
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
+using zor::test::ProgramRun;
 
 ProgramRun radar(const std::string& args, const fs::path& dir) {
   fs::create_directories(dir);
-  const std::string cmd = "cd '" + dir.string() + "' && env -u DISPLAY zordefault='" + (dir / "none").string() +
-                          "' '" + ZOR_RADAR_BINARY + "' -ba " + args + " </dev/null >out.txt 2>err.txt";
-  ProgramRun r;
-  const int rc = std::system(cmd.c_str());
-  r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-  r.out = slurp(dir / "out.txt");
-  r.err = slurp(dir / "err.txt");
-  return r;
+  return zor::test::run_radar(dir, "", "-ba " + args);
 }
 
 TEST(Lev2Program, PlotsRealTruncatedAndForeignFiles) {
