@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "../common/batch_plot.h"
+#include "../common/capture.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/clr.h"
@@ -41,33 +42,9 @@ namespace {
 const std::string kDir = std::string(ZOR_TEST_DATA_DIR) + "/rcm/";
 constexpr float kCell = 0.11899f;
 
-bool near(std::uint32_t a, std::uint32_t b) {
-  for (int shift : {0, 8, 16})
-    if (std::abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF)) > 2)
-      return false;
-  return true;
-}
-
-std::uint32_t rgb_of_index(int ind) {
-  int r = 0, g = 0, b = 0;
-  gget_color_rgb256(ind, &r, &g, &b);
-  return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 |
-         static_cast<std::uint32_t>(b);
-}
-
-struct Capture {
-  IMG_report img;
-  Capture() = default;
-  Capture(const Capture&) = delete;
-  Capture& operator=(const Capture&) = delete;
-  ~Capture() { std::free(img.data); }
-  std::uint32_t pixel(int x, int y) const {
-    const unsigned char* p = img.data + static_cast<std::ptrdiff_t>(y) * img.bytes_line + 4 * x;
-    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-            static_cast<std::uint32_t>(p[2]) << 16) &
-           0xFFFFFF;
-  }
-};
+using zor::test::Capture;
+using zor::test::near;
+using zor::test::rgb_of_index;
 
 Domain polar(float lat, float lon, int n, float step) {
   Domain d;
