@@ -19,52 +19,20 @@ namespace {
 
 const std::string kDir = std::string(ZOR_TEST_DATA_DIR) + "/rcm/";
 
-struct ProgramRun {
-  int status = -1;
-  std::string out, err;
-};
-
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
+using zor::test::ProgramRun;
 
 int count_colour(const zor::test::Raster& r, unsigned rgb) {
-  int n = 0;
-  for (int y = 0; y < r.height; ++y)
-    for (int x = 0; x < r.width; ++x) {
-      const unsigned char* p = r.at(x, y);
-      n += (static_cast<unsigned>(p[0]) << 16 | static_cast<unsigned>(p[1]) << 8 | p[2]) == rgb;
-    }
-  return n;
+  return r.count(0, 0, r.width, r.height, rgb);
 }
 
 class RcmProgramTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("rcm_program_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
   ProgramRun radar(const std::string& args) {
-    const std::string cmd = "cd '" + dir_.string() + "' && env -u DISPLAY zordefault='" +
-                            (dir_ / "none").string() + "' '" + ZOR_RADAR_BINARY +
-                            "' -ba -inp rcmsite " + args + " </dev/null >out.txt 2>err.txt";
-    ProgramRun r;
-    const int rc = std::system(cmd.c_str());
-    r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-    r.out = slurp(dir_ / "out.txt");
-    r.err = slurp(dir_ / "err.txt");
-    return r;
+    return zor::test::run_radar(dir_, "", "-ba -inp rcmsite " + args);
   }
 
-  fs::path dir_;
+  zor::test::TempDir tmp_{"rcm_program"};
+  const fs::path& dir_ = tmp_.path();
 };
 
 TEST_F(RcmProgramTest, RealMessagePlotsItsEchoesAndPrintsItsReport) {
