@@ -13,9 +13,11 @@
 #include <fstream>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "../common/batch_plot.h"
+#include "../common/capture.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "mosaic_gen.h"
@@ -30,11 +32,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool near(std::uint32_t a, std::uint32_t b) {
-  for (int shift : {0, 8, 16})
-    if (std::abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF)) > 2) return false;
-  return true;
-}
+using zor::test::near;
 
 std::uint32_t rgb_of_value(float v) {
   Gattribs a;
@@ -44,19 +42,7 @@ std::uint32_t rgb_of_value(float v) {
   return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
 }
 
-struct Capture {
-  IMG_report img;
-  Capture() = default;
-  Capture(const Capture&) = delete;
-  Capture& operator=(const Capture&) = delete;
-  ~Capture() { std::free(img.data); }
-  std::uint32_t pixel(int x, int y) const {
-    const unsigned char* p = img.data + static_cast<std::ptrdiff_t>(y) * img.bytes_line + 4 * x;
-    return (static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-            static_cast<std::uint32_t>(p[2]) << 16) &
-           0xFFFFFF;
-  }
-};
+using zor::test::Capture;
 
 enum class Kind { Nowrad, Kavrad };
 
@@ -325,9 +311,7 @@ TEST_F(MosaicFrameTest, WithNoDomainTheWholeMosaicIsPlottedOnItsOwnGrid) {
   testing::internal::CaptureStdout();
   EXPECT_EQ(KAVRAD_plot(&d), 0);
   const std::string out = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(d.proj, 2);
-  EXPECT_EQ(d.nx, 2560);
-  EXPECT_EQ(d.ny, 2880);
+  EXPECT_EQ(std::tuple(d.proj, d.nx, d.ny), std::tuple(2, 2560, 2880));
   EXPECT_TRUE(fs::exists(png)) << out;
   EXPECT_GT(fs::file_size(png), 1000u);
 }
