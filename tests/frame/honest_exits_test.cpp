@@ -12,59 +12,34 @@
 #include <sstream>
 #include <string>
 
+#include "../common/files.h"
+
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
-int count_of(const std::string& text, const std::string& what) {
-  int n = 0;
-  for (std::size_t p = text.find(what); p != std::string::npos; p = text.find(what, p + what.size())) ++n;
-  return n;
-}
-
-struct ProgramRun {
-  int status = -1;
-  std::string out, err;
-};
+using zor::test::count_of;
+using zor::test::ProgramRun;
 
 // A fresh directory holding the product as "kbmx" (and as "a-b/kbmx", a
 // folder whose name holds a dash) with no resource files and no display.
 class HonestExits : public ::testing::Test {
  protected:
   void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("honest_exits_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
     fs::create_directories(dir_ / "a-b");
     const fs::path product = fs::path(ZOR_TEST_DATA_DIR) / "level3" / "KBMX_SDUS54_N0QBMX_201501020205";
     fs::copy_file(product, dir_ / "kbmx");
     fs::copy_file(product, dir_ / "a-b" / "kbmx");
   }
-  void TearDown() override { fs::remove_all(dir_); }
 
   // A batch run, or with `typed` the lines answered at the prompts.
   ProgramRun radar(const std::string& args, const std::string& typed = "") {
     std::ofstream(dir_ / "in.txt") << typed;
-    const std::string cmd = "cd '" + dir_.string() + "' && env -u DISPLAY zordefault='" + (dir_ / "none").string() +
-                            "' '" + ZOR_RADAR_BINARY + "' " + (typed.empty() ? "-ba " : "") + "-inp nids " + args +
-                            " <in.txt >out.txt 2>err.txt";
-    ProgramRun r;
-    const int rc = std::system(cmd.c_str());
-    r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-    r.out = slurp(dir_ / "out.txt");
-    r.err = slurp(dir_ / "err.txt");
-    return r;
+    return zor::test::run_radar(dir_, "", (typed.empty() ? "-ba " : "") + std::string("-inp nids ") + args, "in.txt");
   }
 
-  fs::path dir_;
+  zor::test::TempDir tmp_{"honest_exits"};
+  const fs::path& dir_ = tmp_.path();
 };
 
 struct Row {
