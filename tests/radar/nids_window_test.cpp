@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/capture.h"
 #include "../common/xvfb_env.h"
 #include "../gks/print_test_util.h"
 #include "nids_test_util.h"
@@ -60,7 +61,7 @@ bool poll_until(const std::function<bool()>& done, double seconds = kWaitSeconds
 struct Picture {
   int width = 0, height = 0;
   std::vector<std::uint32_t> px;
-  std::uint32_t at(int x, int y) const { return px[static_cast<std::size_t>(y) * width + x]; }
+  std::uint32_t pixel(int x, int y) const { return px[static_cast<std::size_t>(y) * width + x]; }
   bool operator==(const Picture& o) const = default;
 };
 
@@ -68,41 +69,17 @@ Picture from_raster(const zor::test::Raster& r) {
   Picture p{r.width, r.height, {}};
   p.px.reserve(static_cast<std::size_t>(r.width) * r.height);
   for (int y = 0; y < r.height; ++y)
-    for (int x = 0; x < r.width; ++x) {
-      const unsigned char* c = r.at(x, y);
-      p.px.push_back(static_cast<std::uint32_t>(c[0]) << 16 | static_cast<std::uint32_t>(c[1]) << 8 | c[2]);
-    }
+    for (int x = 0; x < r.width; ++x) p.px.push_back(r.pixel(x, y));
   return p;
 }
 
-// The plot's white frame, found from the picture's edges along the middle
-// row and a column clear of the labels and the bar.
-struct Box {
-  int left = -1, right = -1, top = -1, bottom = -1;
-  int cx() const { return (left + right) / 2; }
-  int cy() const { return (top + bottom) / 2; }
-  bool found() const { return left >= 0 && right > left + 100 && top >= 0 && bottom > top + 100; }
-};
-
-Box frame_of(const Picture& p) {
-  Box b;
-  const int y = p.height / 2, x = p.width * 3 / 5;
-  for (int i = 0; i < p.width && b.left < 0; ++i)
-    if (p.at(i, y) == 0xFFFFFF) b.left = i;
-  for (int i = p.width - 1; i >= 0 && b.right < 0; --i)
-    if (p.at(i, y) == 0xFFFFFF) b.right = i;
-  for (int j = 0; j < p.height && b.top < 0; ++j)
-    if (p.at(x, j) == 0xFFFFFF) b.top = j;
-  for (int j = p.height - 1; j >= 0 && b.bottom < 0; --j)
-    if (p.at(x, j) == 0xFFFFFF) b.bottom = j;
-  return b;
-}
+using Box = zor::test::FrameBox;
 
 // The white site marker within two pixels of the plot's centre.
 bool site_marked(const Picture& p, const Box& b) {
   for (int y = b.cy() - 2; y <= b.cy() + 2; ++y)
     for (int x = b.cx() - 2; x <= b.cx() + 2; ++x)
-      if (p.at(x, y) == 0xFFFFFF) return true;
+      if (p.pixel(x, y) == 0xFFFFFF) return true;
   return false;
 }
 
@@ -119,7 +96,7 @@ double same_share(const Picture& a, const Picture& b, const Box& box) {
   if (a.width != b.width || a.height != b.height) return 0.0;
   long same = 0, all = 0;
   for (int y = box.top + 1; y < box.bottom; ++y)
-    for (int x = box.left + 1; x < box.right; ++x, ++all) same += a.at(x, y) == b.at(x, y);
+    for (int x = box.left + 1; x < box.right; ++x, ++all) same += a.pixel(x, y) == b.pixel(x, y);
   return all > 0 ? static_cast<double>(same) / static_cast<double>(all) : 0.0;
 }
 
@@ -141,12 +118,6 @@ std::vector<std::uint32_t> fill_colours() {
   return out;
 }
 
-bool near_colour(std::uint32_t a, std::uint32_t b) {
-  for (int s : {0, 8, 16})
-    if (std::abs(static_cast<int>((a >> s) & 255) - static_cast<int>((b >> s) & 255)) > 1) return false;
-  return true;
-}
-
 struct Census {
   long data = 0;     // pixels in a fill-table colour other than white
   long strange = 0;  // pixels in no colour the plot draws inside its frame
@@ -158,9 +129,9 @@ Census census(const Picture& p, const Box& box, const std::vector<std::uint32_t>
   Census c;
   for (int y = box.top + 1; y < box.bottom; ++y)
     for (int x = box.left + 1; x < box.right; ++x) {
-      const std::uint32_t v = p.at(x, y);
+      const std::uint32_t v = p.pixel(x, y);
       if (v == 0 || v == 0xFF0000 || v == 0xFFFFFF) continue;
-      if (std::any_of(table.begin(), table.end(), [v](std::uint32_t t) { return near_colour(v, t); })) ++c.data;
+      if (std::any_of(table.begin(), table.end(), [v](std::uint32_t t) { return zor::test::near(v, t, 1); })) ++c.data;
       else ++c.strange;
     }
   return c;
@@ -476,10 +447,7 @@ TEST_F(NidsWindowTest, WindowShowsTheBatchPictureAndReadsOutThePointer) {
 
   // The same picture as the batch plot of the same product.
   const Box rb = frame_of(ref[0]);
-  EXPECT_EQ(rb.left, b.left);
-  EXPECT_EQ(rb.right, b.right);
-  EXPECT_EQ(rb.top, b.top);
-  EXPECT_EQ(rb.bottom, b.bottom);
+  EXPECT_TRUE(rb == b);
   const double share = same_share(pic, ref[0], b);
   RecordProperty("identical_plot_pixels_permille", static_cast<int>(share * 1000));
   std::printf("identical plot pixels, window and batch PNG: %.2f%%\n", share * 100.0);
@@ -542,8 +510,8 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   button(true, Button1, b.cx() + hw, b.cy() + hh, ShiftMask);
   motion(b.cx() - hw, b.cy() - hh);
   const Picture band = next_picture(before);
-  EXPECT_NE(band.at(b.cx() - hw, b.cy()), before.at(b.cx() - hw, b.cy()));
-  EXPECT_EQ(band.at(b.cx() - hw + 3, b.cy() + 3), before.at(b.cx() - hw + 3, b.cy() + 3));
+  EXPECT_NE(band.pixel(b.cx() - hw, b.cy()), before.pixel(b.cx() - hw, b.cy()));
+  EXPECT_EQ(band.pixel(b.cx() - hw + 3, b.cy() + 3), before.pixel(b.cx() - hw + 3, b.cy() + 3));
   button(false, Button1, b.cx() - hw, b.cy() - hh, Button1Mask | ShiftMask);
   Picture zoomed;
   ASSERT_TRUE(poll_until([&] {
