@@ -15,9 +15,11 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "../common/capture.h"
+#include "../common/expect.h"
 #include "../common/files.h"
 #include "../common/batch_plot.h"
 #include "device.h"
@@ -84,35 +86,23 @@ TEST(NidsStormTable, HeaderLinesChooseTheLayout) {
   EXPECT_EQ(storm_table_type("    V3   44/ 19 NONE NONE", 2), 2);
 }
 
+// A storm's position, flags, hail, VIL, maximum, top and motion.
+std::vector<float> fields(const NIDS_report& s) {
+  return {s.ang, s.rad, float(s.tvs), float(s.meso), float(s.shail), float(s.hail), s.hsize, s.vil,
+          s.max_dbz, s.max_dbz_z, s.tops, s.dir, s.spd};
+}
+
 TEST(NidsStormTable, CombinedAttributeLinesParseByColumns) {
-  // Lines of the storm table of a composite reflectivity product.
   NIDS_report st;
   ASSERT_TRUE(zor::nids_plot::parse_storm_line(
       "    O8  157/ 86 NONE    2   10/ 60/ 1.25    17  53  9.7  16.9  162/ 66  ", 2, &st));
   EXPECT_STREQ(st.id, "O8");
-  EXPECT_FLOAT_EQ(st.ang, 157.0f);
-  EXPECT_FLOAT_EQ(st.rad, 86.0f);
-  EXPECT_EQ(st.tvs, 0);
-  EXPECT_EQ(st.meso, 2);
-  EXPECT_EQ(st.shail, 10);
-  EXPECT_EQ(st.hail, 60);
-  EXPECT_FLOAT_EQ(st.hsize, 1.25f);
-  EXPECT_FLOAT_EQ(st.vil, 17.0f);
-  EXPECT_FLOAT_EQ(st.max_dbz, 53.0f);
-  EXPECT_FLOAT_EQ(st.max_dbz_z, 9.7f);
-  EXPECT_FLOAT_EQ(st.tops, 16.9f);
-  EXPECT_FLOAT_EQ(st.dir, 162.0f);
-  EXPECT_FLOAT_EQ(st.spd, 66.0f);
+  EXPECT_TRUE(zor::test::floats_eq(fields(st), {157, 86, 0, 2, 10, 60, 1.25f, 17, 53, 9.7f, 16.9f, 162, 66}));
 
   ASSERT_TRUE(zor::nids_plot::parse_storm_line(
       "    A1  200/ 30  TVS MESO   80/100<0.50    60  65 20.1  45.0    NEW    ", 2, &st));
-  EXPECT_EQ(st.tvs, 1);
-  EXPECT_EQ(st.meso, 1);
-  EXPECT_EQ(st.shail, 80);
-  EXPECT_EQ(st.hail, 100);
-  EXPECT_FLOAT_EQ(st.hsize, 0.25f);  // '<' before the size
-  EXPECT_FLOAT_EQ(st.dir, -9999.0f);  // "NEW": no motion
-  EXPECT_FLOAT_EQ(st.spd, -9999.0f);
+  // '<' before the size: a quarter inch; "NEW": no motion.
+  EXPECT_TRUE(zor::test::floats_eq(fields(st), {200, 30, 1, 1, 80, 100, 0.25f, 60, 65, 20.1f, 45, -9999, -9999}));
 
   EXPECT_FALSE(zor::nids_plot::parse_storm_line(
       " STM ID  AZ/RAN TVS  MDA  POSH/POH/MX SIZE VIL DBZM  HT  TOP  FCST MVMT ", 2, &st));
@@ -125,17 +115,9 @@ TEST(NidsStormTable, OldLayoutLinesParseByWords) {
   NIDS_report st;
   ASSERT_TRUE(zor::nids_plot::parse_storm_line(" K4 245 62 YES NO POS 58 12.4 3.0 >35.0 250 30", 1, &st));
   EXPECT_STREQ(st.id, "K4");
-  EXPECT_FLOAT_EQ(st.ang, 245.0f);
-  EXPECT_FLOAT_EQ(st.rad, 62.0f);
-  EXPECT_EQ(st.tvs, 1);
-  EXPECT_EQ(st.meso, 0);
-  EXPECT_EQ(st.shail, 100);
-  EXPECT_FLOAT_EQ(st.max_dbz, 58.0f);
-  EXPECT_FLOAT_EQ(st.max_dbz_z, 12.4f);
   EXPECT_FLOAT_EQ(st.vlow, 3.0f);
-  EXPECT_FLOAT_EQ(st.tops, 35.0f);
-  EXPECT_FLOAT_EQ(st.dir, 250.0f);
-  EXPECT_FLOAT_EQ(st.spd, 30.0f);
+  const float hail = static_cast<float>(st.hail);  // no hail probability in this layout
+  EXPECT_TRUE(zor::test::floats_eq(fields(st), {245, 62, 1, 0, 100, hail, st.hsize, st.vil, 58, 12.4f, 35, 250, 30}));
   ASSERT_TRUE(zor::nids_plot::parse_storm_line(" B2 10 5 NO YES PRO 50 1 1 20 90 10", 1, &st));
   EXPECT_EQ(st.meso, 1);
   EXPECT_EQ(st.shail, 50);
@@ -149,45 +131,38 @@ TEST(NidsStormValues, VariablesSelectTheStormField) {
   NIDS_report st;
   std::strcpy(st.id, "Q3");
   st.shail = 76;
-  st.hail = 51;
   st.tvs = 1;
   st.vil = 12.0f;
   st.dir = 250.0f;
   st.spd = 30.0f;
-  RAW_data data;
-  auto get = [&](const char* name) {
+  // Text after '-' only tells variants apart; nullptr: no text checked,
+  // NAN: no second value checked.
+  const struct {
+    const char* var;
+    int hail;
+    float v0, v1;
+    const char* text;
+  } rows[] = {{"posh", 51, 76, NAN, "*"},        {"poh-big", 51, 51, NAN, "X"},   {"poh", 50, 50, NAN, ""},
+              {"id", 50, -9999, NAN, "Q3"},      {"tvs", 50, 1, NAN, "TVS"},      {"meso", 50, -9999, NAN, ""},
+              {"vil", 50, 12, NAN, nullptr},     {"hsize", 50, -9999, NAN, nullptr}, {"mvmt", 50, 250, 30, nullptr},
+              {"other", 50, -9999, -9999, nullptr}};
+  for (const auto& r : rows) {
+    SCOPED_TRACE(r.var);
+    st.hail = r.hail;
     VAR_data v;
-    std::snprintf(v.name, sizeof v.name, "%s", name);
+    std::snprintf(v.name, sizeof v.name, "%s", r.var);
+    RAW_data data;
     NIDS_get_plot_data(&st, &v, &data);
-  };
-  get("posh");
-  EXPECT_FLOAT_EQ(data.value[0], 76.0f);
-  EXPECT_STREQ(data.data, "*");
-  get("poh-big");  // text after '-' only tells variants apart
-  EXPECT_FLOAT_EQ(data.value[0], 51.0f);
-  EXPECT_STREQ(data.data, "X");
-  st.hail = 50;
-  get("poh");
-  EXPECT_FLOAT_EQ(data.value[0], 50.0f);
-  EXPECT_STREQ(data.data, "");
-  get("id");
-  EXPECT_STREQ(data.data, "Q3");
-  get("tvs");
-  EXPECT_FLOAT_EQ(data.value[0], 1.0f);
-  EXPECT_STREQ(data.data, "TVS");
-  get("meso");
-  EXPECT_FLOAT_EQ(data.value[0], -9999.0f);
-  EXPECT_STREQ(data.data, "");
-  get("vil");
-  EXPECT_FLOAT_EQ(data.value[0], 12.0f);
-  get("hsize");
-  EXPECT_FLOAT_EQ(data.value[0], -9999.0f);
-  get("mvmt");
-  EXPECT_FLOAT_EQ(data.value[0], 250.0f);
-  EXPECT_FLOAT_EQ(data.value[1], 30.0f);
-  get("other");
-  EXPECT_FLOAT_EQ(data.value[0], -9999.0f);
-  EXPECT_FLOAT_EQ(data.value[1], -9999.0f);
+    if (std::strcmp(r.var, "id") != 0) {
+      EXPECT_FLOAT_EQ(data.value[0], r.v0);
+    }
+    if (!std::isnan(r.v1)) {
+      EXPECT_FLOAT_EQ(data.value[1], r.v1);
+    }
+    if (r.text) {
+      EXPECT_STREQ(data.data, r.text);
+    }
+  }
 }
 
 TEST(NidsPlotParam, WordsSetTheSettings) {
@@ -211,11 +186,7 @@ TEST(NidsPlotParam, WordsSetTheSettings) {
       {"dist,nodist", [](const auto& p) { EXPECT_FLOAT_EQ(p.plt_dist[0], 0.0f); }},
       {"site,graph,strong,refresh,numplt=5",
        [](const auto& p) {
-         EXPECT_EQ(p.plt_site, 1);
-         EXPECT_EQ(p.plt_graph, 1);
-         EXPECT_EQ(p.plt_strong, 1);
-         EXPECT_EQ(p.refresh, 1);
-         EXPECT_EQ(p.num_plt, 5);
+         EXPECT_EQ(std::tuple(p.plt_site, p.plt_graph, p.plt_strong, p.refresh, p.num_plt), std::tuple(1, 1, 1, 1, 5));
        }},
       {"graph,nograph,unknown", [](const auto& p) { EXPECT_EQ(p.plt_graph, 0); }},
   };
@@ -265,24 +236,10 @@ TEST(NidsHeaderSummary, ThresholdsInGroupsOfFour) {
 
 // ---- Frames on the in-memory raster ------------------------------------------
 
-// Colours compare with a little slack: the device rounds the colour it
-// allocates.
-bool near(std::uint32_t a, std::uint32_t b) {
-  for (int shift : {0, 8, 16}) {
-    const int ca = static_cast<int>(a >> shift & 0xFF), cb = static_cast<int>(b >> shift & 0xFF);
-    if (std::abs(ca - cb) > 2) return false;
-  }
-  return true;
-}
-
 using zor::test::Capture;
+using zor::test::near;
 using zor::test::rgb_of;
-
-std::uint32_t rgb_of_index(int ind) {
-  int r = 0, g = 0, b = 0;
-  gget_color_rgb256(ind, &r, &g, &b);
-  return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
-}
+using zor::test::rgb_of_index;
 
 // One radial of a decoded product: its angles and one value per bin.
 struct Radial {
@@ -359,6 +316,11 @@ class NidsFrameTest : public ::testing::Test {
     for (const char* r : {"plot_param", "variable"}) RES_put(r, "");
   }
 
+  void restart() {
+    TearDown();
+    SetUp();
+  }
+
   // Draws one frame of `path` on `dom` (the product's own domain when its
   // projection is missing) and captures it; transformation 2 stays selected.
   void plot(const std::string& path, Domain dom, Capture& cap, bool open = true) {
@@ -430,6 +392,14 @@ class NidsFrameTest : public ::testing::Test {
     *px = static_cast<int>(std::floor(xW_p(x)));
     *py = static_cast<int>(std::floor(yW_p(y)));
     return *px >= 2 && *py >= 2 && *px < cap.img.width - 2 && *py < cap.img.height - 2;
+  }
+
+  // The pixel of the centre of bin `b` of `rad` around `site`.
+  bool bin_pixel(const Gpt& site, double dx, const Radial& rad, std::size_t b, const Capture& cap, int* px,
+                 int* py) const {
+    const double a = (rad.start + rad.width / 2) * M_PI / 180.0, r = (b + 0.5) * dx;
+    return pixel_at(static_cast<float>(site.x + r * std::sin(a)), static_cast<float>(site.y + r * std::cos(a)), px, py,
+                    cap);
   }
 
   struct BinCheck {
@@ -535,8 +505,7 @@ TEST_F(NidsFrameTest, RadialProductsColourEveryBinByTheirTable) {
     EXPECT_GE(static_cast<int>(bc.colours.size()), c.min_colours);
     EXPECT_NE(summary_.find("Threshold values: "), std::string::npos);
     EXPECT_GT(zor::nids_plot::fill_calls(), 0);
-    TearDown();
-    SetUp();
+    restart();
   }
 }
 
@@ -557,28 +526,22 @@ TEST_F(NidsFrameTest, KnownValuesHaveTheirTableColours) {
     const Decoded d = decode(data_path(c.file));
     Capture cap;
     plot(data_path(c.file), zoomed(data_path(c.file)), cap);
-    const Domain product = d.info.domain;
     const Gpt site = radar_xy(d.info);
-    const float x0 = site.x, y0 = site.y;
     int found = 0, right = 0;
     for (std::size_t i = 0; i < d.radials.size() && found < 30; ++i) {
       const Radial& rad = d.radials[i];
       for (std::size_t b = 20; b + 1 < rad.bins.size() && found < 30; ++b) {
         auto in = [&](float v) { return v >= c.lo && v < c.hi; };
         if (!in(rad.bins[b - 1]) || !in(rad.bins[b]) || !in(rad.bins[b + 1])) continue;
-        const double a = (rad.start + rad.width / 2) * M_PI / 180.0;
-        const double r = (b + 0.5) * product.dx;
         int px = 0, py = 0;
-        if (!pixel_at(static_cast<float>(x0 + r * std::sin(a)), static_cast<float>(y0 + r * std::cos(a)), &px, &py, cap))
-          continue;
+        if (!bin_pixel(site, d.info.domain.dx, rad, b, cap, &px, &py)) continue;
         ++found;
         if (near(cap.pixel(px, py), rgb_of(c.colour))) ++right;
       }
     }
     EXPECT_GT(found, 5);
     EXPECT_EQ(right, found);
-    TearDown();
-    SetUp();
+    restart();
   }
 }
 
@@ -594,19 +557,14 @@ TEST_F(NidsFrameTest, ClutterRadiusLeavesTheInnerBinsEmpty) {
   EXPECT_EQ(outer.wrong, 0) << outer.first_wrong;
   // Inside it, wherever the product has an echo, the background shows.
   levels_of(d.info);
-  const Domain product = d.info.domain;
   const Gpt site = radar_xy(d.info);
-  const float x0 = site.x, y0 = site.y;
   const std::uint32_t back = rgb_of_index(gget_back_color());
   int echoes = 0, blank = 0;
   for (const Radial& rad : d.radials) {
-    const double a = (rad.start + rad.width / 2) * M_PI / 180.0;
-    for (int b = 30; b < 55; b += 5) {
-      if (static_cast<std::size_t>(b) >= rad.bins.size() || colour_of(rad.bins[static_cast<std::size_t>(b)]) < 0) continue;
+    for (std::size_t b = 30; b < 55; b += 5) {
       int px = 0, py = 0;
-      if (!pixel_at(static_cast<float>(x0 + (b + 0.5) * product.dx * std::sin(a)),
-                    static_cast<float>(y0 + (b + 0.5) * product.dx * std::cos(a)), &px, &py, cap))
-        continue;
+      if (b >= rad.bins.size() || colour_of(rad.bins[b]) < 0) continue;
+      if (!bin_pixel(site, d.info.domain.dx, rad, b, cap, &px, &py)) continue;
       ++echoes;
       if (cap.pixel(px, py) == back) ++blank;
     }
@@ -652,8 +610,7 @@ TEST_F(NidsFrameTest, RasterProductsColourEveryCell) {
     EXPECT_GT(checked, 50);
     EXPECT_EQ(wrong, 0);
     EXPECT_GE(colours.size(), 2u);
-    TearDown();
-    SetUp();
+    restart();
   }
 }
 
@@ -715,14 +672,12 @@ TEST_F(NidsFrameTest, CompressedProductsDrawLikeTheirPlainForms) {
     Capture a, b;
     plot(packed, Domain{}, a);
     const long fills = zor::nids_plot::fill_calls();
-    TearDown();
-    SetUp();
+    restart();
     plot(plain, Domain{}, b);
     EXPECT_GT(fills, 100);
     EXPECT_EQ(zor::nids_plot::fill_calls(), fills);
     EXPECT_TRUE(a.same_as(b));
-    TearDown();
-    SetUp();
+    restart();
     std::remove(plain.c_str());
   }
 }
@@ -745,10 +700,7 @@ TEST_F(NidsFrameTest, StormsOfTheTableAreMarkedWhereTheyStand) {
     ASSERT_EQ(MAP_offset(x0, y0, ang, rng * 1.852f, &x, &y), 1);
     int px = 0, py = 0;
     ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
-    int marked = 0;
-    for (int j = -1; j <= 1; ++j)
-      for (int i = -1; i <= 1; ++i) marked += cap.pixel(px + i, py + j) == white;
-    EXPECT_GE(marked, 3) << ang << "/" << rng;
+    EXPECT_GE(cap.count_near(px, py, white, 1), 3) << ang << "/" << rng;
   }
 }
 
@@ -765,20 +717,14 @@ TEST_F(NidsFrameTest, SiteMarkerAndRangeRing) {
   int px = 0, py = 0;
   ASSERT_TRUE(pixel_at(x0, y0, &px, &py, cap));
   const std::uint32_t white = rgb_of("white");
-  int site = 0;
-  for (int j = -1; j <= 1; ++j)
-    for (int i = -1; i <= 1; ++i) site += cap.pixel(px + i, py + j) == white;
-  EXPECT_GT(site, 0);
+  EXPECT_GT(cap.count_near(px, py, white, 1), 0);
   // The ring passes 50 nautical miles from the site in every direction.
   int on_ring = 0;
   for (float ang : {0.0f, 90.0f, 180.0f, 270.0f}) {
     float x = 0, y = 0;
     MAP_offset(x0, y0, ang, 50 * 1.852f, &x, &y);
     ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
-    int lit = 0;
-    for (int j = -2; j <= 2; ++j)
-      for (int i = -2; i <= 2; ++i) lit += cap.pixel(px + i, py + j) != rgb_of_index(gget_back_color());
-    on_ring += lit > 0;
+    on_ring += cap.count_near(px, py, rgb_of_index(gget_back_color())) < 25;
   }
   EXPECT_EQ(on_ring, 4);
   // Halfway to the ring nothing is drawn.
@@ -861,8 +807,7 @@ TEST_F(NidsFrameTest, OneFillAreaPerColourRun) {
   for (const Radial& r : d.radials) runs += static_cast<long>(colour_runs(r.bins, 10, colour_of).size());
   EXPECT_EQ(drawn, runs);
   EXPECT_GT(runs, 10000);
-  TearDown();
-  SetUp();
+  restart();
 
   // Rasters on their own projection: rectangles of at most ten cells of a
   // run (23 cells make 10, 10 and 3); on another projection single cells.
@@ -883,8 +828,7 @@ TEST_F(NidsFrameTest, OneFillAreaPerColourRun) {
   }
   EXPECT_EQ(same, tens);
   EXPECT_LT(tens, cells);
-  TearDown();
-  SetUp();
+  restart();
   Domain merc;
   char str[120];
   std::snprintf(str, sizeof str, "merc:0:%.2f,%.3f,%.3f,241,161,0.03,0.03", static_cast<double>(g.info.domain.clon),
@@ -970,10 +914,7 @@ TEST_F(NidsFrameTest, StormTracksRunDownwindForTwoHours) {
   auto lit_near = [&](float x, float y) {
     int px = 0, py = 0;
     if (!pixel_at(x, y, &px, &py, cap)) return -1;
-    int n = 0;
-    for (int j = -2; j <= 2; ++j)
-      for (int i = -2; i <= 2; ++i) n += cap.pixel(px + i, py + j) != back;
-    return n;
+    return 25 - cap.count_near(px, py, back);
   };
   for (float km : {40.0f, 80.0f, 120.0f}) {
     float x = 0, y = 0;
@@ -1003,10 +944,7 @@ TEST_F(NidsFrameTest, StormValuesAreWrittenAtTheStorms) {
     MAP_offset(site.x, site.y, ang, nm * 1.852f, &x, &y);
     int px = 0, py = 0;
     if (!pixel_at(x, y, &px, &py, cap)) return -1;
-    int n = 0;
-    for (int j = -15; j <= 15; ++j)
-      for (int i = -15; i <= 15; ++i) n += cap.pixel(px + i, py + j) != back;
-    return n;
+    return 31 * 31 - cap.count_near(px, py, back, 15);
   };
   EXPECT_GT(ink_near(44.0f, 19.0f), 5);
   EXPECT_EQ(ink_near(227.0f, 70.0f), 0);
