@@ -88,6 +88,18 @@ Domain sized_domain(float lat, float lon, float height) {
   return d;
 }
 
+// The whole earth on latitude/longitude, 5 degrees a cell.
+Domain globe() {
+  Domain d;
+  DOM_init(&d);
+  d.proj = DOM_LATLON;
+  d.plon = d.clat = d.clon = 0.0f;
+  d.nx = 73;
+  d.ny = 37;
+  d.dx = d.dy = 5.0f;
+  return d;
+}
+
 class MapDrawTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -307,16 +319,7 @@ TEST_F(MapDrawTest, DamagedFilesAreReportedNotFatal) {
 }
 
 TEST_F(MapDrawTest, SegmentAcrossTheDateLineRunsOffBothEdges) {
-  Domain globe;
-  DOM_init(&globe);
-  globe.proj = DOM_LATLON;
-  globe.plon = 0.0f;
-  globe.clat = 0.0f;
-  globe.clon = 0.0f;
-  globe.nx = 73;
-  globe.ny = 37;
-  globe.dx = globe.dy = 5.0f;
-  open(globe);
+  open(globe());
   RES_put("file_path", kMaps.c_str());
   RES_put("color_map", "white");
   EXPECT_EQ(draw("dateline.map"), "");
@@ -417,23 +420,20 @@ TEST_F(MapDrawTest, ScaleConditions) {
     std::string w = item;
     return MAP_process(w.data()) == 0;
   };
-  EXPECT_TRUE(drawn(10.0f, "s-10:world.map"));
-  EXPECT_FALSE(drawn(12.0f, "s-10:world.map"));
-  EXPECT_TRUE(drawn(12.0f, "S+10:world.map"));
-  EXPECT_FALSE(drawn(8.0f, "s+10:world.map"));
-  EXPECT_TRUE(drawn(15.0f, ">10<20:world.map"));
-  EXPECT_FALSE(drawn(25.0f, ">10<20:world.map"));
-  EXPECT_FALSE(drawn(5.0f, ">10:world.map"));
-  EXPECT_TRUE(drawn(15.0f, "<20>10:world.map"));
-  EXPECT_FALSE(drawn(5.0f, "<20>10:world.map"));
-  // Several conditions in their order.
-  EXPECT_TRUE(drawn(15.0f, "s+10:s-20:world.map"));
-  EXPECT_FALSE(drawn(25.0f, "s+10:s-20:world.map"));
-  EXPECT_TRUE(drawn(15.0f, "s-20:s+10:world.map"));
-  EXPECT_FALSE(drawn(5.0f, "s-20:s+10:world.map"));
-  // A sign before the conditions.
-  EXPECT_TRUE(drawn(5.0f, "+s-10:world.map"));
-  EXPECT_FALSE(drawn(12.0f, "+s-10:world.map"));
+  // Several conditions apply in their order; a sign may come before them.
+  const struct {
+    float height;
+    const char* item;
+    bool drawn;
+  } cases[] = {
+      {10.0f, "s-10:world.map", true}, {12.0f, "s-10:world.map", false}, {12.0f, "S+10:world.map", true},
+      {8.0f, "s+10:world.map", false}, {15.0f, ">10<20:world.map", true}, {25.0f, ">10<20:world.map", false},
+      {5.0f, ">10:world.map", false}, {15.0f, "<20>10:world.map", true}, {5.0f, "<20>10:world.map", false},
+      {15.0f, "s+10:s-20:world.map", true}, {25.0f, "s+10:s-20:world.map", false},
+      {15.0f, "s-20:s+10:world.map", true}, {5.0f, "s-20:s+10:world.map", false}, {5.0f, "+s-10:world.map", true},
+      {12.0f, "+s-10:world.map", false},
+  };
+  for (const auto& c : cases) EXPECT_EQ(drawn(c.height, c.item), c.drawn) << c.item << " at " << c.height;
   EXPECT_EQ(MAP_process(nullptr), -1);
   char empty[] = "";
   EXPECT_EQ(MAP_process(empty), -1);
@@ -690,15 +690,8 @@ TEST(MapMetafileTest, RangeRingPointsAndDateLinePieces) {
 
   // The date-line segment on the globe: two pieces, over the right edge and
   // in over the left one.
-  Domain globe;
-  DOM_init(&globe);
-  globe.proj = DOM_LATLON;
-  globe.plon = 0.0f;
-  globe.clat = globe.clon = 0.0f;
-  globe.nx = 73;
-  globe.ny = 37;
-  globe.dx = globe.dy = 5.0f;
-  ASSERT_EQ(MAP_setup(&globe), 0);
+  Domain world = globe();
+  ASSERT_EQ(MAP_setup(&world), 0);
   testing::internal::CaptureStderr();
   EXPECT_EQ(MAP_draw(4), 0);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
