@@ -7,8 +7,10 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "../common/expect.h"
 #include "../common/files.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -18,6 +20,23 @@
 using namespace zor::gks;
 
 namespace {
+
+using zor::test::floats_eq;
+
+// {x_min, x_max, y_min, y_max}.
+template <class Rect>
+std::vector<float> lim(const Rect& l) {
+  return {l.x_min, l.x_max, l.y_min, l.y_max};
+}
+
+// Transformation 1: the unit square on the lower left quarter of NDC.
+void lower_left_quarter() {
+  const Glim vp{0.0f, 0.5f, 0.0f, 0.5f};
+  const Glim win{0.0f, 1.0f, 0.0f, 1.0f};
+  gset_vp(1, &vp);
+  gset_win(1, &win);
+  gsel_norm_tran(1);
+}
 
 std::vector<int> g_kinds;
 void count_objects(int kind, int, std::span<const std::byte>) { g_kinds.push_back(kind); }
@@ -71,28 +90,20 @@ class KernelTest : public ::testing::Test {
 TEST_F(KernelTest, DefaultMappingKeepsAspectAnchoredTopLeft) {
   open();
   // 640 x 512: the unit square fills 512 x 512 pixels from the top-left.
-  EXPECT_FLOAT_EQ(xW_p(0.0f), 0.0f);
-  EXPECT_FLOAT_EQ(xW_p(1.0f), 511.0f);
-  EXPECT_FLOAT_EQ(yW_p(1.0f), 0.0f);
-  EXPECT_FLOAT_EQ(yW_p(0.0f), 511.0f);
+  EXPECT_TRUE(floats_eq({xW_p(0.0f), xW_p(1.0f), yW_p(1.0f), yW_p(0.0f)}, {0, 511, 0, 511}));
   float xvp = 0, yvp = 0;
   ASSERT_EQ(ginq_maxview(GWS_WINDOW, &xvp, &yvp), 0);
-  EXPECT_FLOAT_EQ(xvp, 1.0f);
-  EXPECT_FLOAT_EQ(yvp, 511.0f / 639.0f);
+  EXPECT_TRUE(floats_eq({xvp, yvp}, {1.0f, 511.0f / 639.0f}));
   Gxrect r;
   gget_xviewport(&r);
-  EXPECT_EQ(r.x, 0);
-  EXPECT_EQ(r.y, 0);
-  EXPECT_EQ(r.width, 512);
-  EXPECT_EQ(r.height, 512);
+  EXPECT_EQ(std::tuple(r.x, r.y, r.width, r.height), std::tuple(0, 0, 512, 512));
 }
 
 TEST_F(KernelTest, WideDeviceAndPanelAspect) {
   open(801, 401);
   float xvp = 0, yvp = 0;
   ginq_maxview(GWS_WINDOW, &xvp, &yvp);
-  EXPECT_FLOAT_EQ(xvp, 1.0f);
-  EXPECT_FLOAT_EQ(yvp, 0.5f);
+  EXPECT_TRUE(floats_eq({xvp, yvp}, {1.0f, 0.5f}));
   Glim offset{};
   ASSERT_EQ(GPH_reset(1, GWS_WINDOW, 1.0f, &offset), 0);
   // Transformation 1 is the whole display, 2 and 3 the square panel.
@@ -100,14 +111,8 @@ TEST_F(KernelTest, WideDeviceAndPanelAspect) {
   GPH_get_win(1, &w1);
   GPH_get_view(2, &v2);
   GPH_get_win(3, &w3);
-  EXPECT_FLOAT_EQ(w1.x_max, 1.0f);
-  EXPECT_FLOAT_EQ(w1.y_max, 0.5f);
-  EXPECT_FLOAT_EQ(v2.x_min, 0.25f);
-  EXPECT_FLOAT_EQ(v2.x_max, 0.75f);
-  EXPECT_FLOAT_EQ(v2.y_min, 0.0f);
-  EXPECT_FLOAT_EQ(v2.y_max, 0.5f);
-  EXPECT_FLOAT_EQ(w3.x_min, 0.25f);
-  EXPECT_FLOAT_EQ(offset.x_min, 0.25f);
+  EXPECT_TRUE(floats_eq({w1.x_max, w1.y_max, w3.x_min, offset.x_min}, {1.0f, 0.5f, 0.25f, 0.25f}));
+  EXPECT_TRUE(floats_eq(lim(v2), {0.25f, 0.75f, 0.0f, 0.5f}));
   // The whole display now maps to the whole device.
   GPH_trans(1);
   EXPECT_FLOAT_EQ(xW_p(1.0f), 800.0f);
@@ -128,18 +133,14 @@ TEST_F(KernelTest, AspectPlacementCodes) {
   for (const auto& c : cases) {
     Glim out;
     gset_aspect(&vin, &out, &square, &c.centre);
-    EXPECT_FLOAT_EQ(out.x_min, c.expect.x_min);
-    EXPECT_FLOAT_EQ(out.x_max, c.expect.x_max);
-    EXPECT_FLOAT_EQ(out.y_min, c.expect.y_min);
-    EXPECT_FLOAT_EQ(out.y_max, c.expect.y_max);
+    EXPECT_TRUE(floats_eq(lim(out), lim(c.expect)));
   }
   // A tall box: full width, height from the aspect.
   const Glim tall{0.0f, 0.5f, 0.0f, 1.0f};
   Glim out;
   const Gcenter mid{2, 2};
   gset_aspect(&tall, &out, &square, &mid);
-  EXPECT_FLOAT_EQ(out.y_min, 0.25f);
-  EXPECT_FLOAT_EQ(out.y_max, 0.75f);
+  EXPECT_TRUE(floats_eq({out.y_min, out.y_max}, {0.25f, 0.75f}));
 }
 
 TEST_F(KernelTest, WorldNdcPixelAndBetweenTransformations) {
@@ -151,18 +152,14 @@ TEST_F(KernelTest, WorldNdcPixelAndBetweenTransformations) {
   // Not current yet: nothing changes until it is selected.
   EXPECT_FLOAT_EQ(xW_NDC(0.5f), 0.5f);
   ASSERT_EQ(gsel_norm_tran(2), 0);
-  EXPECT_FLOAT_EQ(xW_NDC(15.0f), 0.75f);
-  EXPECT_FLOAT_EQ(yW_NDC(150.0f), 0.25f);
-  EXPECT_FLOAT_EQ(xW_p(15.0f), 0.75f * 511.0f);
-  EXPECT_FLOAT_EQ(yW_p(150.0f), 0.75f * 511.0f);
+  EXPECT_TRUE(floats_eq({xW_NDC(15.0f), yW_NDC(150.0f), xW_p(15.0f), yW_p(150.0f)},
+                        {0.75f, 0.25f, 0.75f * 511.0f, 0.75f * 511.0f}));
   EXPECT_NEAR(xp_W(xW_p(17.5f)), 17.5f, 1e-4);
   EXPECT_NEAR(yp_W(yW_p(120.0f)), 120.0f, 1e-3);
   // World of 2 into world of 0 (the unit square) is NDC.
-  EXPECT_FLOAT_EQ(xW_trans(15.0f, 2, 0), 0.75f);
-  EXPECT_FLOAT_EQ(yW_trans(0.25f, 0, 2), 150.0f);
+  EXPECT_TRUE(floats_eq({xW_trans(15.0f, 2, 0), yW_trans(0.25f, 0, 2)}, {0.75f, 150.0f}));
   // Far outside the device, pixels are clamped to what X11 can carry.
-  EXPECT_FLOAT_EQ(xW_p(1.0e9f), 30000.0f);
-  EXPECT_FLOAT_EQ(yW_p(1.0e9f), -30000.0f);
+  EXPECT_TRUE(floats_eq({xW_p(1.0e9f), yW_p(1.0e9f)}, {30000.0f, -30000.0f}));
   Gint err = -1, cur = -1;
   ginq_cur_norm_tran_num(&err, &cur);
   EXPECT_EQ(cur, 2);
@@ -170,10 +167,7 @@ TEST_F(KernelTest, WorldNdcPixelAndBetweenTransformations) {
 
 TEST_F(KernelTest, PrintDeviceHasOriginBottomLeft) {
   open(756, 576, GWS_WINDOW, DeviceUnits::print, kClassPostScript);
-  EXPECT_FLOAT_EQ(xW_ps(0.0f), 0.0f);
-  EXPECT_FLOAT_EQ(yW_ps(0.0f), 0.0f);
-  EXPECT_FLOAT_EQ(yW_ps(1.0f), 575.0f);
-  EXPECT_FLOAT_EQ(xW_ps(1.0e9f), 100000.0f);
+  EXPECT_TRUE(floats_eq({xW_ps(0.0f), yW_ps(0.0f), yW_ps(1.0f), xW_ps(1.0e9f)}, {0, 0, 575, 100000}));
 }
 
 TEST_F(KernelTest, InvalidTransformationsAreRejectedWithoutChange) {
@@ -222,18 +216,11 @@ TEST_F(KernelTest, PointsInWindowCountTouchingAsInside) {
 
 TEST_F(KernelTest, PolylineIsClippedToTheViewport) {
   open();
-  const Glim vp{0.0f, 0.5f, 0.0f, 0.5f};
-  const Glim win{0.0f, 1.0f, 0.0f, 1.0f};
-  gset_vp(1, &vp);
-  gset_win(1, &win);
-  gsel_norm_tran(1);
+  lower_left_quarter();
   const auto clips = calls(RecordedCall::Op::clip);
   ASSERT_FALSE(clips.empty());
   // Viewport [0,0.5]^2 on 511 pixels: columns 0..256, rows 256..511.
-  EXPECT_FLOAT_EQ(clips.back().clip.x_min, 0.0f);
-  EXPECT_FLOAT_EQ(clips.back().clip.x_max, 256.0f);
-  EXPECT_FLOAT_EQ(clips.back().clip.y_min, 256.0f);
-  EXPECT_FLOAT_EQ(clips.back().clip.y_max, 511.0f);
+  EXPECT_TRUE(floats_eq(lim(clips.back().clip), {0, 256, 256, 511}));
   dev->clear_calls();
 
   // From inside to far right: cut at the right edge.
@@ -242,10 +229,9 @@ TEST_F(KernelTest, PolylineIsClippedToTheViewport) {
   auto lines = calls(RecordedCall::Op::polyline);
   ASSERT_EQ(lines.size(), 1u);
   ASSERT_EQ(lines[0].pts.size(), 2u);
-  EXPECT_FLOAT_EQ(lines[0].pts[0].x, 64.0f);  // trunc(127.75 * 0.5 + 0.5)
-  EXPECT_FLOAT_EQ(lines[0].pts[0].y, 383.0f);  // trunc(383.25 + 0.5)
-  EXPECT_FLOAT_EQ(lines[0].pts[1].x, 256.0f);
-  EXPECT_FLOAT_EQ(lines[0].pts[1].y, 383.0f);
+  // trunc(127.75 * 0.5 + 0.5), trunc(383.25 + 0.5)
+  EXPECT_TRUE(floats_eq({lines[0].pts[0].x, lines[0].pts[0].y, lines[0].pts[1].x, lines[0].pts[1].y},
+                        {64, 383, 256, 383}));
 
   // Out and back in: two pieces, both inside.
   dev->clear_calls();
@@ -272,11 +258,7 @@ TEST_F(KernelTest, PolylineIsClippedToTheViewport) {
 
 TEST_F(KernelTest, FillAreaIsClippedAndClosed) {
   open();
-  const Glim vp{0.0f, 0.5f, 0.0f, 0.5f};
-  const Glim win{0.0f, 1.0f, 0.0f, 1.0f};
-  gset_vp(1, &vp);
-  gset_win(1, &win);
-  gsel_norm_tran(1);
+  lower_left_quarter();
   gset_fill_colr_ind(3);
   gset_fill_int_style(GPAT);
   gset_fill_style_ind(12);
@@ -290,9 +272,8 @@ TEST_F(KernelTest, FillAreaIsClippedAndClosed) {
   auto fills = calls(RecordedCall::Op::fill);
   ASSERT_EQ(fills.size(), 2u);
   EXPECT_EQ(fills[0].pts.size(), 4u);
-  EXPECT_EQ(fills[0].fill.color_ind, 3);
-  EXPECT_EQ(fills[0].fill.interior, GPAT);
-  EXPECT_EQ(fills[0].fill.pattern, 12);
+  const auto& fill = fills[0].fill;
+  EXPECT_EQ(std::tuple(fill.color_ind, fill.interior, fill.pattern), std::tuple(3, GPAT, 12));
   const auto& clipped = fills[1].pts;
   ASSERT_EQ(clipped.size(), 5u);
   EXPECT_FLOAT_EQ(clipped.front().x, clipped.back().x);
@@ -396,9 +377,8 @@ TEST_F(KernelTest, LineAttributesReachTheDevice) {
   EXPECT_EQ(gpolyline(2, two_same), 0);
   auto lines = calls(RecordedCall::Op::polyline);
   ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].pen.color_ind, 4);
+  EXPECT_EQ(std::tuple(lines[0].pen.color_ind, lines[0].pen.line_type), std::tuple(4, 3));
   EXPECT_EQ(lines[0].pen.pixel, gget_color_ind(4));
-  EXPECT_EQ(lines[0].pen.line_type, 3);
   EXPECT_FLOAT_EQ(lines[0].pen.width, 2.5f);
   // Reserved print shades become colour 1 on a display.
   EXPECT_EQ(gset_line_colr_ind(505), 0);
@@ -491,9 +471,7 @@ TEST_F(KernelTest, ConnectionIdIsSplitForTheDevice) {
   const auto& req = last_recording_device()->request();
   EXPECT_EQ(req.conn_id, ":1,extra");
   EXPECT_EQ(req.items, (std::vector<std::string>{":1", "extra"}));
-  EXPECT_EQ(gtype_is_WIN(), 1);
-  EXPECT_EQ(gtype_is_WIN_PIX(), 1);
-  EXPECT_EQ(gtype_is_PS(), 0);
+  EXPECT_EQ(std::tuple(gtype_is_WIN(), gtype_is_WIN_PIX(), gtype_is_PS()), std::tuple(1, 1, 0));
   EXPECT_EQ(gclose_ws(1), 0);
   EXPECT_EQ(gchk_graphics(), 0);
 }
@@ -597,13 +575,8 @@ TEST_F(RealDeviceTest, PostScriptReceivesClippedPrimitives) {
   ASSERT_EQ(gopen_ws(1, out.c_str(), GWS_PS), 0);
   int w = 0, h = 0;
   gget_win_size(&w, &h);
-  EXPECT_EQ(w, 756);  // letter landscape, in points
-  EXPECT_EQ(h, 576);
-  const Glim vp{0.0f, 0.5f, 0.0f, 0.5f};
-  const Glim win{0.0f, 1.0f, 0.0f, 1.0f};
-  gset_vp(1, &vp);
-  gset_win(1, &win);
-  gsel_norm_tran(1);
+  EXPECT_EQ(std::pair(w, h), std::pair(756, 576));  // letter landscape, in points
+  lower_left_quarter();
   const Gpt across[] = {{0.5f, 0.5f}, {2.0f, 0.5f}};
   ASSERT_EQ(gpolyline(2, across), 0);
   const Gpt pos{0.1f, 0.1f};
@@ -706,8 +679,7 @@ TEST_F(GphTest, AttributeHelpersLeaveUnsetFieldsAlone) {
   GPH_text_align(GCENTER_HOR, GHALF_VERT);
   int h = -1, v = -1;
   GPH_get_text_align(&h, &v);
-  EXPECT_EQ(h, GCENTER_HOR);
-  EXPECT_EQ(v, GHALF_VERT);
+  EXPECT_EQ(std::pair(h, v), (std::pair<int, int>(GCENTER_HOR, GHALF_VERT)));
 }
 
 TEST_F(GphTest, PanelSizeAndMargins) {
@@ -716,14 +688,10 @@ TEST_F(GphTest, PanelSizeAndMargins) {
   Glim offset{0.1f, 0.1f, 0.0f, 0.0f};       // 10% margins left and right
   GPH_reset(1, GWS_WINDOW, 0.0f, &offset);
   // Panel [0.55, 0.95] x [0, 0.5], aspect of the half display (0.5 : 0.5).
-  EXPECT_FLOAT_EQ(offset.x_min, 0.55f);
-  EXPECT_FLOAT_EQ(offset.x_max, 0.95f);
-  EXPECT_FLOAT_EQ(offset.y_min, 0.05f);
-  EXPECT_FLOAT_EQ(offset.y_max, 0.45f);
+  EXPECT_TRUE(floats_eq(lim(offset), {0.55f, 0.95f, 0.05f, 0.45f}));
   Glim view;
   GPH_get_view_size(&view);
-  EXPECT_FLOAT_EQ(view.x_min, 0.5f);
-  EXPECT_FLOAT_EQ(view.x_max, 1.0f);
+  EXPECT_TRUE(floats_eq({view.x_min, view.x_max}, {0.5f, 1.0f}));
   EXPECT_FLOAT_EQ(GPH_get_vert_win_size(), 0.5f);
 }
 
