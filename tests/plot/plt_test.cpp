@@ -8,6 +8,7 @@
 #include <cmath>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "../common/files.h"
@@ -139,9 +140,7 @@ TEST_F(PlotTest, FullAndFullabRemoveTheLabelRoom) {
   PLT_param_decode();
   Glim off;
   PLT_get_view_offsets(&off);
-  EXPECT_FLOAT_EQ(off.y_min, 0.0f);
-  EXPECT_FLOAT_EQ(off.y_max, 0.0f);
-  EXPECT_EQ(PLT_get_full_lab(), 0);
+  EXPECT_EQ(std::tuple(off.y_min, off.y_max, PLT_get_full_lab()), std::tuple(0.0f, 0.0f, 0));
   RES_put("plot_param", "FULLAB");
   PLT_param_decode();
   EXPECT_EQ(PLT_get_full_lab(), 1);
@@ -150,9 +149,7 @@ TEST_F(PlotTest, FullAndFullabRemoveTheLabelRoom) {
 TEST_F(PlotTest, OverlayAndBarKeywords) {
   RES_put("plot_param", "over:2:4,bar:60:-10");
   PLT_param_decode();
-  EXPECT_EQ(PLT_get_overlay_base(), 2);
-  EXPECT_EQ(PLT_get_num_over(), 4);
-  EXPECT_EQ(CONT_get_bar(), 2);
+  EXPECT_EQ(std::tuple(PLT_get_overlay_base(), PLT_get_num_over(), CONT_get_bar()), std::tuple(2, 4, 2));
   RES_put("plot_param", "nobar");
   PLT_param_decode();
   EXPECT_EQ(CONT_get_bar(), -2);
@@ -164,8 +161,7 @@ TEST_F(PlotTest, ShadowInverseAndTimeZoneKeywords) {
   EXPECT_EQ(gget_font_drop(), 4);
   RES_put("plot_param", "shadow:2,inv,tz:EST");
   PLT_param_decode();
-  EXPECT_EQ(gget_font_drop(), 2);
-  EXPECT_EQ(gget_inverse(), 1);
+  EXPECT_EQ(std::pair(gget_font_drop(), gget_inverse()), std::pair(2, 1));
   const std::string tz = DATE_get_tz_str();
   DATE_set_TZ("EST");
   EXPECT_EQ(tz, DATE_get_tz_str());
@@ -179,16 +175,13 @@ TEST_F(PlotTest, DeviceKeywordsReachTheKernelAndTheirOppositesUndoThem) {
   const int loc_prior = DOM_get_loc_prior();
   RES_put("plot_param", "LCMAP,rwclr,loc_pr:3,pscolor");
   PLT_param_decode();
-  EXPECT_EQ(gget_local_colormap(), 1);
-  EXPECT_EQ(gget_rw_colors(), 1);
-  EXPECT_EQ(DOM_get_loc_prior(), 3);
-  EXPECT_EQ(gps_get_colorPS(), 1);
-  EXPECT_EQ(gget_inverse(), 1);  // colour PostScript is drawn dark on light
+  // Colour PostScript is drawn dark on light.
+  EXPECT_EQ(std::tuple(gget_local_colormap(), gget_rw_colors(), DOM_get_loc_prior(), gps_get_colorPS(), gget_inverse()),
+            std::tuple(1, 1, 3, 1, 1));
   RES_put("plot_param", "nolcmap,norwclr,unknown_word,loc_pr");
   PLT_param_decode();
-  EXPECT_EQ(gget_local_colormap(), 0);
-  EXPECT_EQ(gget_rw_colors(), 0);
-  EXPECT_EQ(DOM_get_loc_prior(), 3);  // "loc_pr" without a number changes nothing
+  // "loc_pr" without a number changes nothing.
+  EXPECT_EQ(std::tuple(gget_local_colormap(), gget_rw_colors(), DOM_get_loc_prior()), std::tuple(0, 0, 3));
   gps_set_colorPS(0);
   gset_inverse(0);
   DOM_set_loc_prior(loc_prior);
@@ -235,8 +228,7 @@ TEST_F(PlotTest, PanelSizesCountPanelsOrGiveFractions) {
   EXPECT_NEAR(v.x_max, whole.x_max / 2, 1e-5);
   EXPECT_NEAR(v.y_max, whole.y_max / 2, 1e-5);
   // Lower-left quarter: offset (0, 0), size one half of the display each way.
-  EXPECT_FLOAT_EQ(v.x_min, 0.0f);
-  EXPECT_FLOAT_EQ(v.y_min, 0.0f);
+  EXPECT_EQ(std::pair(v.x_min, v.y_min), std::pair(0.0f, 0.0f));
   EXPECT_EQ(PLT_panel_decode("2x2+1+0"), 0);
   GPH_get_view_size(&v);
   EXPECT_GT(v.x_min, 0.0f);  // upper-right quarter
