@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "../common/capture.h"
+#include "../common/window_ws.h"
 #include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -49,17 +50,11 @@ class X11Window : public ::testing::Test {
     kernel().reset();
     reset_color_model();
   }
-  void square(float x0, float y0, float x1, float y1, int ind) {
-    const Gpt pts[] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
-    gset_fill_int_style(GSOLID);
-    gset_fill_colr_ind(ind);
-    gfill_area(4, pts);
-  }
   Device* dev = nullptr;
 };
 
 TEST_F(X11Window, FilledPolygonAndLineReadBackInTheirColours) {
-  square(0.1f, 0.1f, 0.5f, 0.5f, 2);
+  zor::test::box(0.1f, 0.1f, 0.5f, 0.5f, 2);
   gset_line_colr_ind(3);
   const Gpt line[] = {{0.6f, 0.8f}, {0.9f, 0.8f}};
   gpolyline(2, line);
@@ -88,9 +83,9 @@ TEST_F(X11Window, FramesKeepTheirOwnDrawingsAndCopy) {
   ASSERT_NE(b, 0u);
   ASSERT_NE(a, b);
   ASSERT_TRUE(dev->set_draw_target(a));
-  square(0.0f, 0.0f, 1.0f, 1.0f, 2);
+  zor::test::box(0.0f, 0.0f, 1.0f, 1.0f, 2);
   ASSERT_TRUE(dev->set_draw_target(b));
-  square(0.0f, 0.0f, 1.0f, 1.0f, 4);
+  zor::test::box(0.0f, 0.0f, 1.0f, 1.0f, 4);
   const DeviceSize sz = dev->size();
   const int cx = sz.width / 2, cy = sz.height / 2;
   {
@@ -140,7 +135,7 @@ TEST_F(X11Window, WaitHandlesFrameKeysAndEndsOnReturn) {
   for (int i = 0; i < 3; ++i) {
     ASSERT_EQ(gcreate_frame(-1), i);
     ASSERT_EQ(gselect_frame(i), 1);
-    square(0.0f, 0.0f, 1.0f, 1.0f, 2 + i);
+    zor::test::box(0.0f, 0.0f, 1.0f, 1.0f, 2 + i);
   }
   ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
   ASSERT_EQ(gdisplay_frame(0), 1);
@@ -194,7 +189,7 @@ TEST_F(X11Window, ServerFontsDrawText) {
 
 // Device pixels put where the mask says, the rest of the picture kept.
 TEST_F(X11Window, PutPixelsThroughAMask) {
-  square(0.0f, 0.0f, 1.0f, 1.0f, 4);
+  zor::test::box(0.0f, 0.0f, 1.0f, 1.0f, 4);
   const int red = gget_color_ind(2), green = gget_color_ind(3);
   ASSERT_GE(red, 0);
   ASSERT_GE(green, 0);
