@@ -6,6 +6,7 @@
 #include <cmath>
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include "cvt_test_util.h"
 #include "zor/dom.h"
@@ -73,10 +74,8 @@ TEST_F(RadRead, MdrTextGridRowsFromTheStartLine) {
   ASSERT_EQ(f.got, 0);
   EXPECT_EQ(f.info->type, RAD_SUM_MDR);
   EXPECT_STREQ(f.info->datim, "1935Z 12 MAY 95");
-  EXPECT_EQ(f.info->date.year, 1995);
-  EXPECT_EQ(f.info->date.month, 5);
-  EXPECT_EQ(f.info->date.hour, 19);
-  EXPECT_EQ(f.info->date.min, 35);
+  EXPECT_EQ(std::tuple(f.info->date.year, f.info->date.month, f.info->date.hour, f.info->date.min),
+            std::tuple(1995, 5, 19, 35));
   // "+ 10 20": the first row line is row 11 from column 20.
   const int row11[] = {0, 0, 1, 2}, row12[] = {9, 0, 3, 4};
   for (int i = 0; i < 4; ++i) {
@@ -131,9 +130,7 @@ TEST_F(RadRead, MdrStationTable) {
   EXPECT_STREQ(r.prec[0].type, "TRW");
   EXPECT_EQ(r.prec[0].intens, 3);
   EXPECT_STREQ(r.trend, "+");
-  EXPECT_EQ(r.tops.h, 450);
-  EXPECT_EQ(r.tops.dir, 270);
-  EXPECT_EQ(r.tops.rad, 15);
+  EXPECT_EQ(std::tuple(r.tops.h, r.tops.dir, r.tops.rad), std::tuple(450, 270, 15));
   EXPECT_EQ(r.move[0].type, 'A');
   EXPECT_EQ(r.move[0].dir, 250);
   EXPECT_EQ(r.move[0].spd, 15);
@@ -176,9 +173,7 @@ TEST_F(RadRead, RcmReportsUpToTheNextHeader) {
   auto r = std::make_unique<RCM_report>();
   ASSERT_EQ(RCM_read(f.fd, r.get()), 1);
   EXPECT_STREQ(r->id, "TLX");
-  EXPECT_EQ(r->num, 12);
-  EXPECT_EQ(r->mode, 1);
-  EXPECT_EQ(r->maxt, 450);
+  EXPECT_EQ(std::tuple(r->num, r->mode, r->maxt), std::tuple(12, 1, 450));
   EXPECT_FLOAT_EQ(r->maxt_x, 35.6f);
   ASSERT_EQ(r->num_storm, 2);
   EXPECT_STREQ(r->storm[1].id, "B2");
@@ -283,13 +278,8 @@ TEST_F(RadRead, BadNetcdfFilesAreRefused) {
   EXPECT_EQ(Open(cvt_path("bad.txt")).got, -2);
 }
 
-VAR_data var(const char* name) {
-  VAR_data v;
-  std::snprintf(v.name, sizeof v.name, "%s", name);
-  return v;
-}
-
-TEST_F(RadRead, MdrVariables) {
+// Oklahoma on the summary grids' projection as the map's domain.
+void map_oklahoma() {
   Domain d;
   DOM_init(&d);
   d.proj = DOM_PSTEREO;
@@ -300,6 +290,16 @@ TEST_F(RadRead, MdrVariables) {
   d.nx = d.ny = 101;
   d.dx = d.dy = 0.05f;
   MAP_domain(&d);
+}
+
+VAR_data var(const char* name) {
+  VAR_data v;
+  std::snprintf(v.name, sizeof v.name, "%s", name);
+  return v;
+}
+
+TEST_F(RadRead, MdrVariables) {
+  map_oklahoma();
   const Open f(cvt_path("mdr.txt"));
   struct Case {
     int report;
@@ -335,16 +335,7 @@ TEST_F(RadRead, MdrVariables) {
 }
 
 TEST_F(RadRead, RcmVariablesWalkTheirEntries) {
-  Domain d;
-  DOM_init(&d);
-  d.proj = DOM_PSTEREO;
-  d.plat = 90;
-  d.plon = -105;
-  d.clat = 35;
-  d.clon = -97;
-  d.nx = d.ny = 101;
-  d.dx = d.dy = 0.05f;
-  MAP_domain(&d);
+  map_oklahoma();
   const Open f(cvt_path("rcm.txt"));
   auto tlx = std::make_unique<RCM_report>(), ama = std::make_unique<RCM_report>();
   ASSERT_EQ(RCM_read(f.fd, tlx.get()), 1);
