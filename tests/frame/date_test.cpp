@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "zor/date.h"
 
@@ -57,16 +58,11 @@ TEST_F(DateTest, SecondsSince1970) {
 TEST_F(DateTest, SecondsNormaliseThePartialRecord) {
   Date d = make(24, 3, 5);
   EXPECT_EQ(DATE_num_sec(&d), 1709596800);
-  EXPECT_EQ(d.year, 2024);
-  EXPECT_EQ(d.hour, 0);
-  EXPECT_EQ(d.min, 0);
-  EXPECT_EQ(d.sec, 0);
+  EXPECT_EQ(std::tuple(d.year, d.hour, d.min, d.sec), std::tuple(2024, 0, 0, 0));
 
   Date y = make(99, 13, 40, 24, 60, 60);  // every field out of range
   EXPECT_EQ(DATE_num_sec(&y), 915148800);  // 1999-01-01 00:00:00
-  EXPECT_EQ(y.year, 1999);
-  EXPECT_EQ(y.month, 1);
-  EXPECT_EQ(y.day, 1);
+  EXPECT_EQ(std::tuple(y.year, y.month, y.day), std::tuple(1999, 1, 1));
   Date wide = make(150, 1, 1, 0, 0, 0);
   DATE_num_sec(&wide);
   EXPECT_EQ(wide.year, 2050);
@@ -226,14 +222,8 @@ TEST_F(DateTest, ForecastPeriodLabels) {
 TEST_F(DateTest, DecodeLabels) {
   Date d;
   EXPECT_EQ(DATE_decode_label("18Z 05 MAR 24", &d), 0);
-  EXPECT_EQ(d.year, 2024);
-  EXPECT_EQ(d.month, 3);
-  EXPECT_EQ(d.day, 5);
-  EXPECT_EQ(d.hour, 18);
-  EXPECT_EQ(d.min, -9999);
-  EXPECT_EQ(d.sec, -9999);
-  EXPECT_EQ(d.jday, -9999);
-  EXPECT_EQ(d.wday, -9999);
+  EXPECT_EQ(std::tuple(d.year, d.month, d.day, d.hour, d.min, d.sec, d.jday, d.wday),
+            std::tuple(2024, 3, 5, 18, -9999, -9999, -9999, -9999));
 
   EXPECT_EQ(DATE_decode_label("1830Z  5 MAR 24", &d), 0);
   EXPECT_EQ(d.hour * 100 + d.min, 1830);
