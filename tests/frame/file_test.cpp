@@ -12,6 +12,7 @@
 #include <fstream>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -226,10 +227,7 @@ TEST_F(FileTest, LatestFileWithinWindow) {
   EXPECT_EQ(t, DATE_num_sec(&seven));
   Date got;
   FILE_get_date(&got);
-  EXPECT_EQ(got.year, 2011);
-  EXPECT_EQ(got.month, 8);
-  EXPECT_EQ(got.day, 28);
-  EXPECT_EQ(got.hour, 7);
+  EXPECT_EQ(std::tuple(got.year, got.month, got.day, got.hour), std::tuple(2011, 8, 28, 7));
 
   FILE_set_current("#201108280650la", out);  // skips the too-small file
   EXPECT_EQ(std::string(out), at("201108280502"));
@@ -274,10 +272,7 @@ TEST_F(FileTest, TypedNamesReadBackIntoDates) {
   EXPECT_EQ(FILE_set_file("24030518", out), 0);
   EXPECT_EQ(std::string(out), dir_.string() + "/24030518.nids");
   FILE_get_date(&got);
-  EXPECT_EQ(got.year, 2024);
-  EXPECT_EQ(got.month, 3);
-  EXPECT_EQ(got.day, 5);
-  EXPECT_EQ(got.hour, 18);
+  EXPECT_EQ(std::tuple(got.year, got.month, got.day, got.hour), std::tuple(2024, 3, 5, 18));
   // Text that is not a date is kept whole after the path.
   FILE_set_file("notadate", out);
   EXPECT_EQ(std::string(out), dir_.string() + "/notadate");
@@ -288,10 +283,7 @@ TEST_F(FileTest, TypedNamesReadBackIntoDates) {
   EXPECT_EQ(std::string(out), at("201108280702"));
   EXPECT_TRUE(FILE_exist(out));
   FILE_get_date(&got);
-  EXPECT_EQ(got.year, 2011);
-  EXPECT_EQ(got.month, 8);
-  EXPECT_EQ(got.day, 28);
-  EXPECT_EQ(got.hour, 7);
+  EXPECT_EQ(std::tuple(got.year, got.month, got.day, got.hour), std::tuple(2011, 8, 28, 7));
   EXPECT_EQ(FILE_set_file("/elsewhere/x/KOKX_SDUS61_NMLOKX_201108280702", out), 0);
   EXPECT_STREQ(out, "/elsewhere/x/KOKX_SDUS61_NMLOKX_201108280702");
   // Literal and standard-stream names.
@@ -310,9 +302,7 @@ TEST_F(FileTest, TypedNamesReadBackIntoDates) {
   ASSERT_EQ(FILE_set_name("@%D/%Y%b%d.%j"), 1);
   FILE_set_file("2024mar05.065", out);
   FILE_get_date(&got);
-  EXPECT_EQ(got.month, 3);
-  EXPECT_EQ(got.day, 5);
-  EXPECT_EQ(got.jday, 65);
+  EXPECT_EQ(std::tuple(got.month, got.day, got.jday), std::tuple(3, 5, 65));
 
   // NIDS: "#2" after the name selects a product of a concatenated file.
   FILE_set_type(1);
