@@ -8,8 +8,10 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "../common/expect.h"
 #include "../common/files.h"
 #include "zor/cty.h"
 #include "zor/map.h"
@@ -52,9 +54,7 @@ TEST_F(Cty, ReadsEveryFieldOfTheLineFormat) {
   EXPECT_EQ(a.prior, 1);
   EXPECT_EQ(a.mos, '*');
   EXPECT_EQ(a.ua, '*');
-  EXPECT_FLOAT_EQ(a.lat, 40.0f);
-  EXPECT_FLOAT_EQ(a.lon, -100.0f);
-  EXPECT_FLOAT_EQ(a.el, 1500.0f);
+  EXPECT_TRUE(zor::test::floats_eq({a.lat, a.lon, a.el}, {40.0f, -100.0f, 1500.0f}));
   EXPECT_EQ(a.wmo, 72001);
   EXPECT_EQ(rows[1].prior, 3);
   EXPECT_EQ(rows[1].mos, ' ');
@@ -84,9 +84,7 @@ TEST_F(Cty, WriterAndReaderAgree) {
     EXPECT_STREQ(back[i].name, rows[i].name);
     EXPECT_STREQ(back[i].id, rows[i].id);
     EXPECT_STREQ(back[i].region, rows[i].region);
-    EXPECT_EQ(back[i].prior, rows[i].prior);
-    EXPECT_EQ(back[i].mos, rows[i].mos);
-    EXPECT_EQ(back[i].ua, rows[i].ua);
+    EXPECT_EQ(std::tuple(back[i].prior, back[i].mos, back[i].ua), std::tuple(rows[i].prior, rows[i].mos, rows[i].ua));
     EXPECT_FLOAT_EQ(back[i].lat, rows[i].lat);
     EXPECT_FLOAT_EQ(back[i].el, rows[i].el);
     EXPECT_EQ(back[i].wmo, rows[i].wmo);
