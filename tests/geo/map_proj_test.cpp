@@ -6,6 +6,7 @@
 #include <cmath>
 #include <vector>
 
+#include "../common/expect.h"
 #include "zor/map.h"
 
 namespace {
@@ -159,10 +160,7 @@ TEST_F(MapProj, DiagramAndPixelCodesRoundTrip) {
   MAP_domain(&px);
   MAP_limits lim;
   MAP_get_limits(&lim);
-  EXPECT_FLOAT_EQ(lim.x_min, 10);
-  EXPECT_FLOAT_EQ(lim.x_max, 650);
-  EXPECT_FLOAT_EQ(lim.y_min, -500);
-  EXPECT_FLOAT_EQ(lim.y_max, -20);
+  EXPECT_TRUE(zor::test::floats_eq({lim.x_min, lim.x_max, lim.y_min, lim.y_max}, {10, 650, -500, -20}));
 }
 
 TEST_F(MapProj, PointsThatCannotBeDrawn) {
