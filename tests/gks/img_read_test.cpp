@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <png.h>
@@ -113,9 +114,7 @@ TEST(ImgRead, GifSizeQueryAndStarLine) {
   spit(tmp_path("star.gif"), "** produced elsewhere\n" + slurp(tmp_path("s.gif")));
   IMG_report back;
   ASSERT_EQ(IMG_read(tmp_path("star.gif").c_str(), &back, 1), 1);
-  EXPECT_EQ(back.width, 9);
-  EXPECT_EQ(back.height, 4);
-  EXPECT_EQ(back.data, nullptr);
+  EXPECT_EQ(std::tuple(back.width, back.height, back.data), std::tuple(9, 4, nullptr));
   IMG_free(&back);
   ASSERT_EQ(IMG_read(tmp_path("star.gif").c_str(), &back, 0), 1);
   EXPECT_EQ(std::memcmp(back.data, im.data, 36), 0);  // 3 colours in first-seen order 0, 1, 2
@@ -239,9 +238,7 @@ TEST(ImgRead, SixteenBitGreyPngIsMostSignificantByteFirst) {
   ASSERT_NE(png_image_write_to_file(&image, path.c_str(), 0, samples, 0, nullptr), 0);
   IMG_report im;
   ASSERT_EQ(IMG_read(path.c_str(), &im, 0), 1);
-  EXPECT_EQ(im.depth, 16);
-  EXPECT_EQ(im.bits_pixel, 16);
-  EXPECT_EQ(im.byte_order, 1);
+  EXPECT_EQ(std::tuple(im.depth, im.bits_pixel, im.byte_order), std::tuple(16, 16, 1));
   ASSERT_NE(im.data, nullptr);
   // libpng writes linear samples through the sRGB curve: only the order of
   // the bytes is checked, against the file's own first row.
