@@ -10,6 +10,7 @@
 #include <functional>
 #include <iterator>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "../common/files.h"
@@ -247,9 +248,7 @@ TEST(ImgWrite, EveryIndexedLayoutGivesThePicturesColoursInGifAndPng) {
     ASSERT_EQ(PNG_write(tmp_path("layout.png").c_str(), &im), 1);
     IMG_free(&im);
     Png p = read_png(tmp_path("layout.png"));
-    EXPECT_EQ(p.color_type, PNG_COLOR_TYPE_PALETTE);
-    EXPECT_EQ(p.num_palette, 256);
-    EXPECT_EQ(p.pixels, want);
+    EXPECT_EQ(std::tuple(p.color_type, p.num_palette, p.pixels), std::tuple(PNG_COLOR_TYPE_PALETTE, 256, want));
     im = make_indexed(13, 9, l.bits, l.order, l.pad, ncol, value);
     ASSERT_EQ(GIF_write(tmp_path("layout.gif").c_str(), &im), 1);
     IMG_free(&im);
@@ -288,9 +287,7 @@ TEST(ImgWrite, ColourTableSizeFlagsAndCodeSize) {
     ASSERT_EQ(GIF_write(tmp_path("table.gif").c_str(), &im), 1);
     IMG_free(&im);
     Gif g = decode_gif(slurp(tmp_path("table.gif")));
-    EXPECT_EQ(g.flags, k.flags);
-    EXPECT_EQ(g.table, k.table);
-    EXPECT_EQ(g.code_size, k.code_size);
+    EXPECT_EQ(std::tuple(g.flags, g.table, g.code_size), std::tuple(k.flags, k.table, k.code_size));
     ASSERT_FALSE(g.codes.empty());
     EXPECT_EQ(g.codes.front(), 1 << k.code_size);
     EXPECT_EQ(static_cast<int>(g.pixels.size()), 400);
