@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -94,17 +95,10 @@ TEST_F(MemoryDeviceTest, CaptureHasTheLayoutOfADepth24Screen) {
 
   Capture c;
   capture(c);
-  EXPECT_EQ(c.img.width, 640);
-  EXPECT_EQ(c.img.height, 512);
-  EXPECT_EQ(c.img.depth, 24);
-  EXPECT_EQ(c.img.bits_pixel, 32);
-  EXPECT_EQ(c.img.bytes_line, 640 * 4);
-  EXPECT_EQ(c.img.byte_order, 0);
-  EXPECT_EQ(c.img.color_type, 0);
-  EXPECT_EQ(c.img.num_colors, 0);
-  EXPECT_EQ(c.img.red, 0xFF0000u);
-  EXPECT_EQ(c.img.grn, 0x00FF00u);
-  EXPECT_EQ(c.img.blu, 0x0000FFu);
+  const IMG_report& i = c.img;
+  EXPECT_EQ(std::tuple(i.width, i.height, i.depth, i.bits_pixel, i.bytes_line, i.byte_order, i.color_type, i.num_colors),
+            std::tuple(640, 512, 24, 32, 640 * 4, 0, 0, 0));
+  EXPECT_EQ(std::tuple(i.red, i.grn, i.blu), std::tuple(0xFF0000u, 0x00FF00u, 0x0000FFu));
   EXPECT_STREQ(c.img.info, "xwdump");
   // Least significant byte first: blue, green, red, pad.
   EXPECT_EQ(c.img.data[0], 0xFF);
