@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "../common/capture.h"
@@ -489,10 +490,7 @@ TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
   Display* dpy = reinterpret_cast<Display*>(gget_display_id());
   XWindowAttributes wa{};
   ASSERT_NE(XGetWindowAttributes(dpy, gget_root_window(), &wa), 0);
-  EXPECT_EQ(wa.width, 640);
-  EXPECT_EQ(wa.height, 512);
-  EXPECT_EQ(wa.x, 1280 - 650);
-  EXPECT_EQ(wa.y, 1024 - 522);
+  EXPECT_EQ(std::tuple(wa.width, wa.height, wa.x, wa.y), std::tuple(640, 512, 1280 - 650, 1024 - 522));
   XClassHint cls{};
   ASSERT_NE(XGetClassHint(dpy, gget_root_window(), &cls), 0);
   EXPECT_STREQ(cls.res_class, "Zor");
