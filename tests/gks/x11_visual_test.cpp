@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <tuple>
 
 #include "../common/xvfb_env.h"
 #include "dev_x11.h"
@@ -112,10 +113,8 @@ TEST_F(PseudoColorWindow, CaptureCarriesTheColormapAndTheDrawnColours) {
   draw_scene();
   Capture cap;
   ASSERT_EQ(gget_image(&cap.img), 1);
-  EXPECT_EQ(cap.img.color_type, 1);
-  EXPECT_EQ(cap.img.num_colors, visual->map_entries);
-  EXPECT_EQ(cap.img.depth, 8);
-  EXPECT_EQ(cap.img.bits_pixel, 8);
+  EXPECT_EQ(std::tuple(cap.img.color_type, cap.img.num_colors, cap.img.depth, cap.img.bits_pixel),
+            std::tuple(1, visual->map_entries, 8, 8));
   ASSERT_NE(cap.img.colors, nullptr);
   EXPECT_TRUE(near(cap.color(px(0.25f), py(0.25f)), kRed));
   EXPECT_TRUE(near(cap.color(px(0.75f), py(0.25f)), kViolet));
