@@ -8,8 +8,10 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "../common/expect.h"
 #include "../gks/print_test_util.h"
 #include "zor/attrib.h"
 #include "zor/clr.h"
@@ -304,9 +306,7 @@ TEST_F(RawTest, ParseFormatResults) {
   EXPECT_FLOAT_EQ(a.min, 5.0f);
   EXPECT_FLOAT_EQ(a.max, 50.0f);
   EXPECT_EQ(a.skip, 3);
-  EXPECT_FLOAT_EQ(a.attrib.width, 2.0f);
-  EXPECT_FLOAT_EQ(a.attrib.height, 1.5f);
-  EXPECT_FLOAT_EQ(a.attrib.expan, 0.8f);
+  EXPECT_TRUE(zor::test::floats_eq({a.attrib.width, a.attrib.height, a.attrib.expan}, {2.0f, 1.5f, 0.8f}));
   EXPECT_STREQ(a.symbol, "wx.sym");
   EXPECT_EQ(RAW_parse_format(&a, "bogus:zz=1:"), 0);
   EXPECT_EQ(RAW_parse_format(&a, nullptr), 0);
@@ -359,9 +359,7 @@ TEST_F(RawTest, PlotParameters) {
   EXPECT_EQ(b.hor, 1);  // follows the offset
   EXPECT_EQ(b.skip, 2);
   EXPECT_STREQ(b.text, "X");
-  EXPECT_EQ(b.marker, RAW_MARK_CIRCLE);
-  EXPECT_EQ(b.line, 1);
-  EXPECT_EQ(b.bar, 5);
+  EXPECT_EQ(std::tuple(b.marker, b.line, b.bar), std::tuple(RAW_MARK_CIRCLE, 1, 5));
   RES_put("plot_param", "cl,xy=2:-1,mark=star,yba");
   zor::raw::reset();
   init();
