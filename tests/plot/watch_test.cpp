@@ -10,6 +10,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <tuple>
 
 #include "../common/capture.h"
 #include "../common/batch_plot.h"
@@ -83,14 +84,8 @@ TEST_F(WatchTest, EitherSideWatchWithPublicAndAviationEndPoints) {
   const watch& w = zor::watch::table()[0];
   EXPECT_EQ(w.num, 153);
   EXPECT_STREQ(w.type, "SEVERE");
-  EXPECT_EQ(w.sday, 21);
-  EXPECT_EQ(w.shour, 9);
-  EXPECT_EQ(w.smin, 15);
-  EXPECT_EQ(w.eday, 21);
-  EXPECT_EQ(w.ehour, 17);
-  EXPECT_EQ(w.emin, 0);
-  EXPECT_EQ(w.start, secs(2024, 5, 21, 9, 15));
-  EXPECT_EQ(w.end, secs(2024, 5, 21, 17, 0));
+  EXPECT_EQ(std::tuple(w.sday, w.shour, w.smin, w.eday, w.ehour, w.emin, w.start, w.end),
+            std::tuple(21, 9, 15, 21, 17, 0, secs(2024, 5, 21, 9, 15), secs(2024, 5, 21, 17, 0)));
   EXPECT_FLOAT_EQ(w.width, 60 * kMile);
   EXPECT_EQ(w.w_dir, 1);
   // 20WNW DHT - 35S CQB; aviation 67NNE TCC - 40ESE OKC.
