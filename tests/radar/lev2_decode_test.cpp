@@ -9,6 +9,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "lev2_test_util.h"
@@ -102,9 +103,7 @@ TEST(Lev2Decode, RadialsAndGateValues) {
   LEV2_info info;
   LEV2_get_header(&info);
   EXPECT_STREQ(info.id, "TLX");
-  EXPECT_EQ(info.date.year, 2017);
-  EXPECT_EQ(info.date.hour, 3);
-  EXPECT_EQ(info.date.min, 0);
+  EXPECT_EQ(std::tuple(info.date.year, info.date.hour, info.date.min), std::tuple(2017, 3, 0));
   LEV2_data d;
   int radial = 0;
   auto gates = [](int type, int n) {
