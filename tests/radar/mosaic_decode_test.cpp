@@ -9,8 +9,10 @@
 #include <memory>
 #include <string>
 #include <unistd.h>
+#include <tuple>
 #include <vector>
 
+#include "../common/expect.h"
 #include "mosaic_gen.h"
 #include "zor/mosaic.h"
 
@@ -120,15 +122,10 @@ TEST(NowradHeader, ProductsDatesAndProjections) {
   NOWRad_info info;
   ASSERT_EQ(NOWRad_header(f.get(), &info), 1) << zor::mosaic::nowrad_error();
   EXPECT_STREQ(info.label, "NOWRad Radar Master Composite (Dbz)");
-  EXPECT_EQ(info.date.year, 2003);
-  EXPECT_EQ(info.date.month, 9);
-  EXPECT_EQ(info.date.day, 5);
-  EXPECT_EQ(info.date.hour, 13);
-  EXPECT_EQ(info.date.min, 45);
+  EXPECT_EQ(std::tuple(info.date.year, info.date.month, info.date.day, info.date.hour, info.date.min),
+            std::tuple(2003, 9, 5, 13, 45));
   const Domain& d = info.domain;
-  EXPECT_EQ(d.proj, 2);
-  EXPECT_EQ(d.nx, 600);
-  EXPECT_EQ(d.ny, 2);
+  EXPECT_EQ(std::tuple(d.proj, d.nx, d.ny), std::tuple(2, 600, 2));
   EXPECT_NEAR(d.clon, -98.0, 1e-4);
   EXPECT_NEAR(d.plon, -98.0, 1e-4);
   EXPECT_NEAR(d.dx, 0.1, 1e-5);
@@ -152,10 +149,8 @@ TEST(NowradHeader, ProductsDatesAndProjections) {
   EXPECT_FLOAT_EQ(info.domain.param[2], 1.0f);
   EXPECT_NEAR(info.domain.plat, 39.0, 1e-3);
   EXPECT_NEAR(info.domain.plon, -96.0, 1e-3);
-  EXPECT_FLOAT_EQ(info.domain.clat, 38.69f);
-  EXPECT_FLOAT_EQ(info.domain.clon, -96.03f);
-  EXPECT_FLOAT_EQ(info.domain.dx, 0.0722f);
-  EXPECT_FLOAT_EQ(info.domain.dy, 0.0859f);
+  EXPECT_TRUE(zor::test::floats_eq({info.domain.clat, info.domain.clon, info.domain.dx, info.domain.dy},
+                                    {38.69f, -96.03f, 0.0722f, 0.0859f}));
 
   const std::pair<const char*, int> months[] = {
       {"Jan", 1}, {"Feb", 2}, {"Mar", 3}, {"Apr", 4},  {"May", 5},  {"Jun", 6},  {"Jul", 7},
@@ -210,9 +205,7 @@ TEST(KavradPackets, ByteExamplesAndHeader) {
   EXPECT_EQ(info.date.sec, 0);
   EXPECT_EQ(info.start, 0x0102);
   EXPECT_EQ(info.end, 0x0304);
-  EXPECT_EQ(info.domain.proj, 2);
-  EXPECT_EQ(info.domain.nx, 5120);
-  EXPECT_EQ(info.domain.ny, 5760);
+  EXPECT_EQ(std::tuple(info.domain.proj, info.domain.nx, info.domain.ny), std::tuple(2, 5120, 5760));
   EXPECT_FLOAT_EQ(info.domain.clat, 39.0f);
   EXPECT_FLOAT_EQ(info.domain.clon, -96.0f);
 
