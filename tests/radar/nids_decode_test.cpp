@@ -6,7 +6,9 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <tuple>
 
+#include "../common/expect.h"
 #include "nids_test_util.h"
 #include "../../src/radar/nids_products.h"
 
@@ -89,22 +91,14 @@ TEST(NidsHeader, BaseReflectivityRadial) {
   EXPECT_EQ(info.type, NIDS_PKT_RADIAL);
   EXPECT_EQ(info.src, 320);
   EXPECT_EQ(info.mode, 2);
-  EXPECT_EQ(info.date.year, 2015);
-  EXPECT_EQ(info.date.month, 1);
-  EXPECT_EQ(info.date.day, 2);
-  EXPECT_EQ(info.date.hour, 2);
-  EXPECT_EQ(info.date.min, 5);
-  EXPECT_EQ(info.date.sec, 28);
-  EXPECT_FLOAT_EQ(info.res, 0.54f);
-  EXPECT_FLOAT_EQ(info.range, 124.0f);
-  EXPECT_FLOAT_EQ(info.elev, 0.5f);
+  EXPECT_EQ(std::tuple(info.date.year, info.date.month, info.date.day, info.date.hour, info.date.min, info.date.sec),
+            std::tuple(2015, 1, 2, 2, 5, 28));
+  EXPECT_TRUE(zor::test::floats_eq({info.res, info.range, info.elev}, {0.54f, 124.0f, 0.5f}));
   EXPECT_NEAR(info.alt, 759 * 0.3048, 1e-3);
   // 230 bins: a 460-point image on a 691 x 461 point site domain.
   EXPECT_EQ(info.nx, 460);
   EXPECT_EQ(info.ny, 460);
-  EXPECT_EQ(info.domain.proj, 1);
-  EXPECT_EQ(info.domain.nx, 691);
-  EXPECT_EQ(info.domain.ny, 461);
+  EXPECT_EQ(std::tuple(info.domain.proj, info.domain.nx, info.domain.ny), std::tuple(1, 691, 461));
   EXPECT_FLOAT_EQ(info.domain.clat, 33.172f);
   EXPECT_FLOAT_EQ(info.domain.plon, -86.77f);
   EXPECT_GT(info.domain.dx, 0.0f);
@@ -152,12 +146,8 @@ TEST(NidsHeader, BzipSymbologyAndSiteDomain) {
 TEST(NidsHeader, PrecipitationArrayUsesPolarGrid) {
   NIDS_info info;
   ASSERT_EQ(header_of("KBMX_SDUS54_DPABMX_201501020205", &info), 1);
-  EXPECT_EQ(info.code, 81);
-  EXPECT_EQ(info.type, NIDS_PKT_PRECIP_ARRAY);
-  EXPECT_EQ(info.nx, 131);
-  EXPECT_FLOAT_EQ(info.domain.plat, 90.0f);
-  EXPECT_FLOAT_EQ(info.domain.plon, -105.0f);
-  EXPECT_FLOAT_EQ(info.domain.dx, 0.047596f);
+  EXPECT_EQ(std::tuple(info.code, info.type, info.nx), std::tuple(81, NIDS_PKT_PRECIP_ARRAY, 131));
+  EXPECT_TRUE(zor::test::floats_eq({info.domain.plat, info.domain.plon, info.domain.dx}, {90.0f, -105.0f, 0.047596f}));
   EXPECT_STREQ(info.info, "Digital precip array (in)");
 }
 
