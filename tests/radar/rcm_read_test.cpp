@@ -8,6 +8,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include "zor/rcm.h"
 
@@ -132,23 +133,12 @@ TEST(RcmRead, RealProductMessages) {
     EXPECT_EQ(r.date.day, c.day);
     EXPECT_EQ(r.date.hour, c.hour);
     EXPECT_EQ(r.date.min, c.min);
-    EXPECT_EQ(r.mode, 1);
-    EXPECT_EQ(r.status, ZOR_MISSING);
-    EXPECT_EQ(r.maxt, c.maxt);
-    EXPECT_EQ(r.maxt_x, c.maxt_x);
-    EXPECT_EQ(r.maxt_y, c.maxt_y);
-    EXPECT_EQ(r.num_storm, c.storms);
-    EXPECT_EQ(r.num_vad, c.vads);
-    EXPECT_EQ(r.num_meso, c.meso);
-    EXPECT_EQ(r.num_tvs, 0);
+    EXPECT_EQ(std::tuple(r.mode, r.status, r.maxt, r.maxt_x, r.maxt_y, r.num_storm, r.num_vad, r.num_meso, r.num_tvs),
+              std::tuple(1, ZOR_MISSING, c.maxt, c.maxt_x, c.maxt_y, c.storms, c.vads, c.meso, 0));
     const RCM_storm& s = r.storm[0];
     EXPECT_STREQ(s.id, c.first.id);
-    EXPECT_EQ(s.x, c.first.x);
-    EXPECT_EQ(s.y, c.first.y);
-    EXPECT_EQ(s.hgt, c.first.hgt);
-    EXPECT_EQ(s.dir, c.first.dir);
-    EXPECT_EQ(s.spd, c.first.spd);
-    EXPECT_EQ(s.hail, c.first.hail);
+    EXPECT_EQ(std::tuple(s.x, s.y, s.hgt, s.dir, s.spd, s.hail),
+              std::tuple(c.first.x, c.first.y, c.first.hgt, c.first.dir, c.first.spd, c.first.hail));
     for (const auto& cell : c.cells)
       EXPECT_EQ(r.echo[cell.col][cell.row], cell.value) << cell.col << "," << cell.row;
     EXPECT_GT(cells_set(r), 100);
@@ -163,10 +153,7 @@ TEST(RcmRead, PlainBulletinsSiteBySite) {
   ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
   EXPECT_STREQ(r.id, "XXA");
   EXPECT_EQ(r.num, 101);
-  EXPECT_EQ(r.date.year, 1998);
-  EXPECT_EQ(r.date.month, 5);
-  EXPECT_EQ(r.date.day, 15);
-  EXPECT_EQ(r.date.hour, 3);
+  EXPECT_EQ(std::tuple(r.date.year, r.date.month, r.date.day, r.date.hour), std::tuple(1998, 5, 15, 3));
   EXPECT_EQ(r.lat, ZOR_MISSING_F) << "the plain form carries no position";
   // JLK12C: columns 46 and 47 of row 38 are 1 and 2, columns 48-50 are 2.
   const int jlk[] = {1, 2, 2, 2, 2};
@@ -212,10 +199,8 @@ TEST(RcmRead, PlainBulletinsSiteBySite) {
   EXPECT_STREQ(r.id, "XXD");
   ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
   EXPECT_STREQ(r.id, "XXE");
-  EXPECT_EQ(r.num_storm, RCM_MAX_STORM);
-  EXPECT_EQ(r.num_tvs, RCM_MAX_TVS);
-  EXPECT_EQ(r.num_meso, RCM_MAX_MESO);
-  EXPECT_EQ(r.num_vad, RCM_MAX_VAD);
+  EXPECT_EQ(std::tuple(r.num_storm, r.num_tvs, r.num_meso, r.num_vad),
+            std::tuple(RCM_MAX_STORM, RCM_MAX_TVS, RCM_MAX_MESO, RCM_MAX_VAD));
   EXPECT_STREQ(r.storm[39].id, "39");
   EXPECT_STREQ(r.meso[19].id, "19");
   EXPECT_EQ(RCM_read_site(f.get(), &r), -1);
