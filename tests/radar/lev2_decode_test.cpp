@@ -20,8 +20,6 @@ using namespace lev2_test;
 
 namespace {
 
-TempCleaner cleaner;
-
 std::string dump(const std::string& path, int* rc = nullptr) {
   std::FILE* f = std::tmpfile();
   const int r = zor::lev2::dump_volume(path.c_str(), f);

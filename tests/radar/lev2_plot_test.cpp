@@ -37,8 +37,6 @@ using namespace lev2_test;
 
 namespace {
 
-TempCleaner cleaner;
-
 using zor::test::Capture;
 using zor::test::near;
 using zor::test::rgb_of_index;

@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
+
 namespace lev2_test {
 
 namespace fs = std::filesystem;
@@ -25,10 +27,8 @@ inline Bytes read_file(const std::string& path) {
   return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// A file name of this process under the test binary directory.
-inline std::string temp_path(const std::string& tag) {
-  return std::string(ZOR_TEST_BINARY_DIR) + "/lev2_" + std::to_string(::getpid()) + "_" + tag;
-}
+// A file name in this process's scratch folder, removed at exit.
+inline std::string temp_path(const std::string& tag) { return zor::test::scratch("lev2_" + tag); }
 
 inline std::string write_file(const std::string& tag, const Bytes& b) {
   const std::string p = temp_path(tag);
@@ -62,14 +62,5 @@ inline std::string chunk_prefix(int n) {
   }
   return write_file("chunks" + std::to_string(n), all);
 }
-
-struct TempCleaner {
-  ~TempCleaner() {
-    std::error_code ec;
-    const std::string prefix = "lev2_" + std::to_string(::getpid()) + "_";
-    for (const auto& e : fs::directory_iterator(ZOR_TEST_BINARY_DIR, ec))
-      if (e.path().filename().string().rfind(prefix, 0) == 0) fs::remove(e.path(), ec);
-  }
-};
 
 }  // namespace lev2_test
