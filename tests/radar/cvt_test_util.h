@@ -10,6 +10,8 @@
 #include <tuple>
 #include <vector>
 
+#include "../common/files.h"
+
 namespace cvt_test {
 
 inline std::string cvt_path(const std::string& name) { return std::string(ZOR_TEST_DATA_DIR) + "/cvt/" + name; }
@@ -90,9 +92,9 @@ inline std::string report_cdl(const NcOptions& o) {
 }
 
 // Writes `cdl` and makes a netCDF file of it with ncgen; the path, or ""
-// when ncgen fails. Names are unique per process.
+// when ncgen fails. In this process's scratch folder.
 inline std::string make_nc(const std::string& cdl, const std::string& name) {
-  const std::string base = std::string(ZOR_TEST_BINARY_DIR) + "/" + name + "_" + std::to_string(::getpid());
+  const std::string base = zor::test::scratch(name);
   std::ofstream(base + ".cdl") << cdl;
   const std::string cmd = "ncgen -o '" + base + ".nc' '" + base + ".cdl' 2>/dev/null";
   return std::system(cmd.c_str()) == 0 ? base + ".nc" : std::string();
