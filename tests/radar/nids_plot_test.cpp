@@ -292,6 +292,16 @@ Decoded decode(const std::string& path) {
   return d;
 }
 
+// A Mercator domain of 241 x 161 cells of `cell` degrees around the radar.
+Domain mercator(const NIDS_info& info, float cell) {
+  const double lon = info.domain.clon, lat = info.domain.clat;
+  char str[120];
+  std::snprintf(str, sizeof str, "merc:0:%.2f,%.3f,%.3f,241,161,%g,%g", lon, lat, lon, double(cell), double(cell));
+  Domain merc;
+  EXPECT_GE(DOM_decode(str, &merc), 0) << str;
+  return merc;
+}
+
 class NidsFrameTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -618,12 +628,7 @@ TEST_F(NidsFrameTest, OtherProjectionReprojectsEveryBin) {
   const std::string name = "KBMX_SDUS54_N0RBMX_201501020205";
   const Decoded d = decode(data_path(name));
   // A Mercator domain of 0.5 km cells around the radar.
-  Domain merc;
-  char str[120];
-  std::snprintf(str, sizeof str, "merc:0:%.2f,%.3f,%.3f,241,161,0.005,0.005",
-                static_cast<double>(d.info.domain.clon), static_cast<double>(d.info.domain.clat),
-                static_cast<double>(d.info.domain.clon));
-  ASSERT_GE(DOM_decode(str, &merc), 0) << str;
+  const Domain merc = mercator(d.info, 0.005f);
   ASSERT_EQ(merc.proj, DOM_MERC);
   ASSERT_EQ(DOM_comp_proj(&merc, &d.info.domain), 0);
   Capture cap;
@@ -829,13 +834,8 @@ TEST_F(NidsFrameTest, OneFillAreaPerColourRun) {
   EXPECT_EQ(same, tens);
   EXPECT_LT(tens, cells);
   restart();
-  Domain merc;
-  char str[120];
-  std::snprintf(str, sizeof str, "merc:0:%.2f,%.3f,%.3f,241,161,0.03,0.03", static_cast<double>(g.info.domain.clon),
-                static_cast<double>(g.info.domain.clat), static_cast<double>(g.info.domain.clon));
-  ASSERT_GE(DOM_decode(str, &merc), 0);
   Capture cap2;
-  plot(data_path(raster), merc, cap2);
+  plot(data_path(raster), mercator(g.info, 0.03f), cap2);
   EXPECT_EQ(zor::nids_plot::fill_calls(), cells);
 }
 
