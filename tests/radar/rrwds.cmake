@@ -1,7 +1,6 @@
 # RRWDS site images: decoding from bytes, frames of generated files on the
 # in-memory raster, and the radar program.
 zor_add_test(rrwds_decode_test rrwds_decode_test.cpp)
-target_link_libraries(rrwds_decode_test PRIVATE zor_mosaicgen)
 zor_add_test(rrwds_plot_test rrwds_plot_test.cpp)
 target_link_libraries(rrwds_plot_test PRIVATE zor_mosaicgen)
 target_include_directories(rrwds_plot_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)

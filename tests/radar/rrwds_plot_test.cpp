@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -62,72 +61,42 @@ const Case kCases[] = {
     // Bins whose outer edge is below 10 nm are level 0: 9 at range 200, 19 at 100.
     {"clutter at range 200", 200, "clutter=10", "zoom", 0, kDisk, {{45, 5, 0}, {45, 8.5, 0}, {45, 9.5, 1}, {45, 20, 1}}},
     {"clutter at range 100", 100, "clutter=10", "zoom", 0, kDisk, {{45, 5, 0}, {45, 9.25, 0}, {45, 9.75, 1}}},
-    {"no clutter", 200, "clutter=10,noclutter", "zoom", 0, kDisk, {{45, 0.5, 1}, {45, 5, 1}}},
     // Radials 0 to 179 complete, 180 cut short.
     {"short file", 200, "", "", 12 + 180 * 80 + 40, kLevels, {{30, 35, 1}, {120, 75, 2}, {210, 95, 0}, {300, 35, 0}}},
     {"marker and ring", 200, "site,dist=75", "", 0, {}, {{0, 0, -1}, {45, 75, -1}, {200, 75, -1}, {45, 60, 0}}},
 };
 
-class RrwdsFrameTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    for (const char* r : {"plot_param", "label", "color_fill", "map_file"}) RES_put(r, "");
-    zor::map::reset();
-    zor::map_draw::reset();
-    zor::rrwds::reset();
-    batch_.emplace();
-    FLAG_setplot(8, 0);  // no map: the wedges only
+// Draws the image of a generated file and captures the frame.
+void plot(const Case& c, const std::string& path, IMG_report& img, std::string& err) {
+  zor::mosaicgen::Options o;
+  o.range = c.range;
+  zor::mosaicgen::Pattern p;
+  for (const char* s : c.sectors) ASSERT_TRUE(p.parse(s, nullptr)) << s;
+  ASSERT_TRUE(zor::mosaicgen::write_file("rrwds", p, o, path, nullptr));
+  if (c.bytes > 0) std::filesystem::resize_file(path, c.bytes);
+  std::string name = path;
+  RES_put("plot_param", c.plot_param);
+  testing::internal::CaptureStderr();
+  RRWDS_plot_param();
+  Domain dom;
+  DOM_init(&dom);
+  if (*c.domain == '\0' || std::string(c.domain) == "zoom") {
+    RRWDS_open_file(name.data());
+    RRWDS_domain(&dom);
+    if (*c.domain != '\0') dom.dx /= 8.0f, dom.dy /= 8.0f;
+  } else {
+    DOM_decode(c.domain, &dom);
   }
-  void TearDown() override {
-    batch_.reset();
-    zor::rrwds::reset();
-    RES_put("plot_param", "");
-  }
-
-  std::string make(const Case& c) {
-    zor::mosaicgen::Options o;
-    o.range = c.range;
-    zor::mosaicgen::Pattern p;
-    for (const char* s : c.sectors) EXPECT_TRUE(p.parse(s, nullptr)) << s;
-    const std::string path = dir_ / "oax.rrwds";
-    EXPECT_TRUE(zor::mosaicgen::write_file("rrwds", p, o, path, nullptr));
-    if (c.bytes > 0) std::filesystem::resize_file(path, c.bytes);
-    return path;
-  }
-
-  // Draws the image of `path` and captures the frame.
-  void plot(const Case& c, IMG_report& img, std::string& err) {
-    std::string path = make(c);
-    RES_put("plot_param", c.plot_param);
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    RRWDS_plot_param();
-    Domain dom;
-    DOM_init(&dom);
-    if (*c.domain == '\0' || std::string(c.domain) == "zoom") {
-      RRWDS_open_file(path.data());
-      RRWDS_domain(&dom);
-      RRWDS_close_file();
-      if (*c.domain != '\0') dom.dx /= 8.0f, dom.dy /= 8.0f;
-    } else {
-      DOM_decode(c.domain, &dom);
-    }
-    PLT_open(DOM_aspect(&dom));
-    MAP_setup(&dom);
-    MAP_fill_cont(0);
-    const int opened = RRWDS_open_file(path.data());
-    RRWDS_plot_data();
-    RRWDS_close_file();
-    testing::internal::GetCapturedStdout();
-    err = testing::internal::GetCapturedStderr();
-    ASSERT_EQ(opened, 1);
-    GPH_trans(2);
-    ASSERT_EQ(zor::gks::current_device()->capture(img), 1);
-  }
-
-  zor::test::TempDir dir_{"rrwds_plot"};
-  std::optional<zor::test::BatchPlot> batch_;
-};
+  PLT_open(DOM_aspect(&dom));
+  MAP_setup(&dom);
+  const int opened = RRWDS_open_file(name.data());
+  RRWDS_plot_data();
+  RRWDS_close_file();
+  err = testing::internal::GetCapturedStderr();
+  ASSERT_EQ(opened, 1);
+  GPH_trans(2);
+  ASSERT_EQ(zor::gks::current_device()->capture(img), 1);
+}
 
 int rgb_of_level(int level) {
   Gattribs a;
@@ -154,12 +123,18 @@ std::vector<int> around(const IMG_report& img, double az, double nm) {
   return out;
 }
 
-TEST_F(RrwdsFrameTest, EachLevelWhereTheFilePutsIt) {
+TEST(RrwdsFrame, EachLevelWhereTheFilePutsIt) {
+  const zor::test::TempDir dir("rrwds_plot");
   for (const Case& c : kCases) {
     SCOPED_TRACE(c.name);
+    for (const char* r : {"label", "color_fill", "map_file"}) RES_put(r, "");
+    zor::map::reset();
+    zor::rrwds::reset();
+    zor::test::BatchPlot batch;
+    FLAG_setplot(8, 0);  // no map: the wedges only
     IMG_report img;
     std::string err;
-    plot(c, img, err);
+    ASSERT_NO_FATAL_FAILURE(plot(c, dir / "oax.rrwds", img, err));
     EXPECT_EQ(err.find("ends after 180 of 360 radials") != std::string::npos, c.bytes > 0) << err;
     EXPECT_EQ(zor::rrwds::fill_calls() > 0, !c.sectors.empty());
     for (const Point& p : c.points) {
@@ -176,9 +151,9 @@ TEST_F(RrwdsFrameTest, EachLevelWhereTheFilePutsIt) {
       EXPECT_GE(hits, p.level < 0 ? 1 : 9) << p.az << " deg " << p.nm << " nm: " << std::hex << px[4];
     }
     std::free(img.data);
-    TearDown();
-    SetUp();
   }
+  RES_put("plot_param", "");
+  zor::rrwds::reset();
 }
 
 }  // namespace

@@ -38,6 +38,7 @@ TEST(RrwdsProgram, LevelsLandInTheirColoursOnTheSiteDomain) {
   EXPECT_EQ(r.err, "");
   EXPECT_NE(r.out.find("Product type: Reflectivity for OAX"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("Product location: 41.32 -96.37"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("Product date: 1935Z 24 NOV"), std::string::npos) << r.out;
   zor::test::Raster img;
   ASSERT_TRUE(zor::test::read_png(dir / "oax.png", img));
 
