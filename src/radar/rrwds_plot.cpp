@@ -146,6 +146,7 @@ void draw_wedges() {
   Painter painter;
   std::vector<Span> spans;
   std::vector<Gpt> pts;
+  std::vector<std::pair<float, float>> earth;
   for (std::size_t a = 0; a < s.image.radials.size(); ++a) {
     if (adj[a] == ZOR_MISSING_F) continue;
     const Radial& lev = s.image.radials[a];
@@ -181,7 +182,7 @@ void draw_wedges() {
       }
       pts.push_back(edge1(sp.from));
       MAP_domain(&product);
-      std::vector<std::pair<float, float>> earth(pts.size());
+      earth.resize(pts.size());
       for (std::size_t i = 0; i < pts.size(); ++i)
         if (!MAP_untran(pts[i].x, pts[i].y, &earth[i].first, &earth[i].second)) earth[i].first = ZOR_MISSING_F;
       MAP_domain(&plot);
