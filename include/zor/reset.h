@@ -35,6 +35,7 @@ namespace mosaic { void reset(); }  // NOWRad and KAVRAD
 namespace lev2 { void reset(); }
 namespace rcm { void reset(); }
 namespace rad { void reset(); }  // converted radar report files
+namespace rrwds { void reset(); }  // RRWDS site images
 
 void reset_all();
 }  // namespace zor

@@ -15,6 +15,7 @@
 #include "zor/rad.h"
 #include "zor/rcm.h"
 #include "zor/res.h"
+#include "zor/rrwds.h"
 #include "zor/text.h"
 #include "zor/types.h"
 #include "zor/var.h"
@@ -148,7 +149,12 @@ const InputType kInputTypes[] = {
        DOM_get_region(&d, 3);
        LEV2_plot(&d);
      }},
-    {RAD_IN_RRWDS, "RRWDS", "Enter the RRWDS filename: ", false, nullptr},
+    {RAD_IN_RRWDS, "RRWDS", "Enter the RRWDS filename: ", false,
+     [](Domain& d) {
+       RRWDS_set_date(nullptr);
+       DOM_get_region(&d, 3);
+       RRWDS_plot(&d);
+     }},
     {RAD_IN_NOWRAD, "NOWRad", "Enter the NOWRad filename: ", false,
      [](Domain& d) {
        NOWRad_set_date(nullptr);

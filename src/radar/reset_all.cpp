@@ -7,6 +7,7 @@ namespace zor {
 
 void reset_all() {
   // Top down, so that nothing closing refers to a lower module already reset.
+  rrwds::reset();
   rad::reset();
   lev2::reset();
   rcm::reset();

@@ -1,5 +1,5 @@
 // Mosaic file writers: NOWRad (latitude-longitude and Lambert) and KAVRAD
-// (fine and coarse grid) from a pattern.
+// (fine and coarse grid) from a pattern, and RRWDS site images.
 #include "mosaic_gen.h"
 
 #include <algorithm>
@@ -264,6 +264,59 @@ bool write_kavrad(const Pattern& p, const Options& o, const KavradGrid& g, std::
   return std::fputc('!', out) != EOF;
 }
 
+// ---- RRWDS ---------------------------------------------------------------------
+
+constexpr double kKmPerNm = 1.852;
+constexpr double kEarthKm = 6371.22;
+
+std::uint8_t bcd(int v) { return static_cast<std::uint8_t>((v / 10 % 10) << 4 | v % 10); }
+
+// The 12-byte header: station, range bit, packed decimal hour, minute
+// (with the elevation's sign), elevation, day and month.
+void rrwds_header(Bytes& b, const Options& o) {
+  auto field = [](int v, int lo, int hi) { return v < lo || v > hi ? lo : v; };
+  const int hour = field(o.date.hour, 0, 23), min = field(o.date.min, 0, 59);
+  const int day = field(o.date.day, 1, 31), month = field(o.date.month, 1, 12);
+  const int tenths = static_cast<int>(std::lround(std::fabs(o.elev) * 10.0)) % 800;
+  std::uint8_t h[12] = {};
+  std::memcpy(h, o.station, 3);
+  h[3] = o.range == 100 ? 0x80 : 0x00;
+  h[5] = static_cast<std::uint8_t>((hour / 10) << 6 | (hour % 10) << 2);
+  h[6] = static_cast<std::uint8_t>((o.elev < 0.0 ? 0x80 : 0) | (min / 10) << 4 | min % 10);
+  h[8] = static_cast<std::uint8_t>(tenths / 100);
+  h[9] = static_cast<std::uint8_t>((tenths / 10 % 10) << 4 | tenths % 10);
+  h[10] = bcd(day);
+  h[11] = bcd(month);
+  b.insert(b.end(), h, h + 12);
+}
+
+// 360 records of 80 bytes: 4 unused, 25 groups of eight 3-bit levels (least
+// significant bits first), 1 unused. A bin's level is the pattern's value
+// at its centre: half a degree clockwise of the radial's azimuth, half a
+// bin out.
+bool write_rrwds(const Pattern& p, const Options& o, std::FILE* out) {
+  Bytes b;
+  rrwds_header(b, o);
+  const double bin_nm = (o.range == 100 ? 100.0 : 200.0) / 200.0;
+  for (int a = 0; a < 360; ++a) {
+    b.insert(b.end(), 4, 0);
+    for (int g = 0; g < 25; ++g) {
+      std::uint32_t bits = 0;
+      for (int k = 0; k < 8; ++k) {
+        double lat = 0.0, lon = 0.0;
+        destination(o.site_lat, o.site_lon, a + 0.5, (8 * g + k + 0.5) * bin_nm, &lat, &lon);
+        const float v = p.value(lat, lon);
+        const auto level = static_cast<std::uint32_t>(v < 0.0f ? 0 : std::min(7L, std::lround(v)));
+        bits |= level << (3 * k);
+      }
+      b.insert(b.end(), {static_cast<std::uint8_t>(bits), static_cast<std::uint8_t>(bits >> 8),
+                         static_cast<std::uint8_t>(bits >> 16)});
+    }
+    b.push_back(0);
+  }
+  return flush(b, out);
+}
+
 const Format kFormats[] = {
     {"nowrad", "NOWRad master composite on its latitude-longitude grid", write_nowrad_latlon},
     {"nowrad-lambert", "NOWRad US composite on its Lambert conformal grid", write_nowrad_lambert},
@@ -271,6 +324,7 @@ const Format kFormats[] = {
      [](const Pattern& p, const Options& o, std::FILE* out) { return write_kavrad(p, o, kFine, out); }},
     {"kavrad-coarse", "KAVRAD mosaic on the coarse grid (2560 x 2880)",
      [](const Pattern& p, const Options& o, std::FILE* out) { return write_kavrad(p, o, kCoarse, out); }},
+    {"rrwds", "RRWDS site image (360 radials of 200 bins of levels 0-7)", write_rrwds},
 };
 
 std::vector<double> numbers(std::string_view s) {
@@ -296,8 +350,10 @@ bool Pattern::parse(std::string_view text, std::string* error) {
     Shape::Kind kind;
     std::size_t count;
   };
-  static const Kind kinds[] = {
-      {"block", Shape::Kind::Block, 5}, {"ring", Shape::Kind::Ring, 5}, {"gradient", Shape::Kind::Gradient, 6}};
+  static const Kind kinds[] = {{"block", Shape::Kind::Block, 5},
+                               {"ring", Shape::Kind::Ring, 5},
+                               {"gradient", Shape::Kind::Gradient, 6},
+                               {"sector", Shape::Kind::Sector, 7}};
   const std::size_t colon = text.find(':');
   for (const Kind& k : kinds) {
     if (text.substr(0, colon) != k.word) continue;
@@ -306,13 +362,19 @@ bool Pattern::parse(std::string_view text, std::string* error) {
     Shape s;
     s.kind = k.kind;
     std::copy(v.begin(), v.begin() + 4, s.a);
-    s.dbz = static_cast<float>(v[4]);
-    s.dbz_east = k.count > 5 ? static_cast<float>(v[5]) : s.dbz;
+    if (k.kind == Shape::Kind::Sector) {
+      s.nm[0] = v[4];
+      s.nm[1] = v[5];
+      s.dbz = s.dbz_east = static_cast<float>(v[6]);
+    } else {
+      s.dbz = static_cast<float>(v[4]);
+      s.dbz_east = k.count > 5 ? static_cast<float>(v[5]) : s.dbz;
+    }
     add(s);
     return true;
   }
   if (error) *error = "bad shape \"" + std::string(text) + "\" (block:S:N:W:E:DBZ, ring:LAT:LON:IN_KM:OUT_KM:DBZ, "
-                      "gradient:S:N:W:E:DBZ_W:DBZ_E)";
+                      "gradient:S:N:W:E:DBZ_W:DBZ_E, sector:LAT:LON:AZ_FROM:AZ_TO:NM_IN:NM_OUT:DBZ)";
   return false;
 }
 
@@ -324,6 +386,15 @@ float Pattern::value(double lat, double lon) const {
       const double dx = (lon - s.a[1]) * kKmPerDeg * std::cos(s.a[0] * kRadPerDeg);
       const double r = std::hypot(dx, dy);
       if (r >= s.a[2] && r < s.a[3]) return s.dbz;
+      continue;
+    }
+    if (s.kind == Shape::Kind::Sector) {
+      double az = 0.0, nm = 0.0;
+      bearing(s.a[0], s.a[1], lat, lon, &az, &nm);
+      // Azimuths from a[2] clockwise to a[3], across north when a[3] < a[2].
+      const double from = std::fmod(s.a[2] + 360.0, 360.0);
+      const double span = s.a[3] - s.a[2] >= 360.0 ? 360.0 : std::fmod(s.a[3] - s.a[2] + 720.0, 360.0);
+      if (nm >= s.nm[0] && nm < s.nm[1] && std::fmod(az - from + 360.0, 360.0) < span) return s.dbz;
       continue;
     }
     if (lat < s.a[0] || lat >= s.a[1] || lon < s.a[2] || lon >= s.a[3]) continue;
@@ -365,6 +436,23 @@ Domain nowrad_lambert_domain(const Options& o) {
   d.nx = o.lambert_nx;
   d.ny = o.lambert_ny;
   return d;
+}
+
+void destination(double lat, double lon, double az, double nm, double* lat2, double* lon2) {
+  const double d = nm * kKmPerNm / kEarthKm, p1 = lat * kRadPerDeg, t = az * kRadPerDeg;
+  const double p2 = std::asin(std::sin(p1) * std::cos(d) + std::cos(p1) * std::sin(d) * std::cos(t));
+  const double dl = std::atan2(std::sin(t) * std::sin(d) * std::cos(p1), std::cos(d) - std::sin(p1) * std::sin(p2));
+  *lat2 = p2 / kRadPerDeg;
+  *lon2 = lon + dl / kRadPerDeg;
+}
+
+void bearing(double lat, double lon, double lat2, double lon2, double* az, double* nm) {
+  const double p1 = lat * kRadPerDeg, p2 = lat2 * kRadPerDeg, dl = (lon2 - lon) * kRadPerDeg;
+  const double a = std::sin((p2 - p1) / 2) * std::sin((p2 - p1) / 2) +
+                   std::cos(p1) * std::cos(p2) * std::sin(dl / 2) * std::sin(dl / 2);
+  *nm = 2.0 * std::atan2(std::sqrt(a), std::sqrt(1.0 - a)) * kEarthKm / kKmPerNm;
+  const double t = std::atan2(std::sin(dl) * std::cos(p2), std::cos(p1) * std::sin(p2) - std::sin(p1) * std::cos(p2) * std::cos(dl));
+  *az = std::fmod(t / kRadPerDeg + 360.0, 360.0);
 }
 
 bool write_file(std::string_view format, const Pattern& pattern, const Options& options, const std::string& path,

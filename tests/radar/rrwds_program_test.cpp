@@ -1,0 +1,116 @@
+// The radar program plotting RRWDS files in batch mode: the levels of the
+// generated Omaha file land in their colours in the PNG on the site-centred
+// default domain; short files, bad header digits, an unknown station and a
+// missing file end with a message and their exit status.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "../common/files.h"
+#include "../gks/print_test_util.h"
+#include "mosaic_gen.h"
+#include "zor/dom.h"
+#include "zor/map.h"
+#include "zor/rrwds.h"
+
+namespace {
+
+const std::string kFile = std::string(ZOR_TEST_DATA_DIR) + "/rrwds/oax_levels.rrwds";
+constexpr double kLat = 41.3204, kLon = -96.3668;
+
+int rgb(const zor::test::Raster& r, int x, int y) {
+  const unsigned char* p = r.at(x, y);
+  return p[0] << 16 | p[1] << 8 | p[2];
+}
+
+bool near(int a, int b) {
+  for (int shift : {0, 8, 16})
+    if (std::abs((a >> shift & 0xFF) - (b >> shift & 0xFF)) > 2) return false;
+  return true;
+}
+
+TEST(RrwdsProgram, LevelsLandInTheirColoursOnTheSiteDomain) {
+  const zor::test::TempDir dir("rrwds_program");
+  const auto r = zor::test::run_radar(dir.path(), "", "-ba -inp rrwds -me mess -of png:@oax.png @" + kFile);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  EXPECT_NE(r.out.find("Product type: Reflectivity for OAX"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("Product location: 41.32 -96.37"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("Product date: 1935Z 24 NOV"), std::string::npos) << r.out;
+  zor::test::Raster img;
+  ASSERT_TRUE(zor::test::read_png(dir / "oax.png", img));
+
+  // The plot's white border along the middle row and column.
+  int left = -1, right = -1, top = -1, bottom = -1;
+  for (int i = 0; i < img.width; ++i)
+    if (rgb(img, i, img.height / 2) == 0xFFFFFF) (left < 0 ? left : right) = i;
+  for (int j = 0; j < img.height; ++j)
+    if (rgb(img, img.width * 3 / 5, j) == 0xFFFFFF) (top < 0 ? top : bottom) = j;
+  ASSERT_GT(right, left + 300);
+  ASSERT_GT(bottom, top + 200);
+
+  std::string file = kFile;
+  ASSERT_EQ(RRWDS_open_file(file.data()), 1);
+  Domain d;
+  DOM_init(&d);
+  ASSERT_EQ(RRWDS_domain(&d), 0);
+  RRWDS_close_file();
+  MAP_domain(&d);
+  MAP_limits lim;
+  MAP_get_limits(&lim);
+  // Level colours of "None,Blue,Cyan,Green,Yellow,Red,Magenta,Off" in zor.clr.
+  const struct {
+    double az, nm;
+    int colour;
+  } points[] = {{30, 35, 0x0000FF}, {120, 75, 0x00CCCC}, {210, 95, 0x00BF00}, {300, 35, 0xFFFF00},
+                {70, 100, 0xFF0000}, {250, 40, 0xD900D9}, {160, 40, 0x000000}, {30, 60, 0x000000}};
+  for (const auto& p : points) {
+    double lat = 0, lon = 0;
+    zor::mosaicgen::destination(kLat, kLon, p.az, p.nm, &lat, &lon);
+    float x = 0, y = 0;
+    ASSERT_TRUE(MAP_tran(static_cast<float>(lat), static_cast<float>(lon), &x, &y));
+    const int px = left + static_cast<int>((x - lim.x_min) / (lim.x_max - lim.x_min) * (right - left));
+    const int py = top + static_cast<int>((lim.y_max - y) / (lim.y_max - lim.y_min) * (bottom - top));
+    EXPECT_TRUE(near(rgb(img, px, py), p.colour)) << p.az << " deg " << p.nm << " nm: " << std::hex << rgb(img, px, py);
+  }
+  MAP_domain(nullptr);
+}
+
+TEST(RrwdsProgram, BadFilesEndWithAMessageAndTheirStatus) {
+  struct Case {
+    const char* name;
+    std::size_t keep;  // bytes of the good file kept (0: all)
+    std::size_t at;    // a byte replaced (12: none)
+    const char* bytes;
+    int status;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"five", 5, 12, "", 10, "RRWDS_open_file: five: file of 5 bytes is shorter than the 12-byte header"},
+      {"header", 12, 12, "", 10, "holds no complete radial"},
+      {"half", 12 + 180 * 80 + 7, 12, "", 0, "ends after 180 of 360 radials"},
+      {"hour", 0, 5, "\xFC", 10, "hour out of range (byte 5 = 0xFC)"},
+      {"month", 0, 11, "\x13", 10, "month out of range"},
+      {"tenths", 0, 9, "\x0B", 10, "elevation out of range"},
+      {"station", 0, 0, "ZZZ", 11, "RRWDS_get_header: Station not found"},
+      {"missing", 0, 12, nullptr, 10, "RRWDS_open_file: Unable to open file:missing"},
+  };
+  const std::string good = zor::test::slurp(kFile);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const zor::test::TempDir dir("rrwds_bad");
+    if (c.bytes != nullptr) {
+      std::string bytes = good.substr(0, c.keep > 0 ? c.keep : good.size());
+      if (*c.bytes != '\0') bytes.replace(c.at, std::string(c.bytes).size(), c.bytes);
+      zor::test::write_file(dir / c.name, bytes);
+    }
+    const auto r = zor::test::run_radar(dir.path(), "", std::string("-ba -inp site -of png:@x.png @") + c.name);
+    EXPECT_EQ(r.status, c.status) << r.err;
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+    EXPECT_EQ(std::filesystem::exists(dir / "x.png"), c.status == 0);
+  }
+}
+
+}  // namespace
