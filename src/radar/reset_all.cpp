@@ -31,6 +31,7 @@ void reset_all() {
   cty::reset();
   util::reset();
   res::reset();
+  mq::reset();
   mess::reset();
   flag::reset();
   file::reset();
