@@ -407,7 +407,12 @@ int socket_sget(int listen_fd, char* item, int* conn_id, const Wait& w) {
       close(sock);
       return -1;
     }
+    if ((fds[count - 1].revents & POLLIN) == 0) {
+      MESS_print(M_ERROR, "Accept failed\n");
+      return -1;
+    }
     int sock = accept4(listen_fd, nullptr, nullptr, SOCK_CLOEXEC);
+    if (sock < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) continue;
     if (sock < 0) {
       MESS_print(M_ERROR, "Accept failed\n");
       return -1;
@@ -518,6 +523,7 @@ int MQ_close(int msqid) {
 
 int MQ_put(int msqid, int conn_id, const char* format, ...) {
   using namespace zor::mq;
+  if (msqid < 0) return -1;
   char body[MQ_TEXT_SIZE];
   va_list ap;
   va_start(ap, format);
@@ -534,6 +540,7 @@ int MQ_get(int msqid, long msgtyp, char* item) {
   using namespace zor::mq;
   if (!item) return -1;
   item[0] = '\0';
+  if (msqid < 0) return -1;
   char body[MQ_TEXT_SIZE];
   std::size_t n = 0;
   Wait w;
@@ -546,6 +553,7 @@ int MQ_get(int msqid, long msgtyp, char* item) {
 }
 
 int MQ_clear(int msqid, long msgtyp) {
+  if (msqid < 0) return -1;
   // A socket carries one connection's messages only; nothing waits for
   // another addressee there.
   if (state().type != 0) return 0;
@@ -556,6 +564,7 @@ int MQ_clear(int msqid, long msgtyp) {
 }
 
 int MQ_connect(int msqid) {
+  if (msqid < 0) return -1;
   MQ_clear(msqid, MQ_TYPE_CONNECT);
   if (MQ_put(msqid, MQ_CODE_CLOSE, "%d", static_cast<int>(getuid())) < 0) return -1;
   char item[MQ_TEXT_SIZE];
@@ -582,7 +591,9 @@ int MQ_screate(int num) {
   }
   sockaddr_in addr;
   if (!zor::mq::port_of(num, addr)) return -1;
-  int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  // Non-blocking, so that a client gone between poll and accept cannot
+  // block the server.
+  int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (fd < 0) return -1;
   int on = 1;
   setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -612,6 +623,7 @@ int MQ_sget(int msqid, char* item, int* conn_id) {
   int unused = 0;
   if (!conn_id) conn_id = &unused;
   *conn_id = -1;
+  if (msqid < 0) return -1;
   Wait w;
   return state().type == 0 ? queue_sget(msqid, item, conn_id, w)
                            : socket_sget(msqid, item, conn_id, w);

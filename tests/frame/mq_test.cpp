@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/files.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
 #include "zor/res.h"
@@ -64,7 +65,7 @@ class Server {
     zor::mq::reset();
     MQ_settype(type);
     for (int i = 0; i < 16 && q_ < 0; ++i) {
-      MQ_offset(type == kQueue ? 0x30000000 + (getpid() & 0x3FFFFF) * 4
+      MQ_offset(type == kQueue ? static_cast<int>(key() - 1)
                                : 20000 + (getpid() % 2000) * 16 + i * 2);
       q_ = MQ_screate(1);
     }
@@ -87,6 +88,7 @@ class Server {
   bool ok() const { return pid_ > 0; }
   int client() const { return type_ == kQueue ? q_ : MQ_open(1); }
   int id() const { return q_; }
+  long key() const { return 0x30000000L + (getpid() & 0x3FFFFF) * 4 + 1; }
   std::string log() const {
     std::string text;
     char buf[4096];
@@ -198,7 +200,13 @@ TEST_P(MqTransport, ServerDyingMidConversation) {
   EXPECT_EQ(g_timeouts, GetParam() == kQueue ? 1 : 0);
 }
 
-TEST_P(MqTransport, MissingQueueOrServer) { EXPECT_EQ(MQ_open(2), -1); }
+TEST_P(MqTransport, MissingQueueOrServer) {
+  int q = MQ_open(2);
+  EXPECT_EQ(q, -1);
+  char item[MQ_TEXT_SIZE];
+  EXPECT_EQ(MQ_get(q, MQ_TYPE_CONNECT, item), -1);
+  EXPECT_EQ(g_timeouts, 0);  // failed at once, not after a wait
+}
 
 TEST_P(MqTransport, LoopWindowResources) {
   zor::res::reset();
@@ -233,6 +241,18 @@ TEST(Mq, ReplyWithoutZeroIsCutToTheItem) {
   std::vector<char> item(MQ_TEXT_SIZE);  // exactly the documented size, for ASan
   EXPECT_EQ(MQ_get(queue.q, 7, item.data()), 0);
   EXPECT_EQ(std::string(item.data()), std::string(MQ_TEXT_SIZE - 1, 'y'));
+}
+
+TEST(MqProgram, RadarAsksTheLoopWindowAndTellsItTheCommandLine) {
+  Server server(kQueue);
+  ASSERT_TRUE(server.ok());
+  const zor::test::TempDir dir("mq_program");
+  auto run =
+      zor::test::run_radar(dir.path(), "", "-df '#" + std::to_string(server.key()) + "' -pl cf -h");
+  EXPECT_EQ(run.status, 0);
+  std::string log = server.log();
+  EXPECT_NE(log.find("query res plot_type\n"), std::string::npos);
+  EXPECT_TRUE(log.ends_with("set res plot_type cf\nset res help \nquit\n")) << log;
 }
 
 TEST(MqDeathTest, TimeoutEndsTheProgramWithStatus7) {
