@@ -379,15 +379,15 @@ int socket_sget(int listen_fd, char* item, int* conn_id, const Wait& w) {
       if (w.expired()) return timed_out();
       continue;
     }
+    // A client that stops in the middle of a message is dropped, so that it
+    // cannot take the server down with it.
     for (std::size_t i = 0; i + 1 < count; ++i) {
       if (fds[i].revents == 0) continue;
       int got = socket_receive(fds[i].fd, body, n, w);
       if (owner[i] > 0) {
-        Slot& slot = s.conn[static_cast<std::size_t>(owner[i])];
-        if (got == 0) return timed_out();
-        if (got < 0) {
+        if (got <= 0) {
           *conn_id = owner[i] + 2;
-          release(slot);
+          release(s.conn[static_cast<std::size_t>(owner[i])]);
           return -1;
         }
         return serve(body, n, owner[i] + 2, item, conn_id);
@@ -395,10 +395,6 @@ int socket_sget(int listen_fd, char* item, int* conn_id, const Wait& w) {
       int& fd = s.pending[static_cast<std::size_t>(-1 - owner[i])];
       int sock = fd;
       fd = -1;
-      if (got == 0) {
-        close(sock);
-        return timed_out();
-      }
       if (got > 0 && code_of(body) == MQ_CODE_CLOSE) {
         copy_text(body, n, item);
         return accept_connect(listen_fd, sock, item, conn_id);
