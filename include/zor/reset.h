@@ -10,6 +10,7 @@ namespace def { void reset(); }
 namespace file { void reset(); }  // file names and the open streams
 namespace flag { void reset(); }
 namespace mess { void reset(); }
+namespace mq { void reset(); }  // closes sockets, cancels the alarm
 namespace res { void reset(); }
 namespace util { void reset(); }
 namespace cty { void reset(); }

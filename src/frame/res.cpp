@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +17,7 @@
 #include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
+#include "zor/mq.h"
 #include "zor/text.h"
 
 namespace zor::res {
@@ -40,11 +42,19 @@ struct State {
   // Domain values are decoded by the domain layer, above this one, which
   // hands its decoder down at start-up.
   RES_domain_decoder decode_domain = nullptr;
+  // The loop window reached through the message queues while decoding.
+  int loop_q = -1;
+  int loop_id = -1;
+  bool loop_timed_out = false;
+  MQ_timeout_handler loop_saved_func = nullptr;
   void reset() {
     list.clear();
     path_values.clear();
     cmd_line.clear();
     progname.clear();
+    loop_q = loop_id = -1;
+    loop_timed_out = false;
+    loop_saved_func = nullptr;
   }
 };
 
@@ -444,6 +454,104 @@ void prescan(int argc, char** argv) {
   }
 }
 
+// --- Loop window -------------------------------------------------------------
+// Resources exchanged with a running loop window over the message queues.
+// A window that stops answering is given up with a warning; it never ends
+// the program.
+
+constexpr int kLoopKeySeconds = 100;  // allowed for the replies to one key
+
+void loop_timeout(int /*sig*/) { state().loop_timed_out = true; }
+
+void loop_close() {
+  auto& s = state();
+  if (s.loop_q < 0) return;
+  MQ_close(s.loop_q);
+  MQ_timeout_func(s.loop_saved_func);
+  s.loop_q = s.loop_id = -1;
+}
+
+void loop_gone() {
+  MESS_print(M_WARN, "ZORloop not running!\n");
+  loop_close();
+}
+
+// Sends one request and reads its one reply; false when the window is gone.
+bool loop_request(const std::string& text) {
+  auto& s = state();
+  if (s.loop_q < 0) return false;
+  char item[MQ_TEXT_SIZE];
+  return MQ_put(s.loop_q, s.loop_id, "%s", text.c_str()) == 0 &&
+         MQ_get(s.loop_q, s.loop_id, item) >= 0;
+}
+
+// Tells the window about a resource set on the command line.
+void loop_set(const char* name, const std::optional<std::string>& value) {
+  if (state().loop_q < 0) return;
+  if (!loop_request(std::string("set res ") + name + " " + (value ? *value : ""))) loop_gone();
+}
+
+// Reads the reply stream to "query res" for one key; false when the window
+// is gone.
+bool loop_read_key(const RES_defobj* table, const RES_defobj& key, bool& stored) {
+  auto& s = state();
+  auto until = std::chrono::steady_clock::now() + std::chrono::seconds(kLoopKeySeconds);
+  char item[MQ_TEXT_SIZE];
+  for (;;) {
+    auto left =
+        std::chrono::duration_cast<std::chrono::seconds>(until - std::chrono::steady_clock::now());
+    int saved = MQ_timeout(std::max(1, static_cast<int>(left.count())));
+    int code = MQ_get(s.loop_q, s.loop_id, item);
+    MQ_timeout(saved);
+    if (code != MQ_CODE_REPLY) return code >= 0;
+    if (item[0] == '\0' || item[0] == '!' || item[0] == '\n') continue;
+    std::string value(item);
+    value.pop_back();  // the window ends every value with a newline
+    RES_new(static_cast<int>(&key - table), key.def, value.c_str(), key.cvt);
+    stored = true;
+  }
+}
+
+void loop_exchange(const std::string& number, const RES_defobj* table) {
+  auto& s = state();
+  if (s.loop_q >= 0) {  // a later window takes over from an earlier one
+    loop_request("quit");
+    loop_close();
+  }
+  long num = number.size() <= 9 ? std::strtol(number.c_str(), nullptr, 10) : -1;
+  int q = num >= 0 ? MQ_open(static_cast<int>(num)) : -1;
+  if (q < 0) {
+    MESS_print(M_WARN, "ZORloop window: %s not running or no message queue exists\n",
+               number.c_str());
+    return;
+  }
+  s.loop_timed_out = false;
+  s.loop_saved_func = MQ_timeout_func(loop_timeout);
+  s.loop_q = q;
+  s.loop_id = MQ_connect(q);
+  if (s.loop_id < 0) {
+    MESS_print(M_WARN, "ZORloop window: %s unable to connect\n", number.c_str());
+    loop_close();
+    return;
+  }
+  for (auto* k = table; k->def; ++k)
+    if (*k->def && MQ_put(q, s.loop_id, "query res %s", k->def) != 0) return loop_gone();
+  int sets = 0;
+  for (auto* k = table; k->def; ++k) {
+    if (!*k->def) continue;
+    bool stored = false;
+    if (!loop_read_key(table, *k, stored)) return loop_gone();
+    const Resource* r = stored ? nullptr : find(k->def);
+    if (r && r->data) {
+      if (MQ_put(q, s.loop_id, "set res %s %s", k->def, r->data->c_str()) != 0) return loop_gone();
+      ++sets;
+    }
+  }
+  char item[MQ_TEXT_SIZE];
+  for (int i = 0; i < sets; ++i)
+    if (MQ_get(q, s.loop_id, item) < 0) return loop_gone();
+}
+
 void read_files(const RES_defobj* table) {
   const char* given = RES_get("default");
   std::vector<std::string> path = split(given ? given : kDefaultPath, ':');
@@ -457,10 +565,7 @@ void read_files(const RES_defobj* table) {
     if (element.size() > 1 && element[0] == '#' &&
         std::all_of(element.begin() + 1, element.end(),
                     [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
-      // No message-queue transport to a loop window is built into this
-      // program, so a window element is reported and passed over.
-      MESS_print(M_WARN, "ZORloop window: %s not running or no message queue exists\n",
-                 element.c_str() + 1);
+      loop_exchange(element.substr(1), table);
       continue;
     }
     if (DEF_open(element.c_str()) != 0) continue;
@@ -515,8 +620,10 @@ void read_command_line(int argc, char** argv, const RES_defobj* table) {
         }
         RES_new(static_cast<int>(key - table), key->def, o.value ? o.value->c_str() : nullptr,
                 key->cvt);
+        loop_set(key->def, o.value);
       } else {
         RES_new(kFree, o.name.c_str(), o.value ? o.value->c_str() : nullptr, CV_string);
+        loop_set(o.name.c_str(), o.value);
       }
       continue;
     }
@@ -626,6 +733,10 @@ int RES_decode(const char* /*progname*/, const char* /*cls*/, int argc, char** a
   read_files(def_table);
   read_environment(def_table);
   read_command_line(argc, argv, def_table);
+  if (state().loop_q >= 0) {
+    loop_request("quit");
+    loop_close();
+  }
   conversion_pass(def_table);
   return 0;
 }

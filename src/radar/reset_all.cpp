@@ -32,6 +32,7 @@ void reset_all() {
   cty::reset();
   util::reset();
   res::reset();
+  mq::reset();
   mess::reset();
   flag::reset();
   file::reset();
