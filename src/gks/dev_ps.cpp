@@ -360,8 +360,10 @@ int gps_init_file() {
     put("/cp {closepath} def\n");
     if (!s.pr_port) {
       put("90 rotate\n");
+      // An EPS picture is exactly as high as its bounding box is wide; the
+      // paper height would push its bottom strip (colour bar included) out.
       if (s.pr_eps)
-        putf("0. inch -%.2f inch translate\n", s.sy);
+        putf("0. inch -%.2f inch translate\n", static_cast<float>(s.size.height) / 72.0f);
       else
         putf(".25 inch -%.2f inch translate\n", s.sy - 0.25f);
     } else if (!s.pr_eps) {
