@@ -94,6 +94,8 @@ void fill_color(int ind, bool print_solid) {
   float level = 1.0f;  // the background prints as no shading
   if (reserved(ind))
     level = ind <= 502 ? 0.0f : (ind <= 505 ? 1.0f : 0.7f);
+  else if (const float g = gget_fill_print_gray(ind); g >= 0.0f)
+    level = s.pr_rev ? 1.0f - g : g;
   else if (ind >= 0)
     level = s.gray[gray_index(ind)];
   if (s.fill_level == level) return;

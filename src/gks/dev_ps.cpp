@@ -109,7 +109,8 @@ void fill_color(int ind, bool print_solid) {
   } else if (ind < 0) {
     write_gray(1.0f);
   } else {
-    const float level = s.gray[gray_index(ind)];
+    float level = s.gray[gray_index(ind)];
+    if (const float g = gget_fill_print_gray(ind); g >= 0.0f) level = s.pr_rev ? 1.0f - g : g;
     if (s.gray_level == level) return;
     s.gray_level = level;
     putf("%3.3f setgray\n", level);
