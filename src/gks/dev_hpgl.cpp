@@ -250,9 +250,18 @@ int ghpgl_close_file() {
     if (s.pcl != 0) put("\x1b%0A\x1b" "E");
     put("\n");
   }
-  s.out.close();
+  const std::string name = s.out.target();
+  if (!s.out.close()) {
+    MESS_print(M_ERROR, "Unable to write HPGL file: %s\n", name.c_str());
+    return -1;
+  }
   MESS_print(M_MESS, "Created HPGL file\n");
   return 0;
+}
+
+const char* ghpgl_failed_file() {
+  auto& s = state();
+  return s.out.failed() ? s.out.target().c_str() : nullptr;
 }
 
 int ghpgl_init() {

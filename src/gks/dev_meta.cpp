@@ -346,9 +346,18 @@ int gmeta_close_file() {
   auto& s = state();
   if (!s.out.is_open()) return -1;
   if (s.meta_type == 1 && !s.out.appending()) zor::gks::meta::cgm_write_trailer();
-  s.out.close();
+  const std::string name = s.out.target();
+  if (!s.out.close()) {
+    MESS_print(M_ERROR, "Unable to write metafile: %s\n", name.c_str());
+    return -1;
+  }
   MESS_print(M_MESS, "Created metafile\n");
   return 0;
+}
+
+const char* gmeta_failed_file() {
+  auto& s = state();
+  return s.out.failed() ? s.out.target().c_str() : nullptr;
 }
 
 int gmeta_is_open() { return state().out.is_open(); }

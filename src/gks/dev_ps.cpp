@@ -311,7 +311,11 @@ int gps_close_file() {
       put("%%EOF\n");
     }
   }
-  s.out.close();
+  const std::string name = s.out.target();
+  if (!s.out.close()) {
+    MESS_print(M_ERROR, "Unable to write PostScript file: %s\n", name.c_str());
+    return -1;
+  }
   MESS_print(M_MESS, "Created Postscript file\n");
   return 0;
 }
@@ -517,11 +521,8 @@ int gps_set_reverse(int val) {
 
 const char* gps_failed_file() {
   auto& s = state();
-  std::FILE* f = s.out.get();
-  if (f == nullptr) return nullptr;
   // Buffered text reaches the file (or fails to, on a full disk) here.
-  if (std::fflush(f) == 0 && std::ferror(f) == 0) return nullptr;
-  return s.out.target().c_str();
+  return s.out.failed() ? s.out.target().c_str() : nullptr;
 }
 
 float gps_get_gray(int ind) { return state().gray[zor::gks::ps::gray_index(ind)]; }

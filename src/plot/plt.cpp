@@ -266,6 +266,23 @@ void write_image(const char* key) {
 }
 
 // The option that switched the drawing off, for the messages.
+// The file-writing workstations and how to ask each whether its file failed.
+struct PrintOutput {
+  Gws_type ws_type;
+  const char* what;
+  const char* (*failed_file)();
+};
+constexpr PrintOutput kPrintOutputs[] = {
+    {GWS_PS, "PostScript file", gps_failed_file},
+    {GWS_HPGL, "HPGL file", ghpgl_failed_file},
+    {GWS_META, "metafile", gmeta_failed_file},
+};
+const PrintOutput* print_output(int ws_type) {
+  for (const auto& o : kPrintOutputs)
+    if (o.ws_type == ws_type) return &o;
+  return nullptr;
+}
+
 const char* nothing_option() { return FLAG_get(kPlotTypeFlag) == kNothingPlotType ? "-pl none" : "-dr none"; }
 
 // A value of `out_file` that names no output this program writes ends the
@@ -363,9 +380,11 @@ int PLT_close() {
                  s.dumps_failed + s.dumps_written, s.failed_file.c_str());
       PLT_exit(ZOR_EXIT_OUTPUT);
     }
-    if (const char* ps = s.wk_type == GWS_PS ? gps_failed_file() : nullptr) {
-      MESS_print(M_ERROR, "radar: the PostScript file could not be written: %s\n", ps);
-      PLT_exit(ZOR_EXIT_OUTPUT);
+    if (const PrintOutput* out = print_output(s.wk_type)) {
+      if (const char* name = out->failed_file()) {
+        MESS_print(M_ERROR, "radar: the %s could not be written: %s\n", out->what, name);
+        PLT_exit(ZOR_EXIT_OUTPUT);
+      }
     }
     if (!s.drawing && !s.grid_out) {
       MESS_print(M_ERROR, "radar: nothing was drawn (%s) and no grid file (-of zor) was asked for: no output\n",
