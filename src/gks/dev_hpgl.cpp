@@ -155,6 +155,7 @@ class HpglDevice final : public Device {
     }
     if (ghpgl_open_file(name.c_str()) != 0) {
       gerr_printf("gopen_ws", "unable to open HPGL file\n");
+      MESS_print(M_ERROR, "gopen_ws: cannot create %s\n", name.c_str());
       return -1;
     }
     auto& s = state();

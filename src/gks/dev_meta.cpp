@@ -58,6 +58,7 @@ class MetafileDevice final : public Device {
     }
     if (gmeta_open_file(name.c_str()) == nullptr) {
       gerr_printf("gopen_ws", "unable to open metafile\n");
+      MESS_print(M_ERROR, "gopen_ws: cannot create %s\n", name.c_str());
       return -1;
     }
     if (const char* t = gget_win_title(); t != nullptr) state().title = t;
