@@ -372,6 +372,7 @@ int PLT_check_output() {
 
 int PLT_close() {
   auto& s = state();
+  const PrintOutput* file_out = print_output(s.wk_type);
   if (FLAG_batch()) {
     // A batch run detaches below and its parent ends with status 0, so what
     // went wrong is told here, while the caller still waits.
@@ -380,25 +381,30 @@ int PLT_close() {
                  s.dumps_failed + s.dumps_written, s.failed_file.c_str());
       PLT_exit(ZOR_EXIT_OUTPUT);
     }
-    if (const PrintOutput* out = print_output(s.wk_type)) {
-      if (const char* name = out->failed_file()) {
-        MESS_print(M_ERROR, "radar: the %s could not be written: %s\n", out->what, name);
-        PLT_exit(ZOR_EXIT_OUTPUT);
-      }
+    if (const char* name = file_out != nullptr ? file_out->failed_file() : nullptr) {
+      MESS_print(M_ERROR, "radar: the %s could not be written: %s\n", file_out->what, name);
+      PLT_exit(ZOR_EXIT_OUTPUT);
     }
     if (!s.drawing && !s.grid_out) {
       MESS_print(M_ERROR, "radar: nothing was drawn (%s) and no grid file (-of zor) was asked for: no output\n",
                  nothing_option());
       PLT_exit(ZOR_EXIT_USAGE);
     }
-    if (ZOR_back_proc() < 0) ZOR_exit(1);
+    // A file device is finished (written to its end and given its name)
+    // before the run ends, so the exit status covers all of it and the file
+    // is there when the caller goes on; only a display is left to a
+    // detached process.
+    if (file_out == nullptr && ZOR_back_proc() < 0) ZOR_exit(1);
   }
   gset_no_plot(0);
   if (FLAG_get(kPlotTypeFlag) == kNothingPlotType) return -1;
   GPH_trans(2);
   if (s.dump == PLT_DUMP_NONE) GPH_hold(s.work_id);
   gclear_ws(s.work_id, GCOND);
-  GPH_end(s.work_id);
+  if (GPH_end(s.work_id) != 0 && file_out != nullptr && FLAG_batch()) {
+    MESS_print(M_ERROR, "radar: the %s could not be completed\n", file_out->what);
+    ZOR_exit(ZOR_EXIT_OUTPUT);
+  }
   PLT_init_labels();
   return 0;
 }
