@@ -269,6 +269,13 @@ int gis_color_near(int ind, float r, float g, float b, int flag);
 int gget_color_ind(int ind);
 int gget_color_rgb(int ind, float* r, float* g, float* b);
 int gget_color_rgb256(int ind, int* r, int* g, int* b);
+// Grey shades of data fills on grey print output: the plot's fill levels set
+// one per colour index so the shades follow the levels, not the colours'
+// brightness. A level below 0 (or a cleared table) falls back to the
+// colour's own grey. gget_fill_print_gray returns -1 when none is set.
+int gset_fill_print_gray(int ind, float level);
+int gclear_fill_print_gray();
+float gget_fill_print_gray(int ind);
 int gget_back_color();
 int gget_max_colr();
 int ginit_xcolr();

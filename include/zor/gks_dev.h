@@ -53,9 +53,11 @@ int gps_set_colorPS(int val);
 int gps_get_colorPS();
 int gps_set_reverse(int val);
 float gps_get_gray(int ind);
-// The name of the open PostScript file when writing to it has failed, else
-// null.
+// The name of the open PostScript, HPGL or metafile output when writing to
+// it has failed (buffered output is flushed to find out), else null.
 const char* gps_failed_file();
+const char* ghpgl_failed_file();
+const char* gmeta_failed_file();
 int gps_set_color_rep(int ind, float r, float g, float b);
 int gps_is_open();
 int gps_set_title(const char* title);

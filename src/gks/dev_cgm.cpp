@@ -1,12 +1,16 @@
 // Minimal binary CGM (ISO 8632-3 binary encoding, big-endian): a metafile
-// header, one picture with its clip rectangle, polylines and line types.
+// header, one picture with its clip rectangle, polylines and line types,
+// solid polygons, text, and the colours they use (indexed, through colour
+// table entries defined on first use).
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <string_view>
 #include <vector>
 
 #include "meta_state.h"
+#include "zor/gks.h"
 #include "zor/gks_dev.h"
 
 namespace zor::gks::meta {
@@ -71,6 +75,103 @@ void cgm_polyline_device(const float* xy, std::size_t n) {
     for (std::size_t i = start; i < start + count; ++i) gcgm_ps_point(xy[2 * i], xy[2 * i + 1]);
     start += count - 1;
   }
+}
+
+namespace {
+
+// Writes a point list as one element, in partitions of the long form when
+// it is too long for one (bit 15 of the length word: more follows).
+void point_element(int cls, int id, const float* xy, std::size_t n) {
+  std::size_t start = 0;
+  do {
+    const std::size_t count = std::min(n - start, kMaxPointsPerElement);
+    const bool more = start + count < n;
+    gcgm_control(cls, id, 31, static_cast<int>(count * 4) | (more ? 0x8000 : 0));
+    for (std::size_t i = start; i < start + count; ++i) gcgm_ps_point(xy[2 * i], xy[2 * i + 1]);
+    start += count;
+  } while (start < n);
+}
+
+int channel(float f) { return static_cast<int>(std::lround(std::clamp(f, 0.0f, 1.0f) * 255.0f)); }
+
+// The CGM index of a kernel colour, defined (or redefined, when the kernel's
+// colour changed) through a COLOUR TABLE element. Indices run 1..255 (0 is
+// the background); beyond 255 colours the last entry is reused.
+int cgm_index(int ind) {
+  auto& s = state();
+  std::array<int, 3> rgb{};
+  if (ind >= 500 && ind <= 508) {
+    const int v = ind <= 502 ? 0 : ind <= 505 ? 255 : channel(0.7f);  // black, white, 70% grey
+    rgb = {v, v, v};
+  } else {
+    float r = 0, g = 0, b = 0;
+    gget_color_rgb(ind, &r, &g, &b);
+    rgb = {channel(r), channel(g), channel(b)};
+  }
+  auto it = s.cgm_colours.find(ind);
+  if (it != s.cgm_colours.end() && it->second.rgb == rgb) return it->second.slot;
+  int slot = 0;
+  if (it != s.cgm_colours.end()) {
+    slot = it->second.slot;
+  } else {
+    slot = std::min(s.cgm_next_slot, 255);
+    if (s.cgm_next_slot <= 255) ++s.cgm_next_slot;
+  }
+  s.cgm_colours[ind] = {slot, rgb};
+  gcgm_control(5, 34, 4, 0);  // COLOUR TABLE: start index, one RGB entry
+  put_bytes({slot, rgb[0], rgb[1], rgb[2]});
+  // An entry redefined in place changes what the current colour means.
+  s.cgm_line_colour = s.cgm_fill_colour = s.cgm_text_colour = -1;
+  return slot;
+}
+
+void colour_element(int id, int ind, int& in_force) {
+  if (!is_cgm()) return;
+  const int slot = cgm_index(ind);
+  if (slot == in_force) return;
+  in_force = slot;
+  gcgm_control(5, id, 1, 0);
+  put_bytes({slot, 0});  // padded to a whole word
+}
+
+}  // namespace
+
+void cgm_polygon_device(const float* xy, std::size_t n) {
+  auto& s = state();
+  if (!is_cgm() || n < 3) return;
+  if (!s.cgm_solid) {
+    gcgm_control(5, 22, 2, 0);  // INTERIOR STYLE solid
+    put_word(1);
+    s.cgm_solid = true;
+  }
+  point_element(4, 7, xy, n);
+}
+
+void cgm_line_colour(int ind) { colour_element(4, ind, state().cgm_line_colour); }
+void cgm_fill_colour(int ind) { colour_element(23, ind, state().cgm_fill_colour); }
+void cgm_text_colour(int ind) { colour_element(14, ind, state().cgm_text_colour); }
+
+void cgm_text(float x, float y, float height, std::string_view text) {
+  if (!is_cgm() || text.empty()) return;
+  // Strings of 255 characters and more take the long string form; a
+  // 16-bit length bounds them.
+  const std::size_t n = std::min<std::size_t>(text.size(), 32767 - 10);
+  gcgm_control(5, 15, 2, 0);  // CHARACTER HEIGHT
+  put_word(std::max(1, to_vdc(height)));
+  const std::size_t count_bytes = n < 255 ? 1 : 3;
+  const int length = static_cast<int>(4 + 2 + count_bytes + n);
+  if (length < 31)
+    gcgm_control(4, 4, length, 0);
+  else
+    gcgm_control(4, 4, 31, length);
+  gcgm_ps_point(x, y);
+  put_word(1);  // final text
+  if (n < 255)
+    put_bytes({static_cast<int>(n)});
+  else
+    put_bytes({255, static_cast<int>(n >> 8), static_cast<int>(n & 0xFF)});
+  for (std::size_t i = 0; i < n; ++i) put_bytes({static_cast<unsigned char>(text[i])});
+  if (length % 2 != 0) put_bytes({0});
 }
 
 }  // namespace zor::gks::meta

@@ -94,6 +94,8 @@ void fill_color(int ind, bool print_solid) {
   float level = 1.0f;  // the background prints as no shading
   if (reserved(ind))
     level = ind <= 502 ? 0.0f : (ind <= 505 ? 1.0f : 0.7f);
+  else if (const float g = gget_fill_print_gray(ind); g >= 0.0f)
+    level = s.pr_rev ? 1.0f - g : g;
   else if (ind >= 0)
     level = s.gray[gray_index(ind)];
   if (s.fill_level == level) return;
@@ -153,6 +155,7 @@ class HpglDevice final : public Device {
     }
     if (ghpgl_open_file(name.c_str()) != 0) {
       gerr_printf("gopen_ws", "unable to open HPGL file\n");
+      MESS_print(M_ERROR, "gopen_ws: cannot create %s\n", name.c_str());
       return -1;
     }
     auto& s = state();
@@ -248,9 +251,18 @@ int ghpgl_close_file() {
     if (s.pcl != 0) put("\x1b%0A\x1b" "E");
     put("\n");
   }
-  s.out.close();
+  const std::string name = s.out.target();
+  if (!s.out.close()) {
+    MESS_print(M_ERROR, "Unable to write HPGL file: %s\n", name.c_str());
+    return -1;
+  }
   MESS_print(M_MESS, "Created HPGL file\n");
   return 0;
+}
+
+const char* ghpgl_failed_file() {
+  auto& s = state();
+  return s.out.failed() ? s.out.target().c_str() : nullptr;
 }
 
 int ghpgl_init() {

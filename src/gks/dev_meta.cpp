@@ -2,6 +2,7 @@
 // keyword record per line as the kernel writes them, or a minimal binary
 // CGM; and gread_metafile, which plays a text metafile back through the
 // kernel onto whatever workstation is open.
+#include <algorithm>
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
@@ -29,6 +30,16 @@ MetaState& state() {
 
 namespace {
 
+std::vector<float> flat(std::span<const DevPoint> pts) {
+  std::vector<float> xy;
+  xy.reserve(pts.size() * 2);
+  for (const auto& p : pts) {
+    xy.push_back(p.x);
+    xy.push_back(p.y);
+  }
+  return xy;
+}
+
 bool is_text() { return state().meta_type == 0 && state().out.is_open(); }
 
 class MetafileDevice final : public Device {
@@ -47,6 +58,7 @@ class MetafileDevice final : public Device {
     }
     if (gmeta_open_file(name.c_str()) == nullptr) {
       gerr_printf("gopen_ws", "unable to open metafile\n");
+      MESS_print(M_ERROR, "gopen_ws: cannot create %s\n", name.c_str());
       return -1;
     }
     if (const char* t = gget_win_title(); t != nullptr) state().title = t;
@@ -64,8 +76,8 @@ class MetafileDevice final : public Device {
     std::fwrite(line.data(), 1, line.size(), state().out.get());
   }
 
-  // The binary form draws polylines and clips; other primitives have no
-  // encoding in it.
+  // The binary form draws clips, polylines, solid fill areas, markers (as
+  // their strokes) and text (one TEXT element per string).
   void set_clip(const DevRect& c) override {
     if (state().meta_type != 1) return;
     gcgm_control(3, 5, 8, 0);
@@ -75,16 +87,59 @@ class MetafileDevice final : public Device {
   void polyline(std::span<const DevPoint> pts, const Pen& pen) override {
     if (state().meta_type != 1) return;
     gcgm_set_type(pen.line_type);
-    std::vector<float> xy;
-    xy.reserve(pts.size() * 2);
-    for (const auto& p : pts) {
-      xy.push_back(p.x);
-      xy.push_back(p.y);
-    }
+    cgm_line_colour(pen.shadow ? 500 : pen.color_ind);
+    const auto xy = flat(pts);
     cgm_polyline_device(xy.data(), pts.size());
   }
-  void fill_area(std::span<const DevPoint>, const FillStyle&) override {}
-  void stroke(std::span<const DevPoint>, const Pen&) override {}
+  void fill_area(std::span<const DevPoint> pts, const FillStyle& fill) override {
+    // Patterns have no form here; as on paper, only solid interiors are kept.
+    if (state().meta_type != 1 || fill.interior != GSOLID) return;
+    cgm_fill_colour(fill.color_ind);
+    const auto xy = flat(pts);
+    cgm_polygon_device(xy.data(), pts.size());
+  }
+  void begin_group(const GroupInfo& info, const Pen& pen) override {
+    auto& s = state();
+    if (s.meta_type != 1) return;
+    s.in_text = info.kind == GroupKind::text;
+    s.text_inked = false;
+    if (!s.in_text) return;
+    s.text = std::string(info.text);
+    s.text_pos = info.world_pos;
+    cgm_text_colour(pen.shadow ? 500 : pen.color_ind);
+  }
+  void stroke(std::span<const DevPoint> pts, const Pen& pen) override {
+    auto& s = state();
+    if (s.meta_type != 1 || pts.empty()) return;
+    if (!s.in_text) {
+      polyline(pts, pen);
+      return;
+    }
+    if (pen.shadow) return;  // the drop shadow would only widen the box
+    for (const auto& p : pts) {
+      if (!s.text_inked) {
+        s.text_x0 = s.text_x1 = p.x;
+        s.text_y0 = s.text_y1 = p.y;
+        s.text_inked = true;
+      }
+      s.text_x0 = std::min(s.text_x0, p.x);
+      s.text_x1 = std::max(s.text_x1, p.x);
+      s.text_y0 = std::min(s.text_y0, p.y);
+      s.text_y1 = std::max(s.text_y1, p.y);
+    }
+  }
+  void end_group() override {
+    auto& s = state();
+    if (s.meta_type != 1 || !s.in_text) return;
+    s.in_text = false;
+    // The strokes give where the string stands and how high it is drawn.
+    // Without strokes (a native font) the string stands at its position in
+    // a height of one hundredth of the picture.
+    if (s.text_inked)
+      cgm_text(s.text_x0, s.text_y0, s.text_y1 - s.text_y0, s.text);
+    else
+      cgm_text(xW_ps(s.text_pos.x), yW_ps(s.text_pos.y), kMetaHeight / 100.0f, s.text);
+  }
   void set_title(std::string_view title) override { state().title = std::string(title); }
 };
 
@@ -248,7 +303,12 @@ std::FILE* gmeta_open_file(const char* name) {
   if (name == nullptr || *name == '\0') return nullptr;
   MESS_print(M_MESS, "Creating metafile: %s\n", name);
   if (!s.out.open(name, s.meta_type == 1 ? "b" : "")) return nullptr;
-  s.line_type = 0;
+  // A new file defines its colours and attributes afresh.
+  zor::gks::meta::MetaState fresh;
+  fresh.out = std::move(s.out);
+  fresh.meta_type = s.meta_type;
+  fresh.title = std::move(s.title);
+  s = std::move(fresh);
   return s.out.get();
 }
 
@@ -287,9 +347,18 @@ int gmeta_close_file() {
   auto& s = state();
   if (!s.out.is_open()) return -1;
   if (s.meta_type == 1 && !s.out.appending()) zor::gks::meta::cgm_write_trailer();
-  s.out.close();
+  const std::string name = s.out.target();
+  if (!s.out.close()) {
+    MESS_print(M_ERROR, "Unable to write metafile: %s\n", name.c_str());
+    return -1;
+  }
   MESS_print(M_MESS, "Created metafile\n");
   return 0;
+}
+
+const char* gmeta_failed_file() {
+  auto& s = state();
+  return s.out.failed() ? s.out.target().c_str() : nullptr;
 }
 
 int gmeta_is_open() { return state().out.is_open(); }

@@ -109,7 +109,8 @@ void fill_color(int ind, bool print_solid) {
   } else if (ind < 0) {
     write_gray(1.0f);
   } else {
-    const float level = s.gray[gray_index(ind)];
+    float level = s.gray[gray_index(ind)];
+    if (const float g = gget_fill_print_gray(ind); g >= 0.0f) level = s.pr_rev ? 1.0f - g : g;
     if (s.gray_level == level) return;
     s.gray_level = level;
     putf("%3.3f setgray\n", level);
@@ -310,7 +311,11 @@ int gps_close_file() {
       put("%%EOF\n");
     }
   }
-  s.out.close();
+  const std::string name = s.out.target();
+  if (!s.out.close()) {
+    MESS_print(M_ERROR, "Unable to write PostScript file: %s\n", name.c_str());
+    return -1;
+  }
   MESS_print(M_MESS, "Created Postscript file\n");
   return 0;
 }
@@ -360,8 +365,10 @@ int gps_init_file() {
     put("/cp {closepath} def\n");
     if (!s.pr_port) {
       put("90 rotate\n");
+      // An EPS picture is exactly as high as its bounding box is wide; the
+      // paper height would push its bottom strip (colour bar included) out.
       if (s.pr_eps)
-        putf("0. inch -%.2f inch translate\n", s.sy);
+        putf("0. inch -%.2f inch translate\n", static_cast<float>(s.size.height) / 72.0f);
       else
         putf(".25 inch -%.2f inch translate\n", s.sy - 0.25f);
     } else if (!s.pr_eps) {
@@ -514,11 +521,8 @@ int gps_set_reverse(int val) {
 
 const char* gps_failed_file() {
   auto& s = state();
-  std::FILE* f = s.out.get();
-  if (f == nullptr) return nullptr;
   // Buffered text reaches the file (or fails to, on a full disk) here.
-  if (std::fflush(f) == 0 && std::ferror(f) == 0) return nullptr;
-  return s.out.target().c_str();
+  return s.out.failed() ? s.out.target().c_str() : nullptr;
 }
 
 float gps_get_gray(int ind) { return state().gray[zor::gks::ps::gray_index(ind)]; }

@@ -3,6 +3,7 @@
 // it. Display devices return a pixel from Device::set_color_rep; print and
 // file devices keep only the fractions, from which PostScript and HPGL
 // derive their grey levels.
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -40,7 +41,12 @@ struct ColorModel {
   std::string background;
   unsigned long red_mask = 0xFF0000, green_mask = 0x00FF00, blue_mask = 0x0000FF;
 
-  ColorModel() { color_ind.fill(kUndefined); }
+  std::array<float, kNumColors> fill_print_gray{};  // -1: the colour's own grey
+
+  ColorModel() {
+    color_ind.fill(kUndefined);
+    fill_print_gray.fill(-1.0f);
+  }
   void reset() { *this = ColorModel{}; }
 };
 
@@ -350,4 +356,20 @@ unsigned long gget_color_rgb_Xval(int r, int g, int b) {
   MESS_print(M_DEBUG, "mask: %d-%d-%d %d-%d-%d %d-%d-%d\n", static_cast<int>(masks[0]), shift[0], width[0],
              static_cast<int>(masks[1]), shift[1], width[1], static_cast<int>(masks[2]), shift[2], width[2]);
   return pixel;
+}
+
+int gset_fill_print_gray(int ind, float level) {
+  if (ind < 0 || ind >= static_cast<int>(model().fill_print_gray.size())) return -1;
+  model().fill_print_gray[static_cast<std::size_t>(ind)] = level < 0.0f ? -1.0f : std::min(level, 1.0f);
+  return 0;
+}
+
+int gclear_fill_print_gray() {
+  model().fill_print_gray.fill(-1.0f);
+  return 0;
+}
+
+float gget_fill_print_gray(int ind) {
+  if (ind < 0 || ind >= static_cast<int>(model().fill_print_gray.size())) return -1.0f;
+  return model().fill_print_gray[static_cast<std::size_t>(ind)];
 }

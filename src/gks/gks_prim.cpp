@@ -356,11 +356,12 @@ int gfill_area(int n, const Gpt* pts) {
   if (!kernel().ws_open) return gerr_printf("gfill_area", "GKS not opened\n");
   if (n < 1 || !pts) return gerr_printf("gfill_area", "invalid number of points: %d\n", n);
   if (!gpts_in_win(n, pts)) return 0;
-  if (is_meta()) {
+  // A metafile keeps its record; its binary CGM form also draws the area.
+  const bool meta = is_meta();
+  if (meta)
     meta_printf("%s", meta_points("FA", n, pts, true).c_str());
-    return 1;
-  }
-  record_object(70, n, pts, sizeof(Gpt) * static_cast<std::size_t>(n));
+  else
+    record_object(70, n, pts, sizeof(Gpt) * static_cast<std::size_t>(n));
   Device* dev = current_device();
   // Radar cells come here a million times a picture: the device points go
   // into a buffer kept between calls, and cells inside the clip rectangle
@@ -372,7 +373,7 @@ int gfill_area(int n, const Gpt* pts) {
   std::span<const DevPoint> shape = dpts;
   if (!polygon_inside(dpts, kernel().tr.clip_dev)) {
     clipped = clip_polygon(dpts, kernel().tr.clip_dev, dev->units() == DeviceUnits::pixels);
-    if (clipped.empty()) return 0;
+    if (clipped.empty()) return meta ? 1 : 0;
     shape = clipped;
   }
   const auto& f = kernel().fill;
@@ -383,17 +384,16 @@ int gfill_area(int n, const Gpt* pts) {
   style.pattern = f.inter_index;
   style.print_solid = f.print_solid != 0;
   dev->fill_area(shape, style);
-  return 0;
+  return meta ? 1 : 0;
 }
 
 int gpolymarker(int n, const Gpt* pts) {
   if (!kernel().ws_open) return gerr_printf("gpolyline", "GKS not opened\n");
   if (n < 1 || !pts) return gerr_printf("gpolymarker", "invalid number of points: %d\n", n);
-  if (is_meta()) {
+  if (is_meta())
     meta_printf("%s", meta_points("PM", n, pts, true).c_str());
-    return 0;
-  }
-  record_object(40, n, pts, sizeof(Gpt) * static_cast<std::size_t>(n));
+  else
+    record_object(40, n, pts, sizeof(Gpt) * static_cast<std::size_t>(n));
   Device* dev = current_device();
   const auto& m = kernel().marker;
   const float size = m.height * dev->marker_scale();

@@ -234,12 +234,12 @@ int gset_char_up_vec(const Gpt* up) {
   auto& t = kernel().text;
   const float ux = up->x / len, uy = up->y / len;
   if (ux == t.upx && uy == t.upy) return 0;
+  t.upx = ux;
+  t.upy = uy;
   if (is_meta()) {
     meta_printf("TE_UP %f,%f\n", up->x, up->y);
     return 0;
   }
-  t.upx = ux;
-  t.upy = uy;
   const float v[2] = {ux, uy};
   record_object(58, 0, v, sizeof v);
   return 0;
@@ -300,9 +300,7 @@ int gtext(const Gpt* pos, const char* str) {
   if (!pos || !str || !*str) return 0;
   if (is_meta()) {
     meta_printf("TE %f,%f %s\n", pos->x, pos->y, str);
-    return 0;
-  }
-  {
+  } else {
     const std::size_t len = std::strlen(str) + 1;
     std::vector<char> data(sizeof(float) * 2 + len);
     std::memcpy(data.data(), &pos->x, sizeof(float));

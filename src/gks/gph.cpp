@@ -126,12 +126,14 @@ int GPH_begin(Gint* ws_id, Gconn_id conn_id, Gws_type* ws_type) {
 
 int GPH_end(Gint ws_id) {
   gdeactivate_ws(ws_id);
-  gclose_ws(ws_id);
+  // A file device reports here whether its file was completed.
+  const int closed = gclose_ws(ws_id);
   gclose_gks();
   auto& tool = kernel().tool;
+  const bool was_open = tool.ws_open;
   tool.ws_open = false;
   FLAG_set(kDeviceFlag, tool.wk_itype);
-  return 0;
+  return was_open && closed < 0 ? -1 : 0;
 }
 
 int GPH_hold(Gint) {

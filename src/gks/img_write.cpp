@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "device.h"
+#include "out_stream.h"
 #include "zor/gks.h"
 #include "zor/img.h"
 #include "zor/mess.h"
@@ -30,12 +31,12 @@ struct ImgWriteState {
 };
 ImgWriteState img_state;
 
-struct FileCloser {
-  void operator()(std::FILE* f) const {
-    if (f) std::fclose(f);
-  }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
+// Gives a written image its final name; a failed write leaves nothing.
+int finish(zor::gks::SafeFile& f, const char* filename) {
+  if (f.commit()) return 1;
+  MESS_print(M_WARN, "Unable to write image file: %s\n", filename);
+  return 0;
+}
 
 // Pixels per stored row, padding included.
 int row_pixels(const IMG_report& im) {
@@ -337,7 +338,7 @@ int GIF_transparent(int val) {
 }
 
 int GIF_write(const char* filename, IMG_report* image) {
-  File f(std::fopen(filename, "wb"));
+  zor::gks::SafeFile f(filename != nullptr ? filename : "");
   if (!f) {
     MESS_print(M_WARN, "Unable to open GIF file\n");
     return 0;
@@ -418,11 +419,11 @@ int GIF_write(const char* filename, IMG_report* image) {
   out.finish();
   std::fputc(0x00, fp);
   std::fputc(0x3B, fp);
-  return std::ferror(fp) ? 0 : 1;
+  return finish(f, filename);
 }
 
 int PNG_write(const char* filename, IMG_report* image) {
-  File f(std::fopen(filename, "wb"));
+  zor::gks::SafeFile f(filename != nullptr ? filename : "");
   if (!f) {
     MESS_print(M_WARN, "Unable to open PNG file\n");
     return 0;
@@ -477,11 +478,11 @@ int PNG_write(const char* filename, IMG_report* image) {
   png_write_image(png, rows.data());
   png_write_end(png, info);
   png_destroy_write_struct(&png, &info);
-  return 1;
+  return finish(f, filename);
 }
 
 int XWD_write(const char* filename, IMG_report* image) {
-  File f(std::fopen(filename, "wb"));
+  zor::gks::SafeFile f(filename != nullptr ? filename : "");
   if (!f) {
     std::fputs("Unable to open dump file\n", stderr);
     return 0;
@@ -526,7 +527,7 @@ int XWD_write(const char* filename, IMG_report* image) {
     std::fputs("Unable to write to XWD file.\n", stderr);
     return 0;
   }
-  return 1;
+  return finish(f, filename);
 }
 
 int GIF_dump(const char* filename) { return dump_with(filename, GIF_write); }
@@ -602,7 +603,7 @@ void IMG_set_dump_domain(const Domain* domain) {
 }
 
 int IMG_write(const char* filename, IMG_report* image, int type) {
-  File f(std::fopen(filename, "wb"));
+  zor::gks::SafeFile f(filename != nullptr ? filename : "");
   if (!f) {
     MESS_print(M_WARN, "Unable to open image file: %s\n", filename);
     return 0;
@@ -640,7 +641,7 @@ int IMG_write(const char* filename, IMG_report* image, int type) {
     MESS_print(M_WARN, "Unable to write image file: %s\n", filename);
     return 0;
   }
-  return 1;
+  return finish(f, filename);
 }
 
 int IMG_dump(const char* filename) {

@@ -402,6 +402,31 @@ int CONT_decode_fill_color(const char* str) {
   return add_step(a, level, label) ? 0 : -1;
 }
 
+namespace {
+
+// On grey print output a colour's grey follows its brightness, which rises
+// and falls along a radar colour scale (yellow is lighter than green). The
+// drawn steps are shaded by their rank instead: the weakest light, the
+// strongest dark, whatever their colours.
+void shade_steps_for_print() {
+  const auto& s = state();
+  gclear_fill_print_gray();
+  std::vector<int> colors;
+  for (int i = 0; i < s.num_cont; ++i) {
+    const int c = s.fill_attrib[static_cast<std::size_t>(i)].color;
+    if (c >= 0 && c <= 256 && std::find(colors.begin(), colors.end(), c) == colors.end())
+      colors.push_back(c);
+  }
+  constexpr float kLightest = 0.85f, kDarkest = 0.1f;
+  const std::size_t n = colors.size();
+  for (std::size_t j = 0; j < n; ++j) {
+    const float t = n > 1 ? static_cast<float>(j) / static_cast<float>(n - 1) : 0.5f;
+    gset_fill_print_gray(colors[j], kLightest - (kLightest - kDarkest) * t);
+  }
+}
+
+}  // namespace
+
 int CONT_set_fill_colors(const char* string, int flag) {
   auto& s = state();
   if (s.color_fill_set) return -1;
@@ -427,6 +452,7 @@ int CONT_set_fill_colors(const char* string, int flag) {
     }
     s.color_num = s.num_cont;
     s.fill_attrib[static_cast<std::size_t>(s.num_cont)].color = -2;
+    shade_steps_for_print();
     return -1;
   } else {
     items.assign(kDefaultColors.begin(), kDefaultColors.end());
@@ -439,6 +465,7 @@ int CONT_set_fill_colors(const char* string, int flag) {
       MESS_print(M_WARN, "CONT_set_fill_colors: Unable to read contour level file: %s\n", name.c_str());
       s.color_num = 0;
       s.fill_attrib[0].color = -2;
+      shade_steps_for_print();
       return 0;
     }
   }
@@ -459,6 +486,7 @@ int CONT_set_fill_colors(const char* string, int flag) {
     while (last > 0 && missing(s.cont_value[static_cast<std::size_t>(last)])) --last;
     s.grid_max = s.cont_value[static_cast<std::size_t>(last)];
   }
+  shade_steps_for_print();
   return 0;
 }
 

@@ -266,6 +266,23 @@ void write_image(const char* key) {
 }
 
 // The option that switched the drawing off, for the messages.
+// The file-writing workstations and how to ask each whether its file failed.
+struct PrintOutput {
+  Gws_type ws_type;
+  const char* what;
+  const char* (*failed_file)();
+};
+constexpr PrintOutput kPrintOutputs[] = {
+    {GWS_PS, "PostScript file", gps_failed_file},
+    {GWS_HPGL, "HPGL file", ghpgl_failed_file},
+    {GWS_META, "metafile", gmeta_failed_file},
+};
+const PrintOutput* print_output(int ws_type) {
+  for (const auto& o : kPrintOutputs)
+    if (o.ws_type == ws_type) return &o;
+  return nullptr;
+}
+
 const char* nothing_option() { return FLAG_get(kPlotTypeFlag) == kNothingPlotType ? "-pl none" : "-dr none"; }
 
 // A value of `out_file` that names no output this program writes ends the
@@ -355,6 +372,7 @@ int PLT_check_output() {
 
 int PLT_close() {
   auto& s = state();
+  const PrintOutput* file_out = print_output(s.wk_type);
   if (FLAG_batch()) {
     // A batch run detaches below and its parent ends with status 0, so what
     // went wrong is told here, while the caller still waits.
@@ -363,8 +381,8 @@ int PLT_close() {
                  s.dumps_failed + s.dumps_written, s.failed_file.c_str());
       PLT_exit(ZOR_EXIT_OUTPUT);
     }
-    if (const char* ps = s.wk_type == GWS_PS ? gps_failed_file() : nullptr) {
-      MESS_print(M_ERROR, "radar: the PostScript file could not be written: %s\n", ps);
+    if (const char* name = file_out != nullptr ? file_out->failed_file() : nullptr) {
+      MESS_print(M_ERROR, "radar: the %s could not be written: %s\n", file_out->what, name);
       PLT_exit(ZOR_EXIT_OUTPUT);
     }
     if (!s.drawing && !s.grid_out) {
@@ -372,14 +390,21 @@ int PLT_close() {
                  nothing_option());
       PLT_exit(ZOR_EXIT_USAGE);
     }
-    if (ZOR_back_proc() < 0) ZOR_exit(1);
+    // A file device is finished (written to its end and given its name)
+    // before the run ends, so the exit status covers all of it and the file
+    // is there when the caller goes on; only a display is left to a
+    // detached process.
+    if (file_out == nullptr && ZOR_back_proc() < 0) ZOR_exit(1);
   }
   gset_no_plot(0);
   if (FLAG_get(kPlotTypeFlag) == kNothingPlotType) return -1;
   GPH_trans(2);
   if (s.dump == PLT_DUMP_NONE) GPH_hold(s.work_id);
   gclear_ws(s.work_id, GCOND);
-  GPH_end(s.work_id);
+  if (GPH_end(s.work_id) != 0 && file_out != nullptr && FLAG_batch()) {
+    MESS_print(M_ERROR, "radar: the %s could not be completed\n", file_out->what);
+    ZOR_exit(ZOR_EXIT_OUTPUT);
+  }
   PLT_init_labels();
   return 0;
 }

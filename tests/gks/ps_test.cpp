@@ -112,8 +112,9 @@ TEST_F(PsTest, ColourEpsHasABoundingBoxNoDictionaryAndRendersInColour) {
   ASSERT_TRUE(zor::test::open_ws(GWS_PS, eps + ",eps,color"));
   EXPECT_EQ(gget_inverse(), 1);
   zor::test::draw_scene();
-  // EPS landscape is translated by the whole paper height.
-  auto page = [](DevXY d) { return PagePoint{static_cast<int>(612.0f - d.y), static_cast<int>(792.0f - d.x)}; };
+  // EPS landscape is translated by the picture height (576 points), so the
+  // picture fills its bounding box exactly.
+  auto page = [](DevXY d) { return PagePoint{static_cast<int>(576.0f - d.y), static_cast<int>(792.0f - d.x)}; };
   const PagePoint fill = page(device(0.2f, 0.2f));
   const PagePoint line = page(device(0.7f, Scene::line_y));
   const PagePoint blank = page(device(Scene::blank_x, Scene::blank_y));
@@ -123,7 +124,7 @@ TEST_F(PsTest, ColourEpsHasABoundingBoxNoDictionaryAndRendersInColour) {
   EXPECT_EQ(text.rfind("%!PS-Adobe-3.0 EPSF-3.0\n%%BoundingBox: 0 0 576 756\n", 0), 0u);
   EXPECT_EQ(count_of(text, "30 dict begin"), 0);
   EXPECT_EQ(count_of(text, "saveobj"), 0);
-  EXPECT_NE(text.find("90 rotate\n0. inch -8.50 inch translate\n0 0 0 setrgbcolor\n"), std::string::npos);
+  EXPECT_NE(text.find("90 rotate\n0. inch -8.00 inch translate\n0 0 0 setrgbcolor\n"), std::string::npos);
   EXPECT_NE(text.find("1.00 0.00 0.00 setrgbcolor\n"), std::string::npos);
   EXPECT_EQ(count_of(text, "0.00 0.00 1.00 setrgbcolor\n"), 2);  // the fill, then the markers
   EXPECT_EQ(text.substr(text.size() - 20), "%%End of plot\n%%EOF\n");
