@@ -77,3 +77,21 @@ int fread_double_swap(unsigned char* data, FILE* ifile);
 int fwrite_long_swap(unsigned char* data, FILE* ifile);
 int fwrite_short_swap(unsigned char* data, FILE* ifile);
 int fswap(float* x, float* y);
+
+#include <cstddef>
+#include <istream>
+#include <string>
+
+namespace zor {
+
+// Most bytes a text input file (defaults, region, watch bulletins) is read
+// to: far beyond any real one, so an endless input (/dev/zero, a pipe that
+// never closes) still ends.
+inline constexpr std::size_t kTextFileMax = std::size_t{16} << 20;
+
+// The next line of `in` without its end (and a trailing CR), at most `keep`
+// characters of it kept, `too_long` set when there were more. False at the
+// end of the input or once `budget` bytes have been taken from it.
+bool get_bounded_line(std::istream& in, std::string& line, std::size_t keep, bool& too_long, std::size_t& budget);
+
+}  // namespace zor

@@ -24,6 +24,7 @@ inline constexpr char kClosed = 'c';
 
 struct State {
   std::ifstream file;
+  std::size_t budget = 0;  // bytes the open file may still give
   std::string prog_name;
   std::string prog_title;
   std::vector<std::string> tags;
@@ -156,9 +157,14 @@ std::optional<Line> get() {
   State& s = state();
   if (!s.file.is_open()) return std::nullopt;
   std::string line;
-  while (std::getline(s.file, line)) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (line.size() > static_cast<std::size_t>(DEF_LINE_MAX)) {
+  bool too_long = false;
+  for (;;) {
+    if (!zor::get_bounded_line(s.file, line, DEF_LINE_MAX, too_long, s.budget)) {
+      if (s.budget == 0) MESS_print(M_WARN, "DEF_get: file longer than %zu bytes, the rest ignored\n", zor::kTextFileMax);
+      s.file.close();  // so the warning comes once
+      break;
+    }
+    if (too_long) {
       MESS_print(M_WARN, "DEF_get: line longer than %d characters skipped\n", DEF_LINE_MAX);
       continue;
     }
@@ -272,6 +278,7 @@ int DEF_open(const char* filename) {
     s.file.clear();
     return -1;
   }
+  s.budget = zor::kTextFileMax;
   // Each file starts outside any IF; a file's unbalanced IF must not hide
   // the lines of the next.
   s.reset_nesting();

@@ -229,3 +229,32 @@ int fswap(float* x, float* y) {
   *y = t;
   return 0;
 }
+
+namespace zor {
+
+bool get_bounded_line(std::istream& in, std::string& line, std::size_t keep, bool& too_long, std::size_t& budget) {
+  line.clear();
+  too_long = false;
+  std::streambuf* buf = in.rdbuf();
+  bool any = false;
+  while (budget > 0) {
+    const int c = buf->sbumpc();
+    if (c == std::char_traits<char>::eof()) break;
+    --budget;
+    any = true;
+    if (c == '\n') break;
+    if (line.size() <= keep) line.push_back(static_cast<char>(c));
+  }
+  // Nothing left, or the budget ran out with more to come: a line cut
+  // there is not a line.
+  if (!any || (budget == 0 && buf->sgetc() != std::char_traits<char>::eof())) {
+    in.setstate(std::ios::eofbit);
+    return false;
+  }
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  too_long = line.size() > keep;
+  if (too_long) line.resize(keep);
+  return true;
+}
+
+}  // namespace zor

@@ -57,10 +57,9 @@ RegionLine parse_line(const std::string& line) {
 
 // Reads the next line; false at the end. Overlong lines are reported and
 // returned empty-flagged so that callers skip them rather than cut them.
-bool next_line(std::ifstream& in, std::string& line, bool& too_long, const std::string& path) {
-  if (!std::getline(in, line)) return false;
-  if (!line.empty() && line.back() == '\r') line.pop_back();
-  too_long = line.size() > static_cast<size_t>(DOM_MAX_LINE);
+// Region files are read to a limit (`budget` bytes), so an endless one still ends.
+bool next_line(std::ifstream& in, std::string& line, bool& too_long, const std::string& path, std::size_t& budget) {
+  if (!zor::get_bounded_line(in, line, static_cast<std::size_t>(DOM_MAX_LINE), too_long, budget)) return false;
   if (too_long)
     MESS_print(M_WARN, "Region file %s: line longer than %d characters skipped\n", path.c_str(),
                DOM_MAX_LINE);
@@ -239,7 +238,8 @@ int DOM_read_menu(const char* file) {
   int entry = 1;
   std::string line;
   bool too_long = false;
-  while (entry <= kMaxFileRegions && next_line(in, line, too_long, *path)) {
+  std::size_t budget = zor::kTextFileMax;
+  while (entry <= kMaxFileRegions && next_line(in, line, too_long, *path, budget)) {
     if (too_long || is_comment_or_blank(line)) continue;
     const RegionLine r = parse_line(line);
     if (!r.has_flag || r.flag == 0) continue;
@@ -278,7 +278,8 @@ int DOM_search_file(const char* file, const char* str, char* domstr) {
   const bool any = str == nullptr || *str == '\0';
   std::string line;
   bool too_long = false;
-  while (next_line(in, line, too_long, *path)) {
+  std::size_t budget = zor::kTextFileMax;
+  while (next_line(in, line, too_long, *path, budget)) {
     if (too_long || (!line.empty() && line[0] == '#')) continue;
     const RegionLine r = parse_line(line);
     if (r.words.empty()) return 0;
@@ -306,7 +307,8 @@ int DOM_print_file(const char* file) {
   MESS_print(M_PRINT, " Abbr    Description\n");
   std::string line;
   bool too_long = false;
-  while (next_line(in, line, too_long, *path)) {
+  std::size_t budget = zor::kTextFileMax;
+  while (next_line(in, line, too_long, *path, budget)) {
     if (too_long || is_comment_or_blank(line)) continue;
     const RegionLine r = parse_line(line);
     MESS_print(M_PRINT, "%-8s %-50s\n", r.words[0].c_str(), r.words.size() > 1 ? r.words[1].c_str() : "");

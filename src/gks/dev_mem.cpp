@@ -129,10 +129,15 @@ int MemoryDevice::open(const OpenRequest& /*request*/) {
     width_ = k.win_width;
     height_ = k.win_height;
   } else if (const char* geo = RES_get("geometry"); geo != nullptr) {
+    // Each side is held to kMaxSide, so a picture stays within a few hundred
+    // megabytes whatever the resource says.
+    constexpr int kMaxSide = 8192;
     int w = 0, h = 0;
-    if (std::sscanf(geo, "%dx%d", &w, &h) == 2 && w > 0 && h > 0 && w <= 30000 && h <= 30000) {
-      width_ = w;
-      height_ = h;
+    if (std::sscanf(geo, "%dx%d", &w, &h) == 2 && w > 0 && h > 0) {
+      if (w > kMaxSide || h > kMaxSide)
+        MESS_print(M_WARN, "Picture size %dx%d held to %d pixels a side\n", w, h, kMaxSide);
+      width_ = std::min(w, kMaxSide);
+      height_ = std::min(h, kMaxSide);
     }
   }
   gset_visual_masks(kRedMask, kGreenMask, kBlueMask);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -223,7 +224,10 @@ int xwd_read_mem(const std::vector<std::uint8_t>& f, IMG_report* image) {
   zor::ByteReader r(f.data() + start, f.size() - start);
   unsigned h[25];
   for (unsigned& v : h) v = r.u32();
-  if (h[1] != 7 || h[0] < 100 || h[12] > (1u << 24) || h[5] > (1u << 16)) {
+  // Counts are checked as read, unsigned: a colour count above 2^31 would
+  // turn negative as an int.
+  if (h[1] != 7 || h[0] < 100 || h[12] > (1u << 24) || h[5] > (1u << 16) || h[4] > (1u << 16) ||
+      h[19] > 65536 || h[11] > 32 || std::uint64_t{h[4]} * h[11] > std::uint64_t{h[12]} * 8) {
     MESS_print(M_WARN, "XWD_read: Not an XWD file\n");
     return 0;
   }
@@ -241,7 +245,6 @@ int xwd_read_mem(const std::vector<std::uint8_t>& f, IMG_report* image) {
   im.grn = h[15];
   im.blu = h[16];
   im.num_colors = static_cast<int>(h[19]);
-  if (im.num_colors > 65536) return 0;
   im.colors = alloc<IMG_color>(im.num_colors);
   for (int i = 0; i < im.num_colors; ++i) {
     r.skip(4);

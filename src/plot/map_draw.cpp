@@ -5,11 +5,13 @@
 #include "zor/map_draw.h"
 
 #include <array>
+#include <cmath>
 
 #include "map_draw_internal.h"
 #include "zor/data_dir.h"
 #include "zor/gks.h"
 #include "zor/map.h"
+#include "zor/mess.h"
 #include "zor/plt.h"
 
 namespace zor::map_draw {
@@ -60,9 +62,17 @@ int MAP_set_format(char* str) {
 }
 
 int MAP_latlon(float lat, float lon, int dt, int ex) {
+  // Lines closer than this would only blacken the map, and take ages to draw.
+  constexpr float kMinSpacing = 0.1f;
+  auto bound = [](float v) {
+    if (!std::isfinite(v)) return 0.0f;
+    if (v == 0.0f || std::fabs(v) >= kMinSpacing) return v;
+    MESS_print(M_WARN, "MAP_latlon: line spacing %g too small, %g used\n", v, kMinSpacing);
+    return std::copysign(kMinSpacing, v);
+  };
   auto& s = state();
-  s.latln = lat;
-  s.lonln = lon;
+  s.latln = bound(lat);
+  s.lonln = bound(lon);
   s.dot = dt;
   s.extra = ex;
   return 0;

@@ -111,7 +111,7 @@ int PLT_init_labels() {
 
 int PLT_set_overlay(int ind) {
   auto& s = state();
-  ind = std::min(ind, kLastOver);
+  ind = std::clamp(ind, 0, kLastOver);
   if (s.num_over < ind) s.num_over = ind;
   s.overlay = ind;
   return 0;
@@ -121,7 +121,7 @@ int PLT_get_overlay() { return state().overlay; }
 
 int PLT_set_overlay_base(int ind) {
   auto& s = state();
-  ind = std::min(ind, kLastOver);
+  ind = std::clamp(ind, 0, kLastOver);
   if (s.num_over < ind) s.num_over = ind;
   s.over_base = ind;
   return 0;
@@ -131,8 +131,10 @@ int PLT_get_overlay_base() { return state().over_base; }
 
 int PLT_set_num_overlay(int ind) {
   auto& s = state();
-  if (ind < 0) s.num_over = -ind;
-  else if (ind > s.num_over) s.num_over = ind;
+  // Overlay numbers index the label rows, so any count is held to the last row.
+  const int n = ind < 0 ? (ind < -kLastOver ? kLastOver : -ind) : std::min(ind, kLastOver);
+  if (ind < 0) s.num_over = n;
+  else if (n > s.num_over) s.num_over = n;
   return 0;
 }
 

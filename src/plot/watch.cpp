@@ -481,9 +481,12 @@ int WATCH_decode_file(const char* filename, Date* datim, long int cur_time) {
     MESS_print(M_WARN, "WATCH_decode_file: file not found: %s\n", filename);
     return 0;
   }
-  std::ostringstream buf;
-  buf << in.rdbuf();
-  std::string text = buf.str();
+  // A bulletin file is a few kilobytes; an endless one is read to the limit.
+  std::string text(zor::kTextFileMax, '\0');
+  in.read(text.data(), static_cast<std::streamsize>(text.size()));
+  text.resize(static_cast<std::size_t>(in.gcount()));
+  if (text.size() == zor::kTextFileMax)
+    MESS_print(M_WARN, "WATCH_decode_file: %s longer than %zu bytes, the rest ignored\n", filename, zor::kTextFileMax);
   std::erase(text, '\r');
   zor::watch::Scanner scan(std::move(text));
 

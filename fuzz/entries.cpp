@@ -1,0 +1,212 @@
+// The reader entries behind the fuzz targets and the robustness tests. Readers
+// that take a stream get the bytes through fmemopen; readers that take a file
+// name get them through a scratch file of this process.
+#include "entries.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "zor/date.h"
+#include "zor/dom.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/img.h"
+#include "zor/lev2.h"
+#include "zor/mess.h"
+#include "zor/mosaic.h"
+#include "zor/nids.h"
+#include "zor/rad.h"
+#include "zor/rcm.h"
+#include "zor/res.h"
+#include "zor/clr.h"
+#include "zor/watch.h"
+
+namespace zor::fuzz {
+namespace {
+
+struct FileCloser {
+  void operator()(std::FILE* f) const { std::fclose(f); }
+};
+using Stream = std::unique_ptr<std::FILE, FileCloser>;
+
+// The bytes as a read-only stream; fmemopen refuses an empty buffer, so an
+// empty input reads from /dev/null.
+Stream over(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return Stream(std::fopen("/dev/null", "rb"));
+  return Stream(fmemopen(const_cast<std::uint8_t*>(data), size, "rb"));
+}
+
+// The bytes written to this process's scratch file, removed at exit.
+class Scratch {
+ public:
+  Scratch() {
+    const char* dir = std::getenv("TMPDIR");
+    path_ = std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/zor_fuzz_" + std::to_string(getpid());
+  }
+  ~Scratch() { std::remove(path_.c_str()); }
+  const char* write(const std::uint8_t* data, std::size_t size) {
+    std::FILE* f = std::fopen(path_.c_str(), "wb");
+    if (f == nullptr) std::abort();
+    if (size > 0 && std::fwrite(data, 1, size, f) != size) std::abort();
+    std::fclose(f);
+    return path_.c_str();
+  }
+
+ private:
+  std::string path_;
+};
+
+const char* scratch(const std::uint8_t* data, std::size_t size) {
+  static Scratch s;
+  return s.write(data, size);
+}
+
+// A stream that swallows what the dump readers print.
+std::FILE* sink() {
+  static std::FILE* f = std::fopen("/dev/null", "w");
+  return f;
+}
+
+void nids(const std::uint8_t* data, std::size_t size) {
+  NIDS_reset();
+  Stream f = over(data, size);
+  zor::nids::dump_product(f.get(), [](const std::string&) {});
+}
+
+void lev2(const std::uint8_t* data, std::size_t size) {
+  zor::lev2::reset();
+  zor::lev2::dump_volume(scratch(data, size), sink());
+  LEV2_close_file();
+}
+
+void nowrad(const std::uint8_t* data, std::size_t size) {
+  zor::mosaic::reset();
+  Stream f = over(data, size);
+  NOWRad_info info;
+  if (NOWRad_header(f.get(), &info) != 1) return;
+  int line = 0;
+  NOWRad_packet p;
+  while (NOWRad_line(f.get(), &line) == 1)
+    while (NOWRad_get_packet(f.get(), &p) == 1) {
+    }
+}
+
+void kavrad(const std::uint8_t* data, std::size_t size) {
+  zor::mosaic::reset();
+  Stream f = over(data, size);
+  KAVRAD_info info;
+  if (KAVRAD_header(f.get(), &info) != 1) return;
+  KAVRAD_packet p;
+  while (KAVRAD_get_packet(f.get(), &p) == 1) {
+  }
+}
+
+void rcm(const std::uint8_t* data, std::size_t size) {
+  zor::rcm::reset();
+  Stream f = over(data, size);
+  auto r = std::make_unique<RCM_report>();
+  // A report per call; a reader that stops advancing must still end.
+  for (int n = 0; n < 1000 && RCM_read_site(f.get(), r.get()) >= 0; ++n) {
+  }
+}
+
+void cvt(const std::uint8_t* data, std::size_t size) {
+  zor::rad::reset();
+  int type = 0;
+  const int fd = RAD_open(scratch(data, size), 0, &type);
+  if (fd < 0) return;
+  auto info = std::make_unique<RAD_info>();
+  RAD_getinfo(fd, info.get());
+  MDR_report mdr;
+  for (int n = 0; n < 200 && MDR_read(fd, &mdr, 0, n) == 0; ++n) {
+  }
+  auto r = std::make_unique<RCM_report>();
+  for (int n = 0; n < 1000 && RCM_read(fd, r.get()) == 1; ++n) {
+  }
+  RAD_close(fd);
+}
+
+template <int (*Read)(const char*, IMG_report*, int)>
+void image(const std::uint8_t* data, std::size_t size) {
+  IMG_report img;
+  IMG_init(&img);
+  Read(scratch(data, size), &img, 0);
+  IMG_free(&img);
+}
+
+void meta(const std::uint8_t* data, std::size_t size) {
+  // Played back onto a metafile that goes nowhere.
+  static const bool open = gopen_gks(nullptr, 0) == 0 && gopen_ws(1, "/dev/null", GWS_META) == 0;
+  if (!open) std::abort();
+  gread_metafile(scratch(data, size));
+}
+
+void watch(const std::uint8_t* data, std::size_t size) {
+  zor::watch::reset();
+  Date d;
+  DATE_init(&d);
+  d.year = 2024;
+  d.month = 5;
+  d.day = 5;
+  d.hour = 9;
+  d.min = 0;
+  d.sec = 0;
+  WATCH_decode_file(scratch(data, size), &d, DATE_num_sec(&d));
+}
+
+void defaults(const std::uint8_t* data, std::size_t size) {
+  if (DEF_open(scratch(data, size)) < 0) return;
+  std::array<char, DEF_LINE_MAX + 1> name{}, value{};
+  for (int n = 0; n < 100000 && DEF_get(name.data(), value.data()) > 0; ++n) {
+  }
+  DEF_close();
+}
+
+void colours(const std::uint8_t* data, std::size_t size) {
+  zor::clr::reset();
+  CLR_read_table(scratch(data, size));
+}
+
+void region(const std::uint8_t* data, std::size_t size) {
+  zor::dom::reset();
+  DOM_read_menu(scratch(data, size));
+}
+
+constexpr Reader kReaders[] = {
+    {"nids", nids},
+    {"lev2", lev2},
+    {"nowrad", nowrad},
+    {"kavrad", kavrad},
+    {"rcm", rcm},
+    {"cvt", cvt},
+    {"gif", image<GIF_read>},
+    {"png", image<PNG_read>},
+    {"xwd", image<XWD_read>},
+    {"zorimg", image<IMG_read_zor>},
+    {"meta", meta},
+    {"watch", watch},
+    {"defaults", defaults},
+    {"colours", colours},
+    {"region", region},
+};
+
+}  // namespace
+
+std::span<const Reader> readers() { return kReaders; }
+
+Entry find(std::string_view name) {
+  for (const Reader& r : kReaders)
+    if (name == r.name) return r.run;
+  return nullptr;
+}
+
+void quiet() {
+  MESS_set(0, 0);
+  IMG_set_read_retry(0, 0);  // no waiting for an image file still being written
+}
+
+}  // namespace zor::fuzz
