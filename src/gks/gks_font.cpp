@@ -191,10 +191,15 @@ int read_font(const char* name) {
   auto path = locate(n);
   std::string text;
   if (path) {
-    std::ifstream in(*path);
-    std::ostringstream ss;
-    ss << in.rdbuf();
-    if (in) text = ss.str();
+    if (const auto it = f.files.find(*path); it != f.files.end()) {
+      text = it->second;
+    } else {
+      std::ifstream in(*path);
+      std::ostringstream ss;
+      ss << in.rdbuf();
+      if (in) text = ss.str();
+      if (!text.empty()) f.files.emplace(*path, text);
+    }
   }
   if (text.empty() || !parse_font(text, f)) {
     f.clear_glyphs();

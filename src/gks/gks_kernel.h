@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <map>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -66,6 +67,7 @@ struct FontState {
   std::vector<std::uint8_t> db;
   std::array<int, 256> index{};
   std::array<std::uint8_t, 256> size{};
+  std::map<std::string, std::string> files;  // font files read, by path: once per process
   void clear_glyphs() {
     db.clear();
     index.fill(-1);

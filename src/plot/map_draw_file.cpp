@@ -7,11 +7,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "map_draw_internal.h"
 #include "zor/byte_reader.h"
+#include "zor/file_io.h"
 #include "zor/gks.h"
 #include "zor/map.h"
 #include "zor/map_draw.h"
@@ -19,11 +22,6 @@
 
 namespace zor::map_draw {
 namespace {
-
-struct LatLon {
-  float lat;
-  float lon;
-};
 
 // Consecutive points further apart than this in x have crossed the seam.
 constexpr float kSeamJump = 20.0f;
@@ -178,14 +176,15 @@ float seam_width(int proj, float y) {
   }
 }
 
+// Draws segments as pieces, and keeps the pieces when `keep` is given.
 class PieceDrawer {
  public:
-  explicit PieceDrawer(bool fill) : fill_(fill) { piece_.reserve(kBufferPoints); }
+  PieceDrawer(bool fill, CachedMap* keep) : fill_(fill), keep_(keep) { piece_.reserve(kBufferPoints); }
 
-  void draw_segment(const std::vector<LatLon>& pts) {
+  void draw_segment(const LatLon* pts, std::size_t n) {
     const int proj = MAP_get_proj();
     piece_.clear();
-    for (const LatLon& ll : pts) {
+    for (const LatLon& ll : std::span(pts, n)) {
       Gpt p;
       if (MAP_tran(ll.lat, ll.lon, &p.x, &p.y) == 0 || p.x == ZOR_MISSING_F) {
         flush();  // an invisible point ends the piece
@@ -212,11 +211,16 @@ class PieceDrawer {
       const int n = static_cast<int>(piece_.size());
       if (fill_) gfill_area(n, piece_.data());
       else gpolyline(n, piece_.data());
+      if (keep_ != nullptr) {
+        keep_->piece_points.insert(keep_->piece_points.end(), piece_.begin(), piece_.end());
+        keep_->piece_counts.push_back(n);
+      }
     }
     piece_.clear();
   }
 
   bool fill_;
+  CachedMap* keep_;
   std::vector<Gpt> piece_;
 };
 
@@ -227,31 +231,87 @@ std::vector<std::uint8_t> read_rest(FILE* fp) {
   return data;
 }
 
+// Reads every segment of a map file's data, up to its end or the damage.
+CachedMap read_map(const std::vector<std::uint8_t>& data) {
+  const std::string text(data.begin(), data.end());
+  TextSource text_source(text);
+  BinarySource binary_source(data);
+  SegmentSource& source =
+      text_source.header_ahead() ? static_cast<SegmentSource&>(text_source) : binary_source;
+  CachedMap m;
+  std::vector<LatLon> pts;
+  pts.reserve(kBufferPoints);
+  for (;;) {
+    const int n = source.next(pts);
+    if (n <= 0) {
+      m.end = n < -1 ? -2 : n;
+      m.error = source.error;
+      return m;
+    }
+    m.points.insert(m.points.end(), pts.begin(), pts.end());
+    m.counts.push_back(n);
+  }
+}
+
+bool same_domain(const Domain& a, const Domain& b) {
+  // All 32-bit fields, no padding: equal bytes are the same projection.
+  static_assert(sizeof(Domain) == 15 * 4);
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+// Draws a map as read; `keep` collects the pieces for drawing it again.
+int draw_map(CachedMap& m, bool keep) {
+  const bool fill = state().fill != 0;
+  Domain dom;
+  MAP_get_domain(&dom);
+  if (m.projected && same_domain(m.domain, dom)) {
+    std::size_t at = 0;
+    for (int n : m.piece_counts) {
+      if (fill) gfill_area(n, m.piece_points.data() + at);
+      else gpolyline(n, m.piece_points.data() + at);
+      at += static_cast<std::size_t>(n);
+    }
+  } else {
+    m.projected = false;
+    m.piece_points.clear();
+    m.piece_counts.clear();
+    PieceDrawer drawer(fill, keep ? &m : nullptr);
+    std::size_t at = 0;
+    for (int n : m.counts) {
+      drawer.draw_segment(m.points.data() + at, static_cast<std::size_t>(n));
+      at += static_cast<std::size_t>(n);
+    }
+    if (keep) {
+      m.projected = true;
+      m.domain = dom;
+    }
+  }
+  if (m.end == 0) return 0;
+  if (m.end == -2) MESS_print(M_WARN, "MAP_map: Damaged map file: %s\n", m.error.c_str());
+  return -1;
+}
+
 }  // namespace
+
+int draw_map_file(const std::string& path) {
+  auto& maps = state().maps;
+  auto it = maps.find(path);
+  if (it == maps.end()) {
+    const File fp = open_file(path.c_str(), "rb");
+    if (!fp) return -2;
+    if (!earth_projection()) return 1;
+    it = maps.emplace(path, read_map(read_rest(fp.get()))).first;
+  }
+  if (!earth_projection()) return 1;
+  return draw_map(it->second, true);
+}
+
 }  // namespace zor::map_draw
 
 int MAP_map(FILE* map_file) {
   using namespace zor::map_draw;
   if (!earth_projection()) return 1;
   if (map_file == nullptr) return -1;
-  const std::vector<std::uint8_t> data = read_rest(map_file);
-  const std::string text(data.begin(), data.end());
-  TextSource text_source(text);
-  BinarySource binary_source(data);
-  SegmentSource& source =
-      text_source.header_ahead() ? static_cast<SegmentSource&>(text_source) : binary_source;
-
-  PieceDrawer drawer(state().fill != 0);
-  std::vector<LatLon> pts;
-  pts.reserve(kBufferPoints);
-  for (;;) {
-    const int n = source.next(pts);
-    if (n == 0) return 0;
-    if (n == -1) return -1;
-    if (n < 0) {
-      MESS_print(M_WARN, "MAP_map: Damaged map file: %s\n", source.error.c_str());
-      return -1;
-    }
-    drawer.draw_segment(pts);
-  }
+  CachedMap m = read_map(read_rest(map_file));
+  return draw_map(m, false);
 }

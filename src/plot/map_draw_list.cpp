@@ -228,12 +228,10 @@ int map_file_item(const char* item) {
     return -1;
   }
   if (attr.color == -1) return 0;
-  File fp = open_file(found->c_str(), "rb");
-  if (!fp) {
+  if (draw_map_file(*found) == -2) {
     MESS_print(M_WARN, "MAP_process: Map file not found: %s\n", file.c_str());
     return -1;
   }
-  MAP_map(fp.get());
   st.fill = 0;
   return 0;
 }

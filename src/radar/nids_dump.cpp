@@ -1,7 +1,11 @@
 // Text listing of a NIDS product: the decoder's items exactly as the plotter
 // receives them, for inspection and for comparing decodes.
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string>
+#include <vector>
 
 #include "zor/nids.h"
 
@@ -21,19 +25,47 @@ std::string format(const char* fmt, auto... args) {
   return buf;
 }
 
+// The " %g" text of each value met, so that a product's few distinct
+// levels are formatted once rather than once per bin.
+class ValueText {
+ public:
+  void append(std::string& s, float v) {
+    std::uint32_t key;
+    std::memcpy(&key, &v, sizeof key);
+    Slot& e = slots_[(key * 2654435761u) >> (32 - kBits)];
+    if (!e.used || e.key != key) {
+      const int n = std::snprintf(e.text, sizeof e.text, " %g", static_cast<double>(v));
+      e.len = static_cast<std::size_t>(std::clamp(n, 0, static_cast<int>(sizeof e.text) - 1));
+      e.key = key;
+      e.used = true;
+    }
+    s.append(e.text, e.len);
+  }
+
+ private:
+  static constexpr int kBits = 10;
+  struct Slot {
+    std::uint32_t key = 0;
+    bool used = false;
+    std::size_t len = 0;
+    char text[24] = {};  // " -1.23457e+38" at the longest
+  };
+  std::vector<Slot> slots_ = std::vector<Slot>(std::size_t{1} << kBits);
+};
+
 // Expands runs into one value per bin or cell.
-int add_runs(FILE* f, std::string& s) {
+int add_runs(FILE* f, std::string& s, ValueText& text) {
   NIDS_data d;
   int stat;
   while ((stat = NIDS_get_data(f, &d)) == 1) {
-    for (int i = 0; i < static_cast<int>(d.run); ++i) add_value(s, d.val);
+    for (int i = 0; i < static_cast<int>(d.run); ++i) text.append(s, d.val);
   }
   return stat;
 }
 
 // Lists the items of the current packet; false when an item read failed.
 bool dump_packet(FILE* f, int code, const std::string& prefix,
-                 const std::function<void(const std::string&)>& line) {
+                 const std::function<void(const std::string&)>& line, ValueText& text) {
   switch (code) {
     case NIDS_PKT_RADIAL:
     case NIDS_PKT_DIGITAL_RADIAL: {
@@ -41,7 +73,7 @@ bool dump_packet(FILE* f, int code, const std::string& prefix,
       int stat;
       while ((stat = NIDS_get_radial(f, &start, &width)) == 1) {
         std::string s = prefix + format("R %g %g", static_cast<double>(start), static_cast<double>(width));
-        if (add_runs(f, s) < 0) return false;
+        if (add_runs(f, s, text) < 0) return false;
         line(s);
       }
       return stat == 0;
@@ -52,7 +84,7 @@ bool dump_packet(FILE* f, int code, const std::string& prefix,
       int row = 0, stat;
       while ((stat = NIDS_get_rastor(f)) == 1) {
         std::string s = prefix + format("W %d", row++);
-        if (add_runs(f, s) < 0) return false;
+        if (add_runs(f, s, text) < 0) return false;
         line(s);
       }
       return stat == 0;
@@ -113,9 +145,10 @@ int dump_product(FILE* f, const std::function<void(const std::string&)>& line) {
   line(th);
 
   bool ok = true;
+  ValueText text;
   int code = info.type;
   do {
-    if (!dump_packet(f, code, "", line)) {
+    if (!dump_packet(f, code, "", line, text)) {
       ok = false;
       break;
     }
@@ -127,7 +160,7 @@ int dump_product(FILE* f, const std::function<void(const std::string&)>& line) {
       std::string prefix(1, 'P');  // appended: GCC 12 warns falsely about "P" + std::string
       prefix.append(std::to_string(page)).append(1, ' ');
       while (NIDS_packet(f, &code) == 1) {
-        if (!dump_packet(f, code, prefix, line)) {
+        if (!dump_packet(f, code, prefix, line, text)) {
           ok = false;
           break;
         }

@@ -135,6 +135,10 @@ struct State {
   int cur_vector = 0;   // bytes of the current vector or barb packet read
   int item_bytes = 0;   // bytes of vectors, barbs or text characters
   bool text_done = false;
+  // Values of the 256 levels of the current digital packet, filled on its
+  // first bin so that the rule and its maths run once per packet.
+  std::array<float, 256> digital{};
+  bool digital_ready = false;
 
   bool layer_open = false;   // the first symbology layer may be walked
   long symb_start = -1;      // reader position of the symbology block

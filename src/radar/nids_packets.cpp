@@ -317,6 +317,7 @@ void State::reset() {
   cur_row = cur_column = row_bytes = 0;
   cur_vector = item_bytes = 0;
   in_radial = in_row = text_done = false;
+  digital_ready = false;
   layer_open = false;
   symb_start = -1;
   graphic_open = false;
@@ -356,6 +357,7 @@ int NIDS_packet(FILE* ifile, int* code) {
   }
   if (!finish_packet(ifile, s)) return -1;
   s.kind = Kind::none;
+  s.digital_ready = false;
   std::uint8_t raw[2];
   if (NIDS_read(raw, 2, ifile) != 1) {
     // Running out between packets is the plain end of the data.
@@ -442,8 +444,12 @@ int NIDS_get_data(FILE* ifile, NIDS_data* data) {
         data->run = static_cast<float>(raw[0] >> 4);
         data->val = s.thres[raw[0] & 15];
       } else {
+        if (!s.digital_ready) {
+          for (int b = 0; b < 256; ++b) s.digital[static_cast<std::size_t>(b)] = digital_value(s, b);
+          s.digital_ready = true;
+        }
         data->run = 1.0f;
-        data->val = digital_value(s, raw[0]);
+        data->val = s.digital[raw[0]];
       }
       return 1;
     case Kind::raster:

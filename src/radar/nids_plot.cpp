@@ -142,20 +142,26 @@ int NIDS_set_date(Date* datim) {
 int NIDS_open_file(char* filename) {
   auto& s = state();
   if (filename == nullptr) return 0;
-  if (s.ifile != nullptr) NIDS_close_file();
-  s.ifile = FILE_open(filename, "r");
-  if (s.ifile == nullptr) {
-    // The first file is opened twice (for its domain, then to plot it).
-    if (s.unopened != filename) MESS_print(M_WARN, "NIDS_open_file: Unable to open file:%s\n", filename);
-    s.unopened = filename;
-    return 0;
-  }
-  s.unopened.clear();
-  s.nids_info = NIDS_info{};
-  if (NIDS_get_header(s.ifile, &s.nids_info) != 1) {
-    MESS_print(M_WARN, "NIDS_open_file: Unable to read file:%s\n", filename);
-    NIDS_close_file();
-    return 0;
+  if (s.ifile != nullptr && !s.kept.empty() && s.kept == filename) {
+    s.kept.clear();
+    s.nids_info = s.kept_info;
+  } else {
+    if (s.ifile != nullptr) NIDS_close_file();
+    s.ifile = FILE_open(filename, "r");
+    if (s.ifile == nullptr) {
+      // The first file is opened twice (for its domain, then to plot it).
+      if (s.unopened != filename) MESS_print(M_WARN, "NIDS_open_file: Unable to open file:%s\n", filename);
+      s.unopened = filename;
+      return 0;
+    }
+    s.unopened.clear();
+    s.nids_info = NIDS_info{};
+    if (NIDS_get_header(s.ifile, &s.nids_info) != 1) {
+      MESS_print(M_WARN, "NIDS_open_file: Unable to read file:%s\n", filename);
+      NIDS_close_file();
+      return 0;
+    }
+    s.kept_info = s.nids_info;
   }
   zor::nids_plot::own_scale(s.nids_info);
   DATE_make_label(&s.nids_info.date, s.datim);
@@ -170,6 +176,7 @@ int NIDS_close_file() {
   if (s.ifile == nullptr) return 0;
   FILE_close(s.ifile);
   s.ifile = nullptr;
+  s.kept.clear();
   return 1;
 }
 
@@ -256,7 +263,7 @@ void prepare(Domain* domain) {
   FILE_set_date(&s.base_date, name, sizeof name);
   if (NIDS_open_file(name)) {
     const Domain product = s.nids_info.domain;
-    NIDS_close_file();
+    s.kept = name;  // left open: usually the first file plotted
     if (domain->proj == ZOR_MISSING) *domain = product;
   }
   if (wants_watches()) WATCH_decode(&s.file_date);

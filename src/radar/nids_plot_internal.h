@@ -23,6 +23,10 @@ struct PlotState {
   NIDS_report storm;         // the storm being parsed
   int storm_type = 0;        // storm table layout (1 "VLOW", 2 "VIL")
   long fill_calls = 0;       // fill areas of the last symbology layer
+  // The first file, left open by the domain look-up with its header read:
+  // plotting it next goes on from there instead of decompressing it again.
+  std::string kept;
+  NIDS_info kept_info;       // its header as read, before own_scale
 };
 
 PlotState& state();

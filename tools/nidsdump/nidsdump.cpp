@@ -20,8 +20,13 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "%s: cannot open %s\n", argv[0], argv[1]);
     return 1;
   }
-  const int stat = zor::nids::dump_product(
-      f.get(), [](const std::string& s) { std::printf("%s\n", s.c_str()); });
+  // Whole blocks to stdout whether it is a terminal, a pipe or a file.
+  static char out_buf[1 << 16];
+  std::setvbuf(stdout, out_buf, _IOFBF, sizeof out_buf);
+  const int stat = zor::nids::dump_product(f.get(), [](const std::string& s) {
+    std::fwrite(s.data(), 1, s.size(), stdout);
+    std::fputc('\n', stdout);
+  });
   if (stat != 0) {
     const char* why = NIDS_last_error();
     std::fprintf(stderr, "%s: %s: %s\n", argv[0], argv[1], why[0] ? why : "not a NIDS product");

@@ -1,0 +1,121 @@
+// Whole-process times of the programs as users run them: nidsdump over every
+// Level III file, a batch plot of the bundled 8-bit reflectivity product to
+// PNG, the program's start-up alone, and a loop of 16 products to GIF files
+// against one. Besides the wall time each run reports the CPU time of the
+// child processes, which a busy machine disturbs much less.
+//
+// ZOR_BENCH_RADAR and ZOR_BENCH_NIDSDUMP name other binaries to time, such as
+// those of an older build.
+#include <benchmark/benchmark.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string binary(const char* env, const char* built) {
+  const char* e = std::getenv(env);
+  return e != nullptr && *e != '\0' ? e : built;
+}
+
+double child_cpu_seconds() {
+  rusage u{};
+  getrusage(RUSAGE_CHILDREN, &u);
+  return static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
+         static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
+}
+
+int run(const std::string& cmd) {
+  const int rc = std::system(cmd.c_str());
+  return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+}
+
+// A working folder per process, with the product linked in under 16 names.
+struct Setup {
+  fs::path dir = fs::temp_directory_path() / ("zor_process_bench_" + std::to_string(::getpid()));
+  std::string product = "KBMX_SDUS54_N0QBMX_201501020205";
+  std::vector<std::string> level3;
+  Setup() {
+    fs::create_directories(dir);
+    const fs::path src = fs::path(ZOR_SOURCE_DIR) / "examples" / product;
+    std::error_code ec;
+    for (int i = 0; i < 16; ++i) {
+      std::string name = std::to_string(i);
+      name.insert(0, 1, 'p');  // not "p" + ...: GCC 12 warns falsely about it
+      fs::create_symlink(src, dir / name, ec);
+    }
+    fs::create_symlink(src, dir / product, ec);
+    for (const auto& e : fs::recursive_directory_iterator(fs::path(ZOR_SHARED_DATA_DIR) / "level3", ec))
+      if (e.is_regular_file()) level3.push_back(e.path().string());
+    std::sort(level3.begin(), level3.end());
+  }
+  ~Setup() { fs::remove_all(dir); }
+};
+
+Setup& setup() {
+  static Setup s;
+  return s;
+}
+
+// Runs the radar program in batch mode with no resource files and no display.
+std::string radar(const std::string& args) {
+  return "cd '" + setup().dir.string() + "' && env -u DISPLAY zordefault=none '" +
+         binary("ZOR_BENCH_RADAR", ZOR_RADAR_BINARY) + "' -ba -inp nids " + args + " </dev/null >/dev/null 2>&1";
+}
+
+// Times `cmd` (which must end with status `want`); `per` runs of the program
+// make one iteration.
+void time_command(benchmark::State& state, const std::string& cmd, int want, int per = 1) {
+  const double cpu0 = child_cpu_seconds();
+  for (auto _ : state) {
+    if (run(cmd) != want) {
+      state.SkipWithError(("failed: " + cmd).c_str());
+      return;
+    }
+  }
+  const double runs = static_cast<double>(state.iterations()) * per;
+  state.counters["child_cpu_ms"] = (child_cpu_seconds() - cpu0) * 1000.0 / runs;
+}
+
+void BM_NidsdumpEveryLevel3File(benchmark::State& state) {
+  const auto& files = setup().level3;
+  if (files.empty()) return state.SkipWithError("no files under " ZOR_SHARED_DATA_DIR "/level3");
+  std::string cmd = "for f in";
+  for (const auto& f : files) cmd += " '" + f + "'";
+  cmd += "; do '" + binary("ZOR_BENCH_NIDSDUMP", ZOR_NIDSDUMP_BINARY) + "' \"$f\" >/dev/null 2>&1; done";
+  time_command(state, cmd, 0, static_cast<int>(files.size()));
+  state.counters["files"] = static_cast<double>(files.size());  // the time per file: Time / files
+}
+
+void BM_PlotN0QToPng(benchmark::State& state) {
+  time_command(state, radar("-of png:@one.png @" + setup().product), 0);
+}
+
+// Resources, name conventions, data folder and input type, up to looking
+// for the input file (here a missing one, status 10); fonts, maps and site
+// tables are read later, when first drawn.
+void BM_StartUp(benchmark::State& state) { time_command(state, radar("-of png:@none.png @no_such_product"), 10); }
+
+void BM_OneProductToGif(benchmark::State& state) { time_command(state, radar("-of gif:@one_%i.gif @p0"), 0); }
+
+void BM_LoopOf16ProductsToGif(benchmark::State& state) {
+  std::string files;
+  for (int i = 0; i < 16; ++i) files += " @p" + std::to_string(i);
+  time_command(state, radar("-of gif:@loop_%i.gif" + files), 0);
+}
+
+BENCHMARK(BM_NidsdumpEveryLevel3File)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(5);
+BENCHMARK(BM_PlotN0QToPng)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(15);
+BENCHMARK(BM_StartUp)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(15);
+BENCHMARK(BM_OneProductToGif)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(9);
+BENCHMARK(BM_LoopOf16ProductsToGif)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(9);
+
+}  // namespace
