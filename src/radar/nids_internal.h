@@ -2,14 +2,12 @@
 // read at a time, so the whole decoder lives in one process-wide record.
 #pragma once
 
-#include <bzlib.h>
-#include <zlib.h>
-
 #include <array>
 #include <cstdint>
 #include <cstdio>
 #include <string>
 
+#include "zor/decompress.h"
 #include "zor/nids.h"
 
 namespace zor::nids {
@@ -33,18 +31,15 @@ struct Reader {
   bool stream_end = false;   // the last decompressor call finished its stream
   bool out_was_full = false; // the decompressor may still hold output
   bool eof = false;
-  z_stream zs{};
-  bool zs_open = false;
-  bz_stream bz{};
-  bool bz_open = false;
-  int zstat = 0;
+  Decompressor zlib{Decompressor::Kind::zlib};
+  Decompressor bzip2{Decompressor::Kind::bzip2};
+  int zstat = 0;  // the decompression library's last status
   long bytes = 0;   // bytes handed out since the last page start
   long nbytes = 0;  // length of the current graphic page
   long total = 0;   // bytes handed out since the reader was reset
 
   void end_streams();
   void reset();
-  ~Reader() { end_streams(); }
 };
 
 struct MessHeader {
