@@ -156,6 +156,10 @@ void build_label(const State& s, const ProductRules& pr, bool mosaic, NIDS_info&
 void set_elevation(const ProdDesc& d, ElevMax rule, NIDS_info& info) {
   switch (rule) {
     case ElevMax::elev_only: info.elev = d.p3 / 10.0f; break;
+    case ElevMax::elev_p4:
+      info.elev = d.p3 / 10.0f;
+      info.max = static_cast<float>(d.p4);
+      break;
     case ElevMax::elev_p4_p5:
       info.elev = d.p3 / 10.0f;
       info.nmax = static_cast<float>(d.p4);
@@ -418,7 +422,10 @@ int NIDS_prod_symb(FILE* ifile) {
   State& s = state();
   s.layer_open = false;
   if (s.pr_desc.off_symb == 0) return 0;
-  if (symbology_may_be_compressed(s.mess.code)) s.rd.comp_test = true;
+  // Newer products compress their symbology too, so every product is
+  // tested by content; a plain block starts with its -1 divider, which is
+  // neither a bzip2 nor a zlib header.
+  s.rd.comp_test = true;
   std::uint8_t raw[10];
   // The position is taken after the read so that a stream detected here
   // counts from its first decompressed byte.

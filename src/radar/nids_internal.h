@@ -158,7 +158,6 @@ bool skip_bytes(FILE* f, long n);
 enum class DigitalRule { linear, dvil, eet, scaled_offset };
 DigitalRule digital_rule(int code);
 bool divide_by_100(int code);
-bool symbology_may_be_compressed(int code);
 void decode_thresholds(int code, const std::array<std::uint16_t, 16>& t, std::array<float, 16>& out);
 float generic_threshold(std::uint16_t t);
 

@@ -41,7 +41,7 @@ struct FillRow {
 
 // Fill tables by product code; the first row holding the code wins.
 const FillRow kFillRows[] = {
-    {{{32, 32}, {186, 186}, {94, 94}},
+    {{{32, 32}, {186, 186}, {94, 94}, {153, 153}, {180, 180}},
      {"-100:off,5:blue,10:lblue,15:cyan,20:lcyan,25:green,30:lgreen,35:brown,40:yellow,45:red,50:lred,"
       "55:magenta,60:lmagenta,65:dgray,70:lgray,75:white",
       false, false}},
@@ -59,11 +59,16 @@ const FillRow kFillRows[] = {
      {"-100:off,0:blue,5:lblue,10:cyan,15:lcyan,20:green,25:lgreen,30:brown,35:yellow,40:red,45:lred,"
       "50:magenta,55:lmagenta,60:dgray,65:lgray,70:white",
       false, false}},
-    {{{22, 27}, {182, 182}, {99, 99}},
+    {{{22, 27}, {182, 182}, {99, 99}, {154, 154}},
      {"-70:blue,-63:lblue,-49:cyan,-35:lcyan,-25:green,-19:lgreen,-9:dgray,0:off,1:lgray,10:yellow,20:brown,"
       "26:lred,36:red,50:lmagenta,64:magenta",
       false, false}},
     {{{78, 80}}, {kSixteen, true, false}},
+    // Digital spectrum width, knots.
+    {{{155, 155}},
+     {"-100:off,2:blue,4:lblue,6:cyan,8:lcyan,10:green,12:lgreen,14:brown,16:yellow,18:red,20:lred,"
+      "25:magenta,30:lmagenta,40:dgray,50:lgray,60:white",
+      false, false}},
     {{{158, 159}},
      {"-7.0:blue,-6.3:lblue,-4.9:cyan,-3.5:lcyan,-2.5:green,-1.9:lgreen,-.9:dgray,0:off,.1:lgray,1.0:yellow,"
       "2.0:brown,2.6:lred,3.6:red,5.0:lmagenta,6.4:magenta",
@@ -76,7 +81,7 @@ const FillRow kFillRows[] = {
      {"-100:off,10:magenta,20:lmagenta,30:cyan,40:blue,50:lblue,60:dgreen,70:green,80:lgreen,90:lcyan,"
       "100:red,140:dgray,150:lgray",
       false, false}},
-    {{{161, 161}, {163, 163}},
+    {{{161, 161}, {163, 163}, {167, 167}},
      {"-200:off,-1.:blue,-.8:lblue,-.6:cyan,-.4:lcyan,-.2:green,0:yellow,.2:brown,.4:lred,.6:red,"
       ".8:lmagenta,1.:magenta",
       false, false}},
