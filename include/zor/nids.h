@@ -104,6 +104,10 @@ int NIDS_dec_time(int secs, int* hour, int* min, int* sec);
 // ran out of packets): encrypted data, a truncated item, a count out of
 // range, a decompression failure. Cleared by NIDS_get_header.
 const char* NIDS_last_error();
+// Why the file read by the last NIDS_get_header is not a product at all (a
+// status or free-text message, a Level II volume, other text or data), ""
+// for a product. Such a file still yields a header, but nothing to plot.
+const char* NIDS_not_product();
 // Forget everything about the current product (tests use this between files).
 void NIDS_reset();
 

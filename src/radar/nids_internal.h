@@ -139,6 +139,8 @@ struct State {
 
   std::string ext_info;
   std::string error;
+  std::string not_product;  // why the file is not a product, "" for a product
+  std::string lead;         // the file's first bytes, to describe a non-product
 
   // Clears everything but the extension string, which belongs to the caller.
   void reset();

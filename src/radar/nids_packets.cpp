@@ -323,6 +323,8 @@ void State::reset() {
   pages_read = 0;
   in_page = false;
   error.clear();
+  not_product.clear();
+  lead.clear();
   ext_info = keep_ext;
 }
 
@@ -339,6 +341,8 @@ using namespace zor::nids;
 using zor::ByteReader;
 
 const char* NIDS_last_error() { return state().error.c_str(); }
+
+const char* NIDS_not_product() { return state().not_product.c_str(); }
 
 void NIDS_reset() {
   State& s = state();
