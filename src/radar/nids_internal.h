@@ -99,7 +99,14 @@ struct VectHdr {
 };
 
 // What kind of items the current packet hands out.
-enum class Kind { none, radial, digital_radial, raster, precip_array, text, vector, barb, skipped };
+enum class Kind {
+  none, radial, digital_radial, raster, precip_array, text, vector, barb, skipped,
+  linked,      // a line through points, handed out as vectors
+  contour_colour,  // sets the value of the contours that follow
+  container,   // storm positions: the packets inside follow as packets
+  symbol,      // storm and feature symbols, handed out as texts
+  generic,     // generic data (28): a 32-bit length, stepped over
+};
 
 struct State {
   Reader rd;
@@ -130,6 +137,10 @@ struct State {
   int cur_vector = 0;   // bytes of the current vector or barb packet read
   int item_bytes = 0;   // bytes of vectors, barbs or text characters
   bool text_done = false;
+  float line_x = 0.0f, line_y = 0.0f;  // the last point of a linked line
+  float line_val = 0.0f;               // value of the current line
+  float contour_val = 0.0f;            // value set by the last contour colour
+  int symbol_size = 0;                 // bytes per symbol of a symbol packet
 
   bool layer_open = false;   // the first symbology layer may be walked
   long symb_start = -1;      // reader position of the symbology block

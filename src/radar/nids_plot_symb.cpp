@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "nids_plot_internal.h"
+#include "zor/clr.h"
 #include "zor/cont.h"
 #include "zor/dom.h"
 #include "zor/file.h"
@@ -468,6 +469,44 @@ int draw_text(FILE* f) {
   return 0;
 }
 
+// Storm and feature symbols with the markers of the storm overlay: TVS in
+// red, hail in green, point features (mesocyclones) in yellow, storm
+// identifiers white; each with its text beside it.
+int draw_symbols(FILE* f, int code) {
+  struct SymbolMark {
+    int code;
+    const char* colour;
+    int type;
+  };
+  static constexpr SymbolMark kMarks[] = {
+      {12, "red", 9}, {26, "red", 9}, {19, "green", 5}, {20, "yellow", 4}, {15, "white", 2}, {25, "white", 4},
+  };
+  const bool draw = FLAG_getplot(kCompSummary) != 0;
+  const SymbolMark* mark = nullptr;
+  for (const auto& m : kMarks)
+    if (m.code == code) mark = &m;
+  const Gattribs data = data_attrib();
+  NIDS_text_data t;
+  int stat;
+  while ((stat = NIDS_get_text(f, &t)) == 1) {
+    if (!draw) continue;
+    float x = 0, y = 0;
+    MAP_tran(t.x, t.y, &x, &y);
+    if (mark != nullptr) {
+      gset_marker_colr_ind(CLR_get_ind(mark->colour));
+      gset_marker_type(mark->type);
+      gset_marker_width(2.0f);
+      GPH_mark(x, y);
+    }
+    if (data.color < 0 || code == 25) continue;
+    GPH_text_attr(&data, 8.0f);
+    GPH_text_align(1, 4);
+    const Gpt at{x, y};
+    gtext(&at, t.data);
+  }
+  return stat < 0 ? -1 : 0;
+}
+
 }  // namespace
 
 FillTable fill_table(int code) {
@@ -514,7 +553,10 @@ int NIDS_plot_summary() {
       case NIDS_PKT_WIND_BARB: stat = draw_barbs(s.ifile, fills); break;
       case NIDS_PKT_TEXT:
       case NIDS_PKT_TEXT_VALUE: stat = draw_text(s.ifile); break;
-      default: break;
+      default:
+        if (NIDS_line_packet(code)) stat = draw_vectors(s.ifile);
+        else if (NIDS_symbol_packet(code)) stat = draw_symbols(s.ifile, code);
+        break;
     }
     if (stat < 0) {
       MESS_print(M_WARN, "NIDS_plot_summary: %s\n",

@@ -96,6 +96,49 @@ TEST(NidsNewProducts, NonProductsSayWhatTheyAre) {
   EXPECT_STREQ(NIDS_not_product(), "");
 }
 
+// Lines of a listing that start with `prefix`.
+int count(const Listing& l, const std::string& prefix) {
+  int n = 0;
+  for (const auto& line : l.lines) n += line.rfind(prefix, 0) == 0;
+  return n;
+}
+
+TEST(NidsNewPackets, ContoursSymbolsAndGenericDataDecode) {
+  const struct {
+    const char* file;
+    const char* prefix;  // items the packets hand out
+    int at_least;
+  } cases[] = {
+      {"KBMX_SDUS84_N0MBMX_201501020205", "V 1 ", 100},  // melting layer contours
+      {"KOKX_SDUS31_NMDOKX_201108280702", "S 20 ", 1},    // mesocyclone point feature
+      {"KOKX_SDUS31_NMDOKX_201108280702", "P1 T ", 3},    // and the pages behind it
+      {"KBMX_SDUS34_NSTBMX_201501020205", "S 15 -384 -354 0 B4", 1},  // storm identifier
+      {"KOKX_SDUS61_NHIOKX_201108280702", "S 19 ", 1},    // hail
+  };
+  for (const auto& c : cases) {
+    const Listing l = dump_file(c.file);
+    EXPECT_EQ(l.status, 0) << c.file << ": " << l.error;
+    EXPECT_GE(count(l, c.prefix), c.at_least) << c.file << " " << c.prefix;
+  }
+  // Generic data (28) is stepped over whole: nothing after it is misread.
+  const Listing dpr = dump_file("KBMX_SDUS84_DPRBMX_201501020205");
+  EXPECT_EQ(dpr.status, 0) << dpr.error;
+  EXPECT_EQ(dpr.lines[0].find("packet 0x1C"), dpr.lines[0].size() - 11) << dpr.lines[0];
+  EXPECT_EQ(count(dpr, "S "), 0);
+}
+
+TEST(NidsNewPackets, UnknownPacketIsSteppedOverByItsLength) {
+  Builder layer;
+  layer.i16(0x4321).i16(6).i32(0x7F7F7F7F).i16(0x7F7F);  // unknown, 6 bytes
+  layer.i16(1).i16(6).i16(10).i16(20).text("AB");         // a text after it
+  Builder b;
+  b.headers(58).symbology(16 + static_cast<long>(layer.b.size()));
+  b.b.insert(b.b.end(), layer.b.begin(), layer.b.end());
+  const Listing l = dump_bytes(b.b);
+  EXPECT_EQ(l.status, 0) << l.error;
+  EXPECT_EQ(count(l, "T 10 20 -100 AB"), 1);
+}
+
 // Pixels of any colour but grey and the red of the map lines.
 int coloured(const zor::test::Raster& img) {
   int n = 0;
