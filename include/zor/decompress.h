@@ -41,12 +41,21 @@ class Decompressor {
   std::size_t pending() const;
   bool ended() const { return ended_; }
   const std::string& error() const { return error_; }
+  // The library's own return code of the last read (zlib or bzip2 status),
+  // for callers whose messages quote it.
+  int status() const { return status_; }
+  // Bytes consumed and produced since the stream started.
+  std::uint64_t total_in() const { return total_in_; }
+  std::uint64_t total_out() const { return total_out_; }
 
  private:
   struct Impl;
   Kind kind_;
   std::unique_ptr<Impl> impl_;
   bool ended_ = false;
+  int status_ = 0;
+  std::uint64_t total_in_ = 0;
+  std::uint64_t total_out_ = 0;
   std::string error_;
 };
 

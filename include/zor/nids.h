@@ -76,6 +76,16 @@ inline constexpr int NIDS_PKT_VECTOR = 7;
 inline constexpr int NIDS_PKT_VECTOR_VALUE = 10;
 inline constexpr int NIDS_PKT_WIND_BARB = 4;
 
+// Lines through points (linked vectors 6 and 9, linked contours 0x0E03) and
+// unlinked contours (0x3501) hand out their segments through NIDS_get_vector.
+inline bool NIDS_line_packet(int code) { return code == 6 || code == 9 || code == 0x0E03 || code == 0x3501; }
+// Special text symbols (2) hand out one text; storm and feature symbols
+// (TVS 12, ETVS 26, storm id 15, hail 19, point feature 20, track circle
+// 25) one text per symbol, each through NIDS_get_text until it returns 0.
+inline bool NIDS_symbol_packet(int code) {
+  return code == 2 || code == 12 || code == 15 || code == 19 || code == 20 || code == 25 || code == 26;
+}
+
 int NIDS_set_ext_info(const char* str);
 int NIDS_get_header(FILE* ifile, NIDS_info* info);
 int NIDS_mess_header(FILE* ifile);
@@ -104,6 +114,10 @@ int NIDS_dec_time(int secs, int* hour, int* min, int* sec);
 // ran out of packets): encrypted data, a truncated item, a count out of
 // range, a decompression failure. Cleared by NIDS_get_header.
 const char* NIDS_last_error();
+// Why the file read by the last NIDS_get_header is not a product at all (a
+// status or free-text message, a Level II volume, other text or data), ""
+// for a product. Such a file still yields a header, but nothing to plot.
+const char* NIDS_not_product();
 // Forget everything about the current product (tests use this between files).
 void NIDS_reset();
 

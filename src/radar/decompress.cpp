@@ -41,6 +41,8 @@ void Decompressor::restart() {
   impl_->in = nullptr;
   impl_->in_left = 0;
   ended_ = false;
+  status_ = 0;
+  total_in_ = total_out_ = 0;
   error_.clear();
 }
 
@@ -81,6 +83,7 @@ Decompressor::Status Decompressor::read(std::span<std::uint8_t> out, std::size_t
     s.zs.next_out = out.data();
     s.zs.avail_out = out_n;
     const int rc = inflate(&s.zs, Z_NO_FLUSH);
+    status_ = rc;
     in_after = s.zs.avail_in;
     out_after = s.zs.avail_out;
     if (rc == Z_STREAM_END) st = Status::stream_end;
@@ -96,6 +99,7 @@ Decompressor::Status Decompressor::read(std::span<std::uint8_t> out, std::size_t
     s.bz.next_out = reinterpret_cast<char*>(out.data());
     s.bz.avail_out = out_n;
     const int rc = BZ2_bzDecompress(&s.bz);
+    status_ = rc;
     in_after = s.bz.avail_in;
     out_after = s.bz.avail_out;
     if (rc == BZ_STREAM_END) st = Status::stream_end;
@@ -109,6 +113,8 @@ Decompressor::Status Decompressor::read(std::span<std::uint8_t> out, std::size_t
   s.in += used;
   s.in_left -= used;
   *produced = out_n - out_after;
+  total_in_ += used;
+  total_out_ += *produced;
   if (st == Status::stream_end) {
     ended_ = true;
     s.close(kind_);

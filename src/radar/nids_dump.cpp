@@ -98,6 +98,17 @@ bool dump_packet(FILE* f, int code, const std::string& prefix,
                              static_cast<double>(t.val), t.data));
       return stat >= 0;
     }
+    default:
+      if (NIDS_line_packet(code)) return dump_packet(f, NIDS_PKT_VECTOR, prefix, line);
+      if (NIDS_symbol_packet(code)) {
+        NIDS_text_data t;
+        int stat;
+        while ((stat = NIDS_get_text(f, &t)) == 1)
+          line(prefix + format("S %d %g %g %g %s", code, static_cast<double>(t.x), static_cast<double>(t.y),
+                               static_cast<double>(t.val), t.data));
+        return stat == 0;
+      }
+      return true;
     case NIDS_PKT_VECTOR:
     case NIDS_PKT_VECTOR_VALUE: {
       NIDS_vector_data v;
@@ -117,7 +128,6 @@ bool dump_packet(FILE* f, int code, const std::string& prefix,
                              static_cast<double>(w.spd)));
       return stat == 0;
     }
-    default: return true;
   }
 }
 

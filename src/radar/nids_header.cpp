@@ -32,7 +32,51 @@ constexpr TextHeaderForm kTextHeaders[] = {
     {0x5344, 2},  // "SD": heading and product identifier
     {0x4453, 2},  // "DS"
     {0x400C, 2},
+    {0x4E58, 2},  // "NX": status message heading and identifier
+    {0x4E4F, 2},  // "NO": free-text message heading and identifier
 };
+
+// Messages that travel with products but are not products themselves.
+struct MessageKind {
+  int code;
+  const char* what;
+};
+constexpr MessageKind kMessages[] = {
+    {2, "general status message"},
+    {3, "request response message"},
+    {75, "free text message"},
+};
+
+// Printable text at the start of a file, up to its first line end or other
+// control byte; "" when there are fewer than four such characters.
+std::string leading_text(const std::string& lead) {
+  std::string t;
+  for (char c : lead) {
+    if (c < 0x20 || c > 0x7E) break;
+    t.push_back(c);
+  }
+  return t.size() >= 4 ? t : std::string();
+}
+
+// Why the headers just read are not those of a product; "" when they are.
+std::string non_product_reason(const State& s, bool have_desc) {
+  const int code = s.mess.code;
+  for (const auto& m : kMessages)
+    if (m.code == code) return std::string(m.what) + " (message code " + std::to_string(code) + ")";
+  if (!have_desc || s.pr_desc.divider != -1) {
+    const std::string text = leading_text(s.lead);
+    if (text.rfind("AR2V", 0) == 0 || text.rfind("ARCHIVE2", 0) == 0)
+      return "a Level II volume (\"" + text.substr(0, 12) + "\")";
+    if (!text.empty()) return "text \"" + text.substr(0, 40) + "\" where a message header belongs";
+    if (!have_desc) return "the file ends before a product description block";
+    return "no product description block divider, message code " + std::to_string(code);
+  }
+  if (code < 16) return "message code " + std::to_string(code) + " is not a product code";
+  if (s.pr_desc.code != code)
+    return "product description code " + std::to_string(s.pr_desc.code) + " differs from message code " +
+           std::to_string(code);
+  return {};
+}
 
 int text_header_lines(int first) {
   for (const auto& f : kTextHeaders)
@@ -156,6 +200,10 @@ void build_label(const State& s, const ProductRules& pr, bool mosaic, NIDS_info&
 void set_elevation(const ProdDesc& d, ElevMax rule, NIDS_info& info) {
   switch (rule) {
     case ElevMax::elev_only: info.elev = d.p3 / 10.0f; break;
+    case ElevMax::elev_p4:
+      info.elev = d.p3 / 10.0f;
+      info.max = static_cast<float>(d.p4);
+      break;
     case ElevMax::elev_p4_p5:
       info.elev = d.p3 / 10.0f;
       info.nmax = static_cast<float>(d.p4);
@@ -370,7 +418,11 @@ int NIDS_prod_desc(FILE* ifile) {
   if (ifile == nullptr) return 0;
   State& s = state();
   std::uint8_t raw[102];
-  if (!read_bytes(ifile, raw, sizeof raw)) return -1;
+  if (!read_bytes(ifile, raw, sizeof raw)) {
+    s.not_product = non_product_reason(s, false);
+    set_error("NIDS: not a product: " + s.not_product);
+    return -1;
+  }
   ByteReader b(raw, sizeof raw);
   ProdDesc& d = s.pr_desc;
   d.divider = b.i16();        // 18
@@ -407,9 +459,8 @@ int NIDS_prod_desc(FILE* ifile) {
   decode_thresholds(s.mess.code, d.thres, s.thres);
   // Decoding goes on as the format says, but the reason is kept for callers
   // that want to tell a status message or a bulletin from a product.
-  if (d.divider != -1)
-    set_error("NIDS: not a product (no product description block divider, message code " +
-              std::to_string(s.mess.code) + ")");
+  s.not_product = non_product_reason(s, true);
+  if (!s.not_product.empty()) set_error("NIDS: not a product: " + s.not_product);
   return 1;
 }
 
@@ -418,7 +469,10 @@ int NIDS_prod_symb(FILE* ifile) {
   State& s = state();
   s.layer_open = false;
   if (s.pr_desc.off_symb == 0) return 0;
-  if (symbology_may_be_compressed(s.mess.code)) s.rd.comp_test = true;
+  // Newer products compress their symbology too, so every product is
+  // tested by content; a plain block starts with its -1 divider, which is
+  // neither a bzip2 nor a zlib header.
+  s.rd.comp_test = true;
   std::uint8_t raw[10];
   // The position is taken after the read so that a stream detected here
   // counts from its first decompressed byte.
@@ -460,11 +514,20 @@ int NIDS_get_header(FILE* ifile, NIDS_info* info) {
   const std::string ext = s.ext_info;
   s.reset();
   s.ext_info = ext;
+  // The first bytes, read apart from the reader, describe a file that turns
+  // out not to be a product.
+  char lead[64];
+  s.lead.assign(lead, std::fread(lead, 1, sizeof lead, ifile));
+  std::rewind(ifile);
   if (!select_concatenated(ifile, s.ext_info)) {
     set_error("NIDS: product " + s.ext_info + " not found in the file");
     return 0;
   }
   if (NIDS_mess_header(ifile) != 1) {
+    if (const std::string text = leading_text(s.lead); !text.empty()) {
+      s.not_product = "text \"" + text.substr(0, 40) + "\" and no message header";
+      set_error("NIDS: not a product: " + s.not_product);
+    }
     if (s.error.empty()) set_error("NIDS: no message header");
     return 0;
   }

@@ -2,14 +2,12 @@
 // read at a time, so the whole decoder lives in one process-wide record.
 #pragma once
 
-#include <bzlib.h>
-#include <zlib.h>
-
 #include <array>
 #include <cstdint>
 #include <cstdio>
 #include <string>
 
+#include "zor/decompress.h"
 #include "zor/nids.h"
 
 namespace zor::nids {
@@ -33,18 +31,15 @@ struct Reader {
   bool stream_end = false;   // the last decompressor call finished its stream
   bool out_was_full = false; // the decompressor may still hold output
   bool eof = false;
-  z_stream zs{};
-  bool zs_open = false;
-  bz_stream bz{};
-  bool bz_open = false;
-  int zstat = 0;
+  Decompressor zlib{Decompressor::Kind::zlib};
+  Decompressor bzip2{Decompressor::Kind::bzip2};
+  int zstat = 0;  // the decompression library's last status
   long bytes = 0;   // bytes handed out since the last page start
   long nbytes = 0;  // length of the current graphic page
   long total = 0;   // bytes handed out since the reader was reset
 
   void end_streams();
   void reset();
-  ~Reader() { end_streams(); }
 };
 
 struct MessHeader {
@@ -104,7 +99,14 @@ struct VectHdr {
 };
 
 // What kind of items the current packet hands out.
-enum class Kind { none, radial, digital_radial, raster, precip_array, text, vector, barb, skipped };
+enum class Kind {
+  none, radial, digital_radial, raster, precip_array, text, vector, barb, skipped,
+  linked,      // a line through points, handed out as vectors
+  contour_colour,  // sets the value of the contours that follow
+  container,   // storm positions: the packets inside follow as packets
+  symbol,      // storm and feature symbols, handed out as texts
+  generic,     // generic data (28): a 32-bit length, stepped over
+};
 
 struct State {
   Reader rd;
@@ -139,6 +141,10 @@ struct State {
   // first bin so that the rule and its maths run once per packet.
   std::array<float, 256> digital{};
   bool digital_ready = false;
+  float line_x = 0.0f, line_y = 0.0f;  // the last point of a linked line
+  float line_val = 0.0f;               // value of the current line
+  float contour_val = 0.0f;            // value set by the last contour colour
+  int symbol_size = 0;                 // bytes per symbol of a symbol packet
 
   bool layer_open = false;   // the first symbology layer may be walked
   long symb_start = -1;      // reader position of the symbology block
@@ -148,6 +154,8 @@ struct State {
 
   std::string ext_info;
   std::string error;
+  std::string not_product;  // why the file is not a product, "" for a product
+  std::string lead;         // the file's first bytes, to describe a non-product
 
   // Clears everything but the extension string, which belongs to the caller.
   void reset();
@@ -167,7 +175,6 @@ bool skip_bytes(FILE* f, long n);
 enum class DigitalRule { linear, dvil, eet, scaled_offset };
 DigitalRule digital_rule(int code);
 bool divide_by_100(int code);
-bool symbology_may_be_compressed(int code);
 void decode_thresholds(int code, const std::array<std::uint16_t, 16>& t, std::array<float, 16>& out);
 float generic_threshold(std::uint16_t t);
 

@@ -138,6 +138,67 @@ int length_header(FILE* f, State& s) {
   return 1;
 }
 
+// A line through points: packets 6 and 9 (length, value for 9, start
+// point, points) and the linked contour 0x0E03 (0x8000, start point, length
+// of the points).
+int linked_header(FILE* f, State& s, int code) {
+  std::uint8_t raw[8];
+  const int n = code == 9 ? 8 : code == 6 ? 6 : 8;
+  if (read_header(f, raw, n) != 1) return -1;
+  ByteReader b(raw, static_cast<std::size_t>(n));
+  if (code == 0x0E03) {
+    b.skip(2);  // initial point indicator
+    s.line_x = b.i16();
+    s.line_y = b.i16();
+    s.vect_hdr.len = b.u16();
+    s.item_bytes = s.vect_hdr.len;
+    s.line_val = s.contour_val;
+  } else {
+    s.vect_hdr.len = b.u16();
+    s.line_val = code == 9 ? static_cast<float>(b.i16()) : 0.0f;
+    s.line_x = b.i16();
+    s.line_y = b.i16();
+    s.item_bytes = s.vect_hdr.len - (code == 9 ? 6 : 4);
+  }
+  s.cur_vector = 0;
+  if (s.item_bytes < 0) {
+    set_error("NIDS: line packet of " + std::to_string(s.vect_hdr.len) + " bytes is too short");
+    return -1;
+  }
+  return 1;
+}
+
+// 0x0802: value indicator (2), then the value of the contours that follow.
+int contour_colour_header(FILE* f, State& s) {
+  std::uint8_t raw[4];
+  if (read_header(f, raw, 4) != 1) return -1;
+  ByteReader b(raw, 4);
+  b.skip(2);
+  s.contour_val = b.i16();
+  return 1;
+}
+
+// Bytes of one symbol by packet code: position first, then what the symbol
+// carries (storm id, hail probabilities, feature type, circle radius).
+struct SymbolLayout {
+  int code;
+  int size;
+};
+constexpr SymbolLayout kSymbols[] = {
+    {12, 4},   // tornado vortex signature
+    {26, 4},   // elevated tornado vortex signature
+    {15, 6},   // storm identifier: two characters
+    {19, 10},  // hail: probability, severe probability, maximum size
+    {20, 8},   // point feature: type, attribute
+    {25, 6},   // storm track circle: radius
+};
+
+int symbol_size(int code) {
+  for (const auto& l : kSymbols)
+    if (l.code == code) return l.size;
+  return 0;
+}
+
 struct PacketKind {
   int code;
   Kind kind;
@@ -157,14 +218,25 @@ constexpr PacketKind kPackets[] = {
     {4, Kind::barb, "Wind Barb Data:%d\n"},
     {5, Kind::skipped, "Vector Arrow Data:%d\n"},
     {18, Kind::skipped, "Supplemental Precipitation Data:%d\n"},
-    {6, Kind::skipped, "Linked Vector Data:%d\n"},
-    {9, Kind::skipped, "Linked Vector Data:%d\n"},
+    {6, Kind::linked, "Linked Vector Data:%d\n"},
+    {9, Kind::linked, "Linked Vector Data:%d\n"},
+    {0x0E03, Kind::linked, "Linked Contour Vectors:%d\n"},
+    {0x3501, Kind::vector, "Unlinked Contour Vectors:%d\n"},
+    {0x0802, Kind::contour_colour, nullptr},
+    {2, Kind::text, "Special Text Symbol:%d\n"},
     {3, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
     {11, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
-    {12, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
     {13, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
     {14, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
-    {15, Kind::skipped, "Special Symbolic Graphic Data:%d\n"},
+    {12, Kind::symbol, "Special Symbolic Graphic Data:%d\n"},
+    {15, Kind::symbol, "Special Symbolic Graphic Data:%d\n"},
+    {19, Kind::symbol, "Hail Data:%d\n"},
+    {20, Kind::symbol, "Point Feature Data:%d\n"},
+    {25, Kind::symbol, "Storm Track Circle Data:%d\n"},
+    {26, Kind::symbol, "Special Symbolic Graphic Data:%d\n"},
+    {28, Kind::generic, "Generic Data:%ld\n"},
+    {23, Kind::container, "Storm Track Past Data:%d\n"},
+    {24, Kind::container, "Storm Track Forecast Data:%d\n"},
 };
 
 const PacketKind* find_packet(int code) {
@@ -201,6 +273,34 @@ int read_packet_header(FILE* f, State& s, const PacketKind& p) {
       const int stat = length_header(f, s);
       MESS_print(M_OUT4, p.trace, s.vect_hdr.len);
       return stat;
+    }
+    case Kind::linked: {
+      const int stat = linked_header(f, s, p.code);
+      MESS_print(M_OUT4, p.trace, s.vect_hdr.len);
+      return stat;
+    }
+    case Kind::contour_colour: return contour_colour_header(f, s);
+    case Kind::generic: {
+      // Two spare bytes and a 32-bit length; the XDR-encoded contents are
+      // not drawn yet.
+      std::uint8_t raw[6];
+      if (read_header(f, raw, 6) != 1) return -1;
+      ByteReader b(raw, 6);
+      b.skip(2);
+      const long n = b.u32();
+      MESS_print(M_OUT4, p.trace, n);
+      if (!skip_bytes(f, n)) {
+        set_error("NIDS: product ends inside a packet");
+        return -1;
+      }
+      return 1;
+    }
+    case Kind::symbol:
+    case Kind::container: {
+      if (length_header(f, s) != 1) return -1;
+      MESS_print(M_OUT4, p.trace, s.vect_hdr.len);
+      s.symbol_size = symbol_size(p.code);
+      return 1;
     }
     case Kind::skipped: {
       if (length_header(f, s) != 1) return -1;
@@ -255,7 +355,7 @@ bool finish_packet(FILE* f, State& s) {
     s.text_done = true;
     return skip_item(f, s.item_bytes);
   }
-  if (s.kind == Kind::vector || s.kind == Kind::barb) {
+  if (s.kind == Kind::vector || s.kind == Kind::barb || s.kind == Kind::linked || s.kind == Kind::symbol) {
     const int left = s.item_bytes - s.cur_vector;
     s.cur_vector = s.item_bytes;
     return skip_item(f, left);
@@ -287,6 +387,52 @@ float digital_value(const State& s, int b) {
   return v;
 }
 
+// The next symbol of a symbol packet as a text at its position: the storm
+// id, "TVS", "ETVS", hail "H<probability>/<severe probability>", a point
+// feature "F<type>", a track circle "O" (radius as the value).
+int next_symbol(FILE* f, State& s, NIDS_text_data* text) {
+  const int n = s.symbol_size;
+  if (n <= 0 || s.item_bytes - s.cur_vector < n) {
+    if (!skip_item(f, s.item_bytes - s.cur_vector)) return -1;
+    s.cur_vector = s.item_bytes;
+    return 0;
+  }
+  std::uint8_t raw[10];
+  if (!item_read(f, raw, n)) return -1;
+  s.cur_vector += n;
+  ByteReader b(raw, static_cast<std::size_t>(n));
+  text->x = b.i16();
+  text->y = b.i16();
+  text->val = 0.0f;
+  switch (s.packet_code) {
+    case 12: std::snprintf(text->data, sizeof text->data, "TVS"); break;
+    case 26: std::snprintf(text->data, sizeof text->data, "ETVS"); break;
+    case 15: {
+      const char id[3] = {static_cast<char>(raw[4]), static_cast<char>(raw[5]), '\0'};
+      std::snprintf(text->data, sizeof text->data, "%s", id);
+      break;
+    }
+    case 19: {
+      const int poh = b.i16(), posh = b.i16();
+      text->val = b.i16();  // maximum size
+      std::snprintf(text->data, sizeof text->data, "H%d/%d", poh, posh);
+      break;
+    }
+    case 20: {
+      const int type = b.i16();
+      text->val = b.i16();  // attribute
+      std::snprintf(text->data, sizeof text->data, "F%d", type);
+      break;
+    }
+    default:
+      text->val = b.i16();  // radius
+      std::snprintf(text->data, sizeof text->data, "O");
+      break;
+  }
+  MESS_print(M_OUT4, "SYMBOL: %s\n", text->data);
+  return 1;
+}
+
 }  // namespace
 
 State& state() {
@@ -316,6 +462,8 @@ void State::reset() {
   cur_radial = cur_radius = radial_bytes = 0;
   cur_row = cur_column = row_bytes = 0;
   cur_vector = item_bytes = 0;
+  line_x = line_y = line_val = contour_val = 0.0f;
+  symbol_size = 0;
   in_radial = in_row = text_done = false;
   digital_ready = false;
   layer_open = false;
@@ -324,6 +472,8 @@ void State::reset() {
   pages_read = 0;
   in_page = false;
   error.clear();
+  not_product.clear();
+  lead.clear();
   ext_info = keep_ext;
 }
 
@@ -340,6 +490,8 @@ using namespace zor::nids;
 using zor::ByteReader;
 
 const char* NIDS_last_error() { return state().error.c_str(); }
+
+const char* NIDS_not_product() { return state().not_product.c_str(); }
 
 void NIDS_reset() {
   State& s = state();
@@ -358,21 +510,37 @@ int NIDS_packet(FILE* ifile, int* code) {
   if (!finish_packet(ifile, s)) return -1;
   s.kind = Kind::none;
   s.digital_ready = false;
-  std::uint8_t raw[2];
-  if (NIDS_read(raw, 2, ifile) != 1) {
-    // Running out between packets is the plain end of the data.
-    s.layer_open = false;
-    return -1;
-  }
-  const int pc = ByteReader(raw, 2).u16();
-  s.packet_code = pc;
-  if (code) *code = pc;
-  const PacketKind* p = find_packet(pc);
-  if (p == nullptr) {
-    // 0xFFFF is the next layer's or block's divider; anything else unknown.
-    if (pc != 0xFFFF) MESS_print(M_DEBUG, "Unknown packet code: %d\n", pc);
-    s.layer_open = false;
-    return 0;
+  const PacketKind* p = nullptr;
+  while (p == nullptr) {
+    if (s.in_page && s.rd.bytes >= s.rd.nbytes) return 0;
+    std::uint8_t raw[2];
+    if (NIDS_read(raw, 2, ifile) != 1) {
+      // Running out between packets is the plain end of the data.
+      s.layer_open = false;
+      return -1;
+    }
+    const int pc = ByteReader(raw, 2).u16();
+    s.packet_code = pc;
+    if (code) *code = pc;
+    p = find_packet(pc);
+    if (p != nullptr) break;
+    // 0xFFFF is the next layer's or block's divider.
+    if (pc == 0xFFFF) {
+      s.layer_open = false;
+      return 0;
+    }
+    // Any other packet is stepped over by its length, which follows the
+    // code in every packet that is not a radial or raster.
+    if (NIDS_read(raw, 2, ifile) != 1) {
+      s.layer_open = false;
+      return -1;
+    }
+    const int n = ByteReader(raw, 2).u16();
+    MESS_print(M_DEBUG, "Unknown packet code: %d, %d bytes skipped\n", pc, n);
+    if (!skip_item(ifile, n)) {
+      s.layer_open = false;
+      return -1;
+    }
   }
   const int stat = read_packet_header(ifile, s, *p);
   if (stat != 1) {
@@ -485,6 +653,23 @@ int NIDS_get_data(FILE* ifile, NIDS_data* data) {
 int NIDS_get_vector(FILE* ifile, NIDS_vector_data* vect_data) {
   if (ifile == nullptr || vect_data == nullptr) return 0;
   State& s = state();
+  if (s.kind == Kind::linked) {
+    if (s.item_bytes - s.cur_vector < 4) {
+      if (!skip_item(ifile, s.item_bytes - s.cur_vector)) return -1;
+      s.cur_vector = s.item_bytes;
+      return 0;
+    }
+    std::uint8_t raw[4];
+    if (!item_read(ifile, raw, 4)) return -1;
+    s.cur_vector += 4;
+    ByteReader b(raw, 4);
+    vect_data->val = s.line_val;
+    vect_data->x1 = s.line_x;
+    vect_data->y1 = s.line_y;
+    vect_data->x2 = s.line_x = b.i16();
+    vect_data->y2 = s.line_y = b.i16();
+    return 1;
+  }
   if (s.kind != Kind::vector) return 0;
   if (s.item_bytes - s.cur_vector < 8) {
     // A short tail is not a vector; step over it.
@@ -496,7 +681,9 @@ int NIDS_get_vector(FILE* ifile, NIDS_vector_data* vect_data) {
   if (!item_read(ifile, raw, 8)) return -1;
   s.cur_vector += 8;
   ByteReader b(raw, 8);
-  vect_data->val = s.packet_code == NIDS_PKT_VECTOR_VALUE ? static_cast<float>(s.vect_hdr.val) : 0.0f;
+  vect_data->val = s.packet_code == NIDS_PKT_VECTOR_VALUE ? static_cast<float>(s.vect_hdr.val)
+                    : s.packet_code == 0x3501            ? s.contour_val
+                                                         : 0.0f;
   vect_data->x1 = b.i16();
   vect_data->y1 = b.i16();
   vect_data->x2 = b.i16();
@@ -531,6 +718,7 @@ int NIDS_get_wind(FILE* ifile, NIDS_wind_data* wind) {
 int NIDS_get_text(FILE* ifile, NIDS_text_data* text) {
   if (ifile == nullptr || text == nullptr) return 0;
   State& s = state();
+  if (s.kind == Kind::symbol) return next_symbol(ifile, s, text);
   if (s.kind != Kind::text || s.text_done) return 0;
   s.text_done = true;
   const int keep = std::min(s.item_bytes, static_cast<int>(sizeof text->data) - 1);

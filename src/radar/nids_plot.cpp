@@ -156,7 +156,16 @@ int NIDS_open_file(char* filename) {
     }
     s.unopened.clear();
     s.nids_info = NIDS_info{};
-    if (NIDS_get_header(s.ifile, &s.nids_info) != 1) {
+    const bool read = NIDS_get_header(s.ifile, &s.nids_info) == 1;
+    if (const char* why = NIDS_not_product(); why[0] != '\0') {
+      // Said once, though the first file is opened twice.
+      if (s.refused != filename) MESS_print(M_WARN, "NIDS_open_file: %s is not a NIDS product: %s\n", filename, why);
+      s.refused = filename;
+      NIDS_close_file();
+      return 0;
+    }
+    s.refused.clear();
+    if (!read) {
       MESS_print(M_WARN, "NIDS_open_file: Unable to read file:%s\n", filename);
       NIDS_close_file();
       return 0;

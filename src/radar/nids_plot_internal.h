@@ -13,6 +13,7 @@ namespace zor::nids_plot {
 struct PlotState {
   FILE* ifile = nullptr;     // the open product file
   std::string unopened;      // the last file that could not be opened, said once
+  std::string refused;       // the last file refused as not a product, said once
   NIDS_info nids_info;       // header of the current file
   char datim[40] = {};       // date label of the current file
   Date file_date;            // date handed to the watch decoder

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "nids_plot_internal.h"
+#include "zor/clr.h"
 #include "zor/cont.h"
 #include "zor/dom.h"
 #include "zor/file.h"
@@ -41,7 +42,7 @@ struct FillRow {
 
 // Fill tables by product code; the first row holding the code wins.
 const FillRow kFillRows[] = {
-    {{{32, 32}, {186, 186}, {94, 94}},
+    {{{32, 32}, {186, 186}, {94, 94}, {153, 153}, {180, 180}},
      {"-100:off,5:blue,10:lblue,15:cyan,20:lcyan,25:green,30:lgreen,35:brown,40:yellow,45:red,50:lred,"
       "55:magenta,60:lmagenta,65:dgray,70:lgray,75:white",
       false, false}},
@@ -59,11 +60,16 @@ const FillRow kFillRows[] = {
      {"-100:off,0:blue,5:lblue,10:cyan,15:lcyan,20:green,25:lgreen,30:brown,35:yellow,40:red,45:lred,"
       "50:magenta,55:lmagenta,60:dgray,65:lgray,70:white",
       false, false}},
-    {{{22, 27}, {182, 182}, {99, 99}},
+    {{{22, 27}, {182, 182}, {99, 99}, {154, 154}},
      {"-70:blue,-63:lblue,-49:cyan,-35:lcyan,-25:green,-19:lgreen,-9:dgray,0:off,1:lgray,10:yellow,20:brown,"
       "26:lred,36:red,50:lmagenta,64:magenta",
       false, false}},
     {{{78, 80}}, {kSixteen, true, false}},
+    // Digital spectrum width, knots.
+    {{{155, 155}},
+     {"-100:off,2:blue,4:lblue,6:cyan,8:lcyan,10:green,12:lgreen,14:brown,16:yellow,18:red,20:lred,"
+      "25:magenta,30:lmagenta,40:dgray,50:lgray,60:white",
+      false, false}},
     {{{158, 159}},
      {"-7.0:blue,-6.3:lblue,-4.9:cyan,-3.5:lcyan,-2.5:green,-1.9:lgreen,-.9:dgray,0:off,.1:lgray,1.0:yellow,"
       "2.0:brown,2.6:lred,3.6:red,5.0:lmagenta,6.4:magenta",
@@ -76,7 +82,7 @@ const FillRow kFillRows[] = {
      {"-100:off,10:magenta,20:lmagenta,30:cyan,40:blue,50:lblue,60:dgreen,70:green,80:lgreen,90:lcyan,"
       "100:red,140:dgray,150:lgray",
       false, false}},
-    {{{161, 161}, {163, 163}},
+    {{{161, 161}, {163, 163}, {167, 167}},
      {"-200:off,-1.:blue,-.8:lblue,-.6:cyan,-.4:lcyan,-.2:green,0:yellow,.2:brown,.4:lred,.6:red,"
       ".8:lmagenta,1.:magenta",
       false, false}},
@@ -463,6 +469,44 @@ int draw_text(FILE* f) {
   return 0;
 }
 
+// Storm and feature symbols with the markers of the storm overlay: TVS in
+// red, hail in green, point features (mesocyclones) in yellow, storm
+// identifiers white; each with its text beside it.
+int draw_symbols(FILE* f, int code) {
+  struct SymbolMark {
+    int code;
+    const char* colour;
+    int type;
+  };
+  static constexpr SymbolMark kMarks[] = {
+      {12, "red", 9}, {26, "red", 9}, {19, "green", 5}, {20, "yellow", 4}, {15, "white", 2}, {25, "white", 4},
+  };
+  const bool draw = FLAG_getplot(kCompSummary) != 0;
+  const SymbolMark* mark = nullptr;
+  for (const auto& m : kMarks)
+    if (m.code == code) mark = &m;
+  const Gattribs data = data_attrib();
+  NIDS_text_data t;
+  int stat;
+  while ((stat = NIDS_get_text(f, &t)) == 1) {
+    if (!draw) continue;
+    float x = 0, y = 0;
+    MAP_tran(t.x, t.y, &x, &y);
+    if (mark != nullptr) {
+      gset_marker_colr_ind(CLR_get_ind(mark->colour));
+      gset_marker_type(mark->type);
+      gset_marker_width(2.0f);
+      GPH_mark(x, y);
+    }
+    if (data.color < 0 || code == 25) continue;
+    GPH_text_attr(&data, 8.0f);
+    GPH_text_align(1, 4);
+    const Gpt at{x, y};
+    gtext(&at, t.data);
+  }
+  return stat < 0 ? -1 : 0;
+}
+
 }  // namespace
 
 FillTable fill_table(int code) {
@@ -509,7 +553,10 @@ int NIDS_plot_summary() {
       case NIDS_PKT_WIND_BARB: stat = draw_barbs(s.ifile, fills); break;
       case NIDS_PKT_TEXT:
       case NIDS_PKT_TEXT_VALUE: stat = draw_text(s.ifile); break;
-      default: break;
+      default:
+        if (NIDS_line_packet(code)) stat = draw_vectors(s.ifile);
+        else if (NIDS_symbol_packet(code)) stat = draw_symbols(s.ifile, code);
+        break;
     }
     if (stat < 0) {
       MESS_print(M_WARN, "NIDS_plot_summary: %s\n",

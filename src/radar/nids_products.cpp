@@ -34,6 +34,10 @@ const Geometry kSiteGeometry[] = {
     {{23, 26, 29}, 0.27f, 62},
     {{16, 19, 24, 27, 30, 32, 56}, 0.54f, 124},
     {{94, 134}, 0.54f, 248},
+    // Super-resolution products: quarter-kilometre bins to 460 km
+    // (reflectivity) or 300 km (velocity, width, correlation).
+    {{153}, 0.135f, 248},
+    {{154, 155, 167}, 0.135f, 162},
     {{135}, 0.54f, 186},
     {{55}, 0.27f, 27},
     {{99, 163, 166, 170, 172, 174, 175, 176, 177}, 0.135f, 124},
@@ -43,7 +47,7 @@ const Geometry kSiteGeometry[] = {
     {{41, 57, 65, 66, 90}, 2.16f, 124},
     {{35, 37, 141}, 0.54f, 124},
     {{78, 79, 80, 220, 221, 222, 138, 169, 171}, 1.08f, 124},
-    {{181, 182}, 0.08f, 48},
+    {{180, 181, 182}, 0.08f, 48},
     {{186}, 0.16f, 224},
     {{81}, 0.047596f, 124},
 };
@@ -64,9 +68,9 @@ struct Name {
   const char* name;
 };
 const Name kSiteNames[] = {
-    {span_codes({{16, 21}, {94, 94}, {181, 181}, {186, 186}}), "Base reflectivity (Dbz)"},
-    {span_codes({{22, 27}, {99, 99}, {182, 182}}), "Base velocity (knt)"},
-    {span_codes({{28, 30}}), "Base spectrum width (knt)"},
+    {span_codes({{16, 21}, {94, 94}, {153, 153}, {180, 181}, {186, 186}}), "Base reflectivity (Dbz)"},
+    {span_codes({{22, 27}, {99, 99}, {154, 154}, {182, 182}}), "Base velocity (knt)"},
+    {span_codes({{28, 30}, {155, 155}}), "Base spectrum width (knt)"},
     {{32}, "Digital hyb reflectivity (Dbz)"},
     {span_codes({{35, 38}}), "Comp reflectivity (Dbz)"},
     {{41}, "Echo tops (1000 ft)"},
@@ -86,7 +90,7 @@ const Name kSiteNames[] = {
     {{138}, "Digital storm precip (in)"},
     {{141}, "Mesocyclone detection"},
     {{159}, "Digital diff refl (dBZ)"},
-    {{161}, "Digital correl coeff"},
+    {{161, 167}, "Digital correl coeff"},
     {{163}, "Digital spec diff phase (Deg/km)"},
     {{165}, "Digital hydro class"},
     {{166}, "Melting layer"},
@@ -119,13 +123,13 @@ struct ThresRow {
   ThresRule rule;
 };
 const ThresRow kThresRules[] = {
-    {{32, 94, 182}, ThresRule::tenths},
-    {{99}, ThresRule::tenths_knots},
+    {{32, 94, 153, 180, 182}, ThresRule::tenths},
+    {{99, 154, 155}, ThresRule::tenths_knots},
     {{81}, ThresRule::thousandths},
     {{134}, ThresRule::dvil},
     {{135}, ThresRule::eet},
     {{138}, ThresRule::hundredths},
-    {span_codes({{159, 159}, {161, 161}, {163, 163}, {165, 165}, {170, 170}, {172, 177}}),
+    {span_codes({{159, 159}, {161, 161}, {163, 163}, {165, 165}, {167, 167}, {170, 170}, {172, 177}}),
      ThresRule::float32},
     {{186}, ThresRule::generic_fixed},
 };
@@ -135,9 +139,10 @@ struct ElevRow {
   ElevMax rule;
 };
 const ElevRow kElevRules[] = {
-    {span_codes({{16, 21}, {30, 30}, {94, 94}, {161, 161}, {163, 163}, {165, 165}, {181, 181}}),
+    {span_codes({{16, 21}, {30, 30}, {94, 94}, {161, 161}, {163, 163}, {165, 165}, {167, 167}, {181, 181}}),
      ElevMax::elev_only},
-    {span_codes({{22, 27}, {55, 56}, {99, 99}, {182, 182}}), ElevMax::elev_p4_p5},
+    {span_codes({{22, 27}, {55, 56}, {99, 99}, {154, 154}, {182, 182}}), ElevMax::elev_p4_p5},
+    {{153, 155, 180}, ElevMax::elev_p4},
     {{158, 159}, ElevMax::elev_p4_p5_tenths},
     {{175}, ElevMax::p7_p4_hundredths},
     {span_codes({{78, 81}, {169, 174}, {220, 222}}), ElevMax::p4_tenths},
@@ -149,8 +154,8 @@ struct MaxRow {
   MaxText text;
 };
 const MaxRow kMaxText[] = {
-    {span_codes({{22, 27}, {55, 56}, {99, 99}, {182, 182}}), MaxText::min_max_0},
-    {{158, 159, 161}, MaxText::min_max_1},
+    {span_codes({{22, 27}, {55, 56}, {99, 99}, {154, 154}, {182, 182}}), MaxText::min_max_0},
+    {{158, 159, 161, 167}, MaxText::min_max_1},
     {{175}, MaxText::min_max_2},
     {span_codes({{78, 81}, {169, 174}, {220, 222}}), MaxText::max_1},
     {{138}, MaxText::max_2},
@@ -158,12 +163,12 @@ const MaxRow kMaxText[] = {
 };
 
 const std::vector<int> kElevLabel =
-    span_codes({{16, 27}, {55, 56}, {94, 94}, {99, 99}, {158, 159}, {161, 161}, {163, 163},
-                {165, 165}, {181, 182}});
-const std::vector<int> kCompressed = {32,  94,  99,  134, 135, 138, 159, 161, 163, 165,
-                                      170, 172, 173, 174, 175, 176, 177, 182, 186};
+    span_codes({{16, 27}, {55, 56}, {94, 94}, {99, 99}, {153, 155}, {158, 159}, {161, 161}, {163, 163},
+                {165, 165}, {167, 167}, {180, 182}});
+const std::vector<int> kCompressed = {32,  94,  99,  134, 135, 138, 153, 154, 155, 159, 161, 163,
+                                      165, 167, 170, 172, 173, 174, 175, 176, 177, 180, 182, 186};
 const std::vector<int> kDigitalScaled =
-    span_codes({{159, 159}, {161, 161}, {163, 163}, {165, 165}, {170, 170}, {172, 177}});
+    span_codes({{159, 159}, {161, 161}, {163, 163}, {165, 165}, {167, 167}, {170, 170}, {172, 177}});
 
 template <typename C>
 bool has(const C& codes, int code) {
@@ -232,6 +237,5 @@ bool product_tables_consistent() {
 
 DigitalRule digital_rule(int code) { return rules(code).digital; }
 bool divide_by_100(int code) { return rules(code).divide_by_100; }
-bool symbology_may_be_compressed(int code) { return rules(code).symb_compressed; }
 
 }  // namespace zor::nids

@@ -50,35 +50,20 @@ void output_to_input(Reader& r, FILE* f) {
   refill_input(r, f);
 }
 
-bool start_zlib(Reader& r) {
+// A new stream starts on the decompressor's next read.
+void start_stream(Reader& r, FileType type) {
   r.end_streams();
-  r.zs = z_stream{};
-  if (inflateInit(&r.zs) != Z_OK) {
-    set_error("NIDS: cannot start zlib decompression");
-    return false;
-  }
-  r.zs_open = true;
-  return true;
-}
-
-bool start_bzip2(Reader& r) {
-  r.end_streams();
-  r.bz = bz_stream{};
-  if (BZ2_bzDecompressInit(&r.bz, 0, 0) != BZ_OK) {
-    set_error("NIDS: cannot start bzip2 decompression");
-    return false;
-  }
-  r.bz_open = true;
-  return true;
+  r.file_type = type;
 }
 
 // Looks at the next bytes for the start of a compressed stream or of
-// encrypted data. Returns -1 for encrypted data, 0 on a failure, 1 otherwise.
+// encrypted data. Returns -1 for encrypted data, 0 on a failure, 2 when the
+// buffers were left as they were, 1 when the output must be filled afresh.
 int test_compression(Reader& r, FILE* f) {
   r.comp_test = false;
   // Inside a running stream the bytes are compressed data, not a new header;
   // after a stream ends, what follows is tested once its output is used up.
-  if (r.file_type != FileType::plain && (!r.stream_end || r.oavail > 0)) return 1;
+  if (r.file_type != FileType::plain && (!r.stream_end || r.oavail > 0)) return 2;
   const bool was_plain = r.file_type == FileType::plain;
   if (was_plain) output_to_input(r, f);
   const int n = r.isize - r.iptr;
@@ -93,24 +78,24 @@ int test_compression(Reader& r, FILE* f) {
   }
   if (n > 1 && b0 == 'B' && b1 == 'Z') {
     MESS_print(M_OUT4, "BZlib Compressed data\n");
-    r.file_type = FileType::bzip2;
-    return start_bzip2(r) ? 1 : 0;
+    start_stream(r, FileType::bzip2);
+    return 1;
   }
   // zlib header: CMF*256+FLG divisible by 31, deflate method; a plain
   // stream must also start with 'x' so that ordinary data is not mistaken.
   if (n > 1 && (b0 * 256 + b1) % 31 == 0 && (b0 & 0x0F) == 8 && (!was_plain || b0 == 'x')) {
     MESS_print(M_OUT4, "Zlib Compressed data\n");
-    r.file_type = FileType::zlib;
-    return start_zlib(r) ? 1 : 0;
+    start_stream(r, FileType::zlib);
+    return 1;
   }
   r.file_type = FileType::plain;
   return 1;
 }
 
-void trace_stream(const char* tag, int status, unsigned avail_in, unsigned long total_in,
-                  unsigned avail_out, unsigned long total_out) {
-  MESS_print(kTraceReader, "%s %d = %u %lu = %u %lu\n", tag, status, avail_in, total_in, avail_out,
-             total_out);
+void trace_stream(const char* tag, int status, int avail_in, const Decompressor& d, int avail_out) {
+  MESS_print(kTraceReader, "%s %d = %d %llu = %d %llu\n", tag, status, avail_in,
+             static_cast<unsigned long long>(d.total_in()), avail_out,
+             static_cast<unsigned long long>(d.total_out()));
 }
 
 // Fills `out` from `in`. Returns 1, 0 on a decompression failure, -1 when
@@ -126,74 +111,40 @@ int fill_output(Reader& r, FILE* f) {
     r.out_was_full = false;
     return n > 0 ? 1 : -1;
   }
-  if (r.file_type == FileType::zlib) {
-    z_stream& zs = r.zs;
-    for (;;) {
-      zs.next_in = r.in.data() + r.iptr;
-      zs.avail_in = static_cast<uInt>(r.isize - r.iptr);
-      zs.next_out = r.out.data();
-      zs.avail_out = kBufSize;
-      const unsigned before_in = zs.avail_in;
-      trace_stream("Inflate-", r.zstat, zs.avail_in, zs.total_in, zs.avail_out, zs.total_out);
-      r.zstat = inflate(&zs, Z_PARTIAL_FLUSH);
-      trace_stream("Inflate+", r.zstat, zs.avail_in, zs.total_in, zs.avail_out, zs.total_out);
-      r.oavail = r.osize = kBufSize - static_cast<int>(zs.avail_out);
-      r.iavail = static_cast<int>(zs.avail_in);
-      r.iptr = r.isize - r.iavail;
-      r.out_was_full = zs.avail_out == 0;
-      if (r.zstat == Z_STREAM_END) r.stream_end = true;
-      // No progress possible: the input simply ran out.
-      if (r.zstat == Z_BUF_ERROR && r.oavail == 0) return -1;
-      if (r.zstat < 0 || (r.zstat == Z_NEED_DICT && zs.total_out == 0)) {
-        set_error("NIDS: zlib decompression failed (status " + std::to_string(r.zstat) + ")");
-        return 0;
-      }
-      if (r.oavail > 0) return 1;
-      if (r.stream_end || r.zstat == Z_NEED_DICT) return -1;
-      const int got = refill_input(r, f);
-      if (got == 0 && static_cast<unsigned>(r.iavail) == before_in) return -1;
-    }
-  }
-  // bzip2: call until output appears, topping the input up from the file.
-  bz_stream& bz = r.bz;
+  // Call until output appears, topping the input up from the file.
+  const bool zlib = r.file_type == FileType::zlib;
+  Decompressor& d = zlib ? r.zlib : r.bzip2;
   for (;;) {
-    bz.next_in = reinterpret_cast<char*>(r.in.data() + r.iptr);
-    bz.avail_in = static_cast<unsigned>(r.isize - r.iptr);
-    bz.next_out = reinterpret_cast<char*>(r.out.data());
-    bz.avail_out = kBufSize;
-    const unsigned before_in = bz.avail_in;
-    r.zstat = BZ2_bzDecompress(&bz);
-    r.oavail = r.osize = kBufSize - static_cast<int>(bz.avail_out);
-    r.iavail = static_cast<int>(bz.avail_in);
+    const int before_in = r.isize - r.iptr;
+    d.feed({r.in.data() + r.iptr, static_cast<std::size_t>(before_in)});
+    if (zlib) trace_stream("Inflate-", r.zstat, before_in, d, kBufSize);
+    std::size_t produced = 0;
+    const Decompressor::Status st = d.read({r.out.data(), static_cast<std::size_t>(kBufSize)}, &produced);
+    r.zstat = d.status();
+    r.oavail = r.osize = static_cast<int>(produced);
+    r.iavail = static_cast<int>(d.pending());
     r.iptr = r.isize - r.iavail;
-    r.out_was_full = bz.avail_out == 0;
-    trace_stream("Inflate+", r.zstat, bz.avail_in, bz.total_in_lo32, bz.avail_out,
-                 bz.total_out_lo32);
-    if (r.zstat < 0) {
-      set_error("NIDS: bzip2 decompression failed (status " + std::to_string(r.zstat) + ")");
+    r.out_was_full = r.oavail == kBufSize;
+    trace_stream("Inflate+", r.zstat, r.iavail, d, kBufSize - r.oavail);
+    if (st == Decompressor::Status::error) {
+      set_error(std::string("NIDS: ") + (zlib ? "zlib" : "bzip2") + " decompression failed (status " +
+                std::to_string(r.zstat) + ")");
       return 0;
     }
-    if (r.zstat == BZ_STREAM_END) r.stream_end = true;
-    if (r.oavail > 0) {
-      if (r.zstat != BZ_OK && r.zstat != BZ_STREAM_END) {
-        set_error("NIDS: bzip2 decompression failed (status " + std::to_string(r.zstat) + ")");
-        return 0;
-      }
-      return 1;
-    }
+    if (st == Decompressor::Status::stream_end) r.stream_end = true;
+    if (r.oavail > 0) return 1;
     if (r.stream_end) return -1;
     const int got = refill_input(r, f);
     // Nothing consumed, nothing produced and nothing new: the stream is cut.
-    if (got == 0 && static_cast<unsigned>(r.iavail) == before_in) return -1;
+    if (got == 0 && r.iavail == before_in) return -1;
   }
 }
 
 }  // namespace
 
 void Reader::end_streams() {
-  if (zs_open) inflateEnd(&zs);
-  if (bz_open) BZ2_bzDecompressEnd(&bz);
-  zs_open = bz_open = false;
+  zlib.restart();
+  bzip2.restart();
 }
 
 void Reader::reset() {
@@ -251,7 +202,7 @@ int NIDS_read(unsigned char* data, int dsize, FILE* ifile) {
     if (r.comp_test) {
       const int t = test_compression(r, ifile);
       if (t <= 0) return t;
-      fresh = true;
+      if (t == 1) fresh = true;
     }
     if (fresh) {
       const int t = fill_output(r, ifile);

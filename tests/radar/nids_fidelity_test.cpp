@@ -1,0 +1,180 @@
+// Today's products through the real decoder and the real program: the
+// super-resolution and TDWR products whose symbology is compressed without
+// being listed, and files that are not products at all.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <tuple>
+
+#include "../common/files.h"
+#include "../gks/print_test_util.h"
+#include "nids_test_util.h"
+
+namespace fs = std::filesystem;
+using namespace nids_test;
+
+namespace {
+
+class NidsFidelityTest : public ::testing::Test {
+ protected:
+  zor::test::ProgramRun radar(const std::string& args) {
+    return zor::test::run_radar(dir_, "", "-ba -inp nids " + args);
+  }
+  // Linked into the working folder: a '-' in a path starts extension text.
+  std::string file(const std::string& path) const {
+    const fs::path link = dir_ / fs::path(path).filename();
+    if (!fs::exists(link)) fs::create_symlink(path, link);
+    return "@" + link.string();
+  }
+  zor::test::TempDir tmp_{"nids_fidelity"};
+  const fs::path& dir_ = tmp_.path();
+};
+
+struct NewProduct {
+  const char* file;
+  const char* header;  // the listing's first line, up to the source
+  int radials;
+  float lo, hi;        // every decoded value lies in [lo, hi]
+};
+
+TEST(NidsNewProducts, DecodeEveryRadialWithinTheirUnits) {
+  const NewProduct cases[] = {
+      {"AMX_N0B_2026_07_06_15_45_17", "product 153 \"Base reflectivity (Dbz)\"", 720, -32, 95},
+      {"H0V_20200812_1309", "product 154 \"Base velocity (knt)\"", 720, -124, 124},
+      {"Level3_TUL_TZ0_20200811_1804.nids", "product 180 \"Base reflectivity (Dbz)\"", 360, -32, 95},
+  };
+  for (const auto& c : cases) {
+    const Listing l = dump_file(c.file);
+    ASSERT_EQ(l.status, 0) << c.file << ": " << l.error;
+    EXPECT_EQ(l.lines[0].rfind(c.header, 0), 0u) << l.lines[0];
+    int radials = 0, values = 0;
+    for (const auto& line : l.lines) {
+      if (line.rfind("R ", 0) != 0) continue;
+      ++radials;
+      std::istringstream in(line.substr(2));
+      float angle, width, v;
+      in >> angle >> width;
+      while (in >> v) {
+        if (v == -9999.0f) continue;
+        ++values;
+        EXPECT_TRUE(v >= c.lo && v <= c.hi) << c.file << " " << v;
+        if (v < c.lo || v > c.hi) break;
+      }
+    }
+    EXPECT_EQ(radials, c.radials) << c.file;
+    EXPECT_GT(values, 10000) << c.file;
+  }
+  NIDS_info info;
+  ASSERT_EQ(header_of("AMX_N0B_2026_07_06_15_45_17", &info), 1);
+  EXPECT_EQ(info.nx, 3680);  // 1840 quarter-kilometre bins
+  EXPECT_FLOAT_EQ(info.range, 248.0f);
+  EXPECT_STREQ(info.misc, "Md=pr Rng=248(0.1) El=0.5 Mx=60");
+}
+
+TEST(NidsNewProducts, NonProductsSayWhatTheyAre) {
+  const struct {
+    std::string path;
+    const char* what;
+  } cases[] = {
+      {data_path("KBMX_NXUS64_GSMBMX_201501020258"), "general status message (message code 2)"},
+      {std::string(ZOR_TEST_DATA_DIR) + "/level2/KTLX20170101_030027_V06", "a Level II volume (\"AR2V0006."},
+  };
+  for (const auto& c : cases) {
+    FilePtr f(std::fopen(c.path.c_str(), "rb"));
+    ASSERT_TRUE(f) << c.path;
+    const Listing l = dump(f.get());
+    EXPECT_NE(l.status, 0);
+    EXPECT_NE(std::string(NIDS_not_product()).find(c.what), std::string::npos) << NIDS_not_product();
+  }
+  // Free text where a message header belongs, and a product's own header.
+  const Listing text = dump_bytes(Bytes{'N', 'O', 'U', 'S', '6', '4', ' ', 'K', 'O', 'U', 'N', '\r', '\r', '\n',
+                                        'F', 'T', 'M', '\r', '\r', '\n', 'h', 'i', '\n'});
+  EXPECT_NE(text.status, 0);
+  EXPECT_NE(text.error.find("not a product"), std::string::npos) << text.error;
+  dump_file("KBMX_SDUS54_N0RBMX_201501020205");
+  EXPECT_STREQ(NIDS_not_product(), "");
+}
+
+// Lines of a listing that start with `prefix`.
+int count(const Listing& l, const std::string& prefix) {
+  int n = 0;
+  for (const auto& line : l.lines) n += line.rfind(prefix, 0) == 0;
+  return n;
+}
+
+TEST(NidsNewPackets, ContoursSymbolsAndGenericDataDecode) {
+  const struct {
+    const char* file;
+    const char* prefix;  // items the packets hand out
+    int at_least;
+  } cases[] = {
+      {"KBMX_SDUS84_N0MBMX_201501020205", "V 1 ", 100},  // melting layer contours
+      {"KOKX_SDUS31_NMDOKX_201108280702", "S 20 ", 1},    // mesocyclone point feature
+      {"KOKX_SDUS31_NMDOKX_201108280702", "P1 T ", 3},    // and the pages behind it
+      {"KBMX_SDUS34_NSTBMX_201501020205", "S 15 -384 -354 0 B4", 1},  // storm identifier
+      {"KOKX_SDUS61_NHIOKX_201108280702", "S 19 ", 1},    // hail
+  };
+  for (const auto& c : cases) {
+    const Listing l = dump_file(c.file);
+    EXPECT_EQ(l.status, 0) << c.file << ": " << l.error;
+    EXPECT_GE(count(l, c.prefix), c.at_least) << c.file << " " << c.prefix;
+  }
+  // Generic data (28) is stepped over whole: nothing after it is misread.
+  const Listing dpr = dump_file("KBMX_SDUS84_DPRBMX_201501020205");
+  EXPECT_EQ(dpr.status, 0) << dpr.error;
+  EXPECT_EQ(dpr.lines[0].find("packet 0x1C"), dpr.lines[0].size() - 11) << dpr.lines[0];
+  EXPECT_EQ(count(dpr, "S "), 0);
+}
+
+TEST(NidsNewPackets, UnknownPacketIsSteppedOverByItsLength) {
+  Builder layer;
+  layer.i16(0x4321).i16(6).i32(0x7F7F7F7F).i16(0x7F7F);  // unknown, 6 bytes
+  layer.i16(1).i16(6).i16(10).i16(20).text("AB");         // a text after it
+  Builder b;
+  b.headers(58).symbology(16 + static_cast<long>(layer.b.size()));
+  b.b.insert(b.b.end(), layer.b.begin(), layer.b.end());
+  const Listing l = dump_bytes(b.b);
+  EXPECT_EQ(l.status, 0) << l.error;
+  EXPECT_EQ(count(l, "T 10 20 -100 AB"), 1);
+}
+
+// Pixels of any colour but grey and the red of the map lines.
+int coloured(const zor::test::Raster& img) {
+  int n = 0;
+  for (int y = 0; y < img.height; ++y)
+    for (int x = 0; x < img.width; ++x) {
+      const unsigned char* p = img.at(x, y);
+      n += (p[0] != p[1] || p[1] != p[2]) && !(p[0] == 255 && p[1] == 0 && p[2] == 0);
+    }
+  return n;
+}
+
+TEST_F(NidsFidelityTest, SuperResolutionProductIsDrawn) {
+  // An empty product (no detections) gives the colours of bar and labels.
+  zor::test::Raster img, empty;
+  for (auto [name, out, raster] : {std::tuple{"AMX_N0B_2026_07_06_15_45_17", "n0b.png", &img},
+                                   std::tuple{"TLX_NMD_2026_07_10_05_08_45", "nmd.png", &empty}}) {
+    const auto r = radar(std::string("-of png:@") + out + " " + file(data_path(name)));
+    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_TRUE(zor::test::read_png((dir_ / out).string(), *raster));
+  }
+  EXPECT_GT(coloured(img), coloured(empty) + 4000) << coloured(empty);
+}
+
+TEST_F(NidsFidelityTest, StatusMessageIsRefusedAloneAndSkippedInALoop) {
+  const std::string gsm = file(data_path("KBMX_NXUS64_GSMBMX_201501020258"));
+  const auto alone = radar("-of png:@a.png " + gsm);
+  EXPECT_EQ(alone.status, 10);
+  EXPECT_NE(alone.err.find("KBMX_NXUS64_GSMBMX_201501020258 is not a NIDS product: general status message"),
+            std::string::npos)
+      << alone.err;
+  EXPECT_FALSE(fs::exists(dir_ / "a.png"));
+  const auto loop = radar("-of png:@l_%i.png " + gsm + " " + file(data_path("KBMX_SDUS54_N0RBMX_201501020205")));
+  EXPECT_EQ(loop.status, 0) << loop.err;
+  EXPECT_TRUE(fs::exists(dir_ / "l_00.png"));
+  EXPECT_FALSE(fs::exists(dir_ / "l_01.png"));
+  EXPECT_NE(loop.err.find("is not a NIDS product"), std::string::npos) << loop.err;
+}
+
+}  // namespace
