@@ -391,9 +391,8 @@ int PLT_close() {
       PLT_exit(ZOR_EXIT_USAGE);
     }
     // A file device is finished (written to its end and given its name)
-    // before the run ends, so the exit status covers all of it and the file
-    // is there when the caller goes on; only a display is left to a
-    // detached process.
+    // before the run detaches, so the exit status covers all of it and the
+    // file is there when the caller goes on.
     if (file_out == nullptr && ZOR_back_proc() < 0) ZOR_exit(1);
   }
   gset_no_plot(0);
@@ -405,6 +404,7 @@ int PLT_close() {
     MESS_print(M_ERROR, "radar: the %s could not be completed\n", file_out->what);
     ZOR_exit(ZOR_EXIT_OUTPUT);
   }
+  if (file_out != nullptr && FLAG_batch() && ZOR_back_proc() < 0) ZOR_exit(1);
   PLT_init_labels();
   return 0;
 }

@@ -99,7 +99,7 @@ bool dump_packet(FILE* f, int code, const std::string& prefix,
       return stat >= 0;
     }
     default:
-      if (NIDS_line_packet(code)) return dump_packet(f, NIDS_PKT_VECTOR, prefix, line);
+      if (NIDS_line_packet(code)) return dump_packet(f, NIDS_PKT_VECTOR, prefix, line, text);
       if (NIDS_symbol_packet(code)) {
         NIDS_text_data t;
         int stat;
