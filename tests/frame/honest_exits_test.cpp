@@ -19,6 +19,7 @@ namespace fs = std::filesystem;
 namespace {
 
 using zor::test::count_of;
+using zor::test::slurp;
 using zor::test::ProgramRun;
 
 // A fresh directory holding the product as "kbmx" (and as "a-b/kbmx", a

@@ -74,6 +74,7 @@ Picture from_raster(const zor::test::Raster& r) {
 }
 
 using Box = zor::test::FrameBox;
+using zor::test::frame_of;
 
 // The white site marker within two pixels of the plot's centre.
 bool site_marked(const Picture& p, const Box& b) {
