@@ -530,12 +530,21 @@ int NIDS_packet(FILE* ifile, int* code) {
       return 0;
     }
     // Any other packet is stepped over by its length, which follows the
-    // code in every packet that is not a radial or raster.
-    if (NIDS_read(raw, 2, ifile) != 1) {
+    // code in every packet that is not a radial or raster, as long as it
+    // stays inside the layer or page; beyond that it is not a packet.
+    const long layer_end = s.symb_start + 16 + s.pr_symb_lyr.len;
+    const bool room = s.in_page ? s.rd.bytes + 2 <= s.rd.nbytes : s.symb_start >= 0 && s.rd.total + 2 <= layer_end;
+    if (!room || NIDS_read(raw, 2, ifile) != 1) {
+      MESS_print(M_DEBUG, "Unknown packet code: %d\n", pc);
       s.layer_open = false;
-      return -1;
+      return 0;
     }
     const int n = ByteReader(raw, 2).u16();
+    if (s.in_page ? s.rd.bytes + n > s.rd.nbytes : s.rd.total + n > layer_end) {
+      MESS_print(M_DEBUG, "Unknown packet code: %d\n", pc);
+      s.layer_open = false;
+      return 0;
+    }
     MESS_print(M_DEBUG, "Unknown packet code: %d, %d bytes skipped\n", pc, n);
     if (!skip_item(ifile, n)) {
       s.layer_open = false;
