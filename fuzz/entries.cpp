@@ -21,6 +21,7 @@
 #include "zor/nids.h"
 #include "zor/rad.h"
 #include "zor/rcm.h"
+#include "zor/rrwds.h"
 #include "zor/res.h"
 #include "zor/clr.h"
 #include "zor/watch.h"
@@ -93,6 +94,12 @@ void nowrad(const std::uint8_t* data, std::size_t size) {
   while (NOWRad_line(f.get(), &line) == 1)
     while (NOWRad_get_packet(f.get(), &p) == 1) {
     }
+}
+
+void rrwds(const std::uint8_t* data, std::size_t size) {
+  zor::rrwds::Image image;
+  std::string error;
+  zor::rrwds::decode(std::span<const std::uint8_t>(data, size), &image, &error);
 }
 
 void kavrad(const std::uint8_t* data, std::size_t size) {
@@ -182,6 +189,7 @@ constexpr Reader kReaders[] = {
     {"nowrad", nowrad},
     {"kavrad", kavrad},
     {"rcm", rcm},
+    {"rrwds", rrwds},
     {"cvt", cvt},
     {"gif", image<GIF_read>},
     {"png", image<PNG_read>},

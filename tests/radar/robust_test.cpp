@@ -44,6 +44,7 @@ const Sweep kSweeps[] = {
     {"kavrad", kSeeds + "/kavrad/coarse.kavrad", true, 2000, 300},
     {"rcm", kData + "/rcm/KBMX_SDUS44_RCMBMX_201501020217", false, 0, 300},
     {"rcm", kData + "/rcm/KOKX_SDUS41_RCMOKX_201108280716", false, 0, 300},
+    {"rrwds", kData + "/rrwds/oax_levels.rrwds", false, 0, 300},
     {"gif", kSeeds + "/gif/small.gif", true, 2000, 300},
     {"gif", kSeeds + "/gif/interlaced.gif", true, 2000, 300},
     {"png", kSeeds + "/png/small.png", true, 2000, 300},
@@ -53,6 +54,9 @@ const Sweep kSweeps[] = {
     {"meta", kSeeds + "/meta/scene.meta", true, 2000, 300},
     {"meta", kData + "/meta/bad_points.meta", true, 2000, 300},
 };
+
+// Names the file in test listings instead of the record's raw bytes.
+void PrintTo(const Sweep& s, std::ostream* os) { *os << s.reader << ' ' << s.file; }
 
 class ReaderSweep : public ::testing::TestWithParam<Sweep> {};
 
