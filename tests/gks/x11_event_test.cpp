@@ -523,9 +523,13 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
   EXPECT_TRUE(hints.flags & PMinSize);
   EXPECT_EQ(hints.max_width, 300);
   EXPECT_EQ(hints.min_height, 200);
+  // Another client reads the name: our requests must have reached the
+  // server first, or a loaded machine sees the old title.
+  XSync(dpy, False);
   Client c;
   EXPECT_EQ(c.window_name(), "Base Reflectivity");
   gset_win_title_extra("[4]");
+  XSync(dpy, False);
   EXPECT_EQ(c.window_name(), "Base Reflectivity [4]");
   char extra[8];
   EXPECT_EQ(gget_win_title_extra(extra, sizeof extra), 1);
