@@ -376,6 +376,9 @@ void decode_thresholds(int code, const std::array<std::uint16_t, 16>& t, std::ar
       out[2] = NIDS_float32(t[2], t[3]);
       MESS_print(M_DEBUG, "THRES: %f %f\n", out[0], out[2]);
       break;
+    case ThresRule::level_index:
+      for (std::size_t i = 0; i < 16; ++i) out[i] = static_cast<float>(i);
+      break;
     case ThresRule::generic_fixed:
       generic();
       out[0] = -32.0f;

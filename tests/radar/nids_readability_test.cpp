@@ -3,6 +3,8 @@
 // range-folded digital velocity drawn in purple.
 #include <gtest/gtest.h>
 
+#include <map>
+#include <sstream>
 #include <string>
 
 #include "nids_test_util.h"
@@ -45,6 +47,22 @@ TEST(NidsReadability, BarNamesFlagsAndClasses) {
   ASSERT_EQ(info.thres[0], -90.0f);
   const std::string lev = labelled_fill(fill_table(info.code).colours, info.code, info.thres);
   EXPECT_EQ(lev.rfind("off:la=ND,blue,lblue,", 0), 0u) << lev;
+}
+
+// Clutter filter control carries filter states in its levels, no thresholds:
+// the levels come out as themselves, so the map is no longer one colour.
+TEST(NidsReadability, ClutterFilterControlKeepsItsLevels) {
+  const Listing l = dump_file("KAMA_SDUS64_NC1AMA_201502150549");
+  ASSERT_EQ(l.status, 0) << l.error;
+  std::map<float, int> bins;
+  for (const auto& line : l.lines) {
+    if (line.rfind("R ", 0) != 0) continue;
+    std::istringstream in(line.substr(2));
+    float angle, width, v;
+    in >> angle >> width;
+    while (in >> v) ++bins[v];
+  }
+  EXPECT_EQ(bins, (std::map<float, int>{{1.0f, 52244}, {4.0f, 30556}}));
 }
 
 }  // namespace
