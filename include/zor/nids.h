@@ -118,6 +118,9 @@ const char* NIDS_last_error();
 // status or free-text message, a Level II volume, other text or data), ""
 // for a product. Such a file still yields a header, but nothing to plot.
 const char* NIDS_not_product();
+// Radar and product mnemonic of the last header read ("BMX N0Q"), taken from
+// the bulletin's product identifier line ("N0QBMX"); "" when the file has none.
+const char* NIDS_product_ident();
 // Forget everything about the current product (tests use this between files).
 void NIDS_reset();
 
@@ -201,6 +204,11 @@ struct FillTable {
   bool base_interval;
 };
 FillTable fill_table(int code);
+// `colours` with bar names added (":la="): ND and RF on the flag levels
+// (-200, -100, -90; -90 as the first of
+// `thres` is ND) and class names on the hydrometeor classes of 165 and
+// 177. A step's level is its own prefix, else thres[step] when given.
+std::string labelled_fill(const char* colours, int code, const float* thres);
 
 // Storm table layout of a header line: 1 ("VLOW"), 2 ("VIL"), else `current`.
 int storm_table_type(const char* line, int current);

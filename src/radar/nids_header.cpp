@@ -1,6 +1,7 @@
 // NIDS headers: text header forms, concatenated products, message header,
 // product description with its thresholds, symbology block and first layer,
 // and the NIDS_info record built from them.
+#include <cctype>
 #include <cmath>
 #include <cstdarg>
 #include <cstring>
@@ -82,6 +83,26 @@ int text_header_lines(int first) {
   for (const auto& f : kTextHeaders)
     if (f.first == first) return f.lines;
   return 0;
+}
+
+// Reads one bulletin line to its end, keeping its first 40 characters.
+int read_text_line(FILE* f, std::string& kept) {
+  kept.clear();
+  unsigned char c = 0;
+  int stat;
+  while ((stat = NIDS_read(&c, 1, f)) == 1 && c != '\n')
+    if (kept.size() < 40) kept.push_back(static_cast<char>(c));
+  return stat;
+}
+
+// "BMX N0Q" from a product identifier line "N0QBMX" (category, then radar);
+// "" for any other line.
+std::string ident_of(std::string line) {
+  while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.pop_back();
+  if (line.size() != 6) return {};
+  for (char c : line)
+    if (!std::isupper(static_cast<unsigned char>(c)) && !std::isdigit(static_cast<unsigned char>(c))) return {};
+  return line.substr(3) + " " + line.substr(0, 3);
 }
 
 int read_u16(FILE* f, int* out) {
@@ -355,6 +376,9 @@ void decode_thresholds(int code, const std::array<std::uint16_t, 16>& t, std::ar
       out[2] = NIDS_float32(t[2], t[3]);
       MESS_print(M_DEBUG, "THRES: %f %f\n", out[0], out[2]);
       break;
+    case ThresRule::level_index:
+      for (std::size_t i = 0; i < 16; ++i) out[i] = static_cast<float>(i);
+      break;
     case ThresRule::generic_fixed:
       generic();
       out[0] = -32.0f;
@@ -389,8 +413,11 @@ int NIDS_mess_header(FILE* ifile) {
   int stat = read_u16(ifile, &code);
   if (stat != 1) return -1;
   if (const int lines = text_header_lines(code); lines > 0) {
+    // The last line names the product ("N0QBMX").
+    std::string line;
     for (int i = 0; i < lines; ++i)
-      if (NIDS_skip_line(ifile) != 1) return -1;
+      if (read_text_line(ifile, line) != 1) return -1;
+    s.ident = ident_of(line);
     s.rd.comp_test = true;
     if (read_u16(ifile, &code) != 1) return -1;
     if (s.rd.file_type == FileType::zlib) {

@@ -156,6 +156,7 @@ struct State {
   std::string error;
   std::string not_product;  // why the file is not a product, "" for a product
   std::string lead;         // the file's first bytes, to describe a non-product
+  std::string ident;        // "BMX N0Q": radar and mnemonic from the bulletin's product line
 
   // Clears everything but the extension string, which belongs to the caller.
   void reset();

@@ -474,6 +474,7 @@ void State::reset() {
   error.clear();
   not_product.clear();
   lead.clear();
+  ident.clear();
   ext_info = keep_ext;
 }
 
@@ -492,6 +493,8 @@ using zor::ByteReader;
 const char* NIDS_last_error() { return state().error.c_str(); }
 
 const char* NIDS_not_product() { return state().not_product.c_str(); }
+
+const char* NIDS_product_ident() { return state().ident.c_str(); }
 
 void NIDS_reset() {
   State& s = state();

@@ -9,9 +9,12 @@
 // the colour of each value is looked up once.
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstdio>
 #include <cstring>
 #include <span>
+#include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -60,8 +63,15 @@ const FillRow kFillRows[] = {
      {"-100:off,0:blue,5:lblue,10:cyan,15:lcyan,20:green,25:lgreen,30:brown,35:yellow,40:red,45:lred,"
       "50:magenta,55:lmagenta,60:dgray,65:lgray,70:white",
       false, false}},
-    {{{22, 27}, {182, 182}, {99, 99}, {154, 154}},
+    // 16-level velocity: -90 stands for no data as well as range folding.
+    {{{22, 27}},
      {"-70:blue,-63:lblue,-49:cyan,-35:lcyan,-25:green,-19:lgreen,-9:dgray,0:off,1:lgray,10:yellow,20:brown,"
+      "26:lred,36:red,50:lmagenta,64:magenta",
+      false, false}},
+    // Digital velocity: range folding (-90) in purple; real speeds below the
+    // first level stay undrawn.
+    {{{182, 182}, {99, 99}, {154, 154}},
+     {"-90:purple,-89.9:off,-70:blue,-63:lblue,-49:cyan,-35:lcyan,-25:green,-19:lgreen,-9:dgray,0:off,1:lgray,10:yellow,20:brown,"
       "26:lred,36:red,50:lmagenta,64:magenta",
       false, false}},
     {{{78, 80}}, {kSixteen, true, false}},
@@ -90,6 +100,59 @@ const FillRow kFillRows[] = {
 
 constexpr FillTable kOtherCodes{kSixteen, true, false};
 
+// Bar names of flag levels and of hydrometeor classes, by level.
+struct BarName {
+  float level;
+  const char* name;
+};
+constexpr BarName kFlagNames[] = {{-200.0f, "ND"}, {-100.0f, "ND"}, {-90.0f, "RF"}};
+constexpr BarName kClassNames[] = {{10, "BI"}, {20, "GC"}, {30, "IC"},  {40, "DS"},  {50, "WS"},  {60, "RA"},
+                                   {70, "HR"}, {80, "BD"}, {90, "GR"}, {100, "HA"}, {140, "UK"}, {150, "RF"}};
+
+const char* bar_name(std::span<const BarName> names, float level) {
+  for (const BarName& n : names)
+    if (n.level == level) return n.name;
+  return nullptr;
+}
+
+}  // namespace
+
+std::string labelled_fill(const char* colours, int code, const float* thres) {
+  const bool classes = code == 165 || code == 177;
+  std::string out;
+  std::size_t step = 0;
+  for (std::string_view rest = colours; !rest.empty(); ++step) {
+    const std::size_t comma = rest.find(',');
+    const std::string_view item = rest.substr(0, comma);
+    rest = comma == std::string_view::npos ? std::string_view() : rest.substr(comma + 1);
+    if (!out.empty()) out += ',';
+    out += item;
+    // The step's level: its own prefix, or the product's threshold.
+    float level = ZOR_MISSING_F;
+    bool have = false;
+    if (const std::size_t colon = item.find(':'); colon != std::string_view::npos) {
+      const std::string lead(item.substr(0, colon));
+      char* end = nullptr;
+      level = std::strtof(lead.c_str(), &end);
+      have = end != lead.c_str() && *end == '\0';
+    }
+    if (!have && thres != nullptr && step < 16) {
+      level = thres[step];
+      have = true;
+    }
+    if (!have) continue;
+    const char* name = classes ? bar_name(kClassNames, level) : nullptr;
+    if (name == nullptr) name = bar_name(kFlagNames, level);
+    // -90 stands for every flag code; a product's first level is no data,
+    // range folding comes last.
+    if (thres != nullptr && step == 0 && level == -90.0f) name = "ND";
+    if (name != nullptr) (out += ":la=") += name;
+  }
+  return out;
+}
+
+namespace {
+
 // Sets up the fill levels of the current product.
 void setup_fill(const NIDS_info& info) {
   const FillTable t = fill_table(info.code);
@@ -100,7 +163,7 @@ void setup_fill(const NIDS_info& info) {
     CONT_set_intrvl(4.0f);
     CONT_set_range(16.0f, 0.0f);
   }
-  CONT_set_fill_colors(t.colours, 0);
+  CONT_set_fill_colors(labelled_fill(t.colours, info.code, t.levels ? info.thres : nullptr).c_str(), 0);
   CONT_set_type(15);
 }
 
@@ -530,6 +593,7 @@ int NIDS_plot_summary() {
   PLT_label_up_left(info.info);
   PLT_label_low_right(info.misc);
   PLT_label_up_right(s.datim);
+  PLT_label_up_center(NIDS_product_ident());
   CONT_param_decode();
   CONT_reset_fill_set();
 

@@ -132,6 +132,8 @@ const ThresRow kThresRules[] = {
     {span_codes({{159, 159}, {161, 161}, {163, 163}, {165, 165}, {167, 167}, {170, 170}, {172, 177}}),
      ThresRule::float32},
     {{186}, ThresRule::generic_fixed},
+    // Clutter filter control: the levels are filter states, no quantities.
+    {{34}, ThresRule::level_index},
 };
 
 struct ElevRow {

@@ -9,7 +9,7 @@ namespace zor::nids {
 
 inline constexpr int kMaxCode = 255;
 
-enum class ThresRule { generic, tenths, tenths_knots, thousandths, dvil, eet, hundredths, float32, generic_fixed };
+enum class ThresRule { generic, tenths, tenths_knots, thousandths, dvil, eet, hundredths, float32, generic_fixed, level_index };
 enum class ElevMax { none, elev_only, elev_p4, elev_p4_p5, elev_p4_p5_tenths, p7_p4_hundredths, p4_tenths, p4_hundredths };
 enum class MaxText { max_0, min_max_0, min_max_1, min_max_2, max_1, max_2, none };
 enum class BeginText { none, p5_p6, p1_p2 };
