@@ -1,5 +1,6 @@
 // Text attributes and text output: stroke fonts drawn by the kernel as
 // polylines, or a device's own (server) font.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -26,7 +27,10 @@ int string_width(const TextState& t, const FontState& f, std::string_view s) {
     sum = std::trunc(sum + advance(t, f, static_cast<unsigned char>(s[i])));
   const auto last = static_cast<unsigned char>(s.back());
   sum += t.char_space > 0 ? t.char_space * 100 : static_cast<float>(f.size[last]);
-  return static_cast<int>(std::trunc(sum * t.expan));
+  // Absurd sizes or expansions from a damaged metafile must not overflow.
+  const float w = std::trunc(sum * t.expan);
+  if (!std::isfinite(w)) return 0;
+  return static_cast<int>(std::clamp(w, -1.0e9f, 1.0e9f));
 }
 
 int horiz_offset(int align, int w) {
