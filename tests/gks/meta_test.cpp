@@ -172,7 +172,7 @@ TEST_F(MetaTest, BinaryCgmHasHeaderPictureAndPolylines) {
   Gpt many[3000];
   for (int i = 0; i < 3000; ++i) many[i] = {0.1f + 0.0002f * i, 0.5f};
   gpolyline(3000, many);
-  // Fills and text have no CGM form and leave no trace.
+  // A fill after the lines (written as a polygon).
   GPH_frect(0.1f, 0.1f, 0.2f, 0.2f);
   zor::test::close_ws();
 
