@@ -352,17 +352,7 @@ int LEV2_get_domain(float clat, float clon, float range, Domain* domain) {
 }
 
 int LEV2_plot_param() {
-  auto& s = state();
-  s.p = zor::lev2::Params{};
-  zor::plt::for_each_plot_param([&s](std::string_view w) {
-    if (zor::plt::site_param(s.p, w)) return;
-    for (const auto& pw : zor::lev2::kParamWords) {
-      if (pw.match(w)) {
-        pw.act(s.p, w);
-        return;
-      }
-    }
-  });
+  state().p = zor::plt::read_site_params<zor::lev2::Params>(zor::lev2::kParamWords);
   return 0;
 }
 

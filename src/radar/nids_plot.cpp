@@ -219,17 +219,7 @@ int NIDS_print_info() {
 }
 
 int NIDS_plot_param() {
-  auto& s = state();
-  s.p = zor::nids_plot::Params{};
-  zor::plt::for_each_plot_param([&s](std::string_view w) {
-    if (zor::plt::site_param(s.p, w)) return;
-    for (const auto& pw : zor::nids_plot::kParamWords) {
-      if (pw.match(w)) {
-        pw.act(s.p, w);
-        return;
-      }
-    }
-  });
+  state().p = zor::plt::read_site_params<zor::nids_plot::Params>(zor::nids_plot::kParamWords);
   return 0;
 }
 

@@ -311,17 +311,7 @@ int RCM_rewind_file() {
 }
 
 int RCM_plot_param() {
-  auto& s = state();
-  s.p = zor::rcm::Params{};
-  zor::plt::for_each_plot_param([&s](std::string_view w) {
-    if (zor::plt::site_param(s.p, w)) return;
-    for (const auto& pw : zor::rcm::kParamWords) {
-      if (pw.match(w)) {
-        pw.act(s.p, w);
-        return;
-      }
-    }
-  });
+  state().p = zor::plt::read_site_params<zor::rcm::Params>(zor::rcm::kParamWords);
   return 0;
 }
 
