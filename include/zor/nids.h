@@ -126,6 +126,7 @@ void NIDS_reset();
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace zor::nids {
 
@@ -136,6 +137,11 @@ namespace zor::nids {
 // decoded cleanly, 1 when no header could be read, 2 when decoding stopped
 // early (NIDS_last_error says why).
 int dump_product(FILE* ifile, const std::function<void(const std::string&)>& line);
+
+// The rest of the current radial in one read: the runs NIDS_get_data would
+// hand out one call at a time, in order. 0 when the radial is done, -1 on a
+// read error.
+int get_radial_runs(FILE* ifile, std::vector<NIDS_data>& runs);
 
 }  // namespace zor::nids
 

@@ -139,6 +139,65 @@ struct Palette {
   int background = 0;  // entry of the background pixel: the transparent index
 };
 
+// One stored row's pixel values, padding columns included; the switch on the
+// pixel layout is taken once per row rather than once per pixel.
+void read_row(const IMG_report& im, int bits, int row, std::vector<unsigned long>& vals) {
+  const unsigned char* p = im.data + static_cast<std::size_t>(row) * im.bytes_line;
+  const int n = static_cast<int>(vals.size());
+  const bool msb = im.byte_order == 1;
+  switch (bits) {
+    case 32:
+      for (int c = 0; c < n; ++c) {
+        const unsigned char* q = p + c * 4 + (msb ? 1 : 0);
+        vals[c] = msb ? (q[0] << 16) | (q[1] << 8) | q[2] : (q[2] << 16) | (q[1] << 8) | q[0];
+      }
+      break;
+    case 8:
+      for (int c = 0; c < n; ++c) vals[c] = p[c];
+      break;
+    default:
+      for (int c = 0; c < n; ++c) vals[c] = get_pixel(im, bits, row, c);
+  }
+}
+
+// Pixel value -> palette entry. Values in the palette are distinct, so a hash
+// over them finds the same entry as a scan in order; a picture rarely has
+// more than a few dozen colours, and long runs of one value hit `last`.
+class PaletteLookup {
+ public:
+  PaletteLookup() { slot_.fill(kEmpty); }
+  int find(long v) {
+    if (v == last_value_) return last_index_;
+    for (std::size_t h = hash(v);; h = (h + 1) & (kSlots - 1)) {
+      if (slot_[h].index < 0) return -1;
+      if (slot_[h].value == v) {
+        last_value_ = v;
+        last_index_ = slot_[h].index;
+        return last_index_;
+      }
+    }
+  }
+  void add(long v, int index) {
+    std::size_t h = hash(v);
+    while (slot_[h].index >= 0) h = (h + 1) & (kSlots - 1);
+    slot_[h] = {v, index};
+  }
+
+ private:
+  struct Slot {
+    long value;
+    int index;
+  };
+  static constexpr std::size_t kSlots = 1024;  // four times the palette's 256 entries
+  static constexpr Slot kEmpty{-1, -1};
+  static std::size_t hash(long v) {
+    return (static_cast<unsigned long>(v) * 0x9E3779B97F4A7C15ul) >> 54;
+  }
+  std::array<Slot, kSlots> slot_;
+  long last_value_ = -2;  // no pixel value is negative
+  int last_index_ = -1;
+};
+
 // Converts every pixel to a palette index; `out` (when given) receives one
 // byte per pixel of width x height, else the indices go back into the image.
 Palette build_palette(IMG_report& im, std::vector<unsigned char>* out) {
@@ -148,15 +207,14 @@ Palette build_palette(IMG_report& im, std::vector<unsigned char>* out) {
   const Channel rc(im.red), gc(im.grn), bc(im.blu);
   const long bg = gget_color_ind(-1);
   if (out) out->assign(static_cast<std::size_t>(im.width) * im.height, 0);
+  PaletteLookup lookup;
+  std::vector<unsigned long> vals(static_cast<std::size_t>(std::max(npix, 0)));
   for (int row = 0; row < im.height; ++row) {
+    read_row(im, bits, row, vals);
+    unsigned char* dst = out ? out->data() + static_cast<std::size_t>(row) * im.width : nullptr;
     for (int col = 0; col < npix; ++col) {
-      const long v = col < im.width ? static_cast<long>(get_pixel(im, bits, row, col)) : 0;
-      int ind = -1;
-      for (int i = 0; i < pal.count; ++i)
-        if (pal.entry[i].value == v) {
-          ind = i;
-          break;
-        }
+      const long v = col < im.width ? static_cast<long>(vals[col]) : 0;
+      int ind = lookup.find(v);
       if (ind < 0) {
         if (pal.count < 256) {
           PaletteEntry& e = pal.entry[pal.count];
@@ -174,13 +232,14 @@ Palette build_palette(IMG_report& im, std::vector<unsigned char>* out) {
           }
           if (v == bg) pal.background = pal.count;
           ind = pal.count++;
+          lookup.add(v, ind);
         } else {
           ind = 0;
         }
       }
       if (col >= im.width) continue;
-      if (out)
-        (*out)[static_cast<std::size_t>(row) * im.width + col] = static_cast<unsigned char>(ind);
+      if (dst)
+        dst[col] = static_cast<unsigned char>(ind);
       else
         put_index(im, bits, row, col, ind);
     }

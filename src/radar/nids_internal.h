@@ -3,9 +3,11 @@
 #pragma once
 
 #include <array>
+#include <cstring>
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "zor/decompress.h"
 #include "zor/nids.h"
@@ -141,6 +143,7 @@ struct State {
   // first bin so that the rule and its maths run once per packet.
   std::array<float, 256> digital{};
   bool digital_ready = false;
+  std::vector<std::uint8_t> radial_buf;  // one radial's bytes, for the bulk reader
   float line_x = 0.0f, line_y = 0.0f;  // the last point of a linked line
   float line_val = 0.0f;               // value of the current line
   float contour_val = 0.0f;            // value set by the last contour colour
@@ -162,13 +165,29 @@ struct State {
   void reset();
 };
 
-State& state();
+// Inline so that the per-bin readers reach it without a call.
+inline State& state() {
+  static State s;
+  return s;
+}
 
 // Records why decoding stopped (the first reason wins) and traces it.
 void set_error(const std::string& why);
 
 // Reads exactly n bytes through the reader; false on failure.
 bool read_bytes(FILE* f, std::uint8_t* data, int n);
+// The common case of `read_bytes`, inline for the per-bin readers: a few
+// bytes out of a full output buffer. False means "take the general path".
+inline bool read_buffered(std::uint8_t* data, int n) {
+  Reader& r = state().rd;
+  if (n < 0 || n > r.oavail || r.isize == -1 || r.comp_test || r.file_type == FileType::encrypted) return false;
+  std::memcpy(data, r.out.data() + r.optr, static_cast<std::size_t>(n));
+  r.optr += n;
+  r.oavail -= n;
+  r.bytes += n;
+  r.total += n;
+  return true;
+}
 // Consumes n bytes through the reader in chunks; false on failure.
 bool skip_bytes(FILE* f, long n);
 

@@ -318,10 +318,15 @@ int read_packet_header(FILE* f, State& s, const PacketKind& p) {
 
 // Reading `n` item bytes that the header promised; running out is a
 // truncated product.
-bool item_read(FILE* f, std::uint8_t* raw, int n) {
+[[gnu::noinline]] bool item_read_refill(FILE* f, std::uint8_t* raw, int n) {
   if (read_bytes(f, raw, n)) return true;
   set_error("NIDS: product ends inside a packet");
   return false;
+}
+
+// Inline, so that a per-bin read of a constant count is a load or two.
+inline bool item_read(FILE* f, std::uint8_t* raw, int n) {
+  return read_buffered(raw, n) || item_read_refill(f, raw, n);
 }
 
 bool skip_item(FILE* f, long n) {
@@ -434,11 +439,6 @@ int next_symbol(FILE* f, State& s, NIDS_text_data* text) {
 }
 
 }  // namespace
-
-State& state() {
-  static State s;
-  return s;
-}
 
 void State::reset() {
   const std::string keep_ext = ext_info;
@@ -610,6 +610,45 @@ int NIDS_get_rastor(FILE* ifile) {
   return 1;
 }
 
+namespace {
+
+// The values of the 256 codes of a digital radial, computed once per packet.
+const std::array<float, 256>& digital_table(State& s) {
+  if (!s.digital_ready) {
+    for (int b = 0; b < 256; ++b) s.digital[static_cast<std::size_t>(b)] = digital_value(s, b);
+    s.digital_ready = true;
+  }
+  return s.digital;
+}
+
+}  // namespace
+
+namespace zor::nids {
+
+int get_radial_runs(FILE* ifile, std::vector<NIDS_data>& runs) {
+  runs.clear();
+  if (ifile == nullptr) return 0;
+  State& s = state();
+  if (!radial_kind(s.kind) || !s.in_radial || s.cur_radius >= s.radial_bytes) return 0;
+  const int n = s.radial_bytes - s.cur_radius;
+  s.radial_buf.resize(static_cast<std::size_t>(n));
+  if (!item_read(ifile, s.radial_buf.data(), n)) return -1;
+  s.cur_radius = s.radial_bytes;
+  runs.resize(static_cast<std::size_t>(n));
+  if (s.kind == Kind::radial) {
+    for (int i = 0; i < n; ++i) {
+      const std::uint8_t c = s.radial_buf[static_cast<std::size_t>(i)];
+      runs[static_cast<std::size_t>(i)] = {static_cast<float>(c >> 4), s.thres[c & 15]};
+    }
+  } else {
+    const auto& table = digital_table(s);
+    for (int i = 0; i < n; ++i) runs[static_cast<std::size_t>(i)] = {1.0f, table[s.radial_buf[static_cast<std::size_t>(i)]]};
+  }
+  return 0;
+}
+
+}  // namespace zor::nids
+
 int NIDS_get_data(FILE* ifile, NIDS_data* data) {
   if (ifile == nullptr || data == nullptr) return 0;
   State& s = state();
@@ -624,12 +663,8 @@ int NIDS_get_data(FILE* ifile, NIDS_data* data) {
         data->run = static_cast<float>(raw[0] >> 4);
         data->val = s.thres[raw[0] & 15];
       } else {
-        if (!s.digital_ready) {
-          for (int b = 0; b < 256; ++b) s.digital[static_cast<std::size_t>(b)] = digital_value(s, b);
-          s.digital_ready = true;
-        }
         data->run = 1.0f;
-        data->val = s.digital[raw[0]];
+        data->val = digital_table(s)[raw[0]];
       }
       return 1;
     case Kind::raster:

@@ -267,11 +267,12 @@ constexpr double kDeg = M_PI / 180.0;
 constexpr int kEdgeStep = 8;
 
 // Reads one radial's runs into spans of drawn bins; false on a read error.
-bool radial_spans(FILE* f, FillCache& fills, int clutter, bool draw, std::vector<Span>& spans) {
+bool radial_spans(FILE* f, FillCache& fills, int clutter, bool draw, std::vector<NIDS_data>& runs,
+                  std::vector<Span>& spans) {
   spans.clear();
-  NIDS_data d;
-  int b = 0, stat;
-  while ((stat = NIDS_get_data(f, &d)) == 1) {
+  const int stat = zor::nids::get_radial_runs(f, runs);
+  int b = 0;
+  for (const NIDS_data& d : runs) {
     const int n = static_cast<int>(d.run);
     if (n <= 0) continue;
     if (draw) {
@@ -293,13 +294,15 @@ int draw_radials(FILE* f, const Geometry& g, FillCache& fills) {
   // Without a bin size the bins have no place: read them, draw nothing.
   const double r = g.product.dx;
   const bool draw = FLAG_getplot(kCompSummary) != 0 && r > 0.0;
+  std::vector<NIDS_data> runs;
   std::vector<Span> spans;
-  std::vector<Gpt> pts;
+  std::vector<Gpt> pts, poly;
+  std::vector<int> at1, at2;  // per bin: its edge vertex in `pts`, or -1
   std::vector<EarthPoint> tmp;
   float start = 0.0f, width = 0.0f;
   int stat;
   while ((stat = NIDS_get_radial(f, &start, &width)) == 1) {
-    if (!radial_spans(f, fills, s.p.clutter_rad, draw, spans)) return -1;
+    if (!radial_spans(f, fills, s.p.clutter_rad, draw, runs, spans)) return -1;
     if (spans.empty()) continue;
     if (!g.same) MAP_domain(&g.product);
     const double a = MAP_dir_adj(start, g.x0, g.y0);
@@ -319,28 +322,49 @@ int draw_radials(FILE* f, const Geometry& g, FillCache& fills) {
       }
       continue;
     }
-    // Reprojected: each span's outline along both edges, converted per
-    // radial. A radial edge bends so little over a radar's range that a
-    // vertex every kEdgeStep bins follows it to well under a pixel.
+    // Reprojected: each span's outline along both edges. A radial edge bends
+    // so little over a radar's range that a vertex every kEdgeStep bins
+    // follows it to well under a pixel. Neighbouring spans share the bins
+    // where they meet, so each edge vertex is converted once per radial.
+    const std::size_t nk = static_cast<std::size_t>(spans.back().to) + 1;
+    if (at1.size() < nk) {
+      at1.resize(nk, -1);
+      at2.resize(nk, -1);
+    }
     pts.clear();
+    auto vertex = [&](std::vector<int>& at, int k, Gpt p) {
+      if (at[static_cast<std::size_t>(k)] < 0) {
+        at[static_cast<std::size_t>(k)] = static_cast<int>(pts.size());
+        pts.push_back(p);
+      }
+    };
     for (const Span& sp : spans) {
       for (int k = sp.from;; k = std::min(k + kEdgeStep, sp.to)) {
-        pts.push_back(edge1(k));
+        vertex(at1, k, edge1(k));
         if (k == sp.to) break;
       }
       for (int k = sp.to;; k = std::max(k - kEdgeStep, sp.from)) {
-        pts.push_back(edge2(k));
+        vertex(at2, k, edge2(k));
         if (k == sp.from) break;
       }
-      pts.push_back(edge1(sp.from));
     }
     g.to_plot(pts, tmp);
-    std::size_t at = 0;
     for (const Span& sp : spans) {
-      const std::size_t len = 2 * static_cast<std::size_t>((sp.to - sp.from + kEdgeStep - 1) / kEdgeStep + 1) + 1;
-      const std::span<const Gpt> poly(pts.data() + at, len);
-      at += len;
+      poly.clear();
+      for (int k = sp.from;; k = std::min(k + kEdgeStep, sp.to)) {
+        poly.push_back(pts[static_cast<std::size_t>(at1[static_cast<std::size_t>(k)])]);
+        if (k == sp.to) break;
+      }
+      for (int k = sp.to;; k = std::max(k - kEdgeStep, sp.from)) {
+        poly.push_back(pts[static_cast<std::size_t>(at2[static_cast<std::size_t>(k)])]);
+        if (k == sp.from) break;
+      }
+      poly.push_back(poly.front());
       if (all_converted(poly)) painter.fill(*sp.attr, poly);
+    }
+    for (const Span& sp : spans) {
+      std::fill(at1.begin() + sp.from, at1.begin() + sp.to + 1, -1);
+      std::fill(at2.begin() + sp.from, at2.begin() + sp.to + 1, -1);
     }
   }
   return stat < 0 ? -1 : 0;
