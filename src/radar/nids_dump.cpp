@@ -71,9 +71,12 @@ bool dump_packet(FILE* f, int code, const std::string& prefix,
     case NIDS_PKT_DIGITAL_RADIAL: {
       float start, width;
       int stat;
+      std::vector<NIDS_data> runs;
       while ((stat = NIDS_get_radial(f, &start, &width)) == 1) {
         std::string s = prefix + format("R %g %g", static_cast<double>(start), static_cast<double>(width));
-        if (add_runs(f, s, text) < 0) return false;
+        if (get_radial_runs(f, runs) < 0) return false;
+        for (const NIDS_data& d : runs)
+          for (int i = 0; i < static_cast<int>(d.run); ++i) text.append(s, d.val);
         line(s);
       }
       return stat == 0;
