@@ -9,6 +9,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "gks_kernel.h"
@@ -60,20 +61,35 @@ bool read_list_file(const std::string& path, std::size_t max, bool rest_of_line,
   return true;
 }
 
-bool parse_int(const std::string& tok, long& v) {
+// A word of the font text; the text's next byte is white space or its end,
+// so strtol stops inside the word.
+bool parse_int(std::string_view tok, long& v) {
   if (tok.empty()) return false;
   char* end = nullptr;
-  v = std::strtol(tok.c_str(), &end, 10);
-  return end && *end == '\0';
+  v = std::strtol(tok.data(), &end, 10);
+  return end == tok.data() + tok.size() || *end == '\0';  // a NUL ends a word's number, as in a C string
+}
+
+// The white-space separated words of a font file, as views into its text.
+std::vector<std::string_view> words(const std::string& text) {
+  auto space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+  std::vector<std::string_view> out;
+  const char* p = text.c_str();
+  const char* end = p + text.size();
+  while (p < end) {
+    while (p < end && space(*p)) ++p;
+    const char* w = p;
+    while (p < end && !space(*p)) ++p;
+    if (p > w) out.emplace_back(w, static_cast<std::size_t>(p - w));
+  }
+  return out;
 }
 
 }  // namespace
 
 // Parses a font file's text into `font`; false on any malformed content.
 bool parse_font(const std::string& text, FontState& font) {
-  std::istringstream in(text);
-  std::vector<std::string> tok;
-  for (std::string w; in >> w;) tok.push_back(std::move(w));
+  const std::vector<std::string_view> tok = words(text);
   std::size_t i = 0;
   long v = 0;
   if (tok.empty() || !parse_int(tok[0], v)) return false;
