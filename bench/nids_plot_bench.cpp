@@ -6,8 +6,6 @@
 // its radials becomes two half-degree radials and each bin four quarter
 // bins, so the runs of values and their colours are those of real weather.
 #include <benchmark/benchmark.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,6 +19,7 @@
 #include <vector>
 
 #include "../tests/radar/nids_test_util.h"
+#include "child_process.h"
 #include "zor/nids.h"
 
 namespace {
@@ -137,29 +136,23 @@ Setup& setup() {
   return s;
 }
 
-double child_cpu_seconds() {
-  rusage u{};
-  getrusage(RUSAGE_CHILDREN, &u);
-  return static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
-         static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
+using zor_bench::child_cpu_seconds;
 
-int run_radar(const std::string& args) {
+int run_radar(const std::vector<std::string>& options) {
   // ZOR_BENCH_RADAR times another build's program.
-  const char* other = std::getenv("ZOR_BENCH_RADAR");
-  const std::string bin = other != nullptr && *other != '\0' ? other : ZOR_RADAR_BINARY;
-  const std::string cmd = "cd '" + setup().dir.string() + "' && env -u DISPLAY zordefault=none '" + bin +
-                          "' -ba -inp nids " + args + " </dev/null >/dev/null 2>&1";
-  const int rc = std::system(cmd.c_str());
-  return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+  std::vector<std::string> argv{zor_bench::binary("ZOR_BENCH_RADAR", ZOR_RADAR_BINARY), "-ba", "-inp", "nids"};
+  argv.insert(argv.end(), options.begin(), options.end());
+  return zor_bench::run_program(argv, setup().dir);
 }
 
-void plot_to_png(benchmark::State& state, const std::string& options) {
+void plot_to_png(benchmark::State& state, std::vector<std::string> args) {
   if (!setup().ok) {
     state.SkipWithError("cannot build the super-resolution product");
     return;
   }
-  const std::string args = options + " -of png:@bench.png @" + setup().product.string();
+  std::string product = setup().product.string();
+  product.insert(0, 1, '@');  // not "@" + ...: GCC 12 warns falsely about it
+  args.insert(args.end(), {"-of", "png:@bench.png", product});
   const double cpu0 = child_cpu_seconds();
   for (auto _ : state) {
     if (run_radar(args) != 0) {
@@ -173,9 +166,9 @@ void plot_to_png(benchmark::State& state, const std::string& options) {
 }
 
 // On the product's own domain: cells drawn as they are.
-void BM_PlotSuperResolutionToPng(benchmark::State& state) { plot_to_png(state, ""); }
+void BM_PlotSuperResolutionToPng(benchmark::State& state) { plot_to_png(state, {}); }
 // On a region of another projection: cells reprojected.
-void BM_PlotSuperResolutionOnRegionToPng(benchmark::State& state) { plot_to_png(state, "-re se"); }
+void BM_PlotSuperResolutionOnRegionToPng(benchmark::State& state) { plot_to_png(state, {"-re", "se"}); }
 BENCHMARK(BM_PlotSuperResolutionToPng)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(15);
 BENCHMARK(BM_PlotSuperResolutionOnRegionToPng)
     ->Unit(benchmark::kMillisecond)

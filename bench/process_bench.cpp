@@ -1,14 +1,13 @@
 // Whole-process times of the programs as users run them: nidsdump over every
 // Level III file, a batch plot of the bundled 8-bit reflectivity product to
 // PNG, the program's start-up alone, and a loop of 16 products to GIF files
-// against one. Besides the wall time each run reports the CPU time of the
-// child processes, which a busy machine disturbs much less.
+// against one. Programs are started straight, not through a shell. Besides
+// the wall time each run reports the CPU time of the child processes, which a
+// busy machine disturbs much less.
 //
 // ZOR_BENCH_RADAR and ZOR_BENCH_NIDSDUMP name other binaries to time, such as
 // those of an older build.
 #include <benchmark/benchmark.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,26 +16,14 @@
 #include <string>
 #include <vector>
 
+#include "child_process.h"
+
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string binary(const char* env, const char* built) {
-  const char* e = std::getenv(env);
-  return e != nullptr && *e != '\0' ? e : built;
-}
-
-double child_cpu_seconds() {
-  rusage u{};
-  getrusage(RUSAGE_CHILDREN, &u);
-  return static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
-         static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
-
-int run(const std::string& cmd) {
-  const int rc = std::system(cmd.c_str());
-  return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-}
+using zor_bench::binary;
+using zor_bench::child_cpu_seconds;
 
 // A working folder per process, with the product linked in under 16 names.
 struct Setup {
@@ -65,20 +52,24 @@ Setup& setup() {
   return s;
 }
 
-// Runs the radar program in batch mode with no resource files and no display.
-std::string radar(const std::string& args) {
-  return "cd '" + setup().dir.string() + "' && env -u DISPLAY zordefault=none '" +
-         binary("ZOR_BENCH_RADAR", ZOR_RADAR_BINARY) + "' -ba -inp nids " + args + " </dev/null >/dev/null 2>&1";
+using Command = std::vector<std::vector<std::string>>;  // programs run one after another
+
+// The radar program in batch mode on NIDS input.
+Command radar(std::vector<std::string> args) {
+  args.insert(args.begin(), {binary("ZOR_BENCH_RADAR", ZOR_RADAR_BINARY), "-ba", "-inp", "nids"});
+  return {args};
 }
 
-// Times `cmd` (which must end with status `want`); `per` runs of the program
-// make one iteration.
-void time_command(benchmark::State& state, const std::string& cmd, int want, int per = 1) {
+// Times `cmd` (each program must end with status `want`); `per` runs of a
+// program make one iteration.
+void time_command(benchmark::State& state, const Command& cmd, int want, int per = 1) {
   const double cpu0 = child_cpu_seconds();
   for (auto _ : state) {
-    if (run(cmd) != want) {
-      state.SkipWithError(("failed: " + cmd).c_str());
-      return;
+    for (const auto& argv : cmd) {
+      if (zor_bench::run_program(argv, setup().dir) != want) {
+        state.SkipWithError(("failed: " + argv[0] + (argv.size() > 1 ? " " + argv.back() : "")).c_str());
+        return;
+      }
     }
   }
   const double runs = static_cast<double>(state.iterations()) * per;
@@ -88,28 +79,29 @@ void time_command(benchmark::State& state, const std::string& cmd, int want, int
 void BM_NidsdumpEveryLevel3File(benchmark::State& state) {
   const auto& files = setup().level3;
   if (files.empty()) return state.SkipWithError("no files under " ZOR_SHARED_DATA_DIR "/level3");
-  std::string cmd = "for f in";
-  for (const auto& f : files) cmd += " '" + f + "'";
-  cmd += "; do '" + binary("ZOR_BENCH_NIDSDUMP", ZOR_NIDSDUMP_BINARY) + "' \"$f\" >/dev/null 2>&1; done";
+  Command cmd;
+  for (const auto& f : files) cmd.push_back({binary("ZOR_BENCH_NIDSDUMP", ZOR_NIDSDUMP_BINARY), f});
   time_command(state, cmd, 0, static_cast<int>(files.size()));
   state.counters["files"] = static_cast<double>(files.size());  // the time per file: Time / files
 }
 
 void BM_PlotN0QToPng(benchmark::State& state) {
-  time_command(state, radar("-of png:@one.png @" + setup().product), 0);
+  time_command(state, radar({"-of", "png:@one.png", "@" + setup().product}), 0);
 }
 
-// Resources, name conventions, data folder and input type, up to looking
-// for the input file (here a missing one, status 10); fonts, maps and site
-// tables are read later, when first drawn.
-void BM_StartUp(benchmark::State& state) { time_command(state, radar("-of png:@none.png @no_such_product"), 10); }
+// Resources, name conventions, data folder, input type, fonts and the
+// drawing surface, up to looking for the input file (here a missing one,
+// status 10); maps and site tables are read later, when first drawn.
+void BM_StartUp(benchmark::State& state) {
+  time_command(state, radar({"-of", "png:@none.png", "@no_such_product"}), 10);
+}
 
-void BM_OneProductToGif(benchmark::State& state) { time_command(state, radar("-of gif:@one_%i.gif @p0"), 0); }
+void BM_OneProductToGif(benchmark::State& state) { time_command(state, radar({"-of", "gif:@one_%i.gif", "@p0"}), 0); }
 
 void BM_LoopOf16ProductsToGif(benchmark::State& state) {
-  std::string files;
-  for (int i = 0; i < 16; ++i) files += " @p" + std::to_string(i);
-  time_command(state, radar("-of gif:@loop_%i.gif" + files), 0);
+  std::vector<std::string> args{"-of", "gif:@loop_%i.gif"};
+  for (int i = 0; i < 16; ++i) args.push_back("@p" + std::to_string(i));
+  time_command(state, radar(args), 0);
 }
 
 BENCHMARK(BM_NidsdumpEveryLevel3File)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(5);
