@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstdint>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -147,9 +149,13 @@ void read_row(const IMG_report& im, int bits, int row, std::vector<unsigned long
   const bool msb = im.byte_order == 1;
   switch (bits) {
     case 32:
+      // Pad byte first (MSB first) or last: one 32-bit load per pixel.
       for (int c = 0; c < n; ++c) {
-        const unsigned char* q = p + c * 4 + (msb ? 1 : 0);
-        vals[c] = msb ? (q[0] << 16) | (q[1] << 8) | q[2] : (q[2] << 16) | (q[1] << 8) | q[0];
+        std::uint32_t w;
+        std::memcpy(&w, p + static_cast<std::size_t>(c) * 4, sizeof w);
+        if constexpr (std::endian::native == std::endian::little) w = msb ? __builtin_bswap32(w) : w;
+        else w = msb ? w : __builtin_bswap32(w);
+        vals[c] = w & 0xffffffu;
       }
       break;
     case 8:
