@@ -31,12 +31,7 @@ const fs::path kProduct = fs::path(ZOR_TEST_DATA_DIR) / "file" / "KOKX_SDUS61_NM
 
 Date make_date(int y, int mo, int d, int h, int mi) {
   Date t;
-  t.year = y;
-  t.month = mo;
-  t.day = d;
-  t.hour = h;
-  t.min = mi;
-  t.sec = 0;
+  t.year = y, t.month = mo, t.day = d, t.hour = h, t.min = mi, t.sec = 0;
   int j = 0;
   DATE_monday_julian(y, mo, d, &j);
   t.jday = j;
@@ -149,8 +144,7 @@ TEST_F(FileTest, HourSpecificationOverridesDate) {
   EXPECT_EQ(FILE_get_late_off(), 12 * 3600);
   Date got;
   FILE_get_date(&got);
-  EXPECT_EQ(got.hour, 6);
-  EXPECT_EQ(got.day, 5);
+  EXPECT_EQ(std::tuple(got.hour, got.day), std::tuple(6, 5));
 
   spec = Date{};
   spec.hour = 0;  // a fixed hour

@@ -27,18 +27,6 @@ TEST_F(FlagTest, SlotsOutsideTheTableReadZeroAndRefuseStores) {
   for (int i = 0; i < 30; ++i) EXPECT_EQ(FLAG_get(i), 5) << i;
 }
 
-TEST_F(FlagTest, BatchAndHelpTestForPositiveValues) {
-  EXPECT_EQ(FLAG_batch(), 0);  // -9999 is not set
-  FLAG_set_batch(1);
-  EXPECT_EQ(FLAG_batch(), 1);
-  EXPECT_EQ(FLAG_get(19), 1);
-  FLAG_set_batch(0);
-  EXPECT_EQ(FLAG_batch(), 0);
-  EXPECT_EQ(FLAG_help(), 0);
-  FLAG_set(20, 1);
-  EXPECT_EQ(FLAG_help(), 1);
-}
-
 TEST_F(FlagTest, PlotComponentsKeepTheirSums) {
   for (int i = 0; i < 13; ++i) EXPECT_EQ(FLAG_getplot(i), 1) << i;
   FLAG_setplot(3, 0);

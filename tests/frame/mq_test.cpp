@@ -1,6 +1,5 @@
-// Message queues: a client here and a server in a forked child, on a real
-// System V queue and on a loopback socket; the loop-window exchange of the
-// resource layer against the same server.
+// Message queues against a server in a forked child, on a System V queue and
+// a loopback socket, and the resource layer's loop-window exchange.
 #include "zor/mq.h"
 
 #include <fcntl.h>
@@ -14,6 +13,7 @@
 #include <csignal>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../common/files.h"
@@ -130,11 +130,6 @@ class MqTransport : public ::testing::TestWithParam<int> {
   }
   Server server_{GetParam()};
 };
-
-TEST(Mq, PollSteps) {
-  const std::pair<int, long> steps[] = {{1, 0}, {2, 0}, {3, 100000}, {200, 100000}, {201, 1000000}};
-  for (auto [attempt, us] : steps) EXPECT_EQ(zor::mq::poll_delay_us(attempt), us) << attempt;
-}
 
 TEST_P(MqTransport, ConversationAndBadMessages) {
   int a = server_.client(), b = server_.client();

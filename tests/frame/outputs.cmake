@@ -1,3 +1,3 @@
-# Print, metafile and image outputs of real plots, read back, and under faults.
+# Runs of the radar program: outputs read back, under faults, and honest exits.
 zor_add_test(outputs_test outputs_test.cpp)
 add_dependencies(outputs_test radar)

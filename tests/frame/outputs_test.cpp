@@ -1,42 +1,49 @@
-// Print and metafile outputs of a real plot read back (EPS through
-// Ghostscript, binary CGM element by element, grey PostScript rendered),
-// and every writer under a full disk or an unwritable name.
+// Runs of the real program: outputs read back (EPS, CGM, grey PostScript),
+// every writer under a full disk or an unwritable name, and honest exits.
 #include <gtest/gtest.h>
-#include <png.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <csignal>
-#include <cstdint>
 #include <filesystem>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "../common/files.h"
+#include "../gks/print_test_util.h"
+#include "../gks/print_checks.h"
 
 namespace fs = std::filesystem;
+using zor::test::count_of;
 using zor::test::slurp;
 
 namespace {
 
-bool have_gs() { return std::system("gs --version >/dev/null 2>&1") == 0; }
-
+// A folder holding the product as "kbmx" and as "a-b/kbmx" (a folder name
+// with a dash), with no resource files and no display.
 class Outputs : public ::testing::Test {
  protected:
   void SetUp() override {
-    fs::copy_file(fs::path(ZOR_TEST_DATA_DIR) / "level3" / "KBMX_SDUS54_N0QBMX_201501020205", dir_.path() / "kbmx");
+    const fs::path product = fs::path(ZOR_TEST_DATA_DIR) / "level3" / "KBMX_SDUS54_N0QBMX_201501020205";
+    fs::create_directories(dir_.path() / "a-b");
+    fs::copy_file(product, dir_.path() / "kbmx");
+    fs::copy_file(product, dir_.path() / "a-b" / "kbmx");
   }
-  zor::test::ProgramRun radar(const std::string& args) {
-    return zor::test::run_radar(dir_.path(), "", "-ba -inp nids " + args + " @kbmx");
+  // A batch run, or with `typed` the lines answered at the prompts.
+  zor::test::ProgramRun radar(const std::string& args, const std::string& typed = "") {
+    zor::test::write_file(path("in.txt"), typed);
+    return zor::test::run_radar(dir_.path(), "", (typed.empty() ? "-ba " : "") + std::string("-inp nids ") + args,
+                                "in.txt");
   }
   std::string path(const std::string& name) const { return dir_ / name; }
   zor::test::TempDir dir_{"outputs"};
 };
 
 TEST_F(Outputs, LandscapeEpsPageHoldsTheWholePlot) {
-  if (!have_gs()) GTEST_SKIP() << "Ghostscript not installed";
-  const auto r = radar("-de p,x.eps,eps");
+  if (!zor::test::have_ghostscript()) GTEST_SKIP() << "Ghostscript not installed";
+  const auto r = radar("-de p,x.eps,eps @kbmx");
   ASSERT_EQ(r.status, 0) << r.err;
   ASSERT_NE(slurp(path("x.eps")).find("%%BoundingBox: 0 0 576 756\n"), std::string::npos);
   // Where Ghostscript finds ink: inside the declared box (the colour bar
@@ -58,46 +65,11 @@ TEST_F(Outputs, LandscapeEpsPageHoldsTheWholePlot) {
   EXPECT_GT(y1 - y0, 700.0f);
 }
 
-// A binary CGM element: class, id and parameter bytes (long form and
-// partitions joined).
-struct Element {
-  int cls = 0, id = 0;
-  std::vector<std::uint8_t> params;
-};
-
-std::vector<Element> elements(const std::string& bytes, bool* whole) {
-  std::vector<Element> out;
-  std::size_t p = 0;
-  auto u16 = [&](std::size_t at) { return (static_cast<std::uint8_t>(bytes[at]) << 8) | static_cast<std::uint8_t>(bytes[at + 1]); };
-  *whole = false;
-  while (p + 2 <= bytes.size()) {
-    const int head = u16(p);
-    p += 2;
-    Element e{head >> 12, (head >> 5) & 0x7F, {}};
-    int len = head & 31;
-    bool more = false;
-    do {
-      if (len == 31 || more) {
-        if (p + 2 > bytes.size()) return out;
-        more = (u16(p) & 0x8000) != 0;
-        len = u16(p) & 0x7FFF;
-        p += 2;
-      }
-      if (p + static_cast<std::size_t>(len) > bytes.size()) return out;
-      e.params.insert(e.params.end(), bytes.begin() + static_cast<long>(p), bytes.begin() + static_cast<long>(p + len));
-      p += static_cast<std::size_t>(len + (len & 1));
-    } while (more);
-    out.push_back(std::move(e));
-  }
-  *whole = p == bytes.size();
-  return out;
-}
-
 TEST_F(Outputs, CgmOfANidsPlotHoldsColouredCellsAndLabels) {
-  const auto r = radar("-de m,x.cgm,cgm");
+  const auto r = radar("-de m,x.cgm,cgm @kbmx");
   ASSERT_EQ(r.status, 0) << r.err;
   bool whole = false;
-  const auto els = elements(slurp(path("x.cgm")), &whole);
+  const auto els = zor::test::cgm_elements(slurp(path("x.cgm")), &whole);
   ASSERT_TRUE(whole) << "the elements do not add up to the file";
   ASSERT_GT(els.size(), 10u);
   EXPECT_EQ(els.back().cls * 100 + els.back().id, 2);  // END METAFILE
@@ -127,32 +99,16 @@ TEST_F(Outputs, CgmOfANidsPlotHoldsColouredCellsAndLabels) {
     EXPECT_NE(std::find(texts.begin(), texts.end(), label), texts.end()) << label;
 }
 
-// Reads an 8-bit RGB PNG rendering.
-bool read_rgb(const std::string& file, int* w, int* h, std::vector<std::uint8_t>* rgb) {
-  png_image im{};
-  im.version = PNG_IMAGE_VERSION;
-  if (!png_image_begin_read_from_file(&im, file.c_str())) return false;
-  im.format = PNG_FORMAT_RGB;
-  *w = static_cast<int>(im.width);
-  *h = static_cast<int>(im.height);
-  rgb->assign(PNG_IMAGE_SIZE(im), 0);
-  const bool ok = png_image_finish_read(&im, nullptr, rgb->data(), 0, nullptr) != 0;
-  png_image_free(&im);
-  return ok;
-}
-
 TEST_F(Outputs, GreyPostScriptDarkensWithEveryFillLevel) {
-  if (!have_gs()) GTEST_SKIP() << "Ghostscript not installed";
-  const auto r = radar("-de p,x.ps,gray");
+  if (!zor::test::have_ghostscript()) GTEST_SKIP() << "Ghostscript not installed";
+  const auto r = radar("-de p,x.ps,gray @kbmx");
   ASSERT_EQ(r.status, 0) << r.err;
-  const std::string png = path("x.png");
-  ASSERT_EQ(std::system(("gs -q -dSAFER -dBATCH -dNOPAUSE -sPAPERSIZE=letter -sDEVICE=png16m -r72 -sOutputFile='" + png +
-                         "' '" + path("x.ps") + "' >/dev/null 2>&1").c_str()), 0);
-  int w = 0, h = 0;
-  std::vector<std::uint8_t> rgb;
-  ASSERT_TRUE(read_rgb(png, &w, &h, &rgb));
+  ASSERT_EQ(zor::test::render(path("x.ps"), path("x.png")), 0);
+  zor::test::Raster ras;
+  ASSERT_TRUE(zor::test::read_png(path("x.png"), ras));
+  const int w = ras.width, h = ras.height;
   auto grey = [&](int x, int y) {
-    const std::uint8_t* p = &rgb[(static_cast<std::size_t>(y) * w + x) * 3];
+    const unsigned char* p = ras.at(x, y);
     return p[0] == p[1] && p[1] == p[2] && p[0] > 10 && p[0] < 250 ? p[0] : -1;
   };
   // The landscape page turns the colour bar into a column near the right
@@ -199,9 +155,9 @@ TEST_F(Outputs, AFailedWriteLeavesNoHalfFileAndExitsNonZero) {
   auto args = [](const Row& row, const std::string& name) {
     char buf[128];
     std::snprintf(buf, sizeof buf, row.option, name.c_str());
-    return std::string(buf);
+    return std::string(buf) + " @kbmx";
   };
-  const std::set<std::string> own = {"kbmx", "out.txt", "err.txt"};
+  const std::set<std::string> own = {"kbmx", "a-b", "in.txt", "out.txt", "err.txt"};
   for (const Row& row : rows) {
     SCOPED_TRACE(row.option);
     // A full disk: the earlier file of that name stays as it was.
@@ -225,6 +181,99 @@ TEST_F(Outputs, AFailedWriteLeavesNoHalfFileAndExitsNonZero) {
     EXPECT_NE(r.status, 0);
     EXPECT_NE(r.err.find(std::string("kbmx/") + row.name), std::string::npos) << r.err;
   }
+}
+
+// What the program tells a user when a run cannot do what was asked: one
+// clear message, an exit status that says so, and no file pretending to be a
+// result.
+class HonestExits : public Outputs {};
+
+struct ExitRow {
+  const char* args;
+  int status;
+  const char* message;  // once, on standard error or output, or ""
+  const char* file;     // written (relative to the run's directory), or ""
+  const char* absent;   // text that must not appear, or ""
+};
+
+TEST_F(HonestExits, EachRunSaysWhatWentWrongAndExitsAccordingly) {
+  const ExitRow rows[] = {
+      // Nothing requested and nothing to show it on.
+      {"@kbmx", 2, "without an output file: nothing would be written", "", ""},
+      // Output options that name nothing this program writes.
+      {"-of pgn:x.png @kbmx", 2, "unknown output file type in -of (out_file): pgn:x.png", "", ""},
+      {"-of xwd:x.xwd @kbmx", 2, "use -pp xwd:NAME", "", ""},
+      // Image files that cannot be written.
+      {"-of png:@/proc/x.png @kbmx", 12, "1 of 1 image files could not be written (last: /proc/x.png)", "", ""},
+      {"-pp gif:@/proc/x.gif @kbmx", 12, "could not be written (last: /proc/x.gif)", "", ""},
+      {"-of png:@/dev/full @kbmx", 12, "could not be written (last: /dev/full)", "", ""},
+      {"-de p,/proc/x.ps @kbmx", 4, "gopen_ws: cannot create /proc/x.ps", "", ""},
+      {"-de p,/dev/full @kbmx", 12, "the PostScript file could not be written: /dev/full", "", ""},
+      // A region that would ask for its centre: batch runs ask nothing.
+      {"-re var -of png:@var.png @kbmx", 0, "region var asks for its centre", "var.png", "Enter the central"},
+      // Drawing switched off: one line, not one per drawing call.
+      {"-pl none -of png:@n.png @kbmx", 2, "nothing is drawn (-pl none)", "", "GKS not opened"},
+      {"-dr none -of png:@n.png @kbmx", 2, "nothing is drawn (-dr none)", "", "GKS not opened"},
+      // A missing input file is reported once.
+      {"-of png:@m.png @nosuch", 10, "Unable to open file:nosuch", "", ""},
+      // Names as typed: a plain existing name, and a literal one whose folder
+      // holds a dash (otherwise read as a NIDS extension).
+      {"-of png:@plain.png kbmx", 0, "", "plain.png", "Unable"},
+      {"-of png:@dash.png @a-b/kbmx", 0, "", "dash.png", "Unable"},
+      // No watch asked for: no watch bulletins looked for.
+      {"-of png:@w.png @kbmx", 0, "", "w.png", "WATCH_decode_file"},
+  };
+  for (const ExitRow& row : rows) {
+    SCOPED_TRACE(row.args);
+    for (const char* f : {"x.png", "n.png", "m.png", row.file})
+      if (*f) fs::remove(dir_ / f);
+    const zor::test::ProgramRun r = radar(row.args);
+    EXPECT_EQ(r.status, row.status) << r.err;
+    if (*row.message) { EXPECT_EQ(count_of(r.err + r.out, row.message), 1) << r.out << r.err; }
+    if (*row.file) { EXPECT_TRUE(fs::exists(dir_ / row.file) && fs::file_size(dir_ / row.file) > 1000u) << row.file; }
+    for (const char* f : {"x.png", "n.png", "m.png"}) EXPECT_FALSE(fs::exists(dir_ / f)) << f;
+    if (*row.absent) { EXPECT_EQ(count_of(r.err + r.out, row.absent), 0) << r.out << r.err; }
+  }
+}
+
+// At the file prompt: a name the convention cannot place is told with a hint
+// at @, and a name that is an existing file is used as typed.
+TEST_F(HonestExits, TypedNamesAtThePromptAreUsedAsTyped) {
+  const zor::test::ProgramRun r = radar("", "nosuchfile\nkbmx\np\n");
+  EXPECT_EQ(r.status, 0) << r.out << r.err;
+  EXPECT_EQ(count_of(r.out, "File not found: "), 1) << r.out;
+  EXPECT_EQ(count_of(r.out, "(a name starting with @ is taken as it stands"), 1) << r.out;
+  EXPECT_EQ(count_of(r.out, "Using the name as typed: kbmx"), 1) << r.out;
+  EXPECT_GT(fs::file_size(dir_ / "zor.ps"), 10000u);
+}
+
+// Outputs complete for a product named as it stands: its date in the
+// output name and the labels, the own image header filled from the labels
+// and the domain.
+TEST_F(HonestExits, OutputsOfALiteralProductAreComplete) {
+  zor::test::ProgramRun r = radar("-la ur:%y%m%d/%h%n -of png:@%Y%m%d_%h%n.png @kbmx");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_TRUE(fs::exists(dir_ / "20150102_0205.png"));
+
+  r = radar("-la ur:%y%m%d/%h%n -pp img:@a.img @kbmx");
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::istringstream img(slurp(dir_ / "a.img"));
+  std::string magic, datim, info, domain;
+  std::getline(img, magic);
+  std::getline(img, datim);
+  std::getline(img, info);
+  std::getline(img, domain);
+  EXPECT_EQ(magic, "ZORIMGZ");
+  EXPECT_EQ(datim, "150102/0205");
+  EXPECT_EQ(info.rfind("Base reflectivity", 0), 0u) << info;
+  EXPECT_NE(info.find(" [Md="), std::string::npos) << info;
+  float clat = 0, clon = 0, dx = 0, dy = 0;
+  int nx = 0, ny = 0;
+  ASSERT_EQ(std::sscanf(domain.c_str(), "PS %f %f %f %f %d %d", &clat, &clon, &dx, &dy, &nx, &ny), 6) << domain;
+  EXPECT_NEAR(clat, 33.17, 0.01);
+  EXPECT_NEAR(clon, -86.77, 0.01);
+  EXPECT_GT(nx, 100);
+  EXPECT_GT(ny, 100);
 }
 
 }  // namespace

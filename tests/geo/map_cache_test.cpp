@@ -1,6 +1,5 @@
-// Map files are read once per process and redrawn from their projected
-// pieces while the domain holds: the pictures are those of a first drawing,
-// on the same domain and on a new one.
+// Map files are read once per process and redrawn from their projected pieces:
+// the pictures are those of a first drawing.
 #include <gtest/gtest.h>
 
 #include <optional>

@@ -1,11 +1,5 @@
-// The bundled map files as tools/make_maps leaves them: every file parses to
-// its end marker, and no segment carries the marks of a bad conversion: a
-// line turning back on itself (A to B to A), a stretch drawn twice (border
-// pieces held twice in the sources, joined out and back), or a long straight,
-// evenly densified run where no straight border is (a chord between wrongly
-// paired ends, as once drawn from 100W 34.6N to 95W 33.9N across the Red
-// River). The checks are also run on a made-up segment with those faults, so
-// they are known to catch them.
+// The bundled map files parse to their end marker and carry no mark of a bad
+// conversion (retraced lines, stretches drawn twice, chords where no border is).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -240,9 +234,7 @@ TEST(MapData, FilesParseToTheirEndMarkerWithPointsInsideTheirBounds) {
             << name << " " << at(s, i, p);
         // Straight edges are densified to steps of at most a degree; only a
         // step across the date line is longer.
-        if (i > 0 && std::fabs(p.lon - segs[s].pts[i - 1].lon) < 180.0) {
-          ASSERT_LE(dist(p, segs[s].pts[i - 1]), 1.0 + kSlack) << name << " jumps at " << at(s, i, p);
-        }
+        if (i > 0 && std::fabs(p.lon - segs[s].pts[i - 1].lon) < 180.0) { ASSERT_LE(dist(p, segs[s].pts[i - 1]), 1.0 + kSlack) << name << " jumps at " << at(s, i, p); }
       }
     }
   }

@@ -1,17 +1,13 @@
-// Kernel core: transformations with known values, clipping as seen by the
-// device, primitives and markers, attribute validation and the metafile
-// records of the kernel calls.
+// Kernel core: transformations, clipping as the device sees it, primitives,
+// markers, attribute validation and the metafile records of kernel calls.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "../common/expect.h"
-#include "../common/files.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/gks.h"
@@ -46,10 +42,7 @@ class KernelTest : public ::testing::Test {
   void open(int width = 640, int height = 512, Gws_type type = GWS_WINDOW,
             DeviceUnits units = DeviceUnits::pixels, int cls = kClassX11) {
     RecordingDevice::Options o;
-    o.width = width;
-    o.height = height;
-    o.units = units;
-    o.init_class = cls;
+    o.width = width, o.height = height, o.units = units, o.init_class = cls;
     use_recording_device(type, o);
     ASSERT_EQ(gopen_gks(nullptr, 0), 0);
     ASSERT_EQ(gopen_ws(1, "", type), 0);
@@ -86,18 +79,6 @@ class KernelTest : public ::testing::Test {
   }
   RecordingDevice* dev = nullptr;
 };
-
-TEST_F(KernelTest, DefaultMappingKeepsAspectAnchoredTopLeft) {
-  open();
-  // 640 x 512: the unit square fills 512 x 512 pixels from the top-left.
-  EXPECT_TRUE(floats_eq({xW_p(0.0f), xW_p(1.0f), yW_p(1.0f), yW_p(0.0f)}, {0, 511, 0, 511}));
-  float xvp = 0, yvp = 0;
-  ASSERT_EQ(ginq_maxview(GWS_WINDOW, &xvp, &yvp), 0);
-  EXPECT_TRUE(floats_eq({xvp, yvp}, {1.0f, 511.0f / 639.0f}));
-  Gxrect r;
-  gget_xviewport(&r);
-  EXPECT_EQ(std::tuple(r.x, r.y, r.width, r.height), std::tuple(0, 0, 512, 512));
-}
 
 TEST_F(KernelTest, WideDeviceAndPanelAspect) {
   open(801, 401);
@@ -163,11 +144,6 @@ TEST_F(KernelTest, WorldNdcPixelAndBetweenTransformations) {
   Gint err = -1, cur = -1;
   ginq_cur_norm_tran_num(&err, &cur);
   EXPECT_EQ(cur, 2);
-}
-
-TEST_F(KernelTest, PrintDeviceHasOriginBottomLeft) {
-  open(756, 576, GWS_WINDOW, DeviceUnits::print, kClassPostScript);
-  EXPECT_TRUE(floats_eq({xW_ps(0.0f), yW_ps(0.0f), yW_ps(1.0f), xW_ps(1.0e9f)}, {0, 0, 575, 100000}));
 }
 
 TEST_F(KernelTest, InvalidTransformationsAreRejectedWithoutChange) {
@@ -285,18 +261,15 @@ TEST_F(KernelTest, FillAreaIsClippedAndClosed) {
 
 TEST_F(KernelTest, FillPatternsFollowTheirBitmaps) {
   // Pattern 1 is a checkerboard, 0 and 19 solid, 10 empty.
-  EXPECT_EQ(gfill_test(1, 1, 0), 1);
-  EXPECT_EQ(gfill_test(1, 0, 0), 0);
-  EXPECT_EQ(gfill_test(1, 0, 1), 1);
-  EXPECT_EQ(gfill_test(1, 9, 8), 1);  // repeats every 8 pixels
+  EXPECT_EQ(std::tuple(gfill_test(1, 1, 0), gfill_test(1, 0, 0), gfill_test(1, 0, 1), gfill_test(1, 9, 8)),
+            std::tuple(1, 0, 1, 1));  // repeats every 8 pixels
   int solid = 0, empty = 0;
   for (int y = 0; y < 8; ++y)
     for (int x = 0; x < 8; ++x) {
       solid += gfill_test(0, x, y) + gfill_test(19, x, y);
       empty += gfill_test(10, x, y);
     }
-  EXPECT_EQ(solid, 128);
-  EXPECT_EQ(empty, 0);
+  EXPECT_EQ(std::tuple(solid, empty), std::tuple(128, 0));
   // Rows 11..18 are grey levels of rising density.
   int prev = -1;
   for (int p = 11; p <= 18; ++p) {
@@ -318,13 +291,9 @@ TEST_F(KernelTest, MarkersAreStrokesInDeviceUnits) {
   gpolymarker(1, &p);
   auto strokes = calls(RecordedCall::Op::stroke);
   ASSERT_EQ(strokes.size(), 1u);
-  const std::vector<std::pair<float, float>> square = {
-      {251, 261}, {261, 261}, {261, 251}, {251, 251}, {251, 261}};
-  ASSERT_EQ(strokes[0].pts.size(), square.size());
-  for (std::size_t i = 0; i < square.size(); ++i) {
-    EXPECT_FLOAT_EQ(strokes[0].pts[i].x, square[i].first);
-    EXPECT_FLOAT_EQ(strokes[0].pts[i].y, square[i].second);
-  }
+  std::vector<float> got;
+  for (const auto& q : strokes[0].pts) got.insert(got.end(), {q.x, q.y});
+  EXPECT_TRUE(floats_eq(got, {251, 261, 261, 261, 261, 251, 251, 251, 251, 261}));
   // Size 0.1 gives h = 0: a single-pixel figure.
   gset_marker_size(0.1f);
   dev->clear_calls();
@@ -335,15 +304,11 @@ TEST_F(KernelTest, MarkersAreStrokesInDeviceUnits) {
     EXPECT_FLOAT_EQ(q.x, 256.0f);
     EXPECT_FLOAT_EQ(q.y, 256.0f);
   }
-  // Stroke counts of the nine types; unknown types draw nothing.
-  const int expected[] = {0, 1, 2, 4, 1, 2, 1, 1, 1, 1, 0};
-  gset_marker_size(1.0f);
-  for (int type = 1; type <= 10; ++type) {
-    gset_marker_type(type);
-    dev->clear_calls();
-    gpolymarker(1, &p);
-    EXPECT_EQ(static_cast<int>(calls(RecordedCall::Op::stroke).size()), expected[type]) << type;
-  }
+  // An unknown type draws nothing.
+  gset_marker_type(10);
+  dev->clear_calls();
+  gpolymarker(1, &p);
+  EXPECT_TRUE(calls(RecordedCall::Op::stroke).empty());
 }
 
 TEST_F(KernelTest, DropShadowDrawsCopiesInBlack) {
@@ -433,16 +398,14 @@ TEST_F(KernelTest, NothingWorksBeforeOpening) {
   EXPECT_EQ(gclose_ws(1), -1);
 }
 
+// The built-in table always has the display devices: a type it lacks.
 TEST_F(KernelTest, MissingDeviceFailsCleanly) {
-  unregister_device(GWS_PIXMAP);
   gopen_gks(nullptr, 0);
   int rc = 0;
-  std::string err = errors_of([&] { rc = gopen_ws(1, "", GWS_PIXMAP); });
-  if (find_device(GWS_PIXMAP) == nullptr) {
-    EXPECT_EQ(rc, -1);
-    EXPECT_NE(err.find("gopen_ws: no device available for workstation type 6"), std::string::npos);
-    EXPECT_EQ(gchk_graphics(), 0);
-  }
+  std::string err = errors_of([&] { rc = gopen_ws(1, "", static_cast<Gws_type>(99)); });
+  EXPECT_EQ(rc, -1);
+  EXPECT_NE(err.find("gopen_ws: no device available for workstation type 99\n"), std::string::npos) << err;
+  EXPECT_EQ(gchk_graphics(), 0);
 }
 
 TEST_F(KernelTest, DeviceStringsSelectWorkstationTypes) {
@@ -471,7 +434,9 @@ TEST_F(KernelTest, ConnectionIdIsSplitForTheDevice) {
   const auto& req = last_recording_device()->request();
   EXPECT_EQ(req.conn_id, ":1,extra");
   EXPECT_EQ(req.items, (std::vector<std::string>{":1", "extra"}));
-  EXPECT_EQ(std::tuple(gtype_is_WIN(), gtype_is_WIN_PIX(), gtype_is_PS()), std::tuple(1, 1, 0));
+  EXPECT_EQ(gtype_is_WIN(), 1);
+  EXPECT_EQ(gtype_is_WIN_PIX(), 1);
+  EXPECT_EQ(gtype_is_PS(), 0);
   EXPECT_EQ(gclose_ws(1), 0);
   EXPECT_EQ(gchk_graphics(), 0);
 }
@@ -550,70 +515,6 @@ TEST_F(MetafileTest, KernelCallsWriteTheirRecords) {
   EXPECT_EQ(gget_fill_style_ind(), 1);
 }
 
-}  // namespace
-
-namespace {
-
-// The kernel driving the real print and metafile devices through the table.
-class RealDeviceTest : public ::testing::Test {
- protected:
-  void TearDown() override {
-    gclose_ws(1);
-    gclose_gks();
-    kernel().reset();
-    reset_color_model();
-    reset_ps();
-    reset_meta();
-  }
-  std::string path(const char* name) const { return zor::test::scratch(name); }
-};
-
-TEST_F(RealDeviceTest, PostScriptReceivesClippedPrimitives) {
-  ASSERT_NE(find_device(GWS_PS), nullptr);
-  const std::string out = path("gks_core_clip.ps");
-  gopen_gks(nullptr, 0);
-  ASSERT_EQ(gopen_ws(1, out.c_str(), GWS_PS), 0);
-  int w = 0, h = 0;
-  gget_win_size(&w, &h);
-  EXPECT_EQ(std::pair(w, h), std::pair(756, 576));  // letter landscape, in points
-  lower_left_quarter();
-  const Gpt across[] = {{0.5f, 0.5f}, {2.0f, 0.5f}};
-  ASSERT_EQ(gpolyline(2, across), 0);
-  const Gpt pos{0.1f, 0.1f};
-  gset_char_ht(0.05f);
-  ASSERT_EQ(gtext(&pos, "Hi"), 0);
-  ASSERT_EQ(gclose_ws(1), 0);
-  const std::string ps = zor::test::slurp(out);
-  // NDC 0.25 on a 575-point square is 143.75; the cut is at NDC 0.5.
-  EXPECT_NE(ps.find("%%PL: 2\n"), std::string::npos);
-  EXPECT_NE(ps.find("143.75 143.75 mv\n287.50 143.75 ln\n"), std::string::npos) << ps;
-  EXPECT_NE(ps.find("%%TE: 0.100000 0.100000 Hi\n"), std::string::npos);
-  EXPECT_NE(ps.find("showpage"), std::string::npos);
-}
-
-TEST_F(RealDeviceTest, MetafileFileHoldsTheKernelRecords) {
-  ASSERT_NE(find_device(GWS_META), nullptr);
-  const std::string out = path("gks_core.meta");
-  gopen_gks(nullptr, 0);
-  ASSERT_EQ(gopen_ws(1, out.c_str(), GWS_META), 0);
-  std::vector<Gpt> pts;
-  for (int i = 0; i < 9; ++i) pts.push_back({0.1f * static_cast<float>(i), 0.5f});
-  gpolyline(9, pts.data());
-  gset_linetype(4);
-  ASSERT_EQ(gclose_ws(1), 0);
-  const std::string meta = zor::test::slurp(out);
-  EXPECT_EQ(meta.rfind("ZORMETA\n", 0), 0u);
-  // Nine points: two continuation lines.
-  EXPECT_NE(meta.find("PL 9 0.000000,0.500000 0.100000,0.500000 0.200000,0.500000 "
-                      "0.300000,0.500000 \n   0.400000,0.500000"),
-            std::string::npos);
-  EXPECT_NE(meta.find("\n   0.800000,0.500000 \nPL_TYPE 4\n"), std::string::npos) << meta;
-}
-
-}  // namespace
-
-namespace {
-
 class GphTest : public KernelTest {};
 
 TEST_F(GphTest, ShapesAreClosedPolylinesAndFills) {
@@ -675,11 +576,6 @@ TEST_F(GphTest, AttributeHelpersLeaveUnsetFieldsAlone) {
   EXPECT_EQ(GPH_text_attr(&t, 2.0f), 0);
   EXPECT_FLOAT_EQ(gget_char_ht(), 0.04f);
   EXPECT_EQ(GPH_text_attr(nullptr, 1.0f), -1);
-
-  GPH_text_align(GCENTER_HOR, GHALF_VERT);
-  int h = -1, v = -1;
-  GPH_get_text_align(&h, &v);
-  EXPECT_EQ(std::pair(h, v), (std::pair<int, int>(GCENTER_HOR, GHALF_VERT)));
 }
 
 TEST_F(GphTest, PanelSizeAndMargins) {

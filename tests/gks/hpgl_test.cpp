@@ -2,8 +2,10 @@
 // appending, from drawings made through the kernel.
 #include <cstdlib>
 #include <string>
+#include <tuple>
 
 #include "print_test_util.h"
+#include "print_checks.h"
 
 namespace {
 
@@ -29,13 +31,10 @@ class HpglTest : public ::testing::Test {
 TEST_F(HpglTest, SceneIsFramedForPclWithPensShadingAndPaths) {
   const std::string file = out_path("scene.hpgl");
   ASSERT_TRUE(zor::test::open_ws(GWS_HPGL, file));
-  int w = 0, h = 0, ox = 0, oy = 0;
-  gget_win_size(&w, &h);
+  int ox = 0, oy = 0;
   gget_win_offset(&ox, &oy);
-  EXPECT_EQ(w, 10150);
-  EXPECT_EQ(h, 7612);
-  EXPECT_EQ(ox, 10);
-  EXPECT_EQ(oy, 10);
+  EXPECT_EQ(zor::test::win_size(), std::pair(10150, 7612));
+  EXPECT_EQ(std::tuple(ox, oy), std::tuple(10, 10));
   zor::test::draw_scene();
   zor::test::close_ws();
 
@@ -82,10 +81,7 @@ TEST_F(HpglTest, OptionsSetRollPaperRotationAndLaserJetWrapper) {
   setenv("zorhp_param", "roll=36", 1);
   const std::string file = out_path("roll.hpgl");
   ASSERT_TRUE(zor::test::open_ws(GWS_HPGL, file + ",lj,rot=180,lwidth=0.5"));
-  int w = 0, h = 0;
-  gget_win_size(&w, &h);
-  EXPECT_EQ(w, static_cast<int>(35.5f * 1015.0f));
-  EXPECT_EQ(h, static_cast<int>(23.0f * 1015.0f));
+  EXPECT_EQ(zor::test::win_size(), std::pair(static_cast<int>(35.5f * 1015.0f), static_cast<int>(23.0f * 1015.0f)));
   zor::test::close_ws();
   unsetenv("zorhp_param");
   const std::string text = slurp(file);
@@ -93,9 +89,8 @@ TEST_F(HpglTest, OptionsSetRollPaperRotationAndLaserJetWrapper) {
 
   zor::gks::reset_hpgl();
   ASSERT_TRUE(zor::test::open_ws(GWS_HPGL, out_path("a3.hpgl") + ",a3,port"));
-  gget_win_size(&w, &h);
-  EXPECT_EQ(w, static_cast<int>((16.54f - 0.5f) * 1015.0f));
-  EXPECT_EQ(h, static_cast<int>((11.69f - 0.5f) * 1015.0f));
+  EXPECT_EQ(zor::test::win_size(),
+            std::pair(static_cast<int>((16.54f - 0.5f) * 1015.0f), static_cast<int>((11.69f - 0.5f) * 1015.0f)));
   zor::test::close_ws();
   EXPECT_NE(slurp(out_path("a3.hpgl")).find("PA;\nRO90;\nPW"), std::string::npos);
 }
@@ -114,9 +109,7 @@ TEST_F(HpglTest, AppendingSkipsFramingButSetsThePen) {
   zor::test::close_ws();
   const std::string added = slurp(file).substr(first);
   EXPECT_EQ(added.rfind("PW0.2;SV;LT;\n", 0), 0u);
-  EXPECT_EQ(count_of(added, "IN;"), 0);
-  EXPECT_EQ(count_of(added, "PG;"), 0);
-  EXPECT_EQ(count_of(added, "PD"), 1);
+  EXPECT_EQ(std::tuple(count_of(added, "IN;"), count_of(added, "PG;"), count_of(added, "PD")), std::tuple(0, 0, 1));
 }
 
 TEST_F(HpglTest, UnopenableFileFailsTheOpen) {

@@ -3,6 +3,3 @@ zor_add_test(gks_img_write_test ${CMAKE_CURRENT_LIST_DIR}/img_write_test.cpp)
 target_link_libraries(gks_img_write_test PRIVATE PNG::PNG)
 # The image readers: round trips and damaged files.
 zor_add_test(gks_img_read_test ${CMAKE_CURRENT_LIST_DIR}/img_read_test.cpp)
-# Dumps and overlays on the in-memory raster device.
-zor_add_test(gks_img_device_test ${CMAKE_CURRENT_LIST_DIR}/img_device_test.cpp)
-target_include_directories(gks_img_device_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)

@@ -1,6 +1,5 @@
-// Direct-colour (RGB and grey) PNG images overlaid on the X11 window under
-// Xvfb and on the in-memory raster device; the files are written here with
-// libpng and read back through the kernel's reader.
+// Direct-colour PNG overlays (written here with libpng) on the X11 window
+// under Xvfb and on the in-memory raster.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -8,10 +7,13 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "../common/capture.h"
 #include "../common/files.h"
+#include "../common/window_ws.h"
 #include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -26,9 +28,7 @@ namespace {
 
 const auto* const g_env = zor::test::add_xvfb_environment();
 
-// The window and memory cases run as parallel processes: each writes its
-// own files, removed when the process ends.
-std::string tmp_path(const std::string& name) { return zor::test::scratch(name); }
+const auto tmp_path = zor::test::scratch;
 
 // Writes a PNG of `channels` samples a pixel (1 grey, 3 RGB, 4 RGBA) at
 // `bits` (8 or 16) per sample; `samples` holds 16-bit values row by row.
@@ -74,43 +74,20 @@ constexpr unsigned s8(unsigned v) { return v * 257u; }
 class RgbOverlay : public ::testing::TestWithParam<bool> {
  protected:
   void SetUp() override {
-    if (GetParam()) register_device(GWS_WINDOW, "memory", make_memory_device);
-    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
-    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
-    const Gcolr_rep red{1, 0, 0};
-    ASSERT_EQ(gset_colr_rep(1, 2, &red), 0);
-    gset_fill_int_style(GSOLID);
-    gset_fill_colr_ind(2);
-    const Gpt box[] = {{0.0f, 0.0f}, {1.0f, 0.0f}, {1.0f, 1.0f}, {0.0f, 1.0f}};
-    gfill_area(4, box);  // all red, so see-through pixels show red
+    zor::test::open_window_ws(GetParam());
+    zor::test::box(0, 0, 1, 1, 2);  // all red, so see-through pixels show red
     gget_xviewport(&view);
   }
-  void TearDown() override {
-    gclose_ws(1);
-    gclose_gks();
-    kernel().reset();
-    reset_color_model();
-    if (GetParam()) unregister_device(GWS_WINDOW);
-  }
-  // The picture as 0xRRGGBB values.
+  void TearDown() override { zor::test::close_window_ws(GetParam()); }
   void grab() {
-    IMG_report c;
-    ASSERT_EQ(gget_image(&c), 1);
-    ASSERT_EQ(c.bits_pixel, 32);
-    width = c.width;
-    pixels.clear();
-    for (int y = 0; y < c.height; ++y)
-      for (int x = 0; x < c.width; ++x) {
-        const unsigned char* p = c.data + y * c.bytes_line + 4 * x;
-        pixels.push_back(c.byte_order == 0 ? (p[0] | p[1] << 8 | p[2] << 16) : (p[3] | p[2] << 8 | p[1] << 16));
-      }
-    IMG_free(&c);
+    pic.emplace();
+    ASSERT_EQ(gget_image(&pic->img), 1);
+    ASSERT_EQ(pic->img.bits_pixel, 32);
   }
-  unsigned at(int x, int y) const { return pixels[static_cast<std::size_t>(y * width + x)]; }
+  unsigned at(int x, int y) const { return pic->pixel(x, y); }
 
   Gxrect view{};
-  int width = 0;
-  std::vector<unsigned> pixels;
+  std::optional<zor::test::Capture> pic;
 };
 
 TEST_P(RgbOverlay, RgbPngColoursArrivePixelExact) {
@@ -124,16 +101,11 @@ TEST_P(RgbOverlay, RgbPngColoursArrivePixelExact) {
   ASSERT_TRUE(write_png(path, 4, 2, 3, 8, rgb));
   ASSERT_EQ(goverlay_image_file(path.c_str(), nullptr, 5, 7), 1);
   grab();
-  const int x0 = view.x + 5, y0 = view.y + 7;
-  EXPECT_EQ(at(x0 + 0, y0), 0xFF0000u);  // see-through
-  EXPECT_EQ(at(x0 + 1, y0), 0x00FF00u);
-  EXPECT_EQ(at(x0 + 2, y0), 0x0AC81Eu);
-  EXPECT_EQ(at(x0 + 3, y0), 0xFFFFFFu);
-  EXPECT_EQ(at(x0 + 0, y0 + 1), 0x0000FFu);
-  EXPECT_EQ(at(x0 + 1, y0 + 1), 0x0AC81Eu);
-  EXPECT_EQ(at(x0 + 2, y0 + 1), 0x282828u);
-  EXPECT_EQ(at(x0 + 3, y0 + 1), 0xFF0000u);
-  EXPECT_EQ(at(x0 + 4, y0), 0xFF0000u);  // beside the image
+  // Black is see-through to the red below; the fifth column is beside the image.
+  const unsigned want[2][5] = {{0xFF0000u, 0x00FF00u, 0x0AC81Eu, 0xFFFFFFu, 0xFF0000u},
+                               {0x0000FFu, 0x0AC81Eu, 0x282828u, 0xFF0000u, 0xFF0000u}};
+  for (int r = 0; r < 2; ++r)
+    for (int c = 0; c < 5; ++c) EXPECT_EQ(at(view.x + 5 + c, view.y + 7 + r), want[r][c]) << r << "," << c;
 }
 
 TEST_P(RgbOverlay, SixteenBitAlphaAndGreyFiles) {
@@ -197,13 +169,9 @@ TEST_P(RgbOverlay, ManyColoursLeaveTheColourTableAlone) {
 TEST_P(RgbOverlay, UnsupportedLayoutsAreReported) {
   IMG_report im;
   IMG_init(&im);
-  im.width = 2;
-  im.height = 1;
+  im.width = 2, im.height = 1, im.red = 0xF00, im.grn = 0x0F0, im.blu = 0x00F;
   im.bits_pixel = 12;  // no such direct-colour layout
   im.bytes_line = 4;
-  im.red = 0xF00;
-  im.grn = 0x0F0;
-  im.blu = 0x00F;
   im.data = static_cast<unsigned char*>(std::calloc(4, 1));
   EXPECT_EQ(goverlay_image(&im, nullptr, 0, 0), 0);
   im.bits_pixel = 24;

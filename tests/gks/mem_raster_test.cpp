@@ -1,6 +1,6 @@
-// The scan converter of the memory device against the X server itself: the
-// same random polygons, lines, dashes and stipples drawn with Xlib into an
-// Xvfb pixmap and into a canvas, compared pixel for pixel.
+// The memory device's scan converter against the X server: the same random
+// shapes drawn with Xlib and into a canvas, compared pixel for pixel. (Wide
+// dashes are compared through the devices in mem_xvfb_test.)
 #include <gtest/gtest.h>
 
 #include <X11/Xlib.h>
@@ -173,23 +173,6 @@ TEST_F(RasterVsServerTest, WideLinesMatchNearlyExactly) {
     // An odd pixel at the tip of a sharp join at most.
     EXPECT_LT(static_cast<double>(diff), 1e-3 * static_cast<double>(painted)) << st.name;
   }
-}
-
-TEST_F(RasterVsServerTest, WideDashesMatchNearlyExactly) {
-  const char dash_list[2] = {6, 6};
-  long diff = 0, painted = 0;
-  for (int i = 0; i < 150; ++i) {
-    random_points(pick(2, 4), 0, kW, 0, kH);
-    const int width = 1 + i % 3;
-    begin(width, LineOnOffDash, CapButt, JoinBevel);
-    XSetDashes(display_, gc_, 0, dash_list, 2);
-    XDrawLines(display_, pixmap_, gc_, xp_.data(), static_cast<int>(xp_.size()), CoordModeOrigin);
-    wide_polyline(canvas_, ip_, width, paint_, Dashes{{6, 6}}, Join::bevel, Cap::butt, scratch_);
-    diff += differing();
-    for (auto v : canvas_.pixels()) painted += v != 0;
-  }
-  report("wide dashes", diff, 150);
-  EXPECT_LT(static_cast<double>(diff), 2e-3 * static_cast<double>(painted));
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
-// The in-memory raster device against the real X11 device on an Xvfb server:
-// the same drawings through the kernel on both, captured and compared pixel
-// for pixel. Prints the share of identical pixels of each drawing.
+// The memory raster against the X11 device under Xvfb on drawings whose dashes,
+// stipples and marker widths each realises its own way (fills: mem_raster_test).
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <random>
 #include <string>
@@ -78,19 +76,13 @@ double identical_share(const Drawing& drawing, const char* name) {
                   << memory.width << "x" << memory.height;
     return 0.0;
   }
-  std::size_t same = 0, painted = 0, painted_same = 0;
+  std::size_t same = 0, painted = 0;
   for (std::size_t i = 0; i < window.pixels.size(); ++i) {
-    const bool eq = window.pixels[i] == memory.pixels[i];
-    same += eq;
-    if (window.pixels[i] != 0 || memory.pixels[i] != 0) {
-      ++painted;
-      painted_same += eq;
-    }
+    same += window.pixels[i] == memory.pixels[i];
+    painted += window.pixels[i] != 0 || memory.pixels[i] != 0;
   }
   const double share = static_cast<double>(same) / static_cast<double>(window.pixels.size());
-  std::printf("%-16s identical %8.4f%% of all pixels, %8.4f%% of %zu drawn\n", name, 100.0 * share,
-              painted ? 100.0 * static_cast<double>(painted_same) / static_cast<double>(painted) : 100.0,
-              painted);
+  std::printf("%-16s identical %8.4f%% of all pixels, %zu drawn\n", name, 100.0 * share, painted);
   EXPECT_GT(painted, 1000u) << name << ": the drawing drew nothing";
   return share;
 }
@@ -110,27 +102,6 @@ struct Case {
 };
 
 const Case kCases[] = {
-    {"Fills", 0.999, [] {
-      rng().seed(11);
-      for (int i = 0; i < 300; ++i) {
-        const int n = 3 + i % 6;
-        std::vector<Gpt> p;
-        const float cx = uniform(0, 511), cy = uniform(0, 511), r = uniform(2, 60);
-        for (int k = 0; k < n; ++k) p.push_back(at(cx + uniform(-r, r), cy + uniform(-r, r)));
-        gset_fill_colr_ind(1 + i % 20);
-        gfill_area(n, p.data());
-      }
-    }},
-    {"ThinAndWideLines", 0.999, [] {
-      rng().seed(12);
-      for (int i = 0; i < 200; ++i) {
-        std::vector<Gpt> p;
-        for (int k = 0; k < 2 + i % 4; ++k) p.push_back(at(uniform(-20, 530), uniform(-20, 530)));
-        gset_linewidth(static_cast<float>(i % 5));
-        gset_line_colr_ind(1 + i % 20);
-        gpolyline(static_cast<int>(p.size()), p.data());
-      }
-    }},
     {"Dashes", 0.998, [] {
       rng().seed(13);
       for (int i = 0; i < 120; ++i) {
@@ -162,51 +133,6 @@ const Case kCases[] = {
           const Gpt p = at(30.0f + k * 80.0f, 30.0f + type * 50.0f);
           gpolymarker(1, &p);
         }
-    }},
-    {"StrokeText", 0.999, [] {
-      const char* lines[] = {"RADAR DATA PLOTTING", "KTLX 0.5 deg Reflectivity", "12:34 UTC 23 NOV",
-                             "dBZ -30 5 20 35 50 65", "Range 230 km"};
-      for (int i = 0; i < 5; ++i) {
-        gset_char_ht(0.02f + 0.01f * i);
-        gset_text_width(static_cast<float>(i % 3));
-        gset_text_colr_ind(2 + 3 * i);
-        const Gpt up{std::sin(0.2f * i), std::cos(0.2f * i)};
-        gset_char_up_vec(&up);
-        const Gpt p = at(20.0f, 60.0f + 90.0f * i);
-        gtext(&p, lines[i]);
-      }
-    }},
-    {"ClippedDrawing", 0.999, [] {
-      const Glim vp{0.2f, 0.7f, 0.3f, 0.8f};
-      gset_vp(1, &vp);
-      gset_win(1, &vp);
-      gsel_norm_tran(1);
-      rng().seed(14);
-      for (int i = 0; i < 150; ++i) {
-        std::vector<Gpt> p;
-        for (int k = 0; k < 4; ++k) p.push_back(at(uniform(0, 511), uniform(0, 511)));
-        gset_fill_colr_ind(1 + i % 20);
-        gset_line_colr_ind(1 + (i + 7) % 20);
-        gset_linewidth(static_cast<float>(i % 4));
-        if (i % 2) gfill_area(4, p.data());
-        else gpolyline(4, p.data());
-      }
-    }},
-    {"RadarSweep", 0.999, [] {
-      const float pi = 3.14159265f;
-      for (int r = 0; r < 360; ++r) {
-        const float a0 = r * pi / 180.0f, a1 = (r + 1) * pi / 180.0f;
-        for (int g = 0; g < 230; ++g) {
-          const float d0 = g * 1.1f, d1 = (g + 1) * 1.1f;
-          const Gpt p[5] = {at(255 + d0 * std::sin(a0), 255 - d0 * std::cos(a0)),
-                            at(255 + d1 * std::sin(a0), 255 - d1 * std::cos(a0)),
-                            at(255 + d1 * std::sin(a1), 255 - d1 * std::cos(a1)),
-                            at(255 + d0 * std::sin(a1), 255 - d0 * std::cos(a1)),
-                            at(255 + d0 * std::sin(a0), 255 - d0 * std::cos(a0))};
-          gset_fill_colr_ind(1 + (g / 12 + r / 20) % 20);
-          gfill_area(5, p);
-        }
-      }
     }},
 };
 

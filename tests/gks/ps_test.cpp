@@ -1,11 +1,13 @@
-// PostScript and EPS output: the file framing, attribute commands, options,
-// pipes and appending, and pictures rendered by Ghostscript and checked
-// pixel by pixel.
+// PostScript and EPS output: framing, attributes, options, pipes, appending,
+// and pages rendered by Ghostscript and checked by pixel.
 #include <cstdlib>
 #include <string>
+#include <tuple>
 
+#include "../common/capture.h"
 #include "device.h"
 #include "print_test_util.h"
+#include "print_checks.h"
 
 namespace {
 
@@ -53,10 +55,7 @@ class PsTest : public ::testing::Test {
 TEST_F(PsTest, GreyLandscapeLetterFramesThePageAndRendersTheDrawing) {
   const std::string ps = out_path("grey.ps");
   ASSERT_TRUE(zor::test::open_ws(GWS_PS, ps));
-  int w = 0, h = 0;
-  gget_win_size(&w, &h);
-  EXPECT_EQ(w, 756);
-  EXPECT_EQ(h, 576);
+  EXPECT_EQ(zor::test::win_size(), std::pair(756, 576));  // letter landscape, in points
   zor::test::draw_scene();
   const PagePoint fill = landscape(device(0.2f, 0.2f));
   const PagePoint line = landscape(device(0.7f, Scene::line_y));
@@ -67,14 +66,9 @@ TEST_F(PsTest, GreyLandscapeLetterFramesThePageAndRendersTheDrawing) {
   zor::test::close_ws();
 
   const std::string text = slurp(ps);
-  const auto lines = zor::test::lines_of(text);
-  ASSERT_GT(lines.size(), 20u);
-  EXPECT_EQ(lines[0], "%!PS-Adobe-1.0");
-  EXPECT_EQ(lines[1], "%%Title: ZOR Graphics Display: radar test");
-  EXPECT_EQ(lines[2], "%%Creator: ZOR Postscript Processor-2.0");
-  EXPECT_EQ(lines[3], "%%CreationDate: Tue Nov 14 22:13:20 2023");
-  EXPECT_EQ(lines[4], "%%EndComments");
-  EXPECT_EQ(lines[6], "30 dict begin");
+  EXPECT_EQ(text.rfind("%!PS-Adobe-1.0\n%%Title: ZOR Graphics Display: radar test\n%%Creator: ZOR Postscript "
+                       "Processor-2.0\n%%CreationDate: Tue Nov 14 22:13:20 2023\n%%EndComments\n", 0), 0u);
+  EXPECT_EQ(zor::test::lines_of(text).at(6), "30 dict begin");
   EXPECT_NE(text.find("90 rotate\n.25 inch -8.25 inch translate\n0 setgray\n2 setlinejoin\n"), std::string::npos);
   EXPECT_NE(text.find("%%Begin plot\n%%ZOR Plot: radar test\n"), std::string::npos);
   EXPECT_EQ(text.substr(text.size() - 49), "%%End of plot\nsaveobj restore\nshowpage\nend\n%%EOF\n");
@@ -91,12 +85,10 @@ TEST_F(PsTest, GreyLandscapeLetterFramesThePageAndRendersTheDrawing) {
   ASSERT_EQ(zor::test::render(ps, png), 0) << slurp(png + ".log");
   Raster r;
   ASSERT_TRUE(zor::test::read_png(png, r));
-  ASSERT_EQ(r.width, 612);
-  ASSERT_EQ(r.height, 792);
+  ASSERT_EQ(std::pair(r.width, r.height), std::pair(612, 792));
   const unsigned char* f = r.at(fill.col, fill.row);
   EXPECT_NEAR(f[0], 75, 8);
-  EXPECT_EQ(f[0], f[1]);
-  EXPECT_EQ(f[1], f[2]);
+  EXPECT_TRUE(f[0] == f[1] && f[1] == f[2]);
   const unsigned char* l = r.at(line.col, line.row);
   EXPECT_LT(l[0] + l[1] + l[2], 60);
   EXPECT_GT(r.inked_near(mark.col, mark.row, 2), 3);
@@ -134,14 +126,8 @@ TEST_F(PsTest, ColourEpsHasABoundingBoxNoDictionaryAndRendersInColour) {
   ASSERT_EQ(zor::test::render(eps, png), 0) << slurp(png + ".log");
   Raster r;
   ASSERT_TRUE(zor::test::read_png(png, r));
-  const unsigned char* f = r.at(fill.col, fill.row);
-  EXPECT_LT(f[0], 20);
-  EXPECT_LT(f[1], 20);
-  EXPECT_GT(f[2], 235);
-  const unsigned char* l = r.at(line.col, line.row);
-  EXPECT_GT(l[0], 235);
-  EXPECT_LT(l[1], 20);
-  EXPECT_LT(l[2], 20);
+  EXPECT_TRUE(zor::test::near(r.pixel(fill.col, fill.row), 0x0000FF, 20));
+  EXPECT_TRUE(zor::test::near(r.pixel(line.col, line.row), 0xFF0000, 20));
   EXPECT_EQ(r.inked_near(blank.col, blank.row, 3), 0);
 }
 
@@ -159,10 +145,7 @@ TEST_F(PsTest, OptionsSetPaperScaleAndWidthsFromEnvironmentAndConnection) {
   setenv("zorps_param", "a4,lwidth=2", 1);
   const std::string ps = out_path("options.ps");
   ASSERT_TRUE(zor::test::open_ws(GWS_PS, ps + ",scale=1.5,port"));
-  int w = 0, h = 0;
-  gget_win_size(&w, &h);
-  EXPECT_EQ(w, static_cast<int>((11.69f - 0.5f) * 72.0f));
-  EXPECT_EQ(h, static_cast<int>((8.26f - 0.5f) * 72.0f));
+  EXPECT_EQ(zor::test::win_size(), std::pair(static_cast<int>((11.69f - 0.5f) * 72.0f), static_cast<int>((8.26f - 0.5f) * 72.0f)));
   // Reserved print shades: 502 is black at four times the base width.
   gset_line_colr_ind(502);
   gset_linewidth(2.0f);
@@ -183,9 +166,7 @@ TEST_F(PsTest, OptionsSetPaperScaleAndWidthsFromEnvironmentAndConnection) {
   // "sz" takes a free size; the size in inches is kept for the page.
   zor::gks::reset_ps();
   ASSERT_TRUE(zor::test::open_ws(GWS_PS, out_path("size.ps") + ",sz=20x10"));
-  gget_win_size(&w, &h);
-  EXPECT_EQ(w, 1404);
-  EXPECT_EQ(h, 684);
+  EXPECT_EQ(zor::test::win_size(), std::pair(1404, 684));
   zor::test::close_ws();
 }
 
@@ -229,7 +210,7 @@ TEST(PsGrey, GreyLevelsFollowTheWeightedSumAndReverse) {
   EXPECT_NEAR(gps_get_gray(4), 1.0f, 1e-6);
   gps_set_reverse(1);
   gps_set_color_rep(5, 0.0f, 0.0f, 1.0f);
-  EXPECT_NEAR(gps_get_gray(5), 1.0f - 0.8f / 2.7f, 1e-6);
+  EXPECT_NEAR(gps_get_gray(5), 1.0f - 0.8f / 2.7f, 1e-6);  // reversed
   EXPECT_EQ(gps_set_color_rep(300, 1, 1, 1), -1);
   zor::gks::reset_ps();
 }

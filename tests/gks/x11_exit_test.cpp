@@ -1,7 +1,5 @@
-// The display's fatal conditions end the program with status 4: 25 protocol
-// errors, and a broken connection (the server killed under it). Each runs in
-// a helper program started as a child process against its own Xvfb, its
-// output going to a file so that nothing is left holding a pipe.
+// The display's fatal conditions (25 protocol errors, a broken connection) end
+// a helper program, run as a child against its own Xvfb, with status 4.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -11,9 +9,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
-#include <sstream>
 #include <string>
 
 #include "../common/files.h"
@@ -74,12 +69,8 @@ bool wait_text(pid_t pid, const std::string& path, const std::string& text, int 
 }
 
 int count_lines(const std::string& text, const std::string& begin, const std::string& end) {
-  std::istringstream in(text);
   int n = 0;
-  for (std::string line; std::getline(in, line);)
-    if (line.rfind(begin, 0) == 0 && line.size() >= end.size() &&
-        line.compare(line.size() - end.size(), end.size(), end) == 0)
-      ++n;
+  for (const std::string& line : zor::test::lines_of(text)) n += line.starts_with(begin) && line.ends_with(end);
   return n;
 }
 

@@ -1,9 +1,6 @@
-// Frames and loop stepping, on the X11 window under Xvfb and on the
-// in-memory raster device: what is displayed is checked by capturing the
-// base window's back pixmap.
+// Frames and loop stepping on the X11 window under Xvfb and on the memory
+// raster, checked on the base window's back pixmap.
 #include <gtest/gtest.h>
-
-#include <cstdlib>
 
 #include "../common/capture.h"
 #include "../common/window_ws.h"
@@ -93,14 +90,6 @@ TEST_P(Frames, CopyAndDeleteShowTheFrameMovingIn) {
   ginc_loop_delay(-1.0f);
   EXPECT_FLOAT_EQ(gget_loop_delay(), 0.0f);
   EXPECT_FLOAT_EQ(gget_frame_delay(0), 0.0f);
-}
-
-TEST_P(Frames, LoopToggle) {
-  EXPECT_EQ(gget_looping(), 0);
-  gtoggle_loop(-1);
-  EXPECT_EQ(gget_looping(), 1);
-  gtoggle_loop(0);
-  EXPECT_EQ(gget_looping(), 0);
 }
 
 TEST_P(Frames, RecordedObjectsReplayIntoAnotherFrame) {

@@ -1,9 +1,7 @@
-// The X11 window device on an Xvfb server: drawings captured back from the
-// server, and frames (pixmaps) drawn, copied and shown.
+// The X11 window device on an Xvfb server: the wait's keys, server fonts and
+// pixels put through a mask, captured back from the server.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <utility>
 #include <vector>
 
@@ -29,88 +27,17 @@ namespace {
 
 const auto* const g_env = zor::test::add_xvfb_environment();
 
-// A captured picture: 24-bit RGB of each pixel.
 using Picture = zor::test::Capture;
 
 class X11Window : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
-    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+    zor::test::open_window_ws(false);
     dev = current_device();
-    ASSERT_NE(dev, nullptr);
-    Gcolr_rep red{1, 0, 0}, green{0, 1, 0}, blue{0, 0, 1};
-    gset_colr_rep(1, 2, &red);
-    gset_colr_rep(1, 3, &green);
-    gset_colr_rep(1, 4, &blue);
   }
-  void TearDown() override {
-    gclose_ws(1);
-    gclose_gks();
-    kernel().reset();
-    reset_color_model();
-  }
+  void TearDown() override { zor::test::close_window_ws(false); }
   Device* dev = nullptr;
 };
-
-TEST_F(X11Window, FilledPolygonAndLineReadBackInTheirColours) {
-  zor::test::box(0.1f, 0.1f, 0.5f, 0.5f, 2);
-  gset_line_colr_ind(3);
-  const Gpt line[] = {{0.6f, 0.8f}, {0.9f, 0.8f}};
-  gpolyline(2, line);
-  Picture pic;
-  ASSERT_EQ(dev->capture(pic.img), 1);
-  const DeviceSize sz = dev->size();
-  ASSERT_EQ(pic.img.width, sz.width);
-  ASSERT_EQ(pic.img.height, sz.height);
-  // The unit square maps onto the largest square of the window, from its
-  // bottom-left; world y runs up, device y down.
-  const int w = std::min(sz.width, sz.height) - 1, h = sz.height - 1;
-  EXPECT_EQ(pic.rgb(w * 3 / 10, h - w * 3 / 10), 0xff0000u);
-  EXPECT_EQ(pic.rgb(w * 7 / 10, h - w * 3 / 10), 0u);
-  // The thin line crosses the column at its middle once, within a pixel of
-  // where rounding puts it.
-  const int ly = h - static_cast<int>(w * 0.8f + 0.5f);
-  int greens = 0;
-  for (int y = ly - 2; y <= ly + 2; ++y) greens += pic.rgb(w * 3 / 4, y) == 0x00ff00u;
-  EXPECT_EQ(greens, 1);
-}
-
-TEST_F(X11Window, FramesKeepTheirOwnDrawingsAndCopy) {
-  const unsigned long a = dev->create_pixmap();
-  const unsigned long b = dev->create_pixmap();
-  ASSERT_NE(a, 0u);
-  ASSERT_NE(b, 0u);
-  ASSERT_NE(a, b);
-  ASSERT_TRUE(dev->set_draw_target(a));
-  zor::test::box(0.0f, 0.0f, 1.0f, 1.0f, 2);
-  ASSERT_TRUE(dev->set_draw_target(b));
-  zor::test::box(0.0f, 0.0f, 1.0f, 1.0f, 4);
-  const DeviceSize sz = dev->size();
-  const int cx = sz.width / 2, cy = sz.height / 2;
-  {
-    Picture pic;
-    ASSERT_EQ(dev->capture(pic.img), 1);
-    EXPECT_EQ(pic.rgb(cx, cy), 0x0000ffu);
-  }
-  ASSERT_TRUE(dev->set_draw_target(a));
-  {
-    Picture pic;
-    ASSERT_EQ(dev->capture(pic.img), 1);
-    EXPECT_EQ(pic.rgb(cx, cy), 0xff0000u);
-  }
-  ASSERT_TRUE(dev->copy_pixmap(b, 0));
-  EXPECT_TRUE(dev->show_pixmap(0));
-  ASSERT_TRUE(dev->set_draw_target(0));
-  {
-    Picture pic;
-    ASSERT_EQ(dev->capture(pic.img), 1);
-    EXPECT_EQ(pic.rgb(cx, cy), 0x0000ffu);
-  }
-  dev->free_pixmap(a);
-  EXPECT_FALSE(dev->set_draw_target(a));
-  dev->free_pixmap(b);
-}
 
 // Key presses sent to the workstation's window from a second connection,
 // as another client would; they wait in the queue until the wait reads them.
@@ -156,19 +83,6 @@ TEST_F(X11Window, WaitHandlesFrameKeysAndEndsOnReturn) {
   EXPECT_EQ(pic.rgb(pic.img.width / 4, pic.img.height / 2), 0x0000ffu);
   ginit_loop();
 }
-
-TEST_F(X11Window, AltQEndsTheWait) {
-  ASSERT_TRUE(KeySender().ok());
-  pending_keys() = {{XK_q, false}, {XK_q, true}};  // a plain q does not end it
-  gset_refresh_callback(1, send_pending_keys);
-  EXPECT_EQ(ghold(), 0);
-  gset_refresh_callback(0, nullptr);
-  EXPECT_TRUE(pending_keys().empty());
-}
-
-}  // namespace
-
-namespace {
 
 // "#" fonts are the server's own.
 TEST_F(X11Window, ServerFontsDrawText) {

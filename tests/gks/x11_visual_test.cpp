@@ -1,19 +1,16 @@
-// The window on an 8-bit PseudoColor screen: colours realised through
-// colormap cells, captures carrying the colour table, image files made from
-// them, and cells recoloured in place.
+// The window on an 8-bit PseudoColor screen: colormap cells, captures with
+// the colour table, cells recoloured in place.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
-#include <string>
 #include <tuple>
 
+#include "../common/window_ws.h"
 #include "../common/xvfb_env.h"
 #include "dev_x11.h"
 #include "gks_kernel.h"
-#include "print_test_util.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
 #include "zor/gks_win.h"
@@ -50,11 +47,6 @@ struct Capture {
                                        << " " << want.g << " " << want.b << ")";
 }
 
-// An 8-bit file colour against a fraction, within one step.
-::testing::AssertionResult near8(const unsigned char* p, const Rgb& want) {
-  return near({p[0] / 255.0f, p[1] / 255.0f, p[2] / 255.0f}, want);
-}
-
 class PseudoColorWindow : public ::testing::Test {
  protected:
   void SetUp() override { open(); }
@@ -81,12 +73,7 @@ class PseudoColorWindow : public ::testing::Test {
     const Gcolr_rep rep{c.r, c.g, c.b};
     ASSERT_EQ(gset_colr_rep(1, ind, &rep), 0);
   }
-  static void square(float x0, float y0, float x1, float y1, int ind) {
-    const Gpt pts[] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
-    gset_fill_int_style(GSOLID);
-    gset_fill_colr_ind(ind);
-    gfill_area(4, pts);
-  }
+  static void square(float x0, float y0, float x1, float y1, int ind) { zor::test::box(x0, y0, x1, y1, ind); }
   // Device pixel of a world point of the unit square.
   int px(float x) const { return static_cast<int>(std::lround(x * static_cast<float>(side))); }
   int py(float y) const { return bottom - static_cast<int>(std::lround(y * static_cast<float>(side))); }
@@ -126,72 +113,6 @@ TEST_F(PseudoColorWindow, CaptureCarriesTheColormapAndTheDrawnColours) {
   EXPECT_NE(gget_color_ind(2), gget_color_ind(5));
   // A channel at full strength is exactly 1 in the table.
   EXPECT_EQ(cap.color(px(0.25f), py(0.25f)).r, 1.0f);
-}
-
-TEST_F(PseudoColorWindow, PngAndGifFromTheCaptureShowTheDrawnColours) {
-  draw_scene();
-  Capture cap;
-  ASSERT_EQ(gget_image(&cap.img), 1);
-  const std::string png = zor::test::out_path("x11_visual.png");
-  const std::string gif = zor::test::out_path("x11_visual.gif");
-  const std::string raw = zor::test::out_path("x11_visual.rgb");
-  std::remove(png.c_str());
-  std::remove(gif.c_str());
-  std::remove(raw.c_str());
-  ASSERT_EQ(PNG_write(png.c_str(), &cap.img), 1);
-  ASSERT_EQ(GIF_write(gif.c_str(), &cap.img), 1);
-
-  zor::test::Raster r;
-  ASSERT_TRUE(zor::test::read_png(png, r));
-  ASSERT_EQ(r.width, cap.img.width);
-  ASSERT_EQ(r.height, cap.img.height);
-  auto at = [&r](int x, int y) { return &r.rgb[static_cast<std::size_t>((y * r.width + x) * 3)]; };
-  EXPECT_TRUE(near8(at(px(0.25f), py(0.25f)), kRed));
-  EXPECT_TRUE(near8(at(px(0.75f), py(0.25f)), kViolet));
-  EXPECT_TRUE(near8(at(px(0.5f), py(0.7f)), kGreen));
-  EXPECT_TRUE(near8(at(px(0.5f), py(0.9f)), Rgb{0, 0, 0}));
-
-  ASSERT_EQ(std::system(("gif2rgb -1 -o " + raw + " " + gif).c_str()), 0);
-  const std::string g = zor::test::slurp(raw);
-  ASSERT_EQ(g.size(), static_cast<std::size_t>(cap.img.width * cap.img.height * 3));
-  auto gat = [&g, &cap](int x, int y) {
-    return reinterpret_cast<const unsigned char*>(&g[static_cast<std::size_t>((y * cap.img.width + x) * 3)]);
-  };
-  EXPECT_TRUE(near8(gat(px(0.25f), py(0.25f)), kRed));
-  EXPECT_TRUE(near8(gat(px(0.75f), py(0.25f)), kViolet));
-  EXPECT_TRUE(near8(gat(px(0.5f), py(0.7f)), kGreen));
-}
-
-TEST_F(PseudoColorWindow, XwdFromTheCaptureIsIndexedWithTheColormap) {
-  draw_scene();
-  Capture cap;
-  ASSERT_EQ(gget_image(&cap.img), 1);
-  const std::string xwd = zor::test::out_path("x11_visual.xwd");
-  std::remove(xwd.c_str());
-  ASSERT_EQ(XWD_write(xwd.c_str(), &cap.img), 1);
-  const std::string f = zor::test::slurp(xwd);
-  ASSERT_GE(f.size(), 100u);
-  auto u32 = [&f](std::size_t at) {
-    const auto* p = reinterpret_cast<const unsigned char*>(f.data() + at);
-    return static_cast<unsigned>(p[0]) << 24 | p[1] << 16 | p[2] << 8 | p[3];
-  };
-  const unsigned header = u32(0);
-  EXPECT_EQ(u32(3 * 4), 8u);   // depth
-  EXPECT_EQ(u32(11 * 4), 8u);  // bits per pixel
-  EXPECT_EQ(u32(13 * 4), 3u);  // PseudoColor
-  EXPECT_EQ(u32(19 * 4), static_cast<unsigned>(cap.img.num_colors));
-  const std::size_t entries = static_cast<std::size_t>(cap.img.num_colors) * 12;
-  ASSERT_EQ(f.size(), header + entries + static_cast<std::size_t>(cap.img.bytes_line * cap.img.height));
-  // The cell of the red square, as the file's colormap and pixels give it.
-  const int x = px(0.25f), y = py(0.25f);
-  const unsigned pixel = static_cast<unsigned char>(f[header + entries + static_cast<std::size_t>(y * cap.img.bytes_line + x)]);
-  EXPECT_EQ(static_cast<int>(pixel), gget_color_ind(2));
-  const std::size_t e = header + pixel * 12;
-  EXPECT_EQ(u32(e), pixel);
-  auto chan = [&f](std::size_t at) { return static_cast<unsigned char>(f[at]) << 8 | static_cast<unsigned char>(f[at + 1]); };
-  EXPECT_EQ(chan(e + 4), 65535);
-  EXPECT_EQ(chan(e + 6), 0);
-  EXPECT_EQ(chan(e + 8), 0);
 }
 
 TEST_F(PseudoColorWindow, FramesShareTheCellsAndFollowARecolouring) {
@@ -270,29 +191,6 @@ TEST_F(PseudoColorWindow, SharedCellsKeepOldPixelsAndDrawTheNewColourAfterwards)
   ASSERT_EQ(gget_image(&cap.img), 1);
   EXPECT_TRUE(near(cap.color(px(0.75f), py(0.25f)), kViolet));
   EXPECT_TRUE(near(cap.color(px(0.75f), py(0.55f)), kYellow));
-}
-
-TEST_F(PseudoColorWindow, ZoomReplicatesThe8BitPixelsAndUnzoomRestoresThem) {
-  draw_scene();
-  Capture before;
-  ASSERT_EQ(gget_image(&before.img), 1);
-  const int w = before.img.width, h = before.img.height;
-  const int cx = px(0.25f), cy = py(0.25f);
-  ASSERT_EQ(gzoom(GFRAME_CURRENT, cx, cy, 2, 0), 1);
-  Capture zoomed;
-  ASSERT_EQ(gget_image(&zoomed.img), 1);
-  const int left = static_cast<int>(xZ_p(0)), top = static_cast<int>(yZ_p(0));
-  int wrong = 0;
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) wrong += zoomed.pixel(x, y) != before.pixel(left + x / 2, top + y / 2);
-  EXPECT_EQ(wrong, 0);
-  ASSERT_EQ(gunzoom(), 1);
-  Capture after;
-  ASSERT_EQ(gget_image(&after.img), 1);
-  wrong = 0;
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) wrong += after.pixel(x, y) != before.pixel(x, y);
-  EXPECT_EQ(wrong, 0);
 }
 
 TEST_F(PseudoColorWindow, AFullColormapFallsBackToSharedAndNearestCells) {
