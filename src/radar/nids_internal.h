@@ -151,6 +151,11 @@ struct State {
   bool graphic_open = false;
   int pages_read = 0;
   bool in_page = false;
+  // Pages of lines standing where the symbology belongs (storm structure):
+  // their number, the lines of the current page read, and its end seen.
+  int text_pages = 0;
+  int page_lines = 0;
+  bool page_end = false;
 
   std::string ext_info;
   std::string error;
@@ -173,7 +178,9 @@ bool read_bytes(FILE* f, std::uint8_t* data, int n);
 bool skip_bytes(FILE* f, long n);
 
 // Product-code rules used by the header and packet units.
-enum class DigitalRule { linear, dvil, eet, scaled_offset };
+enum class DigitalRule { linear, dvil, eet, scaled_offset, width };
+// Set by NIDS_set_icd.
+bool icd_values();
 DigitalRule digital_rule(int code);
 bool divide_by_100(int code);
 void decode_thresholds(int code, const std::array<std::uint16_t, 16>& t, std::array<float, 16>& out);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "nids_internal.h"
+#include "nids_products.h"
 #include "zor/byte_reader.h"
 #include "zor/mess.h"
 
@@ -368,12 +369,21 @@ float level_value(const State& s, int level) {
   return s.thres[static_cast<std::size_t>(level)];
 }
 
+// Levels of the spectrum width codes: 129 is zero width, as in the base data.
+constexpr int kWidthZero = 129;
+
 float digital_value(const State& s, int b) {
-  if (b == 0 || b == 1) return ZOR_MISSING_F;
   const int code = s.mess.code;
+  const ProductRules& pr = rules(code);
+  const bool icd = icd_values();
+  if (b == 0) return ZOR_MISSING_F;
+  if (b == 1) {
+    if (pr.folded_code1) return -90.0f;
+    if (!(icd && pr.divide_by_100)) return ZOR_MISSING_F;
+  }
   const auto& t = s.thres;
   float v = 0.0f;
-  switch (digital_rule(code)) {
+  switch (pr.digital) {
     case DigitalRule::dvil:
       v = b < t[2] ? (b - t[1]) / t[0] : std::exp((b - t[4]) / t[3]);
       break;
@@ -381,9 +391,13 @@ float digital_value(const State& s, int b) {
       v = ((b & s.pr_desc.thres[0]) / t[1]) - t[2];
       break;
     case DigitalRule::scaled_offset: v = (b - t[2]) / t[0]; break;
-    case DigitalRule::linear: v = t[0] + b * t[1]; break;
+    case DigitalRule::width:
+      if (b < kWidthZero) return ZOR_MISSING_F;
+      v = t[0] + (b - kWidthZero) * t[1];
+      break;
+    case DigitalRule::linear: v = t[0] + (icd && pr.icd_from_two ? b - 2 : b) * t[1]; break;
   }
-  if (divide_by_100(code)) v /= 100.0f;
+  if (pr.divide_by_100) v /= 100.0f;
   return v;
 }
 
@@ -433,12 +447,49 @@ int next_symbol(FILE* f, State& s, NIDS_text_data* text) {
   return 1;
 }
 
+// Height of a line of text on a page, in the page's 0-511 space.
+constexpr int kLineStep = 10;
+constexpr int kMaxLine = 200;
+
+// The next line of a page of text lines, handed out as a text packet at the
+// line's place; 0 at the page's end (-1).
+int text_line(FILE* f, State& s, int* code) {
+  if (s.page_end) return 0;
+  std::uint8_t raw[2];
+  if (!read_bytes(f, raw, 2)) {
+    set_error("NIDS: product ends inside a page");
+    return -1;
+  }
+  const int n = ByteReader(raw, 2).i16();
+  if (n == -1) {
+    s.page_end = true;
+    return 0;
+  }
+  if (n < 0 || n > kMaxLine) {
+    set_error("NIDS: text line of " + std::to_string(n) + " characters is out of range");
+    return -1;
+  }
+  s.packet_code = NIDS_PKT_TEXT;
+  if (code) *code = NIDS_PKT_TEXT;
+  s.text_hdr = TextHdr{n, 0, 0, kLineStep * ++s.page_lines};
+  s.item_bytes = n;
+  s.text_done = false;
+  s.kind = Kind::text;
+  return 1;
+}
+
 }  // namespace
 
 State& state() {
   static State s;
   return s;
 }
+
+namespace {
+bool g_icd = false;  // outlives each product's reset: a setting of the caller
+}  // namespace
+
+bool icd_values() { return g_icd; }
 
 void State::reset() {
   const std::string keep_ext = ext_info;
@@ -471,6 +522,8 @@ void State::reset() {
   graphic_open = false;
   pages_read = 0;
   in_page = false;
+  text_pages = page_lines = 0;
+  page_end = false;
   error.clear();
   not_product.clear();
   lead.clear();
@@ -500,19 +553,25 @@ void NIDS_reset() {
   State& s = state();
   s.reset();
   s.ext_info.clear();
+  g_icd = false;
 }
+
+void NIDS_set_icd(int on) { g_icd = on != 0; }
+
+int NIDS_get_icd() { return g_icd ? 1 : 0; }
 
 int NIDS_packet(FILE* ifile, int* code) {
   if (ifile == nullptr) return 0;
   State& s = state();
   if (s.in_page) {
-    if (s.rd.bytes >= s.rd.nbytes) return 0;
+    if (s.text_pages == 0 && s.rd.bytes >= s.rd.nbytes) return 0;
   } else if (!s.layer_open) {
     return 0;
   }
   if (!finish_packet(ifile, s)) return -1;
   s.kind = Kind::none;
   s.digital_ready = false;
+  if (s.in_page && s.text_pages > 0) return text_line(ifile, s, code);
   const PacketKind* p = nullptr;
   while (p == nullptr) {
     if (s.in_page && s.rd.bytes >= s.rd.nbytes) return 0;
@@ -746,10 +805,46 @@ int NIDS_get_text(FILE* ifile, NIDS_text_data* text) {
   return 1;
 }
 
+namespace {
+
+// The next page of text lines: whatever the caller left of the last one is
+// read to its end first.
+int next_text_page(FILE* f, State& s) {
+  if (!s.graphic_open) return 0;
+  if (s.in_page) {
+    int code;
+    int stat;
+    while ((stat = NIDS_packet(f, &code)) == 1) {
+    }
+    s.in_page = false;
+    if (stat < 0) {
+      s.graphic_open = false;
+      return 0;
+    }
+  }
+  if (s.pages_read >= s.text_pages) return 0;
+  ++s.pages_read;
+  MESS_print(M_OUT4, "Number: %d\n", s.pages_read);
+  s.in_page = true;
+  s.page_end = false;
+  s.page_lines = 0;
+  s.kind = Kind::none;
+  return s.pages_read;
+}
+
+}  // namespace
+
 int NIDS_graphic(FILE* ifile) {
   if (ifile == nullptr) return 0;
   State& s = state();
   s.graphic_open = false;
+  if (s.text_pages > 0) {
+    s.gr_alpha = GrAlpha{-1, 2, 0, s.text_pages};
+    s.kind = Kind::none;
+    s.graphic_open = true;
+    s.pages_read = 0;
+    return 1;
+  }
   if (s.pr_desc.off_graph == 0) return 0;
   const bool divider_read = s.packet_code == 0xFFFF && s.kind == Kind::none;
   // The symbology block's own length says where the graphic block starts;
@@ -783,6 +878,7 @@ int NIDS_graphic(FILE* ifile) {
 int NIDS_graphic_layer(FILE* ifile) {
   if (ifile == nullptr) return 0;
   State& s = state();
+  if (s.text_pages > 0) return next_text_page(ifile, s);
   if (s.pr_desc.off_graph == 0 || !s.graphic_open) return 0;
   if (s.in_page) {
     // Whatever the caller left of the last page.
