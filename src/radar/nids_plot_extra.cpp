@@ -234,7 +234,9 @@ void draw_page_line(float x1, float y1, float x2, float y2) {
   GPH_line(ax, ay, bx, by);
 }
 
-void draw_page_text(const Layer& L, const NIDS_text_data& t, float dx, float dy) {
+// Page text attributes are set whether or not the text is drawn: the storm
+// values plotted after it take its marker settings.
+void draw_page_text(const Layer& L, const NIDS_text_data& t, float dx, float dy, bool draw) {
   float x = 0, y = 0;
   MAP_tran(t.x + dx, t.y + dy, &x, &y);
   Gattribs a = L.data;
@@ -243,7 +245,7 @@ void draw_page_text(const Layer& L, const NIDS_text_data& t, float dx, float dy)
   gset_marker_size(1.5f);
   gset_marker_type(2);
   GPH_text_align(1, 2);
-  if (L.data.color >= 0) {
+  if (draw && L.data.color >= 0) {
     const Gpt at{x, y};
     gtext(&at, t.data);
   }
@@ -267,7 +269,7 @@ struct StormPages {
     height[static_cast<std::size_t>(page)] = std::max(height[static_cast<std::size_t>(page)], y);
   }
 
-  void draw(Layer& L) {
+  void draw(const Layer& L) const {
     const int n = static_cast<int>(height.size());
     if (n == 0 || state().p.plt_graph == 0) return;
     // One line below the lowest item, one more between pages.
@@ -283,31 +285,21 @@ struct StormPages {
       const float dx = static_cast<float>(it.page % cols) * kPageSize;
       const float dy = static_cast<float>(it.page / cols) * cell;
       if (it.text) {
-        draw_page_text(L, it.t, dx, dy);
+        draw_page_text(L, it.t, dx, dy, true);
       } else {
         GPH_line_attr(&L.grid);
         draw_page_line(it.v.x1 + dx, it.v.y1 + dy, it.v.x2 + dx, it.v.y2 + dy);
       }
     }
-    MAP_setup(&L.page);
+    Domain back = L.page;
+    MAP_setup(&back);
   }
 };
 
 void page_text(FILE* f, Layer& L, float rise) {
   NIDS_text_data t;
   if (NIDS_get_text(f, &t) != 1) return;
-  float x = 0, y = 0;
-  MAP_tran(t.x, t.y + rise, &x, &y);
-  Gattribs a = L.data;
-  a.expan = 0.85f;
-  GPH_text_attr(&a, 7.0f);
-  gset_marker_size(1.5f);
-  gset_marker_type(2);
-  GPH_text_align(1, 2);
-  if (state().p.plt_graph != 0 && L.data.color >= 0) {
-    const Gpt at{x, y};
-    gtext(&at, t.data);
-  }
+  draw_page_text(L, t, 0.0f, rise, state().p.plt_graph != 0);
   MESS_print(M_OUT2, "%s\n", t.data);
   storm_line(L, t.data);
 }
@@ -319,6 +311,7 @@ void collect_page_item(FILE* f, Layer& L, int code, int page, StormPages& pages)
   if (code == NIDS_PKT_TEXT || code == NIDS_PKT_TEXT_VALUE) {
     StormPages::Item it{page, true, {}, {}};
     if (NIDS_get_text(f, &it.t) != 1) return;
+    draw_page_text(L, it.t, 0.0f, 0.0f, false);
     MESS_print(M_OUT2, "%s\n", it.t.data);
     storm_line(L, it.t.data);
     pages.grow(page, it.t.y);
