@@ -75,6 +75,8 @@ inline constexpr int NIDS_PKT_TEXT_VALUE = 8;
 inline constexpr int NIDS_PKT_VECTOR = 7;
 inline constexpr int NIDS_PKT_VECTOR_VALUE = 10;
 inline constexpr int NIDS_PKT_WIND_BARB = 4;
+// Generic data: radials of a generic product, handed out as digital radials.
+inline constexpr int NIDS_PKT_GENERIC = 28;
 
 // Lines through points (linked vectors 6 and 9, linked contours 0x0E03) and
 // unlinked contours (0x3501) hand out their segments through NIDS_get_vector.

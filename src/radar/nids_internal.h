@@ -5,7 +5,9 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "zor/decompress.h"
 #include "zor/nids.h"
@@ -105,8 +107,25 @@ enum class Kind {
   contour_colour,  // sets the value of the contours that follow
   container,   // storm positions: the packets inside follow as packets
   symbol,      // storm and feature symbols, handed out as texts
-  generic,     // generic data (28): a 32-bit length, stepped over
+  generic,     // generic data (28) without radials: nothing to hand out
+  generic_radial,  // generic data holding radials, read whole
 };
+
+// The radials of a generic data packet, their bins' raw values in `values`.
+struct GenericRadial {
+  float azimuth = 0.0f;
+  float width = 0.0f;
+  std::size_t first = 0;
+  int bins = 0;
+};
+struct Generic {
+  std::vector<float> values;
+  std::vector<GenericRadial> radials;
+  float bin_size = 0.0f;  // metres
+};
+// Reads the XDR-encoded product of a generic data packet; false (and `out`
+// empty) unless its first component is radial and reads whole.
+bool parse_generic(std::span<const std::uint8_t> data, Generic& out);
 
 struct State {
   Reader rd;
@@ -145,6 +164,7 @@ struct State {
   float line_val = 0.0f;               // value of the current line
   float contour_val = 0.0f;            // value set by the last contour colour
   int symbol_size = 0;                 // bytes per symbol of a symbol packet
+  Generic generic;                     // the last generic data packet's radials
 
   bool layer_open = false;   // the first symbology layer may be walked
   long symb_start = -1;      // reader position of the symbology block

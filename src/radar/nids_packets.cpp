@@ -21,6 +21,7 @@ constexpr int kMaxRadials = 3600;
 constexpr int kMaxBins = 4096;
 constexpr int kMaxRows = 4096;
 constexpr int kMaxPages = 1000;
+constexpr long kMaxGeneric = 64L << 20;
 
 int read_header(FILE* f, std::uint8_t* raw, int n) {
   const int stat = NIDS_read(raw, n, f);
@@ -282,18 +283,32 @@ int read_packet_header(FILE* f, State& s, const PacketKind& p) {
     }
     case Kind::contour_colour: return contour_colour_header(f, s);
     case Kind::generic: {
-      // Two spare bytes and a 32-bit length; the XDR-encoded contents are
-      // not drawn yet.
+      // Two spare bytes and a 32-bit length of XDR-encoded product, read
+      // whole when it is of a size a product can have, else stepped over.
       std::uint8_t raw[6];
       if (read_header(f, raw, 6) != 1) return -1;
       ByteReader b(raw, 6);
       b.skip(2);
       const long n = b.u32();
       MESS_print(M_OUT4, p.trace, n);
-      if (!skip_bytes(f, n)) {
-        set_error("NIDS: product ends inside a packet");
-        return -1;
+      s.generic = Generic{};
+      if (n > kMaxGeneric) {
+        if (!skip_bytes(f, n)) {
+          set_error("NIDS: product ends inside a packet");
+          return -1;
+        }
+        return 1;
       }
+      std::vector<std::uint8_t> data(static_cast<std::size_t>(n));
+      for (long at = 0; at < n;) {
+        const int chunk = static_cast<int>(std::min<long>(n - at, kBufSize));
+        if (!read_bytes(f, data.data() + at, chunk)) {
+          set_error("NIDS: product ends inside a packet");
+          return -1;
+        }
+        at += chunk;
+      }
+      parse_generic(data, s.generic);
       return 1;
     }
     case Kind::symbol:
@@ -312,6 +327,7 @@ int read_packet_header(FILE* f, State& s, const PacketKind& p) {
       }
       return 1;
     }
+    case Kind::generic_radial:
     case Kind::none: break;
   }
   return 0;
@@ -397,6 +413,16 @@ float digital_value(const State& s, int b) {
       break;
     case DigitalRule::linear: v = t[0] + (icd && pr.icd_from_two ? b - 2 : b) * t[1]; break;
   }
+  if (pr.divide_by_100) v /= 100.0f;
+  return v;
+}
+
+// A generic radial's raw value in the product's units: scale and offset
+// from the thresholds where the product has them.
+float generic_value(const State& s, float raw) {
+  const ProductRules& pr = rules(s.mess.code);
+  float v = raw;
+  if (pr.digital == DigitalRule::scaled_offset) v = (raw - s.thres[2]) / s.thres[0];
   if (pr.divide_by_100) v /= 100.0f;
   return v;
 }
@@ -515,6 +541,7 @@ void State::reset() {
   cur_vector = item_bytes = 0;
   line_x = line_y = line_val = contour_val = 0.0f;
   symbol_size = 0;
+  generic = Generic{};
   in_radial = in_row = text_done = false;
   digital_ready = false;
   layer_open = false;
@@ -618,13 +645,24 @@ int NIDS_packet(FILE* ifile, int* code) {
     s.layer_open = false;
     return stat;
   }
-  s.kind = p->kind;
+  s.kind = p->kind == Kind::generic && !s.generic.radials.empty() ? Kind::generic_radial : p->kind;
+  s.cur_radial = 0;
+  s.in_radial = false;
   return 1;
 }
 
 int NIDS_get_radial(FILE* ifile, float* sangle, float* dangle) {
   if (ifile == nullptr) return 0;
   State& s = state();
+  if (s.kind == Kind::generic_radial) {
+    if (s.cur_radial >= static_cast<int>(s.generic.radials.size())) return 0;
+    const GenericRadial& r = s.generic.radials[static_cast<std::size_t>(s.cur_radial++)];
+    if (sangle) *sangle = r.azimuth;
+    if (dangle) *dangle = r.width;
+    s.cur_radius = 0;
+    s.in_radial = true;
+    return 1;
+  }
   if (!radial_kind(s.kind)) return 0;
   if (s.in_radial && !skip_item(ifile, s.radial_bytes - s.cur_radius)) return -1;
   s.in_radial = false;
@@ -691,6 +729,14 @@ int NIDS_get_data(FILE* ifile, NIDS_data* data) {
         data->val = s.digital[raw[0]];
       }
       return 1;
+    case Kind::generic_radial: {
+      if (!s.in_radial || s.cur_radial < 1) return 0;
+      const GenericRadial& r = s.generic.radials[static_cast<std::size_t>(s.cur_radial - 1)];
+      if (s.cur_radius >= r.bins) return 0;
+      data->run = 1.0f;
+      data->val = generic_value(s, s.generic.values[r.first + static_cast<std::size_t>(s.cur_radius++)]);
+      return 1;
+    }
     case Kind::raster:
     case Kind::precip_array: {
       if (!s.in_row || s.cur_column >= s.row_bytes) return 0;

@@ -618,7 +618,8 @@ int NIDS_plot_summary() {
     int stat = 0;
     switch (code) {
       case NIDS_PKT_RADIAL:
-      case NIDS_PKT_DIGITAL_RADIAL: stat = draw_radials(s.ifile, g, fills); break;
+      case NIDS_PKT_DIGITAL_RADIAL:
+      case NIDS_PKT_GENERIC: stat = draw_radials(s.ifile, g, fills); break;
       case NIDS_PKT_RASTER:
       case NIDS_PKT_RASTER_OLD:
       case NIDS_PKT_PRECIP_ARRAY: stat = draw_raster(s.ifile, g, fills); break;

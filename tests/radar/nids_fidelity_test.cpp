@@ -3,7 +3,9 @@
 // being listed, and files that are not products at all.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <tuple>
 
@@ -120,11 +122,29 @@ TEST(NidsNewPackets, ContoursSymbolsAndGenericDataDecode) {
     EXPECT_EQ(l.status, 0) << c.file << ": " << l.error;
     EXPECT_GE(count(l, c.prefix), c.at_least) << c.file << " " << c.prefix;
   }
-  // Generic data (28) is stepped over whole: nothing after it is misread.
+  // Generic data (28) of the rain rate holds 360 radials of 920 bins, in
+  // inches per hour up to the product's own maximum (2.311).
   const Listing dpr = dump_file("KBMX_SDUS84_DPRBMX_201501020205");
   EXPECT_EQ(dpr.status, 0) << dpr.error;
   EXPECT_EQ(dpr.lines[0].find("packet 0x1C"), dpr.lines[0].size() - 11) << dpr.lines[0];
   EXPECT_EQ(count(dpr, "S "), 0);
+  EXPECT_EQ(count(dpr, "R "), 360);
+  float top = 0.0f;
+  int rain = 0;
+  for (const auto& line : dpr.lines) {
+    if (line.rfind("R ", 0) != 0) continue;
+    std::istringstream in(line.substr(2));
+    float v;
+    int n = -2;  // azimuth and width first
+    while (in >> v)
+      if (++n > 0) {
+        top = std::max(top, v);
+        rain += v >= 0.01f;
+      }
+    EXPECT_EQ(n, 920) << line.substr(0, 20);
+  }
+  EXPECT_FLOAT_EQ(top, 2.311f);
+  EXPECT_GT(rain, 50000);
 }
 
 TEST(NidsNewPackets, UnknownPacketIsSteppedOverByItsLength) {
@@ -160,6 +180,12 @@ TEST_F(NidsFidelityTest, SuperResolutionProductIsDrawn) {
     ASSERT_TRUE(zor::test::read_png((dir_ / out).string(), *raster));
   }
   EXPECT_GT(coloured(img), coloured(empty) + 4000) << coloured(empty);
+  // The rain rate of generic data is drawn as radials.
+  zor::test::Raster dpr;
+  const auto r = radar("-of png:@dpr.png " + file(data_path("KBMX_SDUS84_DPRBMX_201501020205")));
+  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_TRUE(zor::test::read_png((dir_ / "dpr.png").string(), dpr));
+  EXPECT_GT(coloured(dpr), coloured(empty) + 40000) << coloured(empty);
 }
 
 TEST_F(NidsFidelityTest, StatusMessageIsRefusedAloneAndSkippedInALoop) {
