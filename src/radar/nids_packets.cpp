@@ -299,14 +299,18 @@ int read_packet_header(FILE* f, State& s, const PacketKind& p) {
         }
         return 1;
       }
-      std::vector<std::uint8_t> data(static_cast<std::size_t>(n));
+      // Grown as the bytes arrive, so a false length costs no more memory
+      // than the file holds.
+      std::vector<std::uint8_t> data;
+      std::uint8_t chunk[4096];
       for (long at = 0; at < n;) {
-        const int chunk = static_cast<int>(std::min<long>(n - at, kBufSize));
-        if (!read_bytes(f, data.data() + at, chunk)) {
+        const int want = static_cast<int>(std::min<long>(n - at, sizeof chunk));
+        if (!read_bytes(f, chunk, want)) {
           set_error("NIDS: product ends inside a packet");
           return -1;
         }
-        at += chunk;
+        data.insert(data.end(), chunk, chunk + want);
+        at += want;
       }
       parse_generic(data, s.generic);
       return 1;
