@@ -75,6 +75,8 @@ inline constexpr int NIDS_PKT_TEXT_VALUE = 8;
 inline constexpr int NIDS_PKT_VECTOR = 7;
 inline constexpr int NIDS_PKT_VECTOR_VALUE = 10;
 inline constexpr int NIDS_PKT_WIND_BARB = 4;
+// Generic data: radials of a generic product, handed out as digital radials.
+inline constexpr int NIDS_PKT_GENERIC = 28;
 
 // Lines through points (linked vectors 6 and 9, linked contours 0x0E03) and
 // unlinked contours (0x3501) hand out their segments through NIDS_get_vector.
@@ -121,6 +123,12 @@ const char* NIDS_not_product();
 // Radar and product mnemonic of the last header read ("BMX N0Q"), taken from
 // the bulletin's product identifier line ("N0QBMX"); "" when the file has none.
 const char* NIDS_product_ident();
+// Values as the interface control document gives them instead of the
+// format's long-standing ones: 8-bit levels as min + (b - 2) x increment
+// (32, 94, 99, 153, 154, 182, 186), code 1 as data (170-175), TDWR velocity
+// (182) in knots. Off by default; kept until changed or NIDS_reset.
+void NIDS_set_icd(int on);
+int NIDS_get_icd();
 // Forget everything about the current product (tests use this between files).
 void NIDS_reset();
 
@@ -142,6 +150,10 @@ int dump_product(FILE* ifile, const std::function<void(const std::string&)>& lin
 // hand out one call at a time, in order. 0 when the radial is done, -1 on a
 // read error.
 int get_radial_runs(FILE* ifile, std::vector<NIDS_data>& runs);
+
+// While on, code 1 of the 8-bit velocities (range folded) reads as -90, not
+// missing, so that the plot can draw it; dumps keep the decoded value.
+void set_fold_code1(bool on);
 
 }  // namespace zor::nids
 
@@ -212,20 +224,31 @@ struct FillTable {
 FillTable fill_table(int code);
 // `colours` with bar names added (":la="): ND and RF on the flag levels
 // (-200, -100, -90; -90 as the first of
-// `thres` is ND) and class names on the hydrometeor classes of 165 and
-// 177. A step's level is its own prefix, else thres[step] when given.
+// `thres` is ND), class names on the hydrometeor classes of 165 and
+// 177 and state names on the filter states of 34. A step's level is its own prefix, else thres[step] when given.
 std::string labelled_fill(const char* colours, int code, const float* thres);
 
-// Storm table layout of a header line: 1 ("VLOW"), 2 ("VIL"), else `current`.
+// Storm table layout of a header line: 1 ("VLOW"), 2 ("VIL"), else
+// `current`; 3, the storm structure table of product 62, is kept.
 int storm_table_type(const char* line, int current);
 // Parses one storm line of layout `type`; false for header and "NO STORM"
 // lines and lines that do not parse.
 bool parse_storm_line(const char* line, int type, NIDS_report* storm);
 
+// Pages of a storm product drawn with "graph", each in a cell `cell` page
+// units high and one page wide: the columns that need the page space to
+// grow least, and that growth (at least 1; the text shrinks by it).
+struct PageLayout {
+  int cols;
+  float scale;
+};
+PageLayout page_layout(int pages, float cell);
+
 // The plotter's settings from plot_param, as read by NIDS_plot_param.
 struct Params : plt::SiteParams {
   int num_plt = 0;
   int plt_strong = 0;
+  int icd = 0;  // values as the interface control document gives them
 };
 Params params();
 

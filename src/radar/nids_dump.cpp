@@ -68,7 +68,8 @@ bool dump_packet(FILE* f, int code, const std::string& prefix,
                  const std::function<void(const std::string&)>& line, ValueText& text) {
   switch (code) {
     case NIDS_PKT_RADIAL:
-    case NIDS_PKT_DIGITAL_RADIAL: {
+    case NIDS_PKT_DIGITAL_RADIAL:
+    case NIDS_PKT_GENERIC: {
       float start, width;
       int stat;
       std::vector<NIDS_data> runs;

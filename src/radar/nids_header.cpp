@@ -1,6 +1,7 @@
 // NIDS headers: text header forms, concatenated products, message header,
 // product description with its thresholds, symbology block and first layer,
 // and the NIDS_info record built from them.
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdarg>
@@ -19,6 +20,7 @@ namespace zor::nids {
 namespace {
 
 constexpr std::size_t kExtInfoMax = 29;
+constexpr int kMaxTextPages = 1000;
 
 // Lines of bulletin text before the message header, keyed by the first two
 // bytes of the file.
@@ -343,6 +345,13 @@ void decode_thresholds(int code, const std::array<std::uint16_t, 16>& t, std::ar
   };
   switch (rules(code).thres) {
     case ThresRule::generic: generic(); break;
+    case ThresRule::velocity16:
+      // Flag codes 1 and 2 (below threshold, no data) are no data; only 3
+      // is range folding and keeps -90.
+      generic();
+      for (std::size_t i = 0; i < 16; ++i)
+        if ((t[i] & 0x8000) != 0 && ((t[i] & 0xFF) == 1 || (t[i] & 0xFF) == 2)) out[i] = -100.0f;
+      break;
     case ThresRule::tenths:
     case ThresRule::tenths_knots:
     case ThresRule::thousandths:
@@ -352,7 +361,7 @@ void decode_thresholds(int code, const std::array<std::uint16_t, 16>& t, std::ar
       out[0] = signed_word(t[0]) / div;
       out[1] = t[1] / div;
       out[2] = t[2];
-      if (r == ThresRule::tenths_knots)
+      if (r == ThresRule::tenths_knots || (rules(code).icd_knots && icd_values()))
         for (std::size_t i = 0; i < 2; ++i)
           if (out[i] != ZOR_MISSING_F) out[i] *= 1.944f;
       MESS_print(M_DEBUG, "THRES: %.1f %.1f %.0f\n", out[0], out[1], out[2]);
@@ -503,12 +512,21 @@ int NIDS_prod_symb(FILE* ifile) {
   std::uint8_t raw[10];
   // The position is taken after the read so that a stream detected here
   // counts from its first decompressed byte.
-  if (!read_bytes(ifile, raw, sizeof raw)) return -1;
-  s.symb_start = s.rd.total - 10;
-  ByteReader b(raw, sizeof raw);
+  if (!read_bytes(ifile, raw, 4)) return -1;
+  s.symb_start = s.rd.total - 4;
   ProdSymb& p = s.pr_symb;
-  p.divider = b.i16();
-  p.id = b.i16();
+  p.divider = ByteReader(raw, 4).i16();
+  p.id = ByteReader(raw + 2, 2).i16();
+  if (p.id != 1 && p.divider == -1 && rules(s.mess.code).text_pages) {
+    // No symbology: the divider and page count of the product's pages of
+    // text lines, read as its graphic pages.
+    s.symb_start = -1;
+    s.text_pages = std::clamp(p.id, 0, kMaxTextPages);
+    MESS_print(M_OUT4, "Text pages: %d\n", p.id);
+    return 0;
+  }
+  if (!read_bytes(ifile, raw + 4, 6)) return -1;
+  ByteReader b(raw + 4, 6);
   p.len = b.i32();
   p.nlayer = b.i16();
   MESS_print(M_OUT4, "Symbology: id %d len %ld layers %d\n", p.id, p.len, p.nlayer);

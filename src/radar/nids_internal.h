@@ -6,6 +6,7 @@
 #include <cstring>
 #include <cstdint>
 #include <cstdio>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -107,8 +108,25 @@ enum class Kind {
   contour_colour,  // sets the value of the contours that follow
   container,   // storm positions: the packets inside follow as packets
   symbol,      // storm and feature symbols, handed out as texts
-  generic,     // generic data (28): a 32-bit length, stepped over
+  generic,     // generic data (28) without radials: nothing to hand out
+  generic_radial,  // generic data holding radials, read whole
 };
+
+// The radials of a generic data packet, their bins' raw values in `values`.
+struct GenericRadial {
+  float azimuth = 0.0f;
+  float width = 0.0f;
+  std::size_t first = 0;
+  int bins = 0;
+};
+struct Generic {
+  std::vector<float> values;
+  std::vector<GenericRadial> radials;
+  float bin_size = 0.0f;  // metres
+};
+// Reads the XDR-encoded product of a generic data packet; false (and `out`
+// empty) unless its first component is radial and reads whole.
+bool parse_generic(std::span<const std::uint8_t> data, Generic& out);
 
 struct State {
   Reader rd;
@@ -148,12 +166,18 @@ struct State {
   float line_val = 0.0f;               // value of the current line
   float contour_val = 0.0f;            // value set by the last contour colour
   int symbol_size = 0;                 // bytes per symbol of a symbol packet
+  Generic generic;                     // the last generic data packet's radials
 
   bool layer_open = false;   // the first symbology layer may be walked
   long symb_start = -1;      // reader position of the symbology block
   bool graphic_open = false;
   int pages_read = 0;
   bool in_page = false;
+  // Pages of lines standing where the symbology belongs (storm structure):
+  // their number, the lines of the current page read, and its end seen.
+  int text_pages = 0;
+  int page_lines = 0;
+  bool page_end = false;
 
   std::string ext_info;
   std::string error;
@@ -161,7 +185,13 @@ struct State {
   std::string lead;         // the file's first bytes, to describe a non-product
   std::string ident;        // "BMX N0Q": radar and mnemonic from the bulletin's product line
 
-  // Clears everything but the extension string, which belongs to the caller.
+  // Settings of the caller, kept across products: interface-document values
+  // (NIDS_set_icd), and code 1 of the 8-bit velocities handed out as range
+  // folded (-90) rather than missing, which the plot asks for to draw it.
+  bool icd = false;
+  bool fold_code1 = false;
+
+  // Clears everything but the caller's extension string and settings.
   void reset();
 };
 
@@ -192,7 +222,9 @@ inline bool read_buffered(std::uint8_t* data, int n) {
 bool skip_bytes(FILE* f, long n);
 
 // Product-code rules used by the header and packet units.
-enum class DigitalRule { linear, dvil, eet, scaled_offset };
+enum class DigitalRule { linear, dvil, eet, scaled_offset, width };
+// Set by NIDS_set_icd.
+bool icd_values();
 DigitalRule digital_rule(int code);
 bool divide_by_100(int code);
 void decode_thresholds(int code, const std::array<std::uint16_t, 16>& t, std::array<float, 16>& out);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "nids_internal.h"
+#include "nids_products.h"
 #include "zor/byte_reader.h"
 #include "zor/mess.h"
 
@@ -20,6 +21,7 @@ constexpr int kMaxRadials = 3600;
 constexpr int kMaxBins = 4096;
 constexpr int kMaxRows = 4096;
 constexpr int kMaxPages = 1000;
+constexpr long kMaxGeneric = 64L << 20;
 
 int read_header(FILE* f, std::uint8_t* raw, int n) {
   const int stat = NIDS_read(raw, n, f);
@@ -281,18 +283,36 @@ int read_packet_header(FILE* f, State& s, const PacketKind& p) {
     }
     case Kind::contour_colour: return contour_colour_header(f, s);
     case Kind::generic: {
-      // Two spare bytes and a 32-bit length; the XDR-encoded contents are
-      // not drawn yet.
+      // Two spare bytes and a 32-bit length of XDR-encoded product, read
+      // whole when it is of a size a product can have, else stepped over.
       std::uint8_t raw[6];
       if (read_header(f, raw, 6) != 1) return -1;
       ByteReader b(raw, 6);
       b.skip(2);
       const long n = b.u32();
       MESS_print(M_OUT4, p.trace, n);
-      if (!skip_bytes(f, n)) {
-        set_error("NIDS: product ends inside a packet");
-        return -1;
+      s.generic = Generic{};
+      if (n > kMaxGeneric) {
+        if (!skip_bytes(f, n)) {
+          set_error("NIDS: product ends inside a packet");
+          return -1;
+        }
+        return 1;
       }
+      // Grown as the bytes arrive, so a false length costs no more memory
+      // than the file holds.
+      std::vector<std::uint8_t> data;
+      std::uint8_t chunk[4096];
+      for (long at = 0; at < n;) {
+        const int want = static_cast<int>(std::min<long>(n - at, sizeof chunk));
+        if (!read_bytes(f, chunk, want)) {
+          set_error("NIDS: product ends inside a packet");
+          return -1;
+        }
+        data.insert(data.end(), chunk, chunk + want);
+        at += want;
+      }
+      parse_generic(data, s.generic);
       return 1;
     }
     case Kind::symbol:
@@ -311,6 +331,7 @@ int read_packet_header(FILE* f, State& s, const PacketKind& p) {
       }
       return 1;
     }
+    case Kind::generic_radial:
     case Kind::none: break;
   }
   return 0;
@@ -373,12 +394,21 @@ float level_value(const State& s, int level) {
   return s.thres[static_cast<std::size_t>(level)];
 }
 
+// Levels of the spectrum width codes: 129 is zero width, as in the base data.
+constexpr int kWidthZero = 129;
+
 float digital_value(const State& s, int b) {
-  if (b == 0 || b == 1) return ZOR_MISSING_F;
   const int code = s.mess.code;
+  const ProductRules& pr = rules(code);
+  const bool icd = icd_values();
+  if (b == 0) return ZOR_MISSING_F;
+  if (b == 1) {
+    if (pr.folded_code1 && s.fold_code1) return -90.0f;
+    if (!(icd && pr.divide_by_100)) return ZOR_MISSING_F;
+  }
   const auto& t = s.thres;
   float v = 0.0f;
-  switch (digital_rule(code)) {
+  switch (pr.digital) {
     case DigitalRule::dvil:
       v = b < t[2] ? (b - t[1]) / t[0] : std::exp((b - t[4]) / t[3]);
       break;
@@ -386,9 +416,23 @@ float digital_value(const State& s, int b) {
       v = ((b & s.pr_desc.thres[0]) / t[1]) - t[2];
       break;
     case DigitalRule::scaled_offset: v = (b - t[2]) / t[0]; break;
-    case DigitalRule::linear: v = t[0] + b * t[1]; break;
+    case DigitalRule::width:
+      if (b < kWidthZero) return ZOR_MISSING_F;
+      v = t[0] + (b - kWidthZero) * t[1];
+      break;
+    case DigitalRule::linear: v = t[0] + (icd && pr.icd_from_two ? b - 2 : b) * t[1]; break;
   }
-  if (divide_by_100(code)) v /= 100.0f;
+  if (pr.divide_by_100) v /= 100.0f;
+  return v;
+}
+
+// A generic radial's raw value in the product's units: scale and offset
+// from the thresholds where the product has them.
+float generic_value(const State& s, float raw) {
+  const ProductRules& pr = rules(s.mess.code);
+  float v = raw;
+  if (pr.digital == DigitalRule::scaled_offset) v = (raw - s.thres[2]) / s.thres[0];
+  if (pr.divide_by_100) v /= 100.0f;
   return v;
 }
 
@@ -438,10 +482,44 @@ int next_symbol(FILE* f, State& s, NIDS_text_data* text) {
   return 1;
 }
 
+// Height of a line of text on a page, in the page's 0-511 space.
+constexpr int kLineStep = 10;
+constexpr int kMaxLine = 200;
+
+// The next line of a page of text lines, handed out as a text packet at the
+// line's place; 0 at the page's end (-1).
+int text_line(FILE* f, State& s, int* code) {
+  if (s.page_end) return 0;
+  std::uint8_t raw[2];
+  if (!read_bytes(f, raw, 2)) {
+    set_error("NIDS: product ends inside a page");
+    return -1;
+  }
+  const int n = ByteReader(raw, 2).i16();
+  if (n == -1) {
+    s.page_end = true;
+    return 0;
+  }
+  if (n < 0 || n > kMaxLine) {
+    set_error("NIDS: text line of " + std::to_string(n) + " characters is out of range");
+    return -1;
+  }
+  s.packet_code = NIDS_PKT_TEXT;
+  if (code) *code = NIDS_PKT_TEXT;
+  s.text_hdr = TextHdr{n, 0, 0, kLineStep * ++s.page_lines};
+  s.item_bytes = n;
+  s.text_done = false;
+  s.kind = Kind::text;
+  return 1;
+}
+
 }  // namespace
+
+bool icd_values() { return state().icd; }
 
 void State::reset() {
   const std::string keep_ext = ext_info;
+  const bool keep_icd = icd, keep_fold = fold_code1;
   rd.reset();
   rd.isize = -1;
   mess = {};
@@ -464,6 +542,7 @@ void State::reset() {
   cur_vector = item_bytes = 0;
   line_x = line_y = line_val = contour_val = 0.0f;
   symbol_size = 0;
+  generic = Generic{};
   in_radial = in_row = text_done = false;
   digital_ready = false;
   layer_open = false;
@@ -471,11 +550,15 @@ void State::reset() {
   graphic_open = false;
   pages_read = 0;
   in_page = false;
+  text_pages = page_lines = 0;
+  page_end = false;
   error.clear();
   not_product.clear();
   lead.clear();
   ident.clear();
   ext_info = keep_ext;
+  icd = keep_icd;
+  fold_code1 = keep_fold;
 }
 
 void set_error(const std::string& why) {
@@ -500,19 +583,29 @@ void NIDS_reset() {
   State& s = state();
   s.reset();
   s.ext_info.clear();
+  s.icd = false;
+  s.fold_code1 = false;
 }
+
+void NIDS_set_icd(int on) {
+  state().icd = on != 0;
+  state().digital_ready = false;
+}
+
+int NIDS_get_icd() { return state().icd ? 1 : 0; }
 
 int NIDS_packet(FILE* ifile, int* code) {
   if (ifile == nullptr) return 0;
   State& s = state();
   if (s.in_page) {
-    if (s.rd.bytes >= s.rd.nbytes) return 0;
+    if (s.text_pages == 0 && s.rd.bytes >= s.rd.nbytes) return 0;
   } else if (!s.layer_open) {
     return 0;
   }
   if (!finish_packet(ifile, s)) return -1;
   s.kind = Kind::none;
   s.digital_ready = false;
+  if (s.in_page && s.text_pages > 0) return text_line(ifile, s, code);
   const PacketKind* p = nullptr;
   while (p == nullptr) {
     if (s.in_page && s.rd.bytes >= s.rd.nbytes) return 0;
@@ -559,13 +652,24 @@ int NIDS_packet(FILE* ifile, int* code) {
     s.layer_open = false;
     return stat;
   }
-  s.kind = p->kind;
+  s.kind = p->kind == Kind::generic && !s.generic.radials.empty() ? Kind::generic_radial : p->kind;
+  s.cur_radial = 0;
+  s.in_radial = false;
   return 1;
 }
 
 int NIDS_get_radial(FILE* ifile, float* sangle, float* dangle) {
   if (ifile == nullptr) return 0;
   State& s = state();
+  if (s.kind == Kind::generic_radial) {
+    if (s.cur_radial >= static_cast<int>(s.generic.radials.size())) return 0;
+    const GenericRadial& r = s.generic.radials[static_cast<std::size_t>(s.cur_radial++)];
+    if (sangle) *sangle = r.azimuth;
+    if (dangle) *dangle = r.width;
+    s.cur_radius = 0;
+    s.in_radial = true;
+    return 1;
+  }
   if (!radial_kind(s.kind)) return 0;
   if (s.in_radial && !skip_item(ifile, s.radial_bytes - s.cur_radius)) return -1;
   s.in_radial = false;
@@ -625,11 +729,24 @@ const std::array<float, 256>& digital_table(State& s) {
 
 namespace zor::nids {
 
+void set_fold_code1(bool on) {
+  State& s = state();
+  if (s.fold_code1 != on) s.digital_ready = false;
+  s.fold_code1 = on;
+}
+
 int get_radial_runs(FILE* ifile, std::vector<NIDS_data>& runs) {
   runs.clear();
   if (ifile == nullptr) return 0;
   State& s = state();
-  if (!radial_kind(s.kind) || !s.in_radial || s.cur_radius >= s.radial_bytes) return 0;
+  if (s.kind != Kind::radial && s.kind != Kind::digital_radial) {
+    // Other radials (generic data) one value at a time.
+    NIDS_data d;
+    int stat;
+    while ((stat = NIDS_get_data(ifile, &d)) == 1) runs.push_back(d);
+    return stat < 0 ? -1 : 0;
+  }
+  if (!s.in_radial || s.cur_radius >= s.radial_bytes) return 0;
   const int n = s.radial_bytes - s.cur_radius;
   s.radial_buf.resize(static_cast<std::size_t>(n));
   if (!item_read(ifile, s.radial_buf.data(), n)) return -1;
@@ -667,6 +784,14 @@ int NIDS_get_data(FILE* ifile, NIDS_data* data) {
         data->val = digital_table(s)[raw[0]];
       }
       return 1;
+    case Kind::generic_radial: {
+      if (!s.in_radial || s.cur_radial < 1) return 0;
+      const GenericRadial& r = s.generic.radials[static_cast<std::size_t>(s.cur_radial - 1)];
+      if (s.cur_radius >= r.bins) return 0;
+      data->run = 1.0f;
+      data->val = generic_value(s, s.generic.values[r.first + static_cast<std::size_t>(s.cur_radius++)]);
+      return 1;
+    }
     case Kind::raster:
     case Kind::precip_array: {
       if (!s.in_row || s.cur_column >= s.row_bytes) return 0;
@@ -781,10 +906,46 @@ int NIDS_get_text(FILE* ifile, NIDS_text_data* text) {
   return 1;
 }
 
+namespace {
+
+// The next page of text lines: whatever the caller left of the last one is
+// read to its end first.
+int next_text_page(FILE* f, State& s) {
+  if (!s.graphic_open) return 0;
+  if (s.in_page) {
+    int code;
+    int stat;
+    while ((stat = NIDS_packet(f, &code)) == 1) {
+    }
+    s.in_page = false;
+    if (stat < 0) {
+      s.graphic_open = false;
+      return 0;
+    }
+  }
+  if (s.pages_read >= s.text_pages) return 0;
+  ++s.pages_read;
+  MESS_print(M_OUT4, "Number: %d\n", s.pages_read);
+  s.in_page = true;
+  s.page_end = false;
+  s.page_lines = 0;
+  s.kind = Kind::none;
+  return s.pages_read;
+}
+
+}  // namespace
+
 int NIDS_graphic(FILE* ifile) {
   if (ifile == nullptr) return 0;
   State& s = state();
   s.graphic_open = false;
+  if (s.text_pages > 0) {
+    s.gr_alpha = GrAlpha{-1, 2, 0, s.text_pages};
+    s.kind = Kind::none;
+    s.graphic_open = true;
+    s.pages_read = 0;
+    return 1;
+  }
   if (s.pr_desc.off_graph == 0) return 0;
   const bool divider_read = s.packet_code == 0xFFFF && s.kind == Kind::none;
   // The symbology block's own length says where the graphic block starts;
@@ -818,6 +979,7 @@ int NIDS_graphic(FILE* ifile) {
 int NIDS_graphic_layer(FILE* ifile) {
   if (ifile == nullptr) return 0;
   State& s = state();
+  if (s.text_pages > 0) return next_text_page(ifile, s);
   if (s.pr_desc.off_graph == 0 || !s.graphic_open) return 0;
   if (s.in_page) {
     // Whatever the caller left of the last page.

@@ -87,6 +87,7 @@ constexpr ParamWord kParamWords[] = {
     {[](std::string_view w) { return ieq(w, "strong"); }, [](Params& p, std::string_view) { p.plt_strong = 1; }},
     {[](std::string_view w) { return iprefix(w, "numplt"); },
      [](Params& p, std::string_view w) { p.num_plt = std::atoi(after(w, 7).c_str()); }},
+    {[](std::string_view w) { return ieq(w, "icd"); }, [](Params& p, std::string_view) { p.icd = 1; }},
 };
 
 // Fills the fields of `to` that are not set from `from`.
@@ -220,6 +221,7 @@ int NIDS_print_info() {
 
 int NIDS_plot_param() {
   state().p = zor::plt::read_site_params<zor::nids_plot::Params>(zor::nids_plot::kParamWords);
+  NIDS_set_icd(state().p.icd);
   return 0;
 }
 

@@ -9,7 +9,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "nids_plot_internal.h"
 #include "zor/clr.h"
@@ -33,7 +36,16 @@ namespace zor::nids_plot {
 
 namespace {
 
+constexpr int kStructureTable = 3;   // storm table layout of product 62
 constexpr float kPageRise = 50.0f;  // page content is stacked upward per page
+constexpr float kPageSize = 512.0f;  // a page's own space, 0-511 each way
+constexpr float kLine = 10.0f;       // a line of page text
+
+// Storm products, whose pages are tables that must not overlap.
+constexpr int kStormProducts[] = {58, 59, 61, 62, 141};
+bool storm_product(int code) {
+  return std::find(std::begin(kStormProducts), std::end(kStormProducts), code) != std::end(kStormProducts);
+}
 
 bool word_is(const char* w, const char* s) { return stricmp(w, s) == 0; }
 
@@ -78,6 +90,22 @@ bool parse_type2(const char* line, NIDS_report& st) {
   }
   if (const char* p = at(42)) std::sscanf(p, "%f %f %f %f", &st.vil, &st.max_dbz, &st.max_dbz_z, &st.tops);
   if (const char* p = at(62)) std::sscanf(p, "%f/%f", &st.dir, &st.spd);
+  return true;
+}
+
+// Storm structure (62): id, azimuth/range, base (a '<' marks a base below
+// the lowest elevation), top, cell-based VIL, maximum reflectivity and its
+// height. Nothing in it marks a storm as strong.
+bool parse_structure(const char* line, NIDS_report& st) {
+  char id[32] = {};
+  int used = 0;
+  if (std::sscanf(line, "%31s %f/%f%n", id, &st.ang, &st.rad, &used) < 3 || st.ang == ZOR_MISSING_F) return false;
+  std::string rest(line + used);
+  std::replace(rest.begin(), rest.end(), '<', ' ');
+  float base = 0.0f;
+  if (std::sscanf(rest.c_str(), "%f %f %f %f %f", &base, &st.tops, &st.vil, &st.max_dbz, &st.max_dbz_z) < 5)
+    return false;
+  copy_id(st, id);
   return true;
 }
 
@@ -199,29 +227,125 @@ void page_barbs(FILE* f) {
   }
 }
 
-void page_text(FILE* f, Layer& L, float rise) {
-  NIDS_text_data t;
-  if (NIDS_get_text(f, &t) != 1) return;
+void draw_page_line(float x1, float y1, float x2, float y2) {
+  float ax = 0, ay = 0, bx = 0, by = 0;
+  MAP_tran(x1, y1, &ax, &ay);
+  MAP_tran(x2, y2, &bx, &by);
+  GPH_line(ax, ay, bx, by);
+}
+
+// Page text attributes are set whether or not the text is drawn: the storm
+// values plotted after it take its marker settings.
+void draw_page_text(const Layer& L, const NIDS_text_data& t, float dx, float dy, bool draw) {
   float x = 0, y = 0;
-  MAP_tran(t.x, t.y + rise, &x, &y);
+  MAP_tran(t.x + dx, t.y + dy, &x, &y);
   Gattribs a = L.data;
   a.expan = 0.85f;
   GPH_text_attr(&a, 7.0f);
   gset_marker_size(1.5f);
   gset_marker_type(2);
   GPH_text_align(1, 2);
-  if (state().p.plt_graph != 0 && L.data.color >= 0) {
+  if (draw && L.data.color >= 0) {
     const Gpt at{x, y};
     gtext(&at, t.data);
   }
+}
+
+// The pages of a storm product, kept until all are read so that they can
+// be laid out side by side: each page in a cell of its own, the cells in
+// as many columns as make the page space least crowded.
+struct StormPages {
+  struct Item {
+    int page;
+    bool text;
+    NIDS_text_data t;
+    NIDS_vector_data v;
+  };
+  std::vector<Item> items;
+  std::vector<float> height;  // of each page, in page units
+
+  void grow(int page, float y) {
+    if (static_cast<std::size_t>(page) >= height.size()) height.resize(static_cast<std::size_t>(page) + 1, 0.0f);
+    height[static_cast<std::size_t>(page)] = std::max(height[static_cast<std::size_t>(page)], y);
+  }
+
+  void draw(const Layer& L) const {
+    const int n = static_cast<int>(height.size());
+    if (n == 0 || state().p.plt_graph == 0) return;
+    // One line below the lowest item, one more between pages.
+    float cell = 0.0f;
+    for (float h : height) cell = std::max(cell, h + 2.0f * kLine);
+    const PageLayout lay = page_layout(n, cell);
+    const int cols = lay.cols;
+    Domain page = L.page;
+    page.dx = page.dy = L.page.dx * lay.scale;
+    MAP_setup(&page);
+    GPH_line_attr(&L.grid);
+    for (const Item& it : items) {
+      const float dx = static_cast<float>(it.page % cols) * kPageSize;
+      const float dy = static_cast<float>(it.page / cols) * cell;
+      if (it.text) {
+        draw_page_text(L, it.t, dx, dy, true);
+      } else {
+        GPH_line_attr(&L.grid);
+        draw_page_line(it.v.x1 + dx, it.v.y1 + dy, it.v.x2 + dx, it.v.y2 + dy);
+      }
+    }
+    Domain back = L.page;
+    MAP_setup(&back);
+  }
+};
+
+void page_text(FILE* f, Layer& L, float rise) {
+  NIDS_text_data t;
+  if (NIDS_get_text(f, &t) != 1) return;
+  draw_page_text(L, t, 0.0f, rise, state().p.plt_graph != 0);
   MESS_print(M_OUT2, "%s\n", t.data);
   storm_line(L, t.data);
 }
 
+// Keeps one packet of a storm product's page for StormPages; the texts are
+// read as storm lines at once.
+void collect_page_item(FILE* f, Layer& L, int code, int page, StormPages& pages) {
+  pages.grow(page, 0.0f);
+  if (code == NIDS_PKT_TEXT || code == NIDS_PKT_TEXT_VALUE) {
+    StormPages::Item it{page, true, {}, {}};
+    if (NIDS_get_text(f, &it.t) != 1) return;
+    draw_page_text(L, it.t, 0.0f, 0.0f, false);
+    MESS_print(M_OUT2, "%s\n", it.t.data);
+    storm_line(L, it.t.data);
+    pages.grow(page, it.t.y);
+    pages.items.push_back(it);
+  } else if (code == NIDS_PKT_VECTOR || code == NIDS_PKT_VECTOR_VALUE) {
+    StormPages::Item it{page, false, {}, {}};
+    while (NIDS_get_vector(f, &it.v) == 1) {
+      pages.grow(page, std::max(it.v.y1, it.v.y2));
+      pages.items.push_back(it);
+    }
+  } else if (code == NIDS_PKT_WIND_BARB) {
+    page_barbs(f);
+  }
+}
+
 }  // namespace
 
+PageLayout page_layout(int pages, float cell) {
+  PageLayout best{1, 1.0f};
+  float least = 0.0f;
+  for (int c = 1; c <= pages; ++c) {
+    const int rows = (pages + c - 1) / c;
+    const float scale = std::max(static_cast<float>(c), static_cast<float>(rows) * cell / kPageSize);
+    if (least == 0.0f || scale < least) {
+      least = scale;
+      best = {c, std::max(scale, 1.0f)};
+    }
+  }
+  return best;
+}
+
 int storm_table_type(const char* line, int current) {
-  if (line == nullptr) return current;
+  // The storm structure table names VIL among its columns too.
+  if (line == nullptr || current == kStructureTable) return current;
   int type = current;
   if (std::strstr(line, "VLOW") != nullptr) type = 1;
   if (std::strstr(line, "VIL") != nullptr) type = 2;
@@ -234,6 +358,7 @@ bool parse_storm_line(const char* line, int type, NIDS_report* storm) {
   *storm = cleared_storm();
   if (type == 1) return parse_type1(line, *storm);
   if (type == 2) return parse_type2(line, *storm);
+  if (type == kStructureTable) return parse_structure(line, *storm);
   return false;
 }
 
@@ -286,7 +411,7 @@ int NIDS_plot_data() {
   using namespace zor::nids_plot;
   if (FLAG_getplot(kCompData) == 0) return -1;
   auto& s = state();
-  s.storm_type = 0;
+  s.storm_type = s.nids_info.code == 62 ? kStructureTable : 0;
   Layer L;
   L.data = data_attrib();
   L.grid = grid_attrib();
@@ -320,10 +445,16 @@ int NIDS_plot_data() {
   for (int i = 0; i < VAR_get_num(); ++i)
     if (stricmp(VAR_get_name(i), "table") == 0) s.p.plt_graph = 1;
 
+  const bool side_by_side = storm_product(s.nids_info.code);
+  StormPages storm_pages;
   for (int p = 0; pages && NIDS_graphic_layer(s.ifile) > 0; ++p) {
     const float rise = kPageRise * static_cast<float>(p);
     int code = 0;
     while (NIDS_packet(s.ifile, &code) > 0) {
+      if (side_by_side) {
+        collect_page_item(s.ifile, L, code, p, storm_pages);
+        continue;
+      }
       switch (code) {
         case NIDS_PKT_VECTOR:
         case NIDS_PKT_VECTOR_VALUE: page_vectors(s.ifile, L, rise); break;
@@ -335,6 +466,7 @@ int NIDS_plot_data() {
     }
   }
 
+  storm_pages.draw(L);
   gset_char_space(0.0f);
   MAP_setup(&L.plot);
   for (int i = 0; i < VAR_get_num(); ++i)

@@ -63,9 +63,9 @@ const FillRow kFillRows[] = {
      {"-100:off,0:blue,5:lblue,10:cyan,15:lcyan,20:green,25:lgreen,30:brown,35:yellow,40:red,45:lred,"
       "50:magenta,55:lmagenta,60:dgray,65:lgray,70:white",
       false, false}},
-    // 16-level velocity: -90 stands for no data as well as range folding.
+    // 16-level velocity: range folding (-90) in purple, no data (-100) undrawn.
     {{{22, 27}},
-     {"-70:blue,-63:lblue,-49:cyan,-35:lcyan,-25:green,-19:lgreen,-9:dgray,0:off,1:lgray,10:yellow,20:brown,"
+     {"-90:purple,-89.9:off,-70:blue,-63:lblue,-49:cyan,-35:lcyan,-25:green,-19:lgreen,-9:dgray,0:off,1:lgray,10:yellow,20:brown,"
       "26:lred,36:red,50:lmagenta,64:magenta",
       false, false}},
     // Digital velocity: range folding (-90) in purple; real speeds below the
@@ -75,9 +75,9 @@ const FillRow kFillRows[] = {
       "26:lred,36:red,50:lmagenta,64:magenta",
       false, false}},
     {{{78, 80}}, {kSixteen, true, false}},
-    // Digital spectrum width, knots.
+    // Digital spectrum width, knots; range folding in purple.
     {{{155, 155}},
-     {"-100:off,2:blue,4:lblue,6:cyan,8:lcyan,10:green,12:lgreen,14:brown,16:yellow,18:red,20:lred,"
+     {"-100:off,-90:purple,-89.9:off,2:blue,4:lblue,6:cyan,8:lcyan,10:green,12:lgreen,14:brown,16:yellow,18:red,20:lred,"
       "25:magenta,30:lmagenta,40:dgray,50:lgray,60:white",
       false, false}},
     {{{158, 159}},
@@ -96,6 +96,8 @@ const FillRow kFillRows[] = {
      {"-200:off,-1.:blue,-.8:lblue,-.6:cyan,-.4:lcyan,-.2:green,0:yellow,.2:brown,.4:lred,.6:red,"
       ".8:lmagenta,1.:magenta",
       false, false}},
+    // Clutter filter control: one colour per filter state.
+    {{{34, 34}}, {"0:off,1:blue,2:lblue,3:cyan,4:lcyan", false, false}},
 };
 
 constexpr FillTable kOtherCodes{kSixteen, true, false};
@@ -109,6 +111,11 @@ constexpr BarName kFlagNames[] = {{-200.0f, "ND"}, {-100.0f, "ND"}, {-90.0f, "RF
 constexpr BarName kClassNames[] = {{10, "BI"}, {20, "GC"}, {30, "IC"},  {40, "DS"},  {50, "WS"},  {60, "RA"},
                                    {70, "HR"}, {80, "BD"}, {90, "GR"}, {100, "HA"}, {140, "UK"}, {150, "RF"}};
 
+// Clutter filter control states: filters off, bypass map in control (no
+// clutter there), bypass map with clutter (filtered), filtering forced by
+// the operator, all bins filtered.
+constexpr BarName kFilterStates[] = {{0, "None"}, {1, "Map"}, {2, "Map+"}, {3, "Force"}, {4, "All"}};
+
 const char* bar_name(std::span<const BarName> names, float level) {
   for (const BarName& n : names)
     if (n.level == level) return n.name;
@@ -118,7 +125,10 @@ const char* bar_name(std::span<const BarName> names, float level) {
 }  // namespace
 
 std::string labelled_fill(const char* colours, int code, const float* thres) {
-  const bool classes = code == 165 || code == 177;
+  // Products whose levels are states rather than quantities name them.
+  const std::span<const BarName> states = code == 165 || code == 177 ? std::span<const BarName>(kClassNames)
+                                          : code == 34                ? std::span<const BarName>(kFilterStates)
+                                                                      : std::span<const BarName>();
   std::string out;
   std::size_t step = 0;
   for (std::string_view rest = colours; !rest.empty(); ++step) {
@@ -141,7 +151,7 @@ std::string labelled_fill(const char* colours, int code, const float* thres) {
       have = true;
     }
     if (!have) continue;
-    const char* name = classes ? bar_name(kClassNames, level) : nullptr;
+    const char* name = bar_name(states, level);
     if (name == nullptr) name = bar_name(kFlagNames, level);
     // -90 stands for every flag code; a product's first level is no data,
     // range folding comes last.
@@ -627,12 +637,18 @@ int NIDS_plot_summary() {
   s.fill_calls = 0;
 
   FillCache fills;
+  // Range folding is drawn (purple) although a dump reads it as missing.
+  struct Fold {
+    Fold() { zor::nids::set_fold_code1(true); }
+    ~Fold() { zor::nids::set_fold_code1(false); }
+  } fold;
   int code = info.type;
   do {
     int stat = 0;
     switch (code) {
       case NIDS_PKT_RADIAL:
-      case NIDS_PKT_DIGITAL_RADIAL: stat = draw_radials(s.ifile, g, fills); break;
+      case NIDS_PKT_DIGITAL_RADIAL:
+      case NIDS_PKT_GENERIC: stat = draw_radials(s.ifile, g, fills); break;
       case NIDS_PKT_RASTER:
       case NIDS_PKT_RASTER_OLD:
       case NIDS_PKT_PRECIP_ARRAY: stat = draw_raster(s.ifile, g, fills); break;

@@ -123,6 +123,8 @@ struct ThresRow {
   ThresRule rule;
 };
 const ThresRow kThresRules[] = {
+    // 16-level velocity: no data and range folding are told apart.
+    {span_codes({{22, 27}}), ThresRule::velocity16},
     {{32, 94, 153, 180, 182}, ThresRule::tenths},
     {{99, 154, 155}, ThresRule::tenths_knots},
     {{81}, ThresRule::thousandths},
@@ -172,6 +174,10 @@ const std::vector<int> kCompressed = {32,  94,  99,  134, 135, 138, 153, 154, 15
 const std::vector<int> kDigitalScaled =
     span_codes({{159, 159}, {161, 161}, {163, 163}, {165, 165}, {167, 167}, {170, 170}, {172, 177}});
 
+// 8-bit velocity and width: code 1 marks range folding.
+const std::vector<int> kFoldedCode1 = {99, 154, 155, 182};
+const std::vector<int> kIcdFromTwo = {32, 94, 99, 153, 154, 182, 186};
+
 template <typename C>
 bool has(const C& codes, int code) {
   return std::find(codes.begin(), codes.end(), code) != codes.end();
@@ -209,8 +215,13 @@ std::array<ProductRules, kMaxCode + 1> build() {
     p.digital = c == 134                   ? DigitalRule::dvil
                 : c == 135                 ? DigitalRule::eet
                 : has(kDigitalScaled, c)   ? DigitalRule::scaled_offset
+                : c == 155                 ? DigitalRule::width
                                            : DigitalRule::linear;
     p.divide_by_100 = c >= 170 && c <= 175;
+    p.folded_code1 = has(kFoldedCode1, c);
+    p.icd_from_two = has(kIcdFromTwo, c);
+    p.icd_knots = c == 182;
+    p.text_pages = c == 62;
   }
   return t;
 }

@@ -3,7 +3,9 @@
 // being listed, and files that are not products at all.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <tuple>
 
@@ -120,11 +122,29 @@ TEST(NidsNewPackets, ContoursSymbolsAndGenericDataDecode) {
     EXPECT_EQ(l.status, 0) << c.file << ": " << l.error;
     EXPECT_GE(count(l, c.prefix), c.at_least) << c.file << " " << c.prefix;
   }
-  // Generic data (28) is stepped over whole: nothing after it is misread.
+  // Generic data (28) of the rain rate holds 360 radials of 920 bins, in
+  // inches per hour up to the product's own maximum (2.311).
   const Listing dpr = dump_file("KBMX_SDUS84_DPRBMX_201501020205");
   EXPECT_EQ(dpr.status, 0) << dpr.error;
   EXPECT_EQ(dpr.lines[0].find("packet 0x1C"), dpr.lines[0].size() - 11) << dpr.lines[0];
   EXPECT_EQ(count(dpr, "S "), 0);
+  EXPECT_EQ(count(dpr, "R "), 360);
+  float top = 0.0f;
+  int rain = 0;
+  for (const auto& line : dpr.lines) {
+    if (line.rfind("R ", 0) != 0) continue;
+    std::istringstream in(line.substr(2));
+    float v;
+    int n = -2;  // azimuth and width first
+    while (in >> v)
+      if (++n > 0) {
+        top = std::max(top, v);
+        rain += v >= 0.01f;
+      }
+    EXPECT_EQ(n, 920) << line.substr(0, 20);
+  }
+  EXPECT_FLOAT_EQ(top, 2.311f);
+  EXPECT_GT(rain, 50000);
 }
 
 TEST(NidsNewPackets, UnknownPacketIsSteppedOverByItsLength) {
@@ -160,6 +180,12 @@ TEST_F(NidsFidelityTest, SuperResolutionProductIsDrawn) {
     ASSERT_TRUE(zor::test::read_png((dir_ / out).string(), *raster));
   }
   EXPECT_GT(coloured(img), coloured(empty) + 4000) << coloured(empty);
+  // The rain rate of generic data is drawn as radials.
+  zor::test::Raster dpr;
+  const auto r = radar("-of png:@dpr.png " + file(data_path("KBMX_SDUS84_DPRBMX_201501020205")));
+  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_TRUE(zor::test::read_png((dir_ / "dpr.png").string(), dpr));
+  EXPECT_GT(coloured(dpr), coloured(empty) + 40000) << coloured(empty);
 }
 
 TEST_F(NidsFidelityTest, StatusMessageIsRefusedAloneAndSkippedInALoop) {
@@ -175,6 +201,68 @@ TEST_F(NidsFidelityTest, StatusMessageIsRefusedAloneAndSkippedInALoop) {
   EXPECT_TRUE(fs::exists(dir_ / "l_00.png"));
   EXPECT_FALSE(fs::exists(dir_ / "l_01.png"));
   EXPECT_NE(loop.err.find("is not a NIDS product"), std::string::npos) << loop.err;
+}
+
+// Storm structure (62) keeps its pages where the symbology belongs: five
+// pages of table lines, whose storms parse with their positions and tops.
+TEST(NidsNewPackets, StormStructurePagesAreRead) {
+  const Listing l = dump_file("KBMX_SDUS64_NSSBMX_201501020205");
+  EXPECT_EQ(l.status, 0) << l.error;
+  EXPECT_GE(count(l, "P1 T 0 "), 10);
+  EXPECT_GE(count(l, "P5 T 0 "), 1);
+  EXPECT_EQ(count(l, "P6 "), 0);
+  EXPECT_NE(l.lines[6].find("STORM STRUCTURE"), std::string::npos) << l.lines[6];
+  NIDS_report st;
+  ASSERT_TRUE(zor::nids_plot::parse_storm_line(
+      "     B4      227/ 70    < 7.2    14.0           4             44        7.2     ", 3, &st));
+  EXPECT_STREQ(st.id, "B4");
+  EXPECT_EQ(std::tuple(st.ang, st.rad, st.tops, st.vil, st.max_dbz), std::tuple(227.0f, 70.0f, 14.0f, 4.0f, 44.0f));
+  EXPECT_EQ(st.meso + st.tvs + st.shail, 0);
+}
+
+TEST(NidsNewPackets, StormPagesSideBySide) {
+  using zor::nids_plot::page_layout;
+  const struct {
+    int pages;
+    float cell;
+    int cols;
+    float scale;
+  } cases[] = {{3, 70, 1, 1.0f}, {2, 180, 1, 1.0f}, {7, 180, 2, 2.0f}, {12, 70, 1, 12 * 70 / 512.0f}, {1, 900, 1, 900 / 512.0f}};
+  for (const auto& c : cases) {
+    const auto lay = page_layout(c.pages, c.cell);
+    EXPECT_EQ(lay.cols, c.cols) << c.pages << " x " << c.cell;
+    EXPECT_FLOAT_EQ(lay.scale, c.scale) << c.pages << " x " << c.cell;
+  }
+}
+
+// Through the program: storm structure pages shown with "graph", range
+// folding of 16-level velocity in purple, and icd values of TDWR velocity.
+TEST_F(NidsFidelityTest, PagesFoldingAndIcdThroughTheProgram) {
+  int white[2] = {0, 0};
+  for (int graph : {0, 1}) {
+    const auto r = radar(std::string("-pp ") + (graph ? "graph" : "nograph") + " -of png:@nss.png " +
+                         file(data_path("KBMX_SDUS64_NSSBMX_201501020205")));
+    ASSERT_EQ(r.status, 0) << r.err;
+    zor::test::Raster img;
+    ASSERT_TRUE(zor::test::read_png((dir_ / "nss.png").string(), img));
+    white[graph] = img.count(0, 40, img.width, img.height - 60, 0xFFFFFF);
+  }
+  EXPECT_GT(white[1], white[0] + 3000) << white[0];
+
+  const auto vel = radar("-of png:@n0v.png " + file(data_path("KBMX_SDUS54_N0VBMX_201501020205")));
+  ASSERT_EQ(vel.status, 0) << vel.err;
+  zor::test::Raster img;
+  ASSERT_TRUE(zor::test::read_png((dir_ / "n0v.png").string(), img));
+  EXPECT_GT(img.count(0, 0, img.width, img.height, 0x8C00BF), 1000);
+
+  const std::string tv0 = file(data_path("KLOT_SDUS53_TV0ORD_201501150004"));
+  const auto plain = radar("-me mess -of png:@a.png " + tv0);
+  const auto icd = radar("-me mess -pp icd -of png:@b.png " + tv0);
+  EXPECT_NE(plain.out.find("Threshold values: -63.5 0.5 254.0"), std::string::npos) << plain.out;
+  EXPECT_NE(icd.out.find("Threshold values: -123.4 1.0 254.0"), std::string::npos) << icd.out;
+  // 8-bit range folding (code 1) is drawn purple although it decodes as missing.
+  ASSERT_TRUE(zor::test::read_png((dir_ / "a.png").string(), img));
+  EXPECT_GT(img.count(0, 0, img.width, img.height, 0x8C00BF), 100);
 }
 
 }  // namespace

@@ -60,7 +60,7 @@ TEST(NidsFillTable, ProductCodesChooseTheirRows) {
       {19, "off,blue,lblue", true},     {181, "off,blue,lblue", true},    {57, "off,blue,lblue", true},
       {37, "off,blue,lblue", true},     {81, "0.01:blue", false},         {138, "0.01:blue", false},
       {55, "-50:lblue", false},         {56, "-50:lblue", false},         {134, "-100:off,0:blue", false},
-      {135, "-100:off,0:blue", false},  {27, "-70:blue", false},          {99, "-90:purple", false},
+      {135, "-100:off,0:blue", false},  {27, "-90:purple", false},         {99, "-90:purple", false},
       {182, "-90:purple", false},         {80, "off,blue,lblue", true},     {158, "-7.0:blue", false},
       {174, "-100:off,.01:blue", false}, {165, "-100:off,10:magenta", false}, {177, "-100:off,10:magenta", false},
       {161, "-200:off,-1.:blue", false}, {163, "-200:off,-1.:blue", false}, {58, "off,blue,lblue", true},

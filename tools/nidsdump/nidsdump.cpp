@@ -1,5 +1,6 @@
-// nidsdump FILE: lists a NEXRAD Level III product as the decoder reads it.
+// nidsdump [-icd] FILE: lists a NEXRAD Level III product as the decoder reads it.
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include "zor/nids.h"
@@ -11,13 +12,17 @@ struct FileCloser {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: %s FILE\n", argv[0]);
+  // -icd: values as the interface control document gives them.
+  const bool icd = argc == 3 && std::strcmp(argv[1], "-icd") == 0;
+  if (argc != 2 && !icd) {
+    std::fprintf(stderr, "usage: %s [-icd] FILE\n", argv[0]);
     return 2;
   }
-  std::unique_ptr<FILE, FileCloser> f(std::fopen(argv[1], "rb"));
+  const char* path = argv[argc - 1];
+  NIDS_set_icd(icd ? 1 : 0);
+  std::unique_ptr<FILE, FileCloser> f(std::fopen(path, "rb"));
   if (!f) {
-    std::fprintf(stderr, "%s: cannot open %s\n", argv[0], argv[1]);
+    std::fprintf(stderr, "%s: cannot open %s\n", argv[0], path);
     return 1;
   }
   // Whole blocks to stdout whether it is a terminal, a pipe or a file.
@@ -29,7 +34,7 @@ int main(int argc, char** argv) {
   });
   if (stat != 0) {
     const char* why = NIDS_last_error();
-    std::fprintf(stderr, "%s: %s: %s\n", argv[0], argv[1], why[0] ? why : "not a NIDS product");
+    std::fprintf(stderr, "%s: %s: %s\n", argv[0], path, why[0] ? why : "not a NIDS product");
   }
   return stat;
 }
