@@ -20,10 +20,8 @@
 #include "zor/map.h"
 #include "zor/raw.h"
 #include "zor/res.h"
+#include "zor/reset.h"
 
-namespace zor::cont {
-void reset();
-}
 
 namespace {
 
@@ -107,11 +105,7 @@ class RawTest : public ::testing::Test {
  protected:
   void SetUp() override {
     zor::test::reset_devices();
-    zor::map::reset();
-    zor::raw::reset();
-    zor::cont::reset();
-    for (const char* r : {"plot_param", "plot_format", "con_base", "con_interval", "color_data", "file_path"})
-      RES_put(r, "");
+    zor::reset_all();
     FLAG_resetplot(1);
     FLAG_set(11, 0);
     file_ = zor::test::out_path(std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
@@ -134,10 +128,7 @@ class RawTest : public ::testing::Test {
   }
   void TearDown() override {
     if (gchk_graphics()) zor::test::close_ws();
-    zor::map::reset();
-    zor::raw::reset();
-    zor::cont::reset();
-    for (const char* r : {"plot_param", "plot_format", "con_base", "con_interval"}) RES_put(r, "");
+    zor::reset_all();
   }
   void init(float scale = 1.0f) {
     Gattribs a;
@@ -212,8 +203,6 @@ TEST_F(RawTest, MarkersCloudsAndWindTypes) {
   ASSERT_GE(types.size(), 2u);
   EXPECT_EQ(types[types.size() - 2], "2");
   EXPECT_EQ(types.back(), "9");
-  // The cbarb staff starts 0.01 of the height away from the station; the
-  // calm circle has radius 0.013 of it.
   // Wind from the west: staffs point west. The cbarb staff starts 0.01 of
   // the height away from the station; the calm circle has radius 0.013.
   const auto pl = only(recs, "PL");
@@ -407,28 +396,12 @@ TEST_F(RawTest, ComponentsAndPlotTypeSwitchPlottingOff) {
   EXPECT_TRUE(texts(drawn()).empty());
 }
 
-TEST_F(RawTest, PointRecordInitialisationAndWorkingRecordAccess) {
-  RAW_data d = point(RAW_VALUE, 1.0f, 2.0f, "abc", "ur");
-  d.attr.color = 3;
-  RAW_data_init_val(&d);
-  EXPECT_EQ(d.value[0], -9999.0f);
-  EXPECT_EQ(d.value[1], -9999.0f);
-  EXPECT_STREQ(d.data, "");
-  EXPECT_STREQ(d.format, "ur");  // kept
-  EXPECT_EQ(d.attr.color, 3);
-  EXPECT_EQ(d.x, 0.5f);
-  RAW_data_init(&d);
-  EXPECT_EQ(d.x, -9999.0f);
-  EXPECT_STREQ(d.format, "");
-  EXPECT_EQ(d.attr.color, -9999);
-
+TEST_F(RawTest, ScaleFormatAndOffsetHoldForThePointsThatFollow) {
   init();
   RAW_set_scale(3.0f);
-  EXPECT_FLOAT_EQ(RAW_get_scale(), 3.0f);
   RAW_set_format("%3.1f");
-  EXPECT_STREQ(RAW_get_format(), "%3.1f");
   RAW_set_off(0.012f, 0.0f);
-  ASSERT_EQ(plot(point(RAW_VALUE, 1.0f)), 0);  // the settings hold for the points that follow
+  ASSERT_EQ(plot(point(RAW_VALUE, 1.0f)), 0);
   const auto te = only(drawn(), "TE");
   ASSERT_EQ(te.size(), 1u);
   EXPECT_EQ(te[0].text, "1.0");
