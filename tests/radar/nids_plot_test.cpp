@@ -168,28 +168,6 @@ TEST(NidsPlotParam, GridRequestFromOutFile) {
   RES_put("out_file", "");
 }
 
-TEST(NidsHeaderSummary, ThresholdsInGroupsOfFour) {
-  zor::nids_plot::reset();
-  testing::internal::CaptureStdout();
-  ASSERT_EQ(NIDS_open_file(const_cast<char*>(data_path("KBMX_SDUS54_N0RBMX_201501020205").c_str())), 1);
-  NIDS_print_info();
-  const std::string out = testing::internal::GetCapturedStdout();
-  NIDS_close_file();
-  EXPECT_NE(out.find("Product type: Base reflectivity (Dbz)\n"), std::string::npos) << out;
-  EXPECT_NE(out.find("Product date: "), std::string::npos);
-  EXPECT_NE(out.find("Product location: 33.17 -86.77\n"), std::string::npos) << out;
-  EXPECT_NE(out.find("Product domain: "), std::string::npos);
-  const std::size_t t = out.find("Threshold values: ");
-  ASSERT_NE(t, std::string::npos);
-  const std::string th = out.substr(t);
-  // 16 values: "|" after the 4th and 12th, a new line after the 8th and 16th.
-  EXPECT_EQ(std::count(th.begin(), th.end(), '|'), 2) << th;
-  const std::size_t nl = th.find('\n');
-  ASSERT_NE(nl, std::string::npos);
-  EXPECT_EQ(th.compare(nl + 1, 18, std::string(18, ' ')), 0) << th;
-  EXPECT_EQ(NIDS_close_file(), 0);
-}
-
 // ---- Frames on the in-memory raster ------------------------------------------
 
 using zor::test::Capture;
