@@ -563,41 +563,6 @@ std::string write_temp(const Bytes& b, const std::string& name) {
   return path;
 }
 
-TEST_F(NidsFrameTest, CompressedProductsDrawLikeTheirPlainForms) {
-  // zlib: the whole product after the bulletin header, each stream led by 54
-  // bytes of repeated bulletin text.
-  const Bytes z = read_file(data_path("N0R_20041119_2147"));
-  const std::size_t head = after_lines(z, 4);
-  const Bytes body = inflate_streams(Bytes(z.begin() + static_cast<long>(head), z.end()));
-  ASSERT_GT(body.size(), 200u);
-  Bytes plain_z(z.begin(), z.begin() + static_cast<long>(head));
-  plain_z.insert(plain_z.end(), body.begin() + 54, body.end());
-  // bzip2: the symbology block.
-  const Bytes c = read_file(data_path("KBMX_SDUS54_N0QBMX_201501020205"));
-  const std::size_t symb = after_lines(c, 2) + 120;
-  ASSERT_EQ(c[symb], 'B');
-  Bytes plain_b(c.begin(), c.begin() + static_cast<long>(symb));
-  const Bytes sym = bunzip(Bytes(c.begin() + static_cast<long>(symb), c.end()));
-  plain_b.insert(plain_b.end(), sym.begin(), sym.end());
-
-  const std::pair<std::string, std::string> pairs[] = {
-      {data_path("N0R_20041119_2147"), write_temp(plain_z, "nids_plot_plain_zlib")},
-      {data_path("KBMX_SDUS54_N0QBMX_201501020205"), write_temp(plain_b, "nids_plot_plain_bzip2")}};
-  for (const auto& [packed, plain] : pairs) {
-    SCOPED_TRACE(packed);
-    Capture a, b;
-    plot(packed, Domain{}, a);
-    const long fills = zor::nids_plot::fill_calls();
-    restart();
-    plot(plain, Domain{}, b);
-    EXPECT_GT(fills, 100);
-    EXPECT_EQ(zor::nids_plot::fill_calls(), fills);
-    EXPECT_TRUE(a.same_as(b));
-    restart();
-    std::remove(plain.c_str());
-  }
-}
-
 TEST_F(NidsFrameTest, SiteMarkerAndRangeRing) {
   const std::string name = "KBMX_SDUS54_N0RBMX_201501020205";
   const Decoded d = decode(data_path(name));
