@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "../common/expect.h"
+#include "../common/meta_records.h"
 #include "../gks/print_test_util.h"
 #include "zor/attrib.h"
 #include "zor/clr.h"
@@ -25,66 +26,7 @@
 
 namespace {
 
-struct Record {
-  std::string kind;
-  std::string text;  // TE: the text; attribute records: their arguments
-  std::vector<Gpt> pts;
-};
-
-// Records of a text metafile after its header: primitives with their points
-// (continuation lines joined; a continuation line may also start the next
-// record), texts, and attribute records with their arguments.
-std::vector<Record> records(const std::string& file) {
-  std::vector<Record> out;
-  const auto lines = zor::test::lines_of(zor::test::slurp(file));
-  bool in_points = false;
-  for (std::size_t i = 4; i < lines.size(); ++i) {
-    std::istringstream in(lines[i]);
-    std::string tok;
-    while (in >> tok) {
-      if (tok.find(',') != std::string::npos && in_points) {
-        Gpt p;
-        if (std::sscanf(tok.c_str(), "%f,%f", &p.x, &p.y) == 2) out.back().pts.push_back(p);
-        continue;
-      }
-      in_points = tok == "PL" || tok == "FA" || tok == "PM";
-      Record r{tok, "", {}};
-      if (in_points) {
-        in >> tok;  // the count
-      } else if (tok == "TE") {
-        std::string pos;
-        in >> pos;
-        Gpt p;
-        std::sscanf(pos.c_str(), "%f,%f", &p.x, &p.y);
-        r.pts.push_back(p);
-        std::getline(in, r.text);
-        if (!r.text.empty() && r.text[0] == ' ') r.text.erase(0, 1);
-        out.push_back(r);
-        break;
-      } else {
-        std::getline(in, r.text);
-        if (!r.text.empty() && r.text[0] == ' ') r.text.erase(0, 1);
-        out.push_back(r);
-        break;
-      }
-      out.push_back(r);
-    }
-  }
-  return out;
-}
-
-std::vector<Record> only(const std::vector<Record>& recs, const std::string& kind) {
-  std::vector<Record> out;
-  for (const auto& r : recs)
-    if (r.kind == kind) out.push_back(r);
-  return out;
-}
-
-std::vector<std::string> texts(const std::vector<Record>& recs) {
-  std::vector<std::string> out;
-  for (const auto& r : only(recs, "TE")) out.push_back(r.text);
-  return out;
-}
+using namespace zor::test::meta;
 
 RAW_data point(int type, float v0, float v1 = -9999.0f, const char* text = "", const char* format = "") {
   RAW_data d;
