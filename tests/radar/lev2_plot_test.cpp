@@ -1,11 +1,9 @@
 // Level II plotting: every gate of a sweep checked where the data put it, the
 // sweep chosen by `variable`, and the program on real, cut and foreign files.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>

@@ -117,8 +117,7 @@ TEST_F(MosaicOverlayTest, WatchBoxOverTheMosaicWhereItsEndPointsProject) {
     Gattribs a;
     CONT_get_fill_attrib(35.0f, &a);
     EXPECT_TRUE(near(cap.pixel(static_cast<int>(xW_p(x)), static_cast<int>(yW_p(y))), rgb_of_index(a.color)));
-    TearDown();
-    SetUp();
+    restart();
   }
 }
 
@@ -158,8 +157,7 @@ TEST_F(MosaicOverlayTest, ReadOutAtACellAndTheFlashOfItsLevel) {
       ASSERT_GE(gget_color_rgb(a.color, &r, &g, &b), 0);
       EXPECT_EQ(std::tie(r, g, b), std::tie(r0, g0, b0));
     }
-    TearDown();
-    SetUp();
+    restart();
   }
 }
 

@@ -3,7 +3,6 @@
 // and the intensity bar, and runs of the radar program on good and bad
 // files of every kind.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
