@@ -4,16 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "zor/clr.h"
 #include "zor/cont.h"
 #include "zor/data_dir.h"
 #include "zor/res.h"
+#include "zor/reset.h"
 
-namespace zor::cont {
-void reset();
-}
 
 namespace {
 
@@ -27,13 +26,8 @@ class ContTest : public ::testing::Test {
     CLR_read_table(zor::find_data_file("zor.clr").value_or("zor.clr").c_str());
     zor::cont::reset();
     CONT_init();
-    for (const char* r : {"color_fill", "file_path", "plot_param", "con_base", "con_interval"}) RES_put(r, "");
   }
-  void TearDown() override {
-    for (const char* r : {"color_fill", "file_path", "plot_param", "con_base", "con_interval"}) RES_put(r, "");
-    zor::cont::reset();
-    zor::clr::reset();
-  }
+  void TearDown() override { zor::reset_all(); }
   static int step(float v) {
     Gattribs a;
     return CONT_get_fill_attrib(v, &a);
@@ -55,12 +49,10 @@ TEST_F(ContTest, EvenlySpacedLevelsCycleThroughTheBuiltInColours) {
   ASSERT_EQ(CONT_get_num_cont(), 15);
   CONT_set_base(0);
   CONT_set_intrvl(5);
-  EXPECT_EQ(step(12), 2);
-  EXPECT_EQ(colour(12), CLR_get_ind("Blue"));
-  EXPECT_EQ(step(77), 0);  // 15 modulo 15
-  EXPECT_EQ(colour(77), CLR_get_ind("Magenta"));
-  EXPECT_EQ(step(-3), 14);
-  EXPECT_EQ(colour(-3), CLR_get_ind("White"));
+  // 77 is step 15 modulo 15.
+  EXPECT_EQ(std::tuple(step(12), step(77), step(-3)), std::tuple(2, 0, 14));
+  EXPECT_EQ(std::tuple(colour(12), colour(77), colour(-3)),
+            std::tuple(CLR_get_ind("Blue"), CLR_get_ind("Magenta"), CLR_get_ind("White")));
   // A value a hair under a level still falls on it (0.01 interval slack).
   EXPECT_EQ(step(9.96f), 2);
   EXPECT_EQ(step(9.9f), 1);
@@ -71,16 +63,10 @@ TEST_F(ContTest, ExplicitLevelsPickTheStepAtOrBelowTheValue) {
   ASSERT_EQ(CONT_set_fill_colors("-50:off,5:blue,10:lblue,15:cyan", 1), 0);
   EXPECT_EQ(levels(), (std::vector<float>{-50, 5, 10, 15}));
   EXPECT_FLOAT_EQ(CONT_get_intrvl(), 55.0f);
-  EXPECT_EQ(step(-51), -1);
-  EXPECT_EQ(step(-50), 0);
+  EXPECT_EQ(std::tuple(step(-51), step(-50), step(5), step(9.999f), step(10), step(15), step(1000)),
+            std::tuple(-1, 0, 1, 1, 2, 3, 3));
   EXPECT_EQ(colour(4.99f), -1);  // "off": drawn nowhere
-  EXPECT_EQ(step(5), 1);
-  EXPECT_EQ(colour(5), CLR_get_ind("blue"));
-  EXPECT_EQ(step(9.999f), 1);
-  EXPECT_EQ(step(10), 2);
-  EXPECT_EQ(colour(10), CLR_get_ind("lblue"));
-  EXPECT_EQ(step(15), 3);
-  EXPECT_EQ(step(1000), 3);
+  EXPECT_EQ(std::pair(colour(5), colour(10)), std::pair(CLR_get_ind("blue"), CLR_get_ind("lblue")));
   EXPECT_STREQ(CONT_get_label(1), "5");
 }
 

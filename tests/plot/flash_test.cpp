@@ -6,7 +6,6 @@
 #include <X11/Xlib.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -19,26 +18,15 @@
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
 #include "zor/plt.h"
-#include "zor/res.h"
+#include "zor/reset.h"
 
-namespace zor::plt {
-void reset();
-}
-namespace zor::cont {
-void reset();
-}
-namespace zor::clr {
-void reset();
-}
 
 namespace {
 
 TEST(BarFlash, TheLevelUnderThePointerBlinksBlackAndBack) {
   zor::test::Xvfb server;
   if (!server.start(8)) GTEST_SKIP() << "no Xvfb";
-  for (const char* r : {"plot_param", "label", "color_text", "color_cont", "device"}) RES_put(r, "");
-  zor::plt::reset();
-  zor::cont::reset();
+  zor::reset_all();
   CONT_init();
   FLAG_resetplot(1);
   FLAG_set(2, GWS_WINDOW);  // the window, without asking
@@ -94,12 +82,7 @@ TEST(BarFlash, TheLevelUnderThePointerBlinksBlackAndBack) {
   EXPECT_FLOAT_EQ(r, 1.0f);  // the colour is back
 
   GPH_end(1);
-  zor::gks::kernel().reset();
-  zor::gks::reset_color_model();
-  zor::clr::reset();
-  zor::plt::reset();
-  zor::cont::reset();
-  FLAG_set(2, 0);
+  zor::reset_all();
 }
 
 }  // namespace

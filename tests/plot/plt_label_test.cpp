@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "zor/date.h"
 #include "zor/flag.h"
@@ -13,14 +14,7 @@ namespace {
 
 Date march_5_2024() {
   Date d;
-  d.year = 2024;
-  d.month = 3;
-  d.day = 5;
-  d.jday = 65;
-  d.wday = 2;
-  d.hour = 14;
-  d.min = 7;
-  d.sec = 0;
+  std::tie(d.year, d.month, d.day, d.jday, d.wday, d.hour, d.min, d.sec) = std::tuple(2024, 3, 5, 65, 2, 14, 7, 0);
   return d;
 }
 
@@ -85,18 +79,8 @@ TEST_F(LabelTest, LongFormatsAreCutAtTheBufferNotOverrun) {
   EXPECT_STREQ(out, "abcdefg");
 }
 
-TEST_F(LabelTest, PositionsTakeOneLinePerOverlay) {
-  PLT_label_up_left("NIDS");
+TEST_F(LabelTest, EachOverlayTakesTheNextLineUpToSix) {
   PLT_label_low_right("KTLX");
-  EXPECT_EQ(PLT_next_overlay(), 1);
-  PLT_label_up_left("Watch");
-  EXPECT_STREQ(PLT_get_label(0, 0), "NIDS");
-  EXPECT_STREQ(PLT_get_label(0, 1), "Watch");
-  EXPECT_STREQ(PLT_get_label(5, 0), "KTLX");
-  EXPECT_EQ(PLT_get_num_over(), 2);
-}
-
-TEST_F(LabelTest, SixOverlaysFillLinesZeroToFive) {
   for (int i = 0; i < PLT_NUM_OVER; ++i) {
     PLT_label_up_center(("line" + std::to_string(i)).c_str());
     if (i < PLT_NUM_OVER - 1) {
@@ -105,6 +89,8 @@ TEST_F(LabelTest, SixOverlaysFillLinesZeroToFive) {
   }
   EXPECT_EQ(PLT_next_overlay(), -1);
   for (int i = 0; i < PLT_NUM_OVER; ++i) EXPECT_EQ(PLT_get_label(1, i), "line" + std::to_string(i));
+  EXPECT_STREQ(PLT_get_label(5, 0), "KTLX");
+  EXPECT_EQ(PLT_get_num_over(), PLT_NUM_OVER);
 }
 
 TEST_F(LabelTest, CombinedModeAppendsEachOverlayToTheFirstLine) {

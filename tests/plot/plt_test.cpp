@@ -1,7 +1,5 @@
-// The plot frame drawn through the kernel onto the recording device: plot
-// parameters keyword by keyword, panels, the colour bar's boxes and labels,
-// the corner-label block, dump names with the frame key, and the zoom
-// handler's drag logic.
+// The plot frame on the recording device: plot parameters, panels, the colour
+// bar, the corner labels, dump names and the zoom drag.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,25 +22,13 @@
 #include "zor/map.h"
 #include "zor/plt.h"
 #include "zor/res.h"
+#include "zor/reset.h"
 #include "zor/text.h"
 
-namespace zor::plt {
-void reset();
-}
-namespace zor::cont {
-void reset();
-}
 
 using namespace zor::gks;
 
 namespace {
-
-constexpr const char* kResources[] = {"plot_param", "out_file", "label",     "image_path", "color_fill",
-                                      "con_base",   "con_interval", "color_text", "color_cont", "device"};
-
-void clear_resources() {
-  for (const char* r : kResources) RES_put(r, "");
-}
 
 // The text of every string drawn, with the leftmost and lowest stroke point
 // of its glyphs (device pixels, y downwards).
@@ -54,14 +40,9 @@ struct DrawnText {
 class PlotTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    clear_resources();
-    zor::plt::reset();
-    zor::cont::reset();
+    zor::reset_all();
     CONT_init();
     PLT_init_labels();
-    PLT_set_overlay(0);
-    PLT_set_overlay_base(0);
-    PLT_set_label_type(0);
     FLAG_resetplot(1);
     FLAG_set(2, 0);
     FLAG_set(11, 0);
@@ -74,16 +55,7 @@ class PlotTest : public ::testing::Test {
   void TearDown() override {
     if (opened_) GPH_end(1);
     unregister_device(GWS_WINDOW);
-    kernel().reset();
-    reset_color_model();
-    zor::clr::reset();
-    FLAG_set(19, 0);
-    FLAG_set(11, 0);
-    FLAG_resetplot(1);
-    clear_resources();
-    zor::plt::reset();
-    zor::cont::reset();
-    PLT_init_labels();
+    zor::reset_all();
   }
   void open(float aspect = 1.0f) {
     ASSERT_EQ(PLT_open(aspect), 0);
@@ -135,24 +107,16 @@ class PlotTest : public ::testing::Test {
 
 // ---- Plot parameters ---------------------------------------------------------
 
-TEST_F(PlotTest, FullAndFullabRemoveTheLabelRoom) {
-  RES_put("plot_param", "full");
+TEST_F(PlotTest, LabelRoomOverlayAndBarKeywords) {
+  RES_put("plot_param", "full,over:2:4,bar:60:-10");
   PLT_param_decode();
   Glim off;
   PLT_get_view_offsets(&off);
   EXPECT_EQ(std::tuple(off.y_min, off.y_max, PLT_get_full_lab()), std::tuple(0.0f, 0.0f, 0));
-  RES_put("plot_param", "FULLAB");
-  PLT_param_decode();
-  EXPECT_EQ(PLT_get_full_lab(), 1);
-}
-
-TEST_F(PlotTest, OverlayAndBarKeywords) {
-  RES_put("plot_param", "over:2:4,bar:60:-10");
-  PLT_param_decode();
   EXPECT_EQ(std::tuple(PLT_get_overlay_base(), PLT_get_num_over(), CONT_get_bar()), std::tuple(2, 4, 2));
-  RES_put("plot_param", "nobar");
+  RES_put("plot_param", "FULLAB,nobar");
   PLT_param_decode();
-  EXPECT_EQ(CONT_get_bar(), -2);
+  EXPECT_EQ(std::tuple(PLT_get_full_lab(), CONT_get_bar()), std::tuple(1, -2));
 }
 
 TEST_F(PlotTest, ShadowInverseAndTimeZoneKeywords) {
@@ -462,25 +426,19 @@ TEST_F(PlotTest, NoRoomBelowTheViewportDrawsNoLabels) {
 
 // ---- Dumps -------------------------------------------------------------------
 
-TEST_F(PlotTest, DumpNamesFollowTheConventionWithTheFrameKey) {
+TEST_F(PlotTest, DumpNamesFollowTheConvention) {
+  // The frame key of "%i" names is checked on the batch plot's PNG dump.
   open();
   const std::string dir = zor::test::scratch("dumps");
   std::filesystem::create_directories(dir);
   RES_put("image_path", dir.c_str());
   EXPECT_EQ(PLT_dump(0), -1);  // no dump asked for
-  PLT_set_dump(PLT_DUMP_PNG, "frame_%i.png");
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(PLT_dump(0), 0);
-  const std::string out = testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
-  // A window without animation images writes the key as "win".
-  EXPECT_NE(out.find(dir + "/frame_win.png"), std::string::npos) << out;
   PLT_set_dump(PLT_DUMP_GIF, "");
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   PLT_dump(0);
-  const std::string out2 = testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
-  EXPECT_NE(out2.find(dir + "/zor.gif"), std::string::npos) << out2;
+  const std::string out = testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+  EXPECT_NE(out.find(dir + "/zor.gif"), std::string::npos) << out;
 }
 
 // ---- Zoom drag ---------------------------------------------------------------
@@ -491,19 +449,6 @@ int count_zoom(Domain* d) {
   ++g_zooms;
   g_last = *d;
   return 0;
-}
-
-TEST_F(PlotTest, ReleaseWithoutShiftPressDoesNothing) {
-  g_zooms = 0;
-  PLT_set_zoom_func(count_zoom);
-  char release[] = "B1-R";
-  EXPECT_EQ(PLT_plot_zoom(release, 1, 1), 0);
-  EXPECT_EQ(g_zooms, 0);
-  char press[] = "B1-P-Shft";
-  PLT_plot_zoom(press, 1, 1);
-  EXPECT_EQ(PLT_plot_zoom(release, 1, 3), -1);  // an empty box
-  EXPECT_EQ(g_zooms, 0);
-  EXPECT_EQ(PLT_get_zoom(), 0);
 }
 
 TEST_F(PlotTest, ZoomBoxGivesTheSameDomainDraggedEitherWay) {
@@ -523,6 +468,11 @@ TEST_F(PlotTest, ZoomBoxGivesTheSameDomainDraggedEitherWay) {
   PLT_set_zoom_func(count_zoom);
   char press[] = "B1-P-Shft";
   char release[] = "B1-R";
+  // A release without a Shift press, and an empty box, zoom nothing.
+  EXPECT_EQ(PLT_plot_zoom(release, 1, 1), 0);
+  PLT_plot_zoom(press, 1, 1);
+  EXPECT_EQ(PLT_plot_zoom(release, 1, 3), -1);
+  EXPECT_EQ(std::pair(g_zooms, PLT_get_zoom()), std::pair(0, 0));
   testing::internal::CaptureStdout();
   PLT_plot_zoom(press, cx - 2, cy - 1);
   ASSERT_EQ(PLT_plot_zoom(release, cx + 4, cy + 1), 0);

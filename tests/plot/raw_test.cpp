@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "../common/expect.h"
+#include "../common/meta_records.h"
 #include "../gks/print_test_util.h"
 #include "zor/attrib.h"
 #include "zor/clr.h"
@@ -20,73 +21,12 @@
 #include "zor/map.h"
 #include "zor/raw.h"
 #include "zor/res.h"
+#include "zor/reset.h"
 
-namespace zor::cont {
-void reset();
-}
 
 namespace {
 
-struct Record {
-  std::string kind;
-  std::string text;  // TE: the text; attribute records: their arguments
-  std::vector<Gpt> pts;
-};
-
-// Records of a text metafile after its header: primitives with their points
-// (continuation lines joined; a continuation line may also start the next
-// record), texts, and attribute records with their arguments.
-std::vector<Record> records(const std::string& file) {
-  std::vector<Record> out;
-  const auto lines = zor::test::lines_of(zor::test::slurp(file));
-  bool in_points = false;
-  for (std::size_t i = 4; i < lines.size(); ++i) {
-    std::istringstream in(lines[i]);
-    std::string tok;
-    while (in >> tok) {
-      if (tok.find(',') != std::string::npos && in_points) {
-        Gpt p;
-        if (std::sscanf(tok.c_str(), "%f,%f", &p.x, &p.y) == 2) out.back().pts.push_back(p);
-        continue;
-      }
-      in_points = tok == "PL" || tok == "FA" || tok == "PM";
-      Record r{tok, "", {}};
-      if (in_points) {
-        in >> tok;  // the count
-      } else if (tok == "TE") {
-        std::string pos;
-        in >> pos;
-        Gpt p;
-        std::sscanf(pos.c_str(), "%f,%f", &p.x, &p.y);
-        r.pts.push_back(p);
-        std::getline(in, r.text);
-        if (!r.text.empty() && r.text[0] == ' ') r.text.erase(0, 1);
-        out.push_back(r);
-        break;
-      } else {
-        std::getline(in, r.text);
-        if (!r.text.empty() && r.text[0] == ' ') r.text.erase(0, 1);
-        out.push_back(r);
-        break;
-      }
-      out.push_back(r);
-    }
-  }
-  return out;
-}
-
-std::vector<Record> only(const std::vector<Record>& recs, const std::string& kind) {
-  std::vector<Record> out;
-  for (const auto& r : recs)
-    if (r.kind == kind) out.push_back(r);
-  return out;
-}
-
-std::vector<std::string> texts(const std::vector<Record>& recs) {
-  std::vector<std::string> out;
-  for (const auto& r : only(recs, "TE")) out.push_back(r.text);
-  return out;
-}
+using namespace zor::test::meta;
 
 RAW_data point(int type, float v0, float v1 = -9999.0f, const char* text = "", const char* format = "") {
   RAW_data d;
@@ -107,11 +47,7 @@ class RawTest : public ::testing::Test {
  protected:
   void SetUp() override {
     zor::test::reset_devices();
-    zor::map::reset();
-    zor::raw::reset();
-    zor::cont::reset();
-    for (const char* r : {"plot_param", "plot_format", "con_base", "con_interval", "color_data", "file_path"})
-      RES_put(r, "");
+    zor::reset_all();
     FLAG_resetplot(1);
     FLAG_set(11, 0);
     file_ = zor::test::out_path(std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
@@ -134,10 +70,7 @@ class RawTest : public ::testing::Test {
   }
   void TearDown() override {
     if (gchk_graphics()) zor::test::close_ws();
-    zor::map::reset();
-    zor::raw::reset();
-    zor::cont::reset();
-    for (const char* r : {"plot_param", "plot_format", "con_base", "con_interval"}) RES_put(r, "");
+    zor::reset_all();
   }
   void init(float scale = 1.0f) {
     Gattribs a;
@@ -212,8 +145,6 @@ TEST_F(RawTest, MarkersCloudsAndWindTypes) {
   ASSERT_GE(types.size(), 2u);
   EXPECT_EQ(types[types.size() - 2], "2");
   EXPECT_EQ(types.back(), "9");
-  // The cbarb staff starts 0.01 of the height away from the station; the
-  // calm circle has radius 0.013 of it.
   // Wind from the west: staffs point west. The cbarb staff starts 0.01 of
   // the height away from the station; the calm circle has radius 0.013.
   const auto pl = only(recs, "PL");
@@ -407,28 +338,12 @@ TEST_F(RawTest, ComponentsAndPlotTypeSwitchPlottingOff) {
   EXPECT_TRUE(texts(drawn()).empty());
 }
 
-TEST_F(RawTest, PointRecordInitialisationAndWorkingRecordAccess) {
-  RAW_data d = point(RAW_VALUE, 1.0f, 2.0f, "abc", "ur");
-  d.attr.color = 3;
-  RAW_data_init_val(&d);
-  EXPECT_EQ(d.value[0], -9999.0f);
-  EXPECT_EQ(d.value[1], -9999.0f);
-  EXPECT_STREQ(d.data, "");
-  EXPECT_STREQ(d.format, "ur");  // kept
-  EXPECT_EQ(d.attr.color, 3);
-  EXPECT_EQ(d.x, 0.5f);
-  RAW_data_init(&d);
-  EXPECT_EQ(d.x, -9999.0f);
-  EXPECT_STREQ(d.format, "");
-  EXPECT_EQ(d.attr.color, -9999);
-
+TEST_F(RawTest, ScaleFormatAndOffsetHoldForThePointsThatFollow) {
   init();
   RAW_set_scale(3.0f);
-  EXPECT_FLOAT_EQ(RAW_get_scale(), 3.0f);
   RAW_set_format("%3.1f");
-  EXPECT_STREQ(RAW_get_format(), "%3.1f");
   RAW_set_off(0.012f, 0.0f);
-  ASSERT_EQ(plot(point(RAW_VALUE, 1.0f)), 0);  // the settings hold for the points that follow
+  ASSERT_EQ(plot(point(RAW_VALUE, 1.0f)), 0);
   const auto te = only(drawn(), "TE");
   ASSERT_EQ(te.size(), 1u);
   EXPECT_EQ(te[0].text, "1.0");

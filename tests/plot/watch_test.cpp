@@ -1,13 +1,9 @@
-// Watch boxes from real "SPC AWW" bulletins found through the wat_dat name
-// convention: decoded numbers, types, times, widths, sides and end points;
-// cancellations, replacements and corrections; and a box drawn on the
-// in-memory raster where its end points project.
+// Watch boxes from real "SPC AWW" bulletins: what is decoded, cancellations,
+// replacements and corrections, and boxes drawn where their end points project.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -17,19 +13,15 @@
 #include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
-#include "zor/clr.h"
-#include "zor/cont.h"
 #include "zor/date.h"
 #include "zor/dom.h"
-#include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
-#include "zor/gks_dev.h"
-#include "zor/img.h"
 #include "zor/map.h"
 #include "zor/map_draw.h"
 #include "zor/plt.h"
 #include "zor/res.h"
+#include "zor/reset.h"
 #include "zor/watch.h"
 
 namespace {
@@ -63,14 +55,13 @@ const watch* find(int num) {
 class WatchTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    zor::watch::reset();
+    zor::reset_all();
     RES_put("watch_path", kDir.c_str());
-    RES_put("file_path", "");
     testing::internal::CaptureStderr();
   }
   void TearDown() override {
     testing::internal::GetCapturedStderr();
-    zor::watch::reset();
+    zor::reset_all();
   }
   static void decode(int year, int month, int day, int hour, int min) {
     Date d = at(year, month, day, hour, min);
@@ -89,17 +80,16 @@ TEST_F(WatchTest, EitherSideWatchWithPublicAndAviationEndPoints) {
   EXPECT_FLOAT_EQ(w.width, 60 * kMile);
   EXPECT_EQ(w.w_dir, 1);
   // 20WNW DHT - 35S CQB; aviation 67NNE TCC - 40ESE OKC.
-  const char* ids[] = {"DHT", "CQB", "TCC", "OKC"};
-  const float ang[] = {292.5f, 180.0f, 22.5f, 112.5f};
-  const float dist[] = {20, 35, 67, 40};
-  const float lat[] = {36.02f, 35.72f, 35.18f, 35.40f};
-  const float lon[] = {-102.55f, -96.82f, -103.60f, -97.60f};
+  const std::tuple<const char*, float, float, float, float> ends[] = {{"DHT", 292.5f, 20, 36.02f, -102.55f},
+                                                                      {"CQB", 180.0f, 35, 35.72f, -96.82f},
+                                                                      {"TCC", 22.5f, 67, 35.18f, -103.60f},
+                                                                      {"OKC", 112.5f, 40, 35.40f, -97.60f}};
   for (int i = 0; i < 4; ++i) {
-    EXPECT_STREQ(w.id[i], ids[i]) << i;
-    EXPECT_FLOAT_EQ(w.ang[i], ang[i]) << i;
-    EXPECT_FLOAT_EQ(w.dist[i], dist[i] * kMile) << i;
-    EXPECT_NEAR(w.lat[i], lat[i], 1e-4f) << i;
-    EXPECT_NEAR(w.lon[i], lon[i], 1e-4f) << i;
+    const auto& [id, ang, dist, lat, lon] = ends[i];
+    EXPECT_STREQ(w.id[i], id);
+    EXPECT_EQ(std::pair(w.ang[i], w.dist[i]), std::pair(ang, dist * kMile)) << id;
+    EXPECT_NEAR(w.lat[i], lat, 1e-4f) << id;
+    EXPECT_NEAR(w.lon[i], lon, 1e-4f) << id;
   }
 }
 
@@ -188,7 +178,8 @@ TEST_F(WatchTest, CorrectionReplacesTheEntryInsteadOfAddingOne) {
   EXPECT_EQ(zor::watch::count(), 1);
 }
 
-TEST_F(WatchTest, DayBeforeTheFileDayBelongsToTheNextMonth) {
+TEST_F(WatchTest, FileDaysTableLimitAndMissingFiles) {
+  // A day after the valid day is the month before's: the watch moves a month on.
   const std::string file = kDir + "/24052900.wat";
   Date june30 = at(2024, 6, 30, 0, 0);
   EXPECT_EQ(WATCH_decode_file(file.c_str(), &june30, secs(2024, 6, 29, 3, 0)), 1);
@@ -196,22 +187,16 @@ TEST_F(WatchTest, DayBeforeTheFileDayBelongsToTheNextMonth) {
   EXPECT_EQ(WATCH_decode_file(file.c_str(), &june30, secs(2024, 7, 29, 3, 0)), 1);
   ASSERT_EQ(zor::watch::count(), 1);
   EXPECT_EQ(zor::watch::table()[0].start, secs(2024, 7, 29, 0, 15));
-}
-
-TEST_F(WatchTest, TableHoldsTwentyWatches) {
-  const std::string file = kDir + "/24052900.wat";
+  // The table holds twenty.
   Date d = at(2024, 5, 29, 0, 0);
   for (int i = 0; i < 25; ++i) WATCH_decode_file(file.c_str(), &d, secs(2024, 5, 29, 3, 0));
   EXPECT_EQ(zor::watch::count(), WATCH_MAX);
-}
-
-TEST_F(WatchTest, MissingFileIsReportedAndSkipped) {
-  Date d = at(2024, 5, 29, 0, 0);
+  // A missing file is reported and skipped.
   EXPECT_EQ(WATCH_decode_file((kDir + "/nothing.wat").c_str(), &d, secs(2024, 5, 29, 3, 0)), 0);
   const std::string err = testing::internal::GetCapturedStderr();
   testing::internal::CaptureStderr();
   EXPECT_NE(err.find("WATCH_decode_file: file not found: " + kDir + "/nothing.wat"), std::string::npos) << err;
-  EXPECT_EQ(zor::watch::count(), 0);
+  EXPECT_EQ(zor::watch::count(), WATCH_MAX);
 }
 
 TEST_F(WatchTest, TruncatedBulletinsNeitherCrashNorKeepHalfWatches) {
@@ -254,15 +239,12 @@ class WatchDrawTest : public WatchTest {
  protected:
   void SetUp() override {
     WatchTest::SetUp();
-    for (const char* r : {"plot_param", "label", "color_text", "color_cont", "device", "plot_scale"}) RES_put(r, "");
     RES_put("color_watch", "red,yellow");
     RES_put("color_data", "white");
     batch_.emplace();
   }
   void TearDown() override {
     batch_.reset();
-    RES_put("color_watch", "");
-    RES_put("color_data", "");
     WatchTest::TearDown();
   }
   std::optional<zor::test::BatchPlot> batch_;
@@ -322,11 +304,7 @@ TEST_F(WatchDrawTest, NothingWithTheDataComponentOffOrWithoutPositions) {
   EXPECT_EQ(WATCH_plot(), 0);
   Capture cap;
   ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
-  const std::uint32_t red = rgb_of("red");
-  int reds = 0;
-  for (int y = 0; y < cap.img.height; ++y)
-    for (int x = 0; x < cap.img.width; ++x) reds += cap.pixel(x, y) == red ? 1 : 0;
-  EXPECT_EQ(reds, 0);
+  EXPECT_EQ(cap.count(rgb_of("red")), 0);
 }
 
 // Labels and fill read back from the text metafile.
@@ -353,10 +331,6 @@ TEST_F(WatchTest, LabelsShortAndLongAndFilledBoxes) {
   WATCH_set_label(1);
   EXPECT_EQ(WATCH_plot(), 0);
   zor::test::close_ws();
-  zor::date::reset();
-  RES_put("color_watch", "");
-  RES_put("color_data", "");
-  zor::map::reset();
 
   std::vector<std::string> labels;
   int filled = 0, outlined = 0;

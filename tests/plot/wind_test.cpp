@@ -8,45 +8,25 @@
 #include <string>
 #include <vector>
 
+#include "../common/meta_records.h"
 #include "../gks/print_test_util.h"
 #include "zor/map.h"
 #include "zor/wind.h"
 
 namespace {
 
-struct Record {
-  std::string kind;  // "PL" polyline, "FA" fill area
-  std::vector<Gpt> pts;
-};
+using zor::test::meta::Record;
 
-// Polylines and fill areas of a text metafile. A record's points go on four
-// to a line; the writer starts the line after four points with blanks even
-// when the next record follows there.
+// Polylines and fill areas of a text metafile.
 std::vector<Record> primitives(const std::string& file) {
   std::vector<Record> out;
-  bool in_record = false;
-  for (const std::string& line : zor::test::lines_of(zor::test::slurp(file))) {
-    std::istringstream in(line);
-    std::string tok;
-    while (in >> tok) {
-      Gpt p;
-      if (tok.find(',') != std::string::npos) {
-        if (in_record && std::sscanf(tok.c_str(), "%f,%f", &p.x, &p.y) == 2) out.back().pts.push_back(p);
-        continue;
-      }
-      in_record = tok == "PL" || tok == "FA";
-      if (in_record) out.push_back({tok, {}});
-      if (in_record) in >> tok;  // the point count
-      else break;
-    }
-  }
+  for (const Record& r : zor::test::meta::records(file))
+    if (r.kind == "PL" || r.kind == "FA") out.push_back(r);
   return out;
 }
 
 int count(const std::vector<Record>& recs, const char* kind) {
-  int n = 0;
-  for (const auto& r : recs) n += r.kind == kind ? 1 : 0;
-  return n;
+  return static_cast<int>(zor::test::meta::only(recs, kind).size());
 }
 
 bool near(Gpt a, float x, float y) { return std::fabs(a.x - x) < 2e-4f && std::fabs(a.y - y) < 2e-4f; }

@@ -1,32 +1,21 @@
-// Level II plotting: sweeps drawn on the in-memory raster with every gate
-// wedge checked where the data put it, the sweep chosen by `variable`, the
-// plot parameters, and the radar program writing PNG images of real,
-// truncated and foreign files, read back with libpng.
+// Level II plotting: every gate of a sweep checked where the data put it, the
+// sweep chosen by `variable`, and the program on real, cut and foreign files.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "../common/batch_plot.h"
+#include "../common/radar_fixture.h"
 #include "../common/capture.h"
 #include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "lev2_test_util.h"
-#include "zor/clr.h"
 #include "zor/cont.h"
-#include "zor/dom.h"
-#include "zor/flag.h"
 #include "zor/gks.h"
-#include "zor/img.h"
 #include "zor/lev2.h"
 #include "zor/map.h"
 #include "zor/map_draw.h"
@@ -66,24 +55,8 @@ std::vector<Ray> read_cut(const std::string& path, int elev, int moment) {
   return rays;
 }
 
-class Lev2PlotTest : public ::testing::Test {
+class Lev2PlotTest : public zor::test::RadarFrameTest {
  protected:
-  void SetUp() override {
-    for (const char* r : {"plot_param", "label", "color_text", "color_fill", "device", "variable", "out_file",
-                          "map_file", "color_data"})
-      RES_put(r, "");
-    zor::map::reset();
-    zor::map_draw::reset();
-    zor::lev2::reset();
-    batch_.emplace();
-    FLAG_setplot(8, 0);  // no map: only the sweep
-  }
-  void TearDown() override {
-    batch_.reset();
-    zor::lev2::reset();
-    for (const char* r : {"plot_param", "variable"}) RES_put(r, "");
-  }
-
   // Draws `path` on its radar domain and captures the frame.
   void plot(const std::string& path, Capture& cap) {
     radar_ = zor::lev2::begin_volume(path.c_str());
@@ -173,7 +146,6 @@ class Lev2PlotTest : public ::testing::Test {
     return c;
   }
 
-  std::optional<zor::test::BatchPlot> batch_;
   Domain radar_;
 };
 
@@ -183,9 +155,11 @@ TEST_F(Lev2PlotTest, SweepsColourEveryGateWhereTheDataPutIt) {
     const char* variable;
     const char* params;
     int elev, moment;
+    float clutter_km = 0;  // gates inside stay background
   };
   const Case cases[] = {
       {chunk_prefix(3), "ref1", "range=70", 1, zor::lev2::kRef},
+      {chunk_prefix(3), "ref1", "range=70,clutter=30", 1, zor::lev2::kRef, 30},
       {chunk_prefix(3), "rho1", "range=150,superres", 1, zor::lev2::kRho},
       {chunk_prefix(3), "phi1", "range=150", 1, zor::lev2::kPhi},
       {legacy_volume(), "vel2", "range=60", 2, zor::lev2::kVel},
@@ -200,25 +174,13 @@ TEST_F(Lev2PlotTest, SweepsColourEveryGateWhereTheDataPutIt) {
     Capture cap;
     plot(c.path, cap);
     EXPECT_EQ(zor::lev2::sweep_radials(), static_cast<int>(rays.size()));
-    const Check k = check_gates(rays, cap);
+    const Check k = check_gates(rays, cap, c.clutter_km);
     EXPECT_GT(k.checked, 100);
     EXPECT_LT(k.wrong, k.checked / 50 + 1) << k.wrong << " of " << k.checked;
-    TearDown();
-    SetUp();
+    EXPECT_GT(k.inner, c.clutter_km > 0 ? 100 : -1);
+    EXPECT_EQ(k.blank, k.inner);
+    restart();
   }
-}
-
-TEST_F(Lev2PlotTest, ClutterRadiusLeavesTheInnerGatesEmpty) {
-  RES_put("variable", "ref1");
-  RES_put("plot_param", "range=70,clutter=30");
-  const std::string path = chunk_prefix(3);
-  const auto rays = read_cut(path, 1, zor::lev2::kRef);
-  Capture cap;
-  plot(path, cap);
-  const Check k = check_gates(rays, cap, 30.0f);
-  EXPECT_GT(k.inner, 100);
-  EXPECT_EQ(k.blank, k.inner);
-  EXPECT_LT(k.wrong, k.checked / 50 + 1);
 }
 
 TEST_F(Lev2PlotTest, VariableAndParametersChooseTheSweepAndDomain) {
@@ -247,8 +209,7 @@ TEST_F(Lev2PlotTest, VariableAndParametersChooseTheSweepAndDomain) {
     EXPECT_EQ(zor::lev2::sweep_radials(), c.radials);
     EXPECT_EQ(radar_.nx, c.nx);
     EXPECT_NE(std::string(PLT_get_label(5, 0)).find(c.label), std::string::npos) << PLT_get_label(5, 0);
-    TearDown();
-    SetUp();
+    restart();
   }
 }
 

@@ -139,22 +139,14 @@ TEST(NowradHeader, ProductsDatesAndProjections) {
   f = over(b);
   ASSERT_EQ(NOWRad_header(f.get(), &info), 1) << zor::mosaic::nowrad_error();
   EXPECT_STREQ(info.label, "NOWRad Radar US Composite (Dbz)");
-  EXPECT_EQ(info.date.year, 1999);
-  EXPECT_EQ(info.date.month, 7);
-  EXPECT_EQ(info.date.day, 28);
-  EXPECT_EQ(info.date.hour, 7);
-  EXPECT_EQ(info.domain.proj, 4);
-  EXPECT_NEAR(info.domain.param[1], 45.0, 1e-3);
-  EXPECT_NEAR(info.domain.param[0], 33.0, 1e-3);
-  EXPECT_FLOAT_EQ(info.domain.param[2], 1.0f);
-  EXPECT_NEAR(info.domain.plat, 39.0, 1e-3);
-  EXPECT_NEAR(info.domain.plon, -96.0, 1e-3);
-  EXPECT_TRUE(zor::test::floats_eq({info.domain.clat, info.domain.clon, info.domain.dx, info.domain.dy},
-                                    {38.69f, -96.03f, 0.0722f, 0.0859f}));
+  EXPECT_EQ(std::tuple(info.date.year, info.date.month, info.date.day, info.date.hour, info.domain.proj),
+            std::tuple(1999, 7, 28, 7, 4));
+  const Domain& l = info.domain;
+  const float got[] = {l.param[0], l.param[1], l.param[2], l.plat, l.plon}, want[] = {33, 45, 1, 39, -96};
+  for (int i = 0; i < 5; ++i) EXPECT_NEAR(got[i], want[i], 1e-3) << i;
+  EXPECT_TRUE(zor::test::floats_eq({l.clat, l.clon, l.dx, l.dy}, {38.69f, -96.03f, 0.0722f, 0.0859f}));
 
-  const std::pair<const char*, int> months[] = {
-      {"Jan", 1}, {"Feb", 2}, {"Mar", 3}, {"Apr", 4},  {"May", 5},  {"Jun", 6},  {"Jul", 7},
-      {"Aug", 8}, {"Sep", 9}, {"Oct", 10}, {"Nov", 11}, {"Dec", 12}, {"Xyz", 0}, {"Ju", 0}};
+  const std::pair<const char*, int> months[] = {{"Jan", 1}, {"Sep", 9}, {"Dec", 12}, {"Xyz", 0}, {"Ju", 0}};
   for (const auto& [name, month] : months) EXPECT_EQ(zor::mosaic::nowrad_month(name), month) << name;
 }
 
@@ -196,15 +188,9 @@ TEST(KavradPackets, ByteExamplesAndHeader) {
     EXPECT_FLOAT_EQ(p[i].value, want[i].second) << i;
   }
   EXPECT_STREQ(zor::mosaic::kavrad_error(), "");
-  EXPECT_EQ(info.type, 0);
-  EXPECT_EQ(info.date.year, 2003);
-  EXPECT_EQ(info.date.month, 12);
-  EXPECT_EQ(info.date.day, 5);
-  EXPECT_EQ(info.date.hour, 13);
-  EXPECT_EQ(info.date.min, 45);
-  EXPECT_EQ(info.date.sec, 0);
-  EXPECT_EQ(info.start, 0x0102);
-  EXPECT_EQ(info.end, 0x0304);
+  EXPECT_EQ(std::tuple(info.type, info.date.year, info.date.month, info.date.day, info.date.hour, info.date.min,
+                       info.date.sec, info.start, info.end),
+            std::tuple(0, 2003, 12, 5, 13, 45, 0, 0x0102, 0x0304));
   EXPECT_EQ(std::tuple(info.domain.proj, info.domain.nx, info.domain.ny), std::tuple(2, 5120, 5760));
   EXPECT_FLOAT_EQ(info.domain.clat, 39.0f);
   EXPECT_FLOAT_EQ(info.domain.clon, -96.0f);
@@ -229,10 +215,7 @@ TEST(KavradPackets, ByteExamplesAndHeader) {
   }
   b = kavrad("!", 'C', "000000311299", 10);
   kavrad_packets(b, &info);
-  EXPECT_EQ(info.type, 1);
-  EXPECT_EQ(info.date.year, 1999);
-  EXPECT_EQ(info.domain.nx, 2560);
-  EXPECT_EQ(info.domain.ny, 2880);
+  EXPECT_EQ(std::tuple(info.type, info.date.year, info.domain.nx, info.domain.ny), std::tuple(1, 1999, 2560, 2880));
   EXPECT_FLOAT_EQ(info.domain.dx, 0.0257812f);
 }
 

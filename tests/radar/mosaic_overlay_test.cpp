@@ -6,11 +6,10 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <tuple>
 
-#include "../common/batch_plot.h"
+#include "../common/radar_fixture.h"
 #include "../common/capture.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -39,27 +38,17 @@ struct Format {
 };
 constexpr Format kFormats[] = {{"nowrad", Kind::Nowrad}, {"nowrad-lambert", Kind::Nowrad}, {"kavrad", Kind::Kavrad}};
 
-class MosaicOverlayTest : public ::testing::Test {
+class MosaicOverlayTest : public zor::test::RadarFrameTest {
  protected:
   void SetUp() override {
-    for (const char* r : {"plot_param", "label", "color_fill", "color_text", "color_cont", "out_file", "map_file"})
-      RES_put(r, "");
+    RadarFrameTest::SetUp();
     RES_put("variable", "watch");
     RES_put("watch_path", (std::string(ZOR_TEST_DATA_DIR) + "/watch").c_str());
     RES_put("color_watch", "red,yellow");
     RES_put("color_data", "white");
-    zor::map::reset();
-    zor::map_draw::reset();
-    zor::mosaic::reset();
-    zor::watch::reset();
-    batch_.emplace();
-    FLAG_setplot(8, 0);  // no map background
   }
   void TearDown() override {
-    batch_.reset();
-    zor::mosaic::reset();
-    zor::watch::reset();
-    for (const char* r : {"variable", "watch_path", "color_watch", "color_data"}) RES_put(r, "");
+    RadarFrameTest::TearDown();
     fs::remove(path_);
   }
 
@@ -104,7 +93,6 @@ class MosaicOverlayTest : public ::testing::Test {
   }
 
   fs::path path_;
-  std::optional<zor::test::BatchPlot> batch_;
 };
 
 TEST_F(MosaicOverlayTest, WatchBoxOverTheMosaicWhereItsEndPointsProject) {
@@ -129,8 +117,7 @@ TEST_F(MosaicOverlayTest, WatchBoxOverTheMosaicWhereItsEndPointsProject) {
     Gattribs a;
     CONT_get_fill_attrib(35.0f, &a);
     EXPECT_TRUE(near(cap.pixel(static_cast<int>(xW_p(x)), static_cast<int>(yW_p(y))), rgb_of_index(a.color)));
-    TearDown();
-    SetUp();
+    restart();
   }
 }
 
@@ -170,8 +157,7 @@ TEST_F(MosaicOverlayTest, ReadOutAtACellAndTheFlashOfItsLevel) {
       ASSERT_GE(gget_color_rgb(a.color, &r, &g, &b), 0);
       EXPECT_EQ(std::tie(r, g, b), std::tie(r0, g0, b0));
     }
-    TearDown();
-    SetUp();
+    restart();
   }
 }
 

@@ -1,29 +1,23 @@
-// Mosaic frames drawn on the in-memory raster from generated files: each
-// pattern where it belongs and in its colour, on the product's own
-// projection and on another; the KAVRAD row commands; rectangles per run;
-// runs and lines past the grid; the whole sequence with no domain given.
+// Mosaic frames of generated files on the in-memory raster: patterns where
+// they belong, on the product's projection and another, and damaged grids.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include "../common/batch_plot.h"
+#include "../common/radar_fixture.h"
 #include "../common/capture.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "mosaic_gen.h"
 #include "zor/cont.h"
 #include "zor/file.h"
-#include "zor/img.h"
 #include "zor/map_draw.h"
 #include "zor/mosaic.h"
 #include "zor/res.h"
@@ -48,23 +42,8 @@ enum class Kind { Nowrad, Kavrad };
 
 Kind kind_of(const std::string& format) { return format.rfind("kavrad", 0) == 0 ? Kind::Kavrad : Kind::Nowrad; }
 
-class MosaicFrameTest : public ::testing::Test {
+class MosaicFrameTest : public zor::test::RadarFrameTest {
  protected:
-  void SetUp() override {
-    for (const char* r : {"plot_param", "label", "color_fill", "variable", "out_file", "map_file"}) RES_put(r, "");
-    zor::map::reset();
-    zor::map_draw::reset();
-    zor::mosaic::reset();
-    batch_.emplace();
-    FLAG_setplot(8, 0);  // the cells only
-  }
-  void TearDown() override {
-    batch_.reset();
-    zor::mosaic::reset();
-    RES_put("plot_param", "");
-    RES_put("out_file", "");
-  }
-
   ~MosaicFrameTest() override {
     for (const auto& f : files_) fs::remove(f);
   }
@@ -142,7 +121,6 @@ class MosaicFrameTest : public ::testing::Test {
 
   std::vector<fs::path> files_;
   std::string out_, err_;
-  std::optional<zor::test::BatchPlot> batch_;
 };
 
 // Polar stereographic over the central United States.
@@ -182,8 +160,7 @@ TEST_F(MosaicFrameTest, BlockAndRingWhereTheyBelongOnOwnAndOtherProjections) {
       }
       EXPECT_GT(zor::mosaic::fill_calls(), 0);
       EXPECT_EQ(err_, "");
-      TearDown();
-      SetUp();
+      restart();
     }
   }
 }

@@ -3,14 +3,10 @@
 // default region and on a latitude-longitude domain; damaged and missing
 // files end with a message.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 
 #include "../common/capture.h"

@@ -37,45 +37,21 @@ Oracle read_oracle(const std::string& path, const char* var) {
   return o;
 }
 
-struct Radial {
-  float start = 0;
-  std::vector<float> values;
-};
-
-std::vector<Radial> radials(const Listing& l) {
-  std::vector<Radial> out;
-  for (const auto& s : l.lines) {
-    if (s.rfind("R ", 0) != 0) continue;
-    Radial r;
-    char* end;
-    r.start = std::strtof(s.c_str() + 2, &end);
-    std::strtof(end, &end);
-    for (const char* p = end;;) {
-      const float v = std::strtof(p, &end);
-      if (end == p) break;
-      r.values.push_back(v);
-      p = end;
-    }
-    out.push_back(std::move(r));
-  }
-  return out;
-}
-
 // Compares all bins; `no_data` is what this decoder gives where the oracle
 // has NaN (the levels it treats as missing), `offset` what it adds to the
 // oracle's values.
 void compare(const char* product, const char* var, float no_data, float offset) {
   const Oracle o = read_oracle(data_path(std::string(product) + ".nc"), var);
   ASSERT_FALSE(o.azimuth.empty()) << product;
-  const std::vector<Radial> r = radials(dump_file(product));
+  const std::vector<Radial> r = decode(data_path(product)).radials;
   ASSERT_EQ(r.size(), o.azimuth.size());
   std::size_t compared = 0, data = 0;
   for (std::size_t i = 0; i < r.size(); ++i) {
     EXPECT_NEAR(r[i].start, o.azimuth[i], 0.05) << product << " radial " << i;
-    ASSERT_EQ(r[i].values.size(), o.gates) << product << " radial " << i;
+    ASSERT_EQ(r[i].bins.size(), o.gates) << product << " radial " << i;
     for (std::size_t g = 0; g < o.gates; ++g) {
       const float want = o.values[i * o.gates + g];
-      const float got = r[i].values[g];
+      const float got = r[i].bins[g];
       if (std::isnan(want)) {
         EXPECT_EQ(got, no_data) << product << " radial " << i << " gate " << g;
       } else {

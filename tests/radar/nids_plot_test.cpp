@@ -1,18 +1,12 @@
-// NIDS plotting inside the process: fill tables by product code, storm table
-// lines and storm values, plot parameters, the header summary, and frames of
-// real products drawn on the in-memory raster whose pixels are checked at the
-// places the decoded data determine.
+// NIDS plotting inside the process: tables, storm lines, plot parameters, and
+// frames of real products whose pixels are checked where the data put them.
 #include <gtest/gtest.h>
-#include <bzlib.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <functional>
-#include <optional>
 #include <set>
 #include <string>
 #include <tuple>
@@ -20,24 +14,16 @@
 
 #include "../common/capture.h"
 #include "../common/expect.h"
-#include "../common/files.h"
-#include "../common/batch_plot.h"
-#include "device.h"
+#include "../common/radar_fixture.h"
 #include "gks_kernel.h"
 #include "nids_test_util.h"
-#include "zor/clr.h"
 #include "zor/cont.h"
-#include "zor/dom.h"
 #include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
-#include "zor/gks_dev.h"
-#include "zor/img.h"
 #include "zor/map.h"
-#include "zor/map_draw.h"
-#include "zor/mess.h"
 #include "zor/nids.h"
-#include "zor/plt.h"
+#include "zor/map_draw.h"
 #include "zor/raw.h"
 #include "zor/res.h"
 #include "zor/var.h"
@@ -49,33 +35,20 @@ namespace {
 // ---- Tables and parsing ----------------------------------------------------
 
 TEST(NidsFillTable, ProductCodesChooseTheirRows) {
+  // One code of each kind of row, and the wind profile's own spacing.
   using zor::nids_plot::fill_table;
-  struct Case {
-    int code;
-    const char* starts;
-    bool levels;
-  };
-  const Case cases[] = {
-      {94, "-100:off,5:blue", false},   {32, "-100:off,5:blue", false},  {186, "-100:off,5:blue", false},
-      {19, "off,blue,lblue", true},     {181, "off,blue,lblue", true},    {57, "off,blue,lblue", true},
-      {37, "off,blue,lblue", true},     {81, "0.01:blue", false},         {138, "0.01:blue", false},
-      {55, "-50:lblue", false},         {56, "-50:lblue", false},         {134, "-100:off,0:blue", false},
-      {135, "-100:off,0:blue", false},  {27, "-90:purple", false},         {99, "-90:purple", false},
-      {182, "-90:purple", false},         {80, "off,blue,lblue", true},     {158, "-7.0:blue", false},
-      {174, "-100:off,.01:blue", false}, {165, "-100:off,10:magenta", false}, {177, "-100:off,10:magenta", false},
-      {161, "-200:off,-1.:blue", false}, {163, "-200:off,-1.:blue", false}, {58, "off,blue,lblue", true},
-      {1, "off,blue,lblue", true},
-  };
-  for (const Case& c : cases) {
-    const auto t = fill_table(c.code);
-    EXPECT_EQ(std::string(t.colours).rfind(c.starts, 0), 0u) << c.code << ": " << t.colours;
-    EXPECT_EQ(t.levels, c.levels) << c.code;
-    EXPECT_FALSE(t.base_interval) << c.code;
+  const std::tuple<int, const char*, bool> cases[] = {{94, "-100:off,5:blue", false}, {19, "off,blue,lblue", true},
+                                                      {81, "0.01:blue", false},       {27, "-90:purple", false},
+                                                      {1, "off,blue,lblue", true}};
+  for (const auto& [code, starts, levels] : cases) {
+    const auto t = fill_table(code);
+    EXPECT_EQ(std::string(t.colours).rfind(starts, 0), 0u) << code << ": " << t.colours;
+    EXPECT_EQ(t.levels, levels) << code;
+    EXPECT_FALSE(t.base_interval) << code;
   }
   const auto vwp = fill_table(48);
   EXPECT_STREQ(vwp.colours, "lblue,lcyan,lgreen,yellow,lred");
   EXPECT_TRUE(vwp.base_interval);
-  EXPECT_FALSE(vwp.levels);
 }
 
 TEST(NidsStormTable, HeaderLinesChooseTheLayout) {
@@ -166,40 +139,23 @@ TEST(NidsStormValues, VariablesSelectTheStormField) {
 }
 
 TEST(NidsPlotParam, WordsSetTheSettings) {
-  struct Case {
-    const char* words;
-    std::function<void(const zor::nids_plot::Params&)> check;
-  };
-  const Case cases[] = {
-      {"clutter", [](const auto& p) { EXPECT_EQ(p.clutter_rad, 25); }},
-      {"clutter=10", [](const auto& p) { EXPECT_EQ(p.clutter_rad, 10); }},
-      {"CLUTTER=12.7", [](const auto& p) { EXPECT_EQ(p.clutter_rad, 12); }},
-      {"clutter,noclutter", [](const auto& p) { EXPECT_EQ(p.clutter_rad, 0); }},
-      {"dist", [](const auto& p) { EXPECT_FLOAT_EQ(p.plt_dist[0], 100.0f); }},
-      {"dist=50:100:150",
-       [](const auto& p) {
-         EXPECT_FLOAT_EQ(p.plt_dist[0], 50.0f);
-         EXPECT_FLOAT_EQ(p.plt_dist[1], 100.0f);
-         EXPECT_FLOAT_EQ(p.plt_dist[2], 150.0f);
-         EXPECT_FLOAT_EQ(p.plt_dist[3], 0.0f);
-       }},
-      {"dist,nodist", [](const auto& p) { EXPECT_FLOAT_EQ(p.plt_dist[0], 0.0f); }},
-      {"site,graph,strong,refresh,numplt=5",
-       [](const auto& p) {
-         EXPECT_EQ(std::tuple(p.plt_site, p.plt_graph, p.plt_strong, p.refresh, p.num_plt), std::tuple(1, 1, 1, 1, 5));
-       }},
-      {"graph,nograph,unknown", [](const auto& p) { EXPECT_EQ(p.plt_graph, 0); }},
-  };
-  for (const Case& c : cases) {
-    RES_put("plot_param", c.words);
+  // The shared site words and NIDS's own; later words override earlier ones.
+  using T = std::tuple<int, float, float, float, int, int, int, int, int>;  // clutter, 3 rings, site .. numplt
+  const std::pair<const char*, T> cases[] = {
+      {"clutter", {25, 0, 0, 0, 0, 0, 0, 0, 0}},          {"CLUTTER=12.7", {12, 0, 0, 0, 0, 0, 0, 0, 0}},
+      {"clutter,noclutter", {0, 0, 0, 0, 0, 0, 0, 0, 0}}, {"dist", {0, 100, 0, 0, 0, 0, 0, 0, 0}},
+      {"dist=50:100:150", {0, 50, 100, 150, 0, 0, 0, 0, 0}}, {"dist,nodist", {0, 0, 0, 0, 0, 0, 0, 0, 0}},
+      {"site,graph,strong,refresh,numplt=5", {0, 0, 0, 0, 1, 1, 1, 1, 5}},
+      {"graph,nograph,unknown", {0, 0, 0, 0, 0, 0, 0, 0, 0}}, {"", {0, 0, 0, 0, 0, 0, 0, 0, 0}}};
+  for (const auto& [words, want] : cases) {
+    RES_put("plot_param", words);
     NIDS_plot_param();
-    SCOPED_TRACE(c.words);
-    c.check(zor::nids_plot::params());
+    const auto p = zor::nids_plot::params();
+    EXPECT_EQ(T(p.clutter_rad, p.plt_dist[0], p.plt_dist[1], p.plt_dist[2], p.plt_site, p.plt_graph, p.plt_strong,
+                p.refresh, p.num_plt),
+              want)
+        << words;
   }
-  RES_put("plot_param", "");
-  NIDS_plot_param();
-  const auto p = zor::nids_plot::params();
-  EXPECT_EQ(p.clutter_rad + p.plt_site + p.plt_graph + p.num_plt + p.refresh, 0);
 }
 
 TEST(NidsPlotParam, GridRequestFromOutFile) {
@@ -212,85 +168,12 @@ TEST(NidsPlotParam, GridRequestFromOutFile) {
   RES_put("out_file", "");
 }
 
-TEST(NidsHeaderSummary, ThresholdsInGroupsOfFour) {
-  zor::nids_plot::reset();
-  testing::internal::CaptureStdout();
-  ASSERT_EQ(NIDS_open_file(const_cast<char*>(data_path("KBMX_SDUS54_N0RBMX_201501020205").c_str())), 1);
-  NIDS_print_info();
-  const std::string out = testing::internal::GetCapturedStdout();
-  NIDS_close_file();
-  EXPECT_NE(out.find("Product type: Base reflectivity (Dbz)\n"), std::string::npos) << out;
-  EXPECT_NE(out.find("Product date: "), std::string::npos);
-  EXPECT_NE(out.find("Product location: 33.17 -86.77\n"), std::string::npos) << out;
-  EXPECT_NE(out.find("Product domain: "), std::string::npos);
-  const std::size_t t = out.find("Threshold values: ");
-  ASSERT_NE(t, std::string::npos);
-  const std::string th = out.substr(t);
-  // 16 values: "|" after the 4th and 12th, a new line after the 8th and 16th.
-  EXPECT_EQ(std::count(th.begin(), th.end(), '|'), 2) << th;
-  const std::size_t nl = th.find('\n');
-  ASSERT_NE(nl, std::string::npos);
-  EXPECT_EQ(th.compare(nl + 1, 18, std::string(18, ' ')), 0) << th;
-  EXPECT_EQ(NIDS_close_file(), 0);
-}
-
 // ---- Frames on the in-memory raster ------------------------------------------
 
 using zor::test::Capture;
 using zor::test::near;
 using zor::test::rgb_of;
 using zor::test::rgb_of_index;
-
-// One radial of a decoded product: its angles and one value per bin.
-struct Radial {
-  float start = 0, width = 0;
-  std::vector<float> bins;
-};
-// One raster row: one value per cell.
-using Row = std::vector<float>;
-
-struct Decoded {
-  NIDS_info info;
-  std::vector<Radial> radials;
-  std::vector<Row> rows;
-};
-
-Decoded decode(const std::string& path) {
-  Decoded d;
-  NIDS_reset();
-  FilePtr f(std::fopen(path.c_str(), "rb"));
-  EXPECT_TRUE(f) << path;
-  if (!f || NIDS_get_header(f.get(), &d.info) != 1) return d;
-  int code = d.info.type;
-  do {
-    if (code == NIDS_PKT_RADIAL || code == NIDS_PKT_DIGITAL_RADIAL) {
-      Radial r;
-      while (NIDS_get_radial(f.get(), &r.start, &r.width) == 1) {
-        r.bins.clear();
-        NIDS_data v;
-        while (NIDS_get_data(f.get(), &v) == 1)
-          for (int i = 0; i < static_cast<int>(v.run); ++i) r.bins.push_back(v.val);
-        d.radials.push_back(r);
-      }
-    } else if (code == NIDS_PKT_RASTER || code == NIDS_PKT_PRECIP_ARRAY) {
-      while (NIDS_get_rastor(f.get()) == 1) {
-        Row row;
-        NIDS_data v;
-        while (NIDS_get_data(f.get(), &v) == 1)
-          for (int i = 0; i < static_cast<int>(v.run); ++i) row.push_back(v.val);
-        d.rows.push_back(row);
-      }
-    }
-  } while (NIDS_packet(f.get(), &code) == 1);
-  NIDS_reset();
-  // The header as the plotter holds it (its domain is the one plotted).
-  std::vector<char> name(path.begin(), path.end());
-  name.push_back('\0');
-  EXPECT_EQ(NIDS_open_file(name.data()), 1);
-  d.info = zor::nids_plot::info();
-  NIDS_close_file();
-  return d;
-}
 
 // A Mercator domain of 241 x 161 cells of `cell` degrees around the radar.
 Domain mercator(const NIDS_info& info, float cell) {
@@ -302,33 +185,11 @@ Domain mercator(const NIDS_info& info, float cell) {
   return merc;
 }
 
-class NidsFrameTest : public ::testing::Test {
+class NidsFrameTest : public zor::test::RadarFrameTest {
  protected:
   void SetUp() override {
-    for (const char* r : {"plot_param", "label", "color_text", "color_cont", "color_fill", "device", "variable",
-                          "out_file", "map_file", "color_data"})
-      RES_put(r, "");
-    zor::map::reset();
-    zor::map_draw::reset();
-    zor::var::reset();
-    zor::raw::reset();
-    zor::nids_plot::reset();
-    NIDS_reset();
-    batch_.emplace();
-    // Only the symbology unless a test asks for more.
-    FLAG_setplot(8, 0);
-    FLAG_setplot(7, 0);
-  }
-  void TearDown() override {
-    batch_.reset();
-    zor::nids_plot::reset();
-    NIDS_reset();
-    for (const char* r : {"plot_param", "variable"}) RES_put(r, "");
-  }
-
-  void restart() {
-    TearDown();
-    SetUp();
+    RadarFrameTest::SetUp();
+    FLAG_setplot(7, 0);  // only the symbology unless a test asks for more
   }
 
   // Draws one frame of `path` on `dom` (the product's own domain when its
@@ -479,7 +340,6 @@ class NidsFrameTest : public ::testing::Test {
   Domain plot_domain_;
   bool strict_ = true;  // angular neighbours must share a checked bin's colour
   std::string summary_;
-  std::optional<zor::test::BatchPlot> batch_;
 };
 
 TEST_F(NidsFrameTest, RadialProductsColourEveryBinByTheirTable) {
@@ -650,63 +510,6 @@ std::string write_temp(const Bytes& b, const std::string& name) {
   FilePtr f(std::fopen(path.c_str(), "wb"));
   std::fwrite(b.data(), 1, b.size(), f.get());
   return path;
-}
-
-TEST_F(NidsFrameTest, CompressedProductsDrawLikeTheirPlainForms) {
-  // zlib: the whole product after the bulletin header, each stream led by 54
-  // bytes of repeated bulletin text.
-  const Bytes z = read_file(data_path("N0R_20041119_2147"));
-  const std::size_t head = after_lines(z, 4);
-  const Bytes body = inflate_streams(Bytes(z.begin() + static_cast<long>(head), z.end()));
-  ASSERT_GT(body.size(), 200u);
-  Bytes plain_z(z.begin(), z.begin() + static_cast<long>(head));
-  plain_z.insert(plain_z.end(), body.begin() + 54, body.end());
-  // bzip2: the symbology block.
-  const Bytes c = read_file(data_path("KBMX_SDUS54_N0QBMX_201501020205"));
-  const std::size_t symb = after_lines(c, 2) + 120;
-  ASSERT_EQ(c[symb], 'B');
-  Bytes plain_b(c.begin(), c.begin() + static_cast<long>(symb));
-  const Bytes sym = bunzip(Bytes(c.begin() + static_cast<long>(symb), c.end()));
-  plain_b.insert(plain_b.end(), sym.begin(), sym.end());
-
-  const std::pair<std::string, std::string> pairs[] = {
-      {data_path("N0R_20041119_2147"), write_temp(plain_z, "nids_plot_plain_zlib")},
-      {data_path("KBMX_SDUS54_N0QBMX_201501020205"), write_temp(plain_b, "nids_plot_plain_bzip2")}};
-  for (const auto& [packed, plain] : pairs) {
-    SCOPED_TRACE(packed);
-    Capture a, b;
-    plot(packed, Domain{}, a);
-    const long fills = zor::nids_plot::fill_calls();
-    restart();
-    plot(plain, Domain{}, b);
-    EXPECT_GT(fills, 100);
-    EXPECT_EQ(zor::nids_plot::fill_calls(), fills);
-    EXPECT_TRUE(a.same_as(b));
-    restart();
-    std::remove(plain.c_str());
-  }
-}
-
-TEST_F(NidsFrameTest, StormsOfTheTableAreMarkedWhereTheyStand) {
-  // The composite reflectivity product carries a storm table in its pages.
-  const std::string name = "KBMX_SDUS54_NCRBMX_201501020205";
-  const Decoded d = decode(data_path(name));
-  FLAG_setplot(7, 1);
-  RES_put("variable", "comp");
-  Capture cap;
-  plot(data_path(name), Domain{}, cap);
-  // V3 at 44/19 and B4 at 227/70 (degrees / nautical miles).
-  MAP_domain(&plot_domain_);
-  float x0 = 0, y0 = 0;
-  MAP_tran(d.info.domain.clat, d.info.domain.clon, &x0, &y0);
-  const std::uint32_t white = rgb_of("white");
-  for (const auto& [ang, rng] : {std::pair{44.0f, 19.0f}, std::pair{227.0f, 70.0f}}) {
-    float x = 0, y = 0;
-    ASSERT_EQ(MAP_offset(x0, y0, ang, rng * 1.852f, &x, &y), 1);
-    int px = 0, py = 0;
-    ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
-    EXPECT_GE(cap.count_near(px, py, white, 1), 3) << ang << "/" << rng;
-  }
 }
 
 TEST_F(NidsFrameTest, SiteMarkerAndRangeRing) {
@@ -896,58 +699,48 @@ TEST_F(NidsFrameTest, TruncatedProductsEndTheirFramesCleanly) {
   EXPECT_GT(drawn, 50);
 }
 
-TEST_F(NidsFrameTest, StormTracksRunDownwindForTwoHours) {
-  // Storm V3 of the composite reflectivity table stands at 44/19 (degrees /
-  // nautical miles) and moves from 246 degrees at 60 knots: its track runs
-  // 120 nautical miles towards 66 degrees.
-  const std::string name = "KBMX_SDUS54_NCRBMX_201501020205";
-  const Decoded d = decode(data_path(name));
-  FLAG_setplot(7, 1);
-  FLAG_setplot(10, 0);  // the overlay alone
-  RES_put("variable", "track");
-  Capture cap;
-  plot(data_path(name), Domain{}, cap);
-  const Gpt site = radar_xy(d.info);
-  float sx = 0, sy = 0;
-  ASSERT_EQ(MAP_offset(site.x, site.y, 44.0f, 19 * 1.852f, &sx, &sy), 1);
-  const std::uint32_t back = rgb_of_index(gget_back_color());
-  auto lit_near = [&](float x, float y) {
-    int px = 0, py = 0;
-    if (!pixel_at(x, y, &px, &py, cap)) return -1;
-    return 25 - cap.count_near(px, py, back);
-  };
-  for (float km : {40.0f, 80.0f, 120.0f}) {
-    float x = 0, y = 0;
-    MAP_offset(sx, sy, 66.0f, km, &x, &y);
-    EXPECT_GT(lit_near(x, y), 0) << km << " km along the track";
-    // Nothing upwind.
-    MAP_offset(sx, sy, 246.0f, km, &x, &y);
-    EXPECT_EQ(lit_near(x, y), 0) << km << " km upwind";
+TEST_F(NidsFrameTest, StormOverlaysStandWhereTheTableSays) {
+  // The composite reflectivity's storm table: V3 at 44/19 (degrees /
+  // nautical miles) moving from 246 degrees at 60 knots, then B4 at 227/70.
+  const std::string path = data_path("KBMX_SDUS54_NCRBMX_201501020205");
+  const Decoded d = decode(path);
+  const std::uint32_t white = rgb_of("white");
+  for (const auto& [var, param] : {std::pair{"comp", ""}, {"track", ""}, {"id", "numplt=1"}}) {
+    SCOPED_TRACE(var);
+    restart();
+    FLAG_setplot(7, 1);
+    FLAG_setplot(10, 0);  // the overlay alone
+    RES_put("variable", var);
+    RES_put("plot_param", param);
+    Capture cap;
+    plot(path, Domain{}, cap);
+    const std::uint32_t back = rgb_of_index(gget_back_color());
+    // Pixels of `colour` (not the background when 0) within r pixels of the
+    // point `km` from (x, y) towards `ang`; -1 off the plot.
+    auto count = [&](Gpt from, float ang, float km, int r, std::uint32_t colour = 0) {
+      float x = 0, y = 0;
+      int px = 0, py = 0;
+      if (MAP_offset(from.x, from.y, ang, km, &x, &y) != 1 || !pixel_at(x, y, &px, &py, cap)) return -1;
+      return colour ? cap.count_near(px, py, colour, r) : (2 * r + 1) * (2 * r + 1) - cap.count_near(px, py, back, r);
+    };
+    const Gpt site = radar_xy(d.info);
+    const float nm = 1.852f;
+    const std::string v = var;
+    if (v == "comp") {  // a white mark at each storm
+      EXPECT_GE(count(site, 44, 19 * nm, 1, white), 3);
+      EXPECT_GE(count(site, 227, 70 * nm, 1, white), 3);
+    } else if (v == "track") {  // two hours downwind, nothing upwind
+      Gpt v3;
+      ASSERT_EQ(MAP_offset(site.x, site.y, 44, 19 * nm, &v3.x, &v3.y), 1);
+      for (float km : {40.0f, 80.0f, 120.0f}) {
+        EXPECT_GT(count(v3, 66, km, 2), 0) << km << " km along the track";
+        EXPECT_EQ(count(v3, 246, km, 2), 0) << km << " km upwind";
+      }
+    } else {  // the identifier of the first storm only
+      EXPECT_GT(count(site, 44, 19 * nm, 15), 5);
+      EXPECT_EQ(count(site, 227, 70 * nm, 15), 0);
+    }
   }
-}
-
-TEST_F(NidsFrameTest, StormValuesAreWrittenAtTheStorms) {
-  // "id" writes each storm's identifier at its position, "numplt=1" keeps
-  // to the first storm of the table (V3 at 44/19; B4 at 227/70 is second).
-  const std::string name = "KBMX_SDUS54_NCRBMX_201501020205";
-  const Decoded d = decode(data_path(name));
-  FLAG_setplot(7, 1);
-  FLAG_setplot(10, 0);
-  RES_put("variable", "id");
-  RES_put("plot_param", "numplt=1");
-  Capture cap;
-  plot(data_path(name), Domain{}, cap);
-  const Gpt site = radar_xy(d.info);
-  const std::uint32_t back = rgb_of_index(gget_back_color());
-  auto ink_near = [&](float ang, float nm) {
-    float x = 0, y = 0;
-    MAP_offset(site.x, site.y, ang, nm * 1.852f, &x, &y);
-    int px = 0, py = 0;
-    if (!pixel_at(x, y, &px, &py, cap)) return -1;
-    return 31 * 31 - cap.count_near(px, py, back, 15);
-  };
-  EXPECT_GT(ink_near(44.0f, 19.0f), 5);
-  EXPECT_EQ(ink_near(227.0f, 70.0f), 0);
 }
 
 }  // namespace

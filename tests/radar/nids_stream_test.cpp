@@ -15,8 +15,6 @@ using namespace nids_test;
 
 namespace {
 
-// Length of the bulletin text before the message header: the lines the
-// reader skips for this header form.
 TEST(NidsCompression, ZlibProductMatchesItsPlainForm) {
   // Whole product zlib-compressed (in several streams) after a SOH CR
   // bulletin header; each stream repeats 54 bytes of bulletin text first.

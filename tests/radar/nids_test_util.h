@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "zor/nids.h"
 
 namespace nids_test {
@@ -137,6 +139,57 @@ inline Listing dump_file(const std::string& name) {
 inline int header_of(const std::string& name, NIDS_info* info) {
   FilePtr f(std::fopen(data_path(name).c_str(), "rb"));
   return f ? NIDS_get_header(f.get(), info) : 0;
+}
+
+// One radial of a decoded product: its angles and one value per bin.
+struct Radial {
+  float start = 0, width = 0;
+  std::vector<float> bins;
+};
+// One raster row: one value per cell.
+using Row = std::vector<float>;
+
+struct Decoded {
+  NIDS_info info;
+  std::vector<Radial> radials;
+  std::vector<Row> rows;
+};
+
+inline Decoded decode(const std::string& path) {
+  Decoded d;
+  NIDS_reset();
+  FilePtr f(std::fopen(path.c_str(), "rb"));
+  EXPECT_TRUE(f) << path;
+  if (!f || NIDS_get_header(f.get(), &d.info) != 1) return d;
+  int code = d.info.type;
+  do {
+    if (code == NIDS_PKT_RADIAL || code == NIDS_PKT_DIGITAL_RADIAL) {
+      Radial r;
+      while (NIDS_get_radial(f.get(), &r.start, &r.width) == 1) {
+        r.bins.clear();
+        NIDS_data v;
+        while (NIDS_get_data(f.get(), &v) == 1)
+          for (int i = 0; i < static_cast<int>(v.run); ++i) r.bins.push_back(v.val);
+        d.radials.push_back(r);
+      }
+    } else if (code == NIDS_PKT_RASTER || code == NIDS_PKT_PRECIP_ARRAY) {
+      while (NIDS_get_rastor(f.get()) == 1) {
+        Row row;
+        NIDS_data v;
+        while (NIDS_get_data(f.get(), &v) == 1)
+          for (int i = 0; i < static_cast<int>(v.run); ++i) row.push_back(v.val);
+        d.rows.push_back(row);
+      }
+    }
+  } while (NIDS_packet(f.get(), &code) == 1);
+  NIDS_reset();
+  // The header as the plotter holds it (its domain is the one plotted).
+  std::vector<char> name(path.begin(), path.end());
+  name.push_back('\0');
+  EXPECT_EQ(NIDS_open_file(name.data()), 1);
+  d.info = zor::nids_plot::info();
+  NIDS_close_file();
+  return d;
 }
 
 // Big-endian product builder for hand-made inputs.

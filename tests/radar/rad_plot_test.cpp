@@ -3,20 +3,16 @@
 // and the intensity bar, and runs of the radar program on good and bad
 // files of every kind.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
-#include <optional>
+#include <tuple>
 #include <string>
 
-#include "../common/batch_plot.h"
+#include "../common/radar_fixture.h"
 #include "../common/capture.h"
 #include "../gks/print_test_util.h"
 #include "cvt_test_util.h"
@@ -29,12 +25,10 @@
 #include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
-#include "zor/img.h"
 #include "zor/map.h"
 #include "zor/map_draw.h"
 #include "zor/plt.h"
 #include "zor/rad.h"
-#include "zor/raw.h"
 #include "zor/res.h"
 #include "zor/var.h"
 
@@ -73,29 +67,13 @@ Domain summary_grid(int type) {
   return d;
 }
 
-class RadFrame : public ::testing::Test {
+class RadFrame : public zor::test::RadarFrameTest {
  protected:
   void SetUp() override {
-    for (const char* r : {"plot_param", "label", "color_text", "color_fill", "variable", "con_base", "con_interval"})
-      RES_put(r, "");
-    zor::map::reset();
-    zor::map_draw::reset();
-    zor::var::reset();
-    zor::raw::reset();
-    zor::cty::reset();
-    zor::rad::reset();
-    batch_.emplace();
+    RadarFrameTest::SetUp();
     // Only the summary unless a test asks for more; no frame around the plot.
-    FLAG_setplot(8, 0);
     FLAG_setplot(7, 0);
     FLAG_setplot(11, 0);
-  }
-  void TearDown() override {
-    batch_.reset();
-    zor::rad::reset();
-    zor::cty::reset();
-    FLAG_set(11, ZOR_MISSING);
-    for (const char* r : {"plot_param", "variable"}) RES_put(r, "");
   }
 
   // One frame of `file` on the plains, captured; the map transformation
@@ -135,7 +113,6 @@ class RadFrame : public ::testing::Test {
   }
 
   Domain dom_;
-  std::optional<zor::test::BatchPlot> batch_;
 };
 
 TEST_F(RadFrame, SummaryBoxesTakeTheColoursOfTheirLevels) {
@@ -165,12 +142,7 @@ TEST_F(RadFrame, SummaryBoxesTakeTheColoursOfTheirLevels) {
     EXPECT_GT(coloured, 40) << file;
     EXPECT_GT(checked, coloured) << file;
     EXPECT_EQ(wrong, 0) << file << ": first at box " << first;
-    batch_.reset();
-    zor::rad::reset();
-    batch_.emplace();
-    FLAG_setplot(8, 0);
-    FLAG_setplot(7, 0);
-    FLAG_setplot(11, 0);
+    restart();
   }
 }
 
@@ -214,20 +186,15 @@ TEST_F(RadFrame, StationsAndTheirValuesWhereTheSitesAre) {
   MAP_tran(lat, lon, &x, &y);
   int px = 0, py = 0;
   ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
-  int marker = 0, text = 0;
-  for (int j = -1; j <= 1; ++j)
-    for (int i = -1; i <= 1; ++i) marker += cap.pixel(px + i, py + j) != back;
+  int text = 0;
   for (int j = -25; j <= 0; ++j)
     for (int i = -40; i <= 0; ++i) text += cap.pixel(px + i, py + j) != back;
-  EXPECT_GE(marker, 3);
+  EXPECT_GE(9 - cap.count_near(px, py, back, 1), 3);  // the marker
   EXPECT_GT(text, 20);  // "TLX" up and left of the site
   // The ring 50 nautical miles out; nothing halfway.
   MAP_offset(x, y, 180.0f, 50 * 1.852f, &x, &y);
   ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
-  int ring = 0;
-  for (int j = -2; j <= 2; ++j)
-    for (int i = -2; i <= 2; ++i) ring += cap.pixel(px + i, py + j) != back;
-  EXPECT_GT(ring, 0);
+  EXPECT_LT(cap.count_near(px, py, back), 25);
   MAP_tran(lat, lon, &x, &y);
   MAP_offset(x, y, 135.0f, 25 * 1.852f, &x, &y);
   ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
@@ -296,13 +263,10 @@ TEST_F(RadFrame, PlotParametersAndTheVariableMenu) {
   for (const Case& c : cases) {
     RES_put("plot_param", c.words);
     RAD_plot_param();
-    const zor::rad::Params p = zor::rad::params();
-    EXPECT_EQ(p.plt_dist, c.want.plt_dist) << c.words;
-    EXPECT_EQ(p.plt_site, c.want.plt_site) << c.words;
-    EXPECT_EQ(p.plt_status, c.want.plt_status) << c.words;
-    EXPECT_EQ(p.num_plt, c.want.num_plt) << c.words;
-    EXPECT_EQ(p.noclar, c.want.noclar) << c.words;
-    EXPECT_EQ(p.refresh, c.want.refresh) << c.words;
+    auto fields = [](const zor::rad::Params& p) {
+      return std::tuple(p.plt_dist, p.plt_site, p.plt_status, p.num_plt, p.noclar, p.refresh);
+    };
+    EXPECT_EQ(fields(zor::rad::params()), fields(c.want)) << c.words;
   }
   RES_put("plot_param", "nobar");
   RAD_plot_param();

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "cvt_test_util.h"
 #include "zor/dom.h"
@@ -17,6 +18,9 @@
 using namespace cvt_test;
 
 namespace {
+
+// C strings compared by value inside tuples.
+std::string str(const char* s) { return s; }
 
 // An open file with its information, closed at the end of the scope.
 struct Open {
@@ -77,17 +81,17 @@ TEST_F(RadRead, MdrTextGridRowsFromTheStartLine) {
   EXPECT_EQ(std::tuple(f.info->date.year, f.info->date.month, f.info->date.hour, f.info->date.min),
             std::tuple(1995, 5, 19, 35));
   // "+ 10 20": the first row line is row 11 from column 20.
-  const int row11[] = {0, 0, 1, 2}, row12[] = {9, 0, 3, 4};
-  for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(f.at(20 + i, 11), row11[i]) << i;
-    EXPECT_EQ(f.at(20 + i, 12), row12[i]) << i;
-  }
-  EXPECT_EQ(f.at(20, 10), -1);
-  EXPECT_EQ(f.at(20, 13), -1);  // after the closing '+' line
-  // The second section reaches past the last column and row: left out.
-  EXPECT_EQ(f.at(470, 359), 1);
-  EXPECT_EQ(f.at(478, 359), 9);
-  EXPECT_EQ(f.at(479, 359), 0);
+  auto row = [&](int c, int r, int n) {
+    std::vector<int> v;
+    for (int i = 0; i < n; ++i) v.push_back(f.at(c + i, r));
+    return v;
+  };
+  EXPECT_EQ(row(20, 11, 4), (std::vector{0, 0, 1, 2}));
+  EXPECT_EQ(row(20, 12, 4), (std::vector{9, 0, 3, 4}));
+  // Nothing before or after (the closing '+' line); the second section
+  // reaches past the last column and row: left out.
+  EXPECT_EQ(std::tuple(f.at(20, 10), f.at(20, 13)), std::tuple(-1, -1));
+  EXPECT_EQ(std::tuple(f.at(470, 359), f.at(478, 359), f.at(479, 359)), std::tuple(1, 9, 0));
 }
 
 TEST_F(RadRead, RcmTextRowsContinueAndClamp) {
@@ -124,37 +128,21 @@ TEST_F(RadRead, MdrStationTable) {
   const Open f(cvt_path("mdr.txt"));
   MDR_report r;
   ASSERT_EQ(MDR_read(f.fd, &r, 0, 0), 0);
-  EXPECT_STREQ(r.id, "TLX");
-  EXPECT_STREQ(r.config, "AREA");
-  EXPECT_EQ(r.numprec, 1);
-  EXPECT_STREQ(r.prec[0].type, "TRW");
-  EXPECT_EQ(r.prec[0].intens, 3);
-  EXPECT_STREQ(r.trend, "+");
+  EXPECT_EQ(std::tuple(str(r.id), str(r.config), r.numprec, str(r.prec[0].type), r.prec[0].intens, str(r.trend)),
+            std::tuple("TLX", "AREA", 1, "TRW", 3, "+"));
   EXPECT_EQ(std::tuple(r.tops.h, r.tops.dir, r.tops.rad), std::tuple(450, 270, 15));
-  EXPECT_EQ(r.move[0].type, 'A');
-  EXPECT_EQ(r.move[0].dir, 250);
-  EXPECT_EQ(r.move[0].spd, 15);
-  EXPECT_EQ(r.move[1].type, 'C');
-  EXPECT_EQ(r.move[1].dir, 200);
-  EXPECT_EQ(r.move[2].type, ' ');
+  EXPECT_EQ(std::tuple(r.move[0].type, r.move[0].dir, r.move[0].spd, r.move[1].type, r.move[1].dir, r.move[2].type),
+            std::tuple('A', 250, 15, 'C', 200, ' '));
 
   ASSERT_EQ(MDR_read(f.fd, &r, 0, 2), 0);
-  EXPECT_STREQ(r.id, "ICT");
-  EXPECT_EQ(r.prec[0].intens, 6);  // "XX"
-  EXPECT_EQ(r.tops.h, ZOR_MISSING);
-  EXPECT_EQ(r.move[0].type, ' ');
-  EXPECT_EQ(r.move[1].type, 'C');
-  EXPECT_EQ(r.move[1].dir, 180);
+  // "XX" is intensity 6; no tops.
+  EXPECT_EQ(std::tuple(str(r.id), r.prec[0].intens, r.tops.h, r.move[0].type, r.move[1].type, r.move[1].dir),
+            std::tuple("ICT", 6, ZOR_MISSING, ' ', 'C', 180));
   // A line cut short after the configuration.
   ASSERT_EQ(MDR_read(f.fd, &r, 0, 3), 0);
-  EXPECT_STREQ(r.config, "NE");
-  EXPECT_EQ(r.numprec, 0);
-  EXPECT_EQ(r.move[0].dir, ZOR_MISSING);
+  EXPECT_EQ(std::tuple(str(r.config), r.numprec, r.move[0].dir), std::tuple("NE", 0, ZOR_MISSING));
   ASSERT_EQ(MDR_read(f.fd, &r, 0, 4), 0);
-  EXPECT_STREQ(r.prec[0].type, " ");
-  EXPECT_EQ(r.prec[0].intens, 9);
-  EXPECT_EQ(r.tops.h, 120);
-  EXPECT_EQ(r.tops.rad, 0);
+  EXPECT_EQ(std::tuple(str(r.prec[0].type), r.prec[0].intens, r.tops.h, r.tops.rad), std::tuple(" ", 9, 120, 0));
   // The blank line ends the table; earlier reports read again.
   EXPECT_EQ(MDR_read(f.fd, &r, 0, 5), -1);
   ASSERT_EQ(MDR_read(f.fd, &r, 1, 1), 0);
@@ -176,14 +164,9 @@ TEST_F(RadRead, RcmReportsUpToTheNextHeader) {
   EXPECT_EQ(std::tuple(r->num, r->mode, r->maxt), std::tuple(12, 1, 450));
   EXPECT_FLOAT_EQ(r->maxt_x, 35.6f);
   ASSERT_EQ(r->num_storm, 2);
-  EXPECT_STREQ(r->storm[1].id, "B2");
-  EXPECT_EQ(r->storm[1].dir, 250);
-  EXPECT_EQ(r->storm[1].hail, 1);
-  EXPECT_EQ(r->num_meso, 1);
+  EXPECT_EQ(std::tuple(str(r->storm[1].id), r->storm[1].dir, r->storm[1].hail, r->num_meso), std::tuple("B2", 250, 1, 1));
   ASSERT_EQ(RCM_read(f.fd, r.get()), 1);
-  EXPECT_STREQ(r->id, "AMA");
-  EXPECT_EQ(r->mode, 2);
-  EXPECT_EQ(r->status, -1);
+  EXPECT_EQ(std::tuple(str(r->id), r->mode, r->status), std::tuple("AMA", 2, -1));
   EXPECT_EQ(r->num_tvs, RCM_MAX_TVS);  // twelve given
   EXPECT_EQ(r->num_storm, 0);          // its storm line is cut short
   EXPECT_EQ(r->maxt, ZOR_MISSING);     // cleared between reports
@@ -200,33 +183,20 @@ TEST_F(RadRead, NetcdfStationKind) {
   o.cells = {{5, 7, 3}, {119, 89, 9}};
   const Open f(nc11(o));
   ASSERT_EQ(f.got, 0);
-  EXPECT_EQ(f.info->type, RAD_SUM_MDR);
-  EXPECT_EQ(f.info->date.hour, 23);
-  EXPECT_EQ(f.info->date.min, 35);
-  EXPECT_EQ(f.at(5, 7), 3);
-  EXPECT_EQ(f.at(119, 89), 9);
+  EXPECT_EQ(std::tuple(f.info->type, f.info->date.hour, f.info->date.min), std::tuple(RAD_SUM_MDR, 23, 35));
+  EXPECT_EQ(std::tuple(f.at(5, 7), f.at(119, 89), f.at(120, 0)), std::tuple(3, 9, -1));
   EXPECT_LT(f.at(7, 5), 0);
-  EXPECT_EQ(f.at(120, 0), -1);
   MDR_report r;
   ASSERT_EQ(MDR_read(f.fd, &r, 0, 0), 0);
-  EXPECT_STREQ(r.id, "TLX");
-  EXPECT_STREQ(r.region, "SW");
-  EXPECT_EQ(r.numprec, 2);
-  EXPECT_STREQ(r.prec[0].type, "TRW");
-  EXPECT_EQ(r.prec[0].intens, 3);
-  EXPECT_EQ(r.prec[1].intens, 1);
-  EXPECT_STREQ(r.trend, "NEW");
-  EXPECT_EQ(r.move[1].type, 'C');
-  EXPECT_EQ(r.move[1].spd, 30);
-  EXPECT_EQ(r.tops.dir, 270);
+  EXPECT_EQ(std::tuple(str(r.id), str(r.region), r.numprec, str(r.prec[0].type), r.prec[0].intens, r.prec[1].intens),
+            std::tuple("TLX", "SW", 2, "TRW", 3, 1));
+  EXPECT_EQ(std::tuple(str(r.trend), r.move[1].type, r.move[1].spd, r.tops.dir), std::tuple("NEW", 'C', 30, 270));
   EXPECT_NEAR(r.x, 35.33f, 0.3f);  // the station's box, as latitude and longitude
   EXPECT_NEAR(r.y, -97.28f, 0.3f);
   ASSERT_EQ(MDR_read(f.fd, &r, 0, 1), 0);
-  EXPECT_EQ(r.numprec, 1);
-  EXPECT_STREQ(r.prec[0].type, "S");
-  EXPECT_EQ(r.prec[0].intens, 2);
-  EXPECT_STREQ(r.trend, " ");
-  EXPECT_EQ(r.tops.h, ZOR_MISSING);  // the file's missing value
+  // The file's missing value for the tops.
+  EXPECT_EQ(std::tuple(r.numprec, str(r.prec[0].type), r.prec[0].intens, str(r.trend), r.tops.h),
+            std::tuple(1, "S", 2, " ", ZOR_MISSING));
   ASSERT_EQ(MDR_read(f.fd, &r, 0, 2), 0);
   EXPECT_EQ(r.x, ZOR_MISSING_F);
   EXPECT_EQ(MDR_read(f.fd, &r, 0, 3), -1);
@@ -237,26 +207,18 @@ TEST_F(RadRead, NetcdfReportKindIsConverted) {
   o.cells = {{5, 7, 3}, {6, 7, 11}};
   const Open f(nc12(o));
   ASSERT_EQ(f.got, 0);
-  EXPECT_EQ(f.info->date.year, 1995);
-  EXPECT_EQ(f.info->date.min, 35);
-  EXPECT_EQ(f.at(5, 7), 3);  // columns outermost in this file
-  EXPECT_EQ(f.at(6, 7), -1);  // 11 and above: missing
+  EXPECT_EQ(std::tuple(f.info->date.year, f.info->date.min), std::tuple(1995, 35));
+  // Columns outermost in this file; 11 and above are missing.
+  EXPECT_EQ(std::tuple(f.at(5, 7), f.at(6, 7)), std::tuple(3, -1));
   MDR_report r;
   ASSERT_EQ(MDR_read(f.fd, &r, 0, 0), 0);
-  EXPECT_STREQ(r.config, "AREA");
-  EXPECT_STREQ(r.prec[0].type, "TRW");
-  EXPECT_EQ(r.prec[0].intens, 3);
-  EXPECT_STREQ(r.prec[1].type, "S");
-  EXPECT_STREQ(r.trend, "NEW");
-  EXPECT_EQ(r.loc[0].dir, 270);
-  EXPECT_EQ(r.loc[0].rad, 15);
-  EXPECT_EQ(r.move[0].dir, 250);
-  EXPECT_EQ(r.move[0].spd, 19);
-  EXPECT_EQ(r.tops.h, 328);
+  EXPECT_EQ(std::tuple(str(r.config), str(r.prec[0].type), r.prec[0].intens, str(r.prec[1].type), str(r.trend)),
+            std::tuple("AREA", "TRW", 3, "S", "NEW"));
+  EXPECT_EQ(std::tuple(r.loc[0].dir, r.loc[0].rad, r.move[0].dir, r.move[0].spd, r.tops.h),
+            std::tuple(270, 15, 250, 19, 328));
   EXPECT_FLOAT_EQ(r.x, 35.33f);
   ASSERT_EQ(MDR_read(f.fd, &r, 0, 1), 0);
-  EXPECT_STREQ(r.config, "NA");
-  EXPECT_STREQ(r.trend, "+");
+  EXPECT_EQ(std::tuple(str(r.config), str(r.trend)), std::tuple("NA", "+"));
   EXPECT_EQ(MDR_read(f.fd, &r, 0, 2), -1);
 }
 
@@ -327,10 +289,9 @@ TEST_F(RadRead, MdrVariables) {
     data.x = 1.0f;
     data.y = 2.0f;
     EXPECT_EQ(MDR_get_data(&r, &v, &data), 1);
-    EXPECT_STREQ(data.data, c.text) << c.var;
-    EXPECT_EQ(data.value[0], c.v0) << c.var;
-    EXPECT_EQ(data.value[1], c.v1) << c.var;
-    EXPECT_EQ(data.x != 1.0f, c.moved) << c.var;
+    EXPECT_EQ(std::tuple(str(data.data), data.value[0], data.value[1], data.x != 1.0f),
+              std::tuple(c.text, c.v0, c.v1, c.moved))
+        << c.var;
   }
 }
 
@@ -362,10 +323,9 @@ TEST_F(RadRead, RcmVariablesWalkTheirEntries) {
   for (const Case& c : cases) {
     VAR_data v = var(c.var);
     RAW_data data;
-    EXPECT_EQ(RCM_get_data(c.r, c.ind, &v, &data), c.ret) << c.var << c.ind;
-    EXPECT_STREQ(data.data, c.text) << c.var << c.ind;
-    EXPECT_EQ(data.value[0], c.v0) << c.var << c.ind;
-    EXPECT_EQ(data.value[1], c.v1) << c.var << c.ind;
+    const int ret = RCM_get_data(c.r, c.ind, &v, &data);
+    EXPECT_EQ(std::tuple(ret, str(data.data), data.value[0], data.value[1]), std::tuple(c.ret, c.text, c.v0, c.v1))
+        << c.var << c.ind;
   }
   // Entries carry their own positions.
   VAR_data meso = var("meso");

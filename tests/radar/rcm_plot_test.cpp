@@ -1,7 +1,5 @@
-// Radar coded message frames drawn on the in-memory raster: every echo cell
-// of a real message in its category's colour where the message puts it, the
-// storm, mesocyclone and TVS symbols and motion barbs of a bulletin, the
-// plot parameters, and the station prompt.
+// Radar coded message frames on the in-memory raster: echo cells in their
+// colours, the symbols and barbs of a bulletin, and the station prompt.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,30 +10,25 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <optional>
+#include <tuple>
 #include <string>
 #include <vector>
 
-#include "../common/batch_plot.h"
+#include "../common/radar_fixture.h"
 #include "../common/capture.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/clr.h"
 #include "zor/cont.h"
 #include "zor/cty.h"
-#include "zor/dom.h"
 #include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
-#include "zor/gks_dev.h"
-#include "zor/img.h"
 #include "zor/map.h"
 #include "zor/map_draw.h"
 #include "zor/plt.h"
-#include "zor/raw.h"
 #include "zor/rcm.h"
 #include "zor/res.h"
-#include "zor/var.h"
 
 namespace {
 
@@ -59,25 +52,11 @@ Domain polar(float lat, float lon, int n, float step) {
   return d;
 }
 
-class RcmFrameTest : public ::testing::Test {
+class RcmFrameTest : public zor::test::RadarFrameTest {
  protected:
   void SetUp() override {
-    for (const char* r :
-         {"plot_param", "label", "variable", "out_file", "map_file", "color_data", "identifier"})
-      RES_put(r, "");
-    zor::map::reset();
-    zor::map_draw::reset();
-    zor::var::reset();
-    zor::raw::reset();
-    zor::rcm::reset();
-    batch_.emplace();
-    FLAG_setplot(8, 0);  // no map unless asked
+    RadarFrameTest::SetUp();
     FLAG_setplot(7, 0);
-  }
-  void TearDown() override {
-    batch_.reset();
-    zor::rcm::reset();
-    for (const char* r : {"plot_param", "variable"}) RES_put(r, "");
   }
 
   // One frame of `station` from `path` on `dom` (the site's own 100 x 100
@@ -134,19 +113,9 @@ class RcmFrameTest : public ::testing::Test {
     return *px >= 3 && *py >= 3 && *px < cap.img.width - 3 && *py < cap.img.height - 3;
   }
 
-  // Pixels around (px, py) within `r` that differ from the background.
-  static int lit(const Capture& cap, int px, int py, int r) {
-    int n = 0;
-    for (int j = -r; j <= r; ++j)
-      for (int i = -r; i <= r; ++i)
-        n += cap.pixel(px + i, py + j) != rgb_of_index(gget_back_color());
-    return n;
-  }
-
   Domain dom_;
   float lat_ = 0.0f;
   float lon_ = 0.0f;
-  std::optional<zor::test::BatchPlot> batch_;
 };
 
 TEST_F(RcmFrameTest, EveryEchoCellOfARealMessageHasItsCategoryColour) {
@@ -228,10 +197,11 @@ TEST_F(RcmFrameTest, StormsMesocyclonesAndTvsStandWhereTheMessageSays) {
   // comes from; the east side at the same height stays dark.
   const Gpt storm = cell_centre(46, 38);
   int px = 0, py = 0;
+  const std::uint32_t back = rgb_of_index(gget_back_color());
   ASSERT_TRUE(pixel_at(Gpt{storm.x - 0.05f * h, storm.y}, &px, &py, cap));
-  EXPECT_GT(lit(cap, px, py, 2), 0);
+  EXPECT_LT(cap.count_near(px, py, back), 25);
   ASSERT_TRUE(pixel_at(Gpt{storm.x + 0.05f * h, storm.y - 0.01f * h}, &px, &py, cap));
-  EXPECT_EQ(lit(cap, px, py, 2), 0);
+  EXPECT_EQ(cap.count_near(px, py, back), 25);
   EXPECT_EQ(CONT_get_bar(), -2) << "nobar";
 }
 
@@ -269,28 +239,12 @@ TEST_F(RcmFrameTest, RefreshDrawsTheNextMinutesFile) {
   EXPECT_NE(out.find("201501020218.rcm"), std::string::npos) << out;
 }
 
-TEST_F(RcmFrameTest, PlotParameterWords) {
-  struct Case {
-    const char* words;
-    int site, graph, clutter, refresh;
-    float dist[4];
-  };
-  const Case cases[] = {
-      {"site,dist", 1, 0, 0, 0, {100, 0, 0, 0}},
-      {"dist=50:100,graph,clutter", 0, 1, 25, 0, {50, 100, 0, 0}},
-      {"dist,nodist,clutter=40,refresh", 0, 0, 40, 1, {0, 0, 0, 0}},
-      {"clutter,noclutter,graph,nograph", 0, 0, 0, 0, {0, 0, 0, 0}},
-  };
-  for (const auto& c : cases) {
-    RES_put("plot_param", c.words);
-    RCM_plot_param();
-    const auto p = zor::rcm::params();
-    EXPECT_EQ(p.plt_site, c.site) << c.words;
-    EXPECT_EQ(p.plt_graph, c.graph) << c.words;
-    EXPECT_EQ(p.clutter_rad, c.clutter) << c.words;
-    EXPECT_EQ(p.refresh, c.refresh) << c.words;
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(p.plt_dist[i], c.dist[i]) << c.words;
-  }
+TEST_F(RcmFrameTest, PlotParametersReadTheSharedSiteWords) {
+  RES_put("plot_param", "site,dist=50:100,clutter=40,refresh");
+  RCM_plot_param();
+  const auto p = zor::rcm::params();
+  EXPECT_EQ(std::tuple(p.plt_site, p.plt_dist[0], p.plt_dist[1], p.clutter_rad, p.refresh),
+            std::tuple(1, 50.0f, 100.0f, 40, 1));
 }
 
 // The station prompt in a child process reading `input`.

@@ -2,13 +2,8 @@
 // 35, "-inp rcmsite") without a display: the PNG read back with libpng, the
 // printed report, and the exit status of a station that is not there.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "../gks/print_test_util.h"
@@ -20,10 +15,6 @@ namespace {
 const std::string kDir = std::string(ZOR_TEST_DATA_DIR) + "/rcm/";
 
 using zor::test::ProgramRun;
-
-int count_colour(const zor::test::Raster& r, unsigned rgb) {
-  return r.count(0, 0, r.width, r.height, rgb);
-}
 
 class RcmProgramTest : public ::testing::Test {
  protected:
@@ -46,10 +37,8 @@ TEST_F(RcmProgramTest, RealMessagePlotsItsEchoesAndPrintsItsReport) {
   ASSERT_TRUE(zor::test::read_png((dir_ / "okx.png").string(), img)) << r.out << r.err;
   // Categories 1 to 4 of the message in their table colours, and the
   // mesocyclones' yellow markers.
-  EXPECT_GT(count_colour(img, 0x0000FF), 300);
-  EXPECT_GT(count_colour(img, 0x00CCCC), 300);
-  EXPECT_GT(count_colour(img, 0x00BF00), 100);
-  EXPECT_GT(count_colour(img, 0xFFFF00), 20);
+  for (const auto& [rgb, least] : {std::pair{0x0000FFu, 300}, {0x00CCCCu, 300}, {0x00BF00u, 100}, {0xFFFF00u, 20}})
+    EXPECT_GT(img.count(0, 0, img.width, img.height, rgb), least) << std::hex << rgb;
 }
 
 TEST_F(RcmProgramTest, StationsThatCannotBePlottedEndTheProgram) {

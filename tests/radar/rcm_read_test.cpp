@@ -5,11 +5,11 @@
 
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <tuple>
 
+#include "../common/files.h"
 #include "zor/rcm.h"
 
 namespace {
@@ -24,11 +24,6 @@ struct FileCloser {
 using File = std::unique_ptr<FILE, FileCloser>;
 
 File open(const std::string& name) { return File(std::fopen((kDir + name).c_str(), "rb")); }
-
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
 
 // A file holding `text`, unique to this process.
 class TempFile {
@@ -69,51 +64,21 @@ struct RealCase {
   Cell cells[4];
 };
 
+// clang-format off
 const RealCase kReal[] = {
     // "HMN1": H row block 7, M column block 12, N = 13 -> column 51, row 29.
     // "HMG1B01B011": column 49, row 30: 1, B repeats it twice, 0, 1, ...
     // "CM4LOB 260051" and "CM4LOB S089HN"; "/MT330:GOL".
-    {"KBMX_SDUS44_RCMBMX_201501020217",
-     "BMX",
-     320,
-     33.172f,
-     -86.770f,
-     759.0f,
-     2015,
-     1,
-     2,
-     2,
-     17,
-     330,
-     58,
-     27,
-     8,
-     16,
-     0,
-     {"M4", 56, 45, 89, 260, 51, 0},
+    {"KBMX_SDUS44_RCMBMX_201501020217", "BMX", 320, 33.172f, -86.770f, 759.0f, 2015, 1, 2, 2, 17,
+     330, 58, 27, 8, 16, 0, {"M4", 56, 45, 89, 260, 51, 0},
      {{51, 29, 1}, {49, 30, 1}, {51, 30, 1}, {52, 30, 0}}},
     // "ENI8": column 54, row 16; "ENJ8B": column 54, row 17, 8 three times.
     // "CL6POC 160072" / "CL6POC S116HN"; "/MT620:QNP"; "/NMES02: M07POD,M06PKB".
-    {"KOKX_SDUS41_RCMOKX_201108280716",
-     "OKX",
-     515,
-     40.865f,
-     -72.864f,
-     198.0f,
-     2011,
-     8,
-     28,
-     7,
-     17,
-     620,
-     55,
-     67,
-     12,
-     18,
-     2,
-     {"L6", 56, 62, 116, 160, 72, 0},
+    {"KOKX_SDUS41_RCMOKX_201108280716", "OKX", 515, 40.865f, -72.864f, 198.0f, 2011, 8, 28, 7, 17,
+     620, 55, 67, 12, 18, 2, {"L6", 56, 62, 116, 160, 72, 0},
      {{54, 16, 8}, {54, 17, 8}, {56, 17, 8}, {57, 17, RCM_NO_ECHO}}},
 };
+// clang-format on
 
 TEST(RcmRead, RealProductMessages) {
   for (const auto& c : kReal) {
@@ -124,15 +89,11 @@ TEST(RcmRead, RealProductMessages) {
     ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
     EXPECT_STREQ(zor::rcm::last_warning(), "");
     EXPECT_STREQ(r.id, c.id);
-    EXPECT_EQ(r.num, c.num);
     EXPECT_NEAR(r.lat, c.lat, 1e-4);
     EXPECT_NEAR(r.lon, c.lon, 1e-4);
     EXPECT_NEAR(r.elev, c.elev_ft * 0.3048f, 1e-3);
-    EXPECT_EQ(r.date.year, c.year);
-    EXPECT_EQ(r.date.month, c.month);
-    EXPECT_EQ(r.date.day, c.day);
-    EXPECT_EQ(r.date.hour, c.hour);
-    EXPECT_EQ(r.date.min, c.min);
+    EXPECT_EQ(std::tuple(r.num, r.date.year, r.date.month, r.date.day, r.date.hour, r.date.min),
+              std::tuple(c.num, c.year, c.month, c.day, c.hour, c.min));
     EXPECT_EQ(std::tuple(r.mode, r.status, r.maxt, r.maxt_x, r.maxt_y, r.num_storm, r.num_vad, r.num_meso, r.num_tvs),
               std::tuple(1, ZOR_MISSING, c.maxt, c.maxt_x, c.maxt_y, c.storms, c.vads, c.meso, 0));
     const RCM_storm& s = r.storm[0];
@@ -156,45 +117,26 @@ TEST(RcmRead, PlainBulletinsSiteBySite) {
   EXPECT_EQ(std::tuple(r.date.year, r.date.month, r.date.day, r.date.hour), std::tuple(1998, 5, 15, 3));
   EXPECT_EQ(r.lat, ZOR_MISSING_F) << "the plain form carries no position";
   // JLK12C: columns 46 and 47 of row 38 are 1 and 2, columns 48-50 are 2.
-  const int jlk[] = {1, 2, 2, 2, 2};
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(r.echo[46 + i][38], jlk[i]);
-  EXPECT_EQ(r.echo[51][38], RCM_NO_ECHO);
-  EXPECT_EQ(r.echo[0][0], 5);
-  EXPECT_EQ(r.echo[38][37], 1);  // JJJ1A0
-  EXPECT_EQ(r.echo[39][37], 1);
-  EXPECT_EQ(r.echo[40][37], 0);
+  // JJJ1A0: columns 38-40 of row 37 are 1, 1, 0.
+  EXPECT_EQ(std::tuple(r.echo[46][38], r.echo[47][38], r.echo[50][38], r.echo[51][38]), std::tuple(1, 2, 2, RCM_NO_ECHO));
+  EXPECT_EQ(std::tuple(r.echo[0][0], r.echo[38][37], r.echo[39][37], r.echo[40][37]), std::tuple(5, 1, 1, 0));
   EXPECT_EQ(cells_set(r), 9) << "ZZZ lies outside the grid";
   EXPECT_NE(std::string(zor::rcm::last_warning()).find("ZZZ"), std::string::npos);
-  EXPECT_EQ(r.maxt, 350);
-  EXPECT_EQ(r.maxt_x, 46);
-  ASSERT_EQ(r.num_vad, 3);
-  EXPECT_EQ(r.vad[0].rms, 6);  // letter C
-  EXPECT_EQ(r.vad[2].rms, 15);
-  EXPECT_EQ(r.vad[1].dir, 230);
-  ASSERT_EQ(r.num_tvs, 1);
-  EXPECT_STREQ(r.tvs[0].id, "A1");
-  EXPECT_EQ(r.tvs[0].x, 46);
-  ASSERT_EQ(r.num_meso, 2);
-  EXPECT_STREQ(r.meso[1].id, "01");
-  EXPECT_EQ(r.meso[1].y, 37);
+  EXPECT_EQ(std::tuple(r.maxt, r.maxt_x), std::tuple(350, 46));
+  ASSERT_EQ(std::tuple(r.num_vad, r.num_tvs, r.num_meso), std::tuple(3, 1, 2));
+  // RMS letter C is 6.
+  EXPECT_EQ(std::tuple(r.vad[0].rms, r.vad[2].rms, r.vad[1].dir), std::tuple(6, 15, 230));
+  EXPECT_EQ(std::tuple(std::string(r.tvs[0].id), r.tvs[0].x, std::string(r.meso[1].id), r.meso[1].y),
+            std::tuple("A1", 46, "01", 37));
   ASSERT_EQ(r.num_storm, 4) << "part C adds the storm part A did not list";
-  const int hail[] = {2, 1, -1, 0};
-  const int hgt[] = {350, 120, 80, 200};
-  for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(r.storm[i].hail, hail[i]);
-    EXPECT_EQ(r.storm[i].hgt, hgt[i]);
-  }
-  EXPECT_EQ(r.storm[3].dir, ZOR_MISSING);
-  EXPECT_EQ(r.storm[2].spd, 5);
+  EXPECT_EQ(std::tuple(r.storm[0].hail, r.storm[1].hail, r.storm[2].hail, r.storm[3].hail), std::tuple(2, 1, -1, 0));
+  EXPECT_EQ(std::tuple(r.storm[0].hgt, r.storm[1].hgt, r.storm[2].hgt, r.storm[3].hgt), std::tuple(350, 120, 80, 200));
+  EXPECT_EQ(std::tuple(r.storm[3].dir, r.storm[2].spd), std::tuple(ZOR_MISSING, 5));
 
   ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
-  EXPECT_STREQ(r.id, "XXB");
-  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(std::tuple(std::string(r.id), r.status), std::tuple("XXB", 2));
   ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
-  EXPECT_STREQ(r.id, "XXC");
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.mode, 2);
-  EXPECT_EQ(cells_set(r), 0);
+  EXPECT_EQ(std::tuple(std::string(r.id), r.status, r.mode, cells_set(r)), std::tuple("XXC", 1, 2, 0));
   ASSERT_EQ(RCM_read_site(f.get(), &r), 0) << "no part A";
   EXPECT_STREQ(r.id, "XXD");
   ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
@@ -223,16 +165,11 @@ TEST(RcmRead, PacketForm) {
   File f = t.open();
   RCM_report r;
   ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
-  EXPECT_STREQ(r.id, "BMX");
-  EXPECT_EQ(r.num, 320);
+  EXPECT_EQ(std::tuple(std::string(r.id), r.num, r.date.year, r.date.month, r.date.min, r.echo[47][38], r.mode),
+            std::tuple("BMX", 320, 1999, 12, 59, 2, 1));
   EXPECT_NEAR(r.lat, 33.172f, 1e-4);
   EXPECT_NEAR(r.lon, -86.770f, 1e-4);
   EXPECT_NEAR(r.elev, 759 * 0.3048f, 1e-3);
-  EXPECT_EQ(r.date.year, 1999);
-  EXPECT_EQ(r.date.month, 12);
-  EXPECT_EQ(r.date.min, 59);
-  EXPECT_EQ(r.echo[47][38], 2);
-  EXPECT_EQ(r.mode, 1);
 }
 
 TEST(RcmRead, PrintedReport) {
@@ -258,8 +195,8 @@ TEST(RcmRead, PrintedReport) {
 // Bad input: every outcome is a return value and a message; nothing is
 // written outside the record (the sanitizers watch), nothing hangs.
 TEST(RcmRead, BadInput) {
-  const std::string plain = slurp(kDir + "plain_sites.txt");
-  const std::string real = slurp(kDir + "KOKX_SDUS41_RCMOKX_201108280716");
+  const std::string plain = zor::test::slurp(kDir + "plain_sites.txt");
+  const std::string real = zor::test::slurp(kDir + "KOKX_SDUS41_RCMOKX_201108280716");
   ASSERT_FALSE(plain.empty());
   ASSERT_FALSE(real.empty());
   struct Bad {
@@ -323,11 +260,9 @@ TEST(RcmRead, BadInput) {
 TEST(RcmRead, LocationCodes) {
   int c = 0, r = 0;
   ASSERT_TRUE(zor::rcm::location("JLK", &c, &r));
-  EXPECT_EQ(c, 46);
-  EXPECT_EQ(r, 38);
+  EXPECT_EQ(std::pair(c, r), std::pair(46, 38));
   EXPECT_TRUE(zor::rcm::location("ZZP", &c, &r));
-  EXPECT_EQ(c, 103);
-  EXPECT_EQ(r, 103);
+  EXPECT_EQ(std::pair(c, r), std::pair(103, 103));
   EXPECT_FALSE(zor::rcm::location("ZZZ", &c, &r));
   EXPECT_FALSE(zor::rcm::location("jlk", &c, &r));
   EXPECT_FALSE(zor::rcm::location("J1K", &c, &r));

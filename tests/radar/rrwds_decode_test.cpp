@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "zor/rrwds.h"
@@ -48,12 +49,9 @@ TEST(RrwdsDecode, HeaderDigitsAndTheirBounds) {
       continue;
     }
     EXPECT_STREQ(out.station, "OAX");
-    EXPECT_EQ(out.range, c.range);
-    EXPECT_EQ(out.hour, c.hour);
-    EXPECT_EQ(out.minute, c.minute);
     EXPECT_FLOAT_EQ(out.elev, c.elev);
-    EXPECT_EQ(out.day, 24);
-    EXPECT_EQ(out.month, 11);
+    EXPECT_EQ(std::tuple(out.range, out.hour, out.minute, out.day, out.month),
+              std::tuple(c.range, c.hour, c.minute, 24, 11));
   }
 }
 

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 
+#include "../common/capture.h"
 #include "../common/files.h"
 #include "../gks/print_test_util.h"
 #include "mosaic_gen.h"
@@ -20,16 +21,7 @@ namespace {
 const std::string kFile = std::string(ZOR_TEST_DATA_DIR) + "/rrwds/oax_levels.rrwds";
 constexpr double kLat = 41.3204, kLon = -96.3668;
 
-int rgb(const zor::test::Raster& r, int x, int y) {
-  const unsigned char* p = r.at(x, y);
-  return p[0] << 16 | p[1] << 8 | p[2];
-}
-
-bool near(int a, int b) {
-  for (int shift : {0, 8, 16})
-    if (std::abs((a >> shift & 0xFF) - (b >> shift & 0xFF)) > 2) return false;
-  return true;
-}
+using zor::test::near;
 
 TEST(RrwdsProgram, LevelsLandInTheirColoursOnTheSiteDomain) {
   const zor::test::TempDir dir("rrwds_program");
@@ -42,14 +34,9 @@ TEST(RrwdsProgram, LevelsLandInTheirColoursOnTheSiteDomain) {
   zor::test::Raster img;
   ASSERT_TRUE(zor::test::read_png(dir / "oax.png", img));
 
-  // The plot's white border along the middle row and column.
-  int left = -1, right = -1, top = -1, bottom = -1;
-  for (int i = 0; i < img.width; ++i)
-    if (rgb(img, i, img.height / 2) == 0xFFFFFF) (left < 0 ? left : right) = i;
-  for (int j = 0; j < img.height; ++j)
-    if (rgb(img, img.width * 3 / 5, j) == 0xFFFFFF) (top < 0 ? top : bottom) = j;
-  ASSERT_GT(right, left + 300);
-  ASSERT_GT(bottom, top + 200);
+  const zor::test::FrameBox b = zor::test::frame_of(img);  // the plot's white border
+  ASSERT_GT(b.right, b.left + 300);
+  ASSERT_GT(b.bottom, b.top + 200);
 
   std::string file = kFile;
   ASSERT_EQ(RRWDS_open_file(file.data()), 1);
@@ -63,7 +50,7 @@ TEST(RrwdsProgram, LevelsLandInTheirColoursOnTheSiteDomain) {
   // Level colours of "None,Blue,Cyan,Green,Yellow,Red,Magenta,Off" in zor.clr.
   const struct {
     double az, nm;
-    int colour;
+    std::uint32_t colour;
   } points[] = {{30, 35, 0x0000FF}, {120, 75, 0x00CCCC}, {210, 95, 0x00BF00}, {300, 35, 0xFFFF00},
                 {70, 100, 0xFF0000}, {250, 40, 0xD900D9}, {160, 40, 0x000000}, {30, 60, 0x000000}};
   for (const auto& p : points) {
@@ -71,9 +58,9 @@ TEST(RrwdsProgram, LevelsLandInTheirColoursOnTheSiteDomain) {
     zor::mosaicgen::destination(kLat, kLon, p.az, p.nm, &lat, &lon);
     float x = 0, y = 0;
     ASSERT_TRUE(MAP_tran(static_cast<float>(lat), static_cast<float>(lon), &x, &y));
-    const int px = left + static_cast<int>((x - lim.x_min) / (lim.x_max - lim.x_min) * (right - left));
-    const int py = top + static_cast<int>((lim.y_max - y) / (lim.y_max - lim.y_min) * (bottom - top));
-    EXPECT_TRUE(near(rgb(img, px, py), p.colour)) << p.az << " deg " << p.nm << " nm: " << std::hex << rgb(img, px, py);
+    const int px = b.left + static_cast<int>((x - lim.x_min) / (lim.x_max - lim.x_min) * (b.right - b.left));
+    const int py = b.top + static_cast<int>((lim.y_max - y) / (lim.y_max - lim.y_min) * (b.bottom - b.top));
+    EXPECT_TRUE(near(img.pixel(px, py), p.colour)) << p.az << " deg " << p.nm << " nm: " << std::hex << img.pixel(px, py);
   }
   MAP_domain(nullptr);
 }
