@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "gks_kernel.h"
 #include "zor/date.h"
 #include "zor/dom.h"
 #include "zor/gks.h"
@@ -24,6 +25,12 @@
 #include "zor/rrwds.h"
 #include "zor/res.h"
 #include "zor/clr.h"
+#include "zor/cont.h"
+#include "zor/cty.h"
+#include "zor/file.h"
+#include "zor/map.h"
+#include "zor/map_draw.h"
+#include "zor/reset.h"
 #include "zor/watch.h"
 
 namespace zor::fuzz {
@@ -75,7 +82,7 @@ std::FILE* sink() {
 void nids(const std::uint8_t* data, std::size_t size) {
   NIDS_reset();
   Stream f = over(data, size);
-  zor::nids::dump_product(f.get(), [](const std::string&) {});
+  zor::nids::dump_product(f.get(), nullptr);  // decoded, not listed
 }
 
 void lev2(const std::uint8_t* data, std::size_t size) {
@@ -145,11 +152,112 @@ void image(const std::uint8_t* data, std::size_t size) {
   IMG_free(&img);
 }
 
+// A fresh graphics kernel (attributes, colours, fonts, metafile state) with a
+// metafile workstation that goes nowhere, so that no input sees what an
+// earlier one left behind. Only the bundled font files stay read, as they do
+// for a whole run of the program.
+void fresh_graphics() {
+  auto fonts = std::move(zor::gks::kernel().font.files);
+  zor::gks::reset_kernel();
+  zor::gks::kernel().font.files = std::move(fonts);
+  zor::gks::reset_color_model();
+  zor::gks::reset_meta();
+  if (gopen_gks(nullptr, 0) != 0 || gopen_ws(1, "/dev/null", GWS_META) != 0) std::abort();
+}
+
+void close_graphics() {
+  gclose_ws(1);
+  gclose_gks();
+}
+
 void meta(const std::uint8_t* data, std::size_t size) {
-  // Played back onto a metafile that goes nowhere.
-  static const bool open = gopen_gks(nullptr, 0) == 0 && gopen_ws(1, "/dev/null", GWS_META) == 0;
-  if (!open) std::abort();
+  fresh_graphics();
   gread_metafile(scratch(data, size));
+  close_graphics();
+}
+
+// The whole earth on latitude/longitude, so every point of a map is drawn.
+Domain globe() {
+  Domain d;
+  DOM_init(&d);
+  d.proj = DOM_LATLON;
+  d.plon = d.clat = d.clon = 0.0f;
+  d.nx = 73;
+  d.ny = 37;
+  d.dx = d.dy = 5.0f;
+  return d;
+}
+
+// Map files, text or binary (told apart by the reader), drawn on the globe.
+void map(const std::uint8_t* data, std::size_t size) {
+  zor::map_draw::reset();
+  zor::map::reset();
+  fresh_graphics();
+  Domain d = globe();
+  MAP_setup(&d);
+  Stream f = over(data, size);
+  MAP_map(f.get());
+  close_graphics();
+}
+
+// A stroke font file loaded and every character drawn with it.
+void font(const std::uint8_t* data, std::size_t size) {
+  fresh_graphics();
+  zor::gks::kernel().font.files.clear();  // this input, not the one before
+  if (read_font(scratch(data, size)) == 0) {
+    std::array<char, 256> all{};
+    for (std::size_t c = 1; c < all.size(); ++c) all[c - 1] = static_cast<char>(c);
+    const Gpt at{0.5f, 0.5f};
+    gtext(&at, all.data());
+  }
+  close_graphics();
+}
+
+// A fill-level file read as the colour fill and looked up over its range.
+void levels(const std::uint8_t* data, std::size_t size) {
+  zor::cont::reset();
+  CONT_set_fill_colors(scratch(data, size), 0);
+  Gattribs a;
+  for (float v = -100.0f; v <= 100.0f; v += 12.5f) CONT_get_fill_attrib(v, &a);
+  for (int i = 0; i < CONT_get_num_cont(); ++i) CONT_get_label(i);
+}
+
+// The name-convention file, matched for a whole and a partial type, and a
+// file name made from a date by the convention found.
+void name_conv(const std::uint8_t* data, std::size_t size) {
+  zor::file::reset();
+  RES_put("name_conv", scratch(data, size));
+  Date d;
+  DATE_init(&d);
+  d.year = 2015;
+  d.month = 1;
+  d.day = 2;
+  d.hour = 2;
+  d.min = 5;
+  d.sec = 0;
+  for (const char* type : {"nids", "nids_n0r", "lev2:c=x", "wat_dat"}) {
+    FILE_set_name(type);
+    std::array<char, FILE_NAME_MAX> name{};
+    FILE_set_date(&d, name.data(), name.size());
+  }
+  RES_put("name_conv", "");
+  zor::file::reset();
+}
+
+// The city database stored for plotting on the globe and searched.
+void city(const std::uint8_t* data, std::size_t size) {
+  zor::cty::reset();
+  zor::map::reset();
+  const Domain d = globe();
+  const char* path = scratch(data, size);
+  for (int type = 1; type <= 3; ++type) CTY_store(path, type, &d, 9);
+  // Where the seeds have a station: a search that finds nothing walks 10,000
+  // cells, slow and the same for every input.
+  CTY_locate loc;
+  CTY_search_loc(40.0f, -100.0f, &loc);
+  CTY_data c;
+  CTY_get(path, "KBMX", &c);
+  zor::cty::reset();
 }
 
 void watch(const std::uint8_t* data, std::size_t size) {
@@ -200,6 +308,11 @@ constexpr Reader kReaders[] = {
     {"defaults", defaults},
     {"colours", colours},
     {"region", region},
+    {"map", map},
+    {"font", font},
+    {"levels", levels},
+    {"name_conv", name_conv},
+    {"city", city},
 };
 
 }  // namespace

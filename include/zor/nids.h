@@ -143,7 +143,8 @@ namespace zor::nids {
 // value per bin, "W" rows, "T" texts, "V" vectors, "B" barbs), then the
 // graphic pages' items prefixed by "P<page> ". Returns 0 when the product
 // decoded cleanly, 1 when no header could be read, 2 when decoding stopped
-// early (NIDS_last_error says why).
+// early (NIDS_last_error says why). An empty `line` decodes the product
+// without listing it.
 int dump_product(FILE* ifile, const std::function<void(const std::string&)>& line);
 
 // The rest of the current radial in one read: the runs NIDS_get_data would

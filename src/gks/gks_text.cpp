@@ -80,7 +80,9 @@ void stroke_text(float ox, float oy, std::string_view s, const Pen& pen) {
   const TextState& t = k.text;
   const FontState& f = k.font;
   const int w = string_width(t, f, s);
-  int xo = horiz_offset(t.horiz_align, w);
+  // The pen position in whole font units, kept as a float: absurd sizes or
+  // expansions from a damaged metafile must not overflow an int.
+  float xo = static_cast<float>(horiz_offset(t.horiz_align, w));
   const int yo = vert_offset(t.vert_align);
   const float scale = t.height / 105.0f;
   Device* dev = current_device();
@@ -91,7 +93,7 @@ void stroke_text(float ox, float oy, std::string_view s, const Pen& pen) {
     if (start < 0) {
       if (c == ' ') {
         const float pitch = t.char_space > 0 ? (t.space * 100 + 100) * t.char_space : t.space * 100 + 40;
-        xo += static_cast<int>(std::trunc(pitch * t.expan));
+        xo += std::trunc(pitch * t.expan);
       }
       continue;
     }
@@ -101,7 +103,7 @@ void stroke_text(float ox, float oy, std::string_view s, const Pen& pen) {
       const int y = f.db[p + 1];
       const bool move = x >= 128;
       const float xv = static_cast<float>(move ? x - 128 : x);
-      const float fx = (xv * t.expan + static_cast<float>(xo)) * scale;
+      const float fx = (xv * t.expan + xo) * scale;
       const float fy = (static_cast<float>(y + yo)) * scale;
       const float wx = ox + t.upy * fx + t.upx * fy;
       const float wy = oy - t.upx * fx + t.upy * fy;
@@ -109,7 +111,7 @@ void stroke_text(float ox, float oy, std::string_view s, const Pen& pen) {
       if (move) buf.move(d);
       else buf.draw(d);
     }
-    xo += static_cast<int>(std::trunc(advance(t, f, c) * t.expan));
+    xo += std::trunc(advance(t, f, c) * t.expan);
     buf.flush();
   }
 }

@@ -41,7 +41,14 @@ using File = std::unique_ptr<std::FILE, FileCloser>;
 bool slurp(const char* path, std::vector<std::uint8_t>& out) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return false;
-  out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  // A read error (a directory named by a damaged image) throws from the
+  // stream buffer whatever the stream's exception mask.
+  try {
+    out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  } catch (const std::ios_base::failure&) {
+    out.clear();
+    return false;
+  }
   return true;
 }
 

@@ -387,8 +387,15 @@ const char* problem() { return rd().problem.c_str(); }
 void reset_reader() {
   Reader& r = rd();
   const int compress = r.compress;
+  // The buffers outlive the volume: the next one reuses them rather than
+  // allocating and clearing 600 KB again. Reads are bounded by osize, so
+  // nothing of the old volume is seen.
+  std::vector<unsigned char> out = std::move(r.out);
+  std::vector<unsigned char> in = std::move(r.in);
   r = Reader{};
   r.compress = compress;
+  r.out = std::move(out);
+  r.in = std::move(in);
 }
 
 }  // namespace zor::lev2

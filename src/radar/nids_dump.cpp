@@ -53,19 +53,21 @@ class ValueText {
   std::vector<Slot> slots_ = std::vector<Slot>(std::size_t{1} << kBits);
 };
 
-// Expands runs into one value per bin or cell.
-int add_runs(FILE* f, std::string& s, ValueText& text) {
+// Expands runs into one value per bin or cell; without `text` (nobody reads
+// the listing) the runs are only decoded.
+int add_runs(FILE* f, std::string& s, ValueText* text) {
   NIDS_data d;
   int stat;
   while ((stat = NIDS_get_data(f, &d)) == 1) {
-    for (int i = 0; i < static_cast<int>(d.run); ++i) text.append(s, d.val);
+    if (text == nullptr) continue;
+    for (int i = 0; i < static_cast<int>(d.run); ++i) text->append(s, d.val);
   }
   return stat;
 }
 
 // Lists the items of the current packet; false when an item read failed.
 bool dump_packet(FILE* f, int code, const std::string& prefix,
-                 const std::function<void(const std::string&)>& line, ValueText& text) {
+                 const std::function<void(const std::string&)>& line, ValueText* text) {
   switch (code) {
     case NIDS_PKT_RADIAL:
     case NIDS_PKT_DIGITAL_RADIAL:
@@ -137,7 +139,11 @@ bool dump_packet(FILE* f, int code, const std::string& prefix,
 
 }  // namespace
 
-int dump_product(FILE* f, const std::function<void(const std::string&)>& line) {
+int dump_product(FILE* f, const std::function<void(const std::string&)>& listing) {
+  // Without a listing the product is decoded only, the costly text of every
+  // bin left out.
+  const std::function<void(const std::string&)> line =
+      listing ? listing : [](const std::string&) {};
   NIDS_info info;
   if (NIDS_get_header(f, &info) != 1) return 1;
   line(format("product %d \"%s\" src %d mode %d packet 0x%X", info.code, info.info, info.src,
@@ -159,7 +165,8 @@ int dump_product(FILE* f, const std::function<void(const std::string&)>& line) {
   line(th);
 
   bool ok = true;
-  ValueText text;
+  ValueText values;
+  ValueText* text = listing ? &values : nullptr;
   int code = info.type;
   do {
     if (!dump_packet(f, code, "", line, text)) {

@@ -2,6 +2,7 @@
 // grid, and its station reports, from the text forms and both netCDF forms.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -510,13 +511,20 @@ void mdr_box_latlon(float col, float row, float* lat, float* lon) {
   else MAP_domain(&save);
 }
 
+// A number of the file as an int: missing where it is not a number or lies
+// beyond the int range, as a damaged file can have it.
+int whole(double v) {
+  if (!std::isfinite(v) || std::fabs(v) >= 2.0e9) return ZOR_MISSING;
+  return static_cast<int>(v);
+}
+
 bool nc_load(OpenFile& f) {
   if (f.loaded) return f.nstat > 0 && f.id.per > 0;
   f.loaded = true;
   const bool st = f.type == RAD_NC_STATION;
   f.nstat = f.nc.dim(st ? "station" : "report");
   if (f.nstat <= 0) return false;
-  f.miss_i = static_cast<int>(f.nc.num_att(nullptr, "missing_val_i", ZOR_MISSING));
+  f.miss_i = whole(f.nc.num_att(nullptr, "missing_val_i", ZOR_MISSING));
   f.miss_f = static_cast<float>(f.nc.num_att(nullptr, "missing_val_f", ZOR_MISSING_F));
   load(f, "id", f.id, true);
   if (st) {
@@ -613,7 +621,7 @@ void decoded_report(const OpenFile& f, long k, MDR_report* r) {
     copy(p.type, letters);
     p.intens = int_at(f, f.intensity, k, j);
     const float cov = float_at(f, f.coverage, k, j);
-    p.area_cov = cov == ZOR_MISSING_F ? ZOR_MISSING : static_cast<int>(cov);
+    p.area_cov = cov == ZOR_MISSING_F ? ZOR_MISSING : whole(cov);
   }
   static constexpr const char* kTrend[] = {"", "+", "-", "NC", "NEW"};
   const int tr = int_at(f, f.trend12, k);
@@ -621,8 +629,8 @@ void decoded_report(const OpenFile& f, long k, MDR_report* r) {
   const int naz = std::min(int_at(f, f.nazran, k), 5);
   for (int j = 0; j < naz; ++j) {
     const float az = float_at(f, f.azimuth, k, j), rg = float_at(f, f.range, k, j);
-    r->loc[j].dir = az == ZOR_MISSING_F ? ZOR_MISSING : static_cast<int>(az + 0.01f);
-    r->loc[j].rad = rg == ZOR_MISSING_F ? ZOR_MISSING : static_cast<int>(rg * 0.53996f);
+    r->loc[j].dir = az == ZOR_MISSING_F ? ZOR_MISSING : whole(az + 0.01f);
+    r->loc[j].rad = rg == ZOR_MISSING_F ? ZOR_MISSING : whole(rg * 0.53996f);
   }
   // The decoded form has no movement kinds: the object's own.
   const char kind = obj == 3 ? 'C' : (obj == 2 ? 'L' : 'A');
@@ -630,12 +638,12 @@ void decoded_report(const OpenFile& f, long k, MDR_report* r) {
   for (int j = 0; j < nm; ++j) {
     const float d = float_at(f, f.move_dir_f, k, j), s = float_at(f, f.move_spd_f, k, j);
     r->move[j].type = kind;
-    r->move[j].dir = d == ZOR_MISSING_F ? ZOR_MISSING : static_cast<int>(d + 0.01f);
-    r->move[j].spd = s == ZOR_MISSING_F ? ZOR_MISSING : static_cast<int>((s + 0.1f) * 1.944f);
+    r->move[j].dir = d == ZOR_MISSING_F ? ZOR_MISSING : whole(d + 0.01f);
+    r->move[j].spd = s == ZOR_MISSING_F ? ZOR_MISSING : whole((s + 0.1f) * 1.944f);
   }
   if (int_at(f, f.nheight, k) > 0) {
     const float h = float_at(f, f.height, k, 0);
-    r->tops.h = h == ZOR_MISSING_F ? ZOR_MISSING : (h < 0.0f ? -99 : static_cast<int>((h + 1.0f) * 3.2808f / 100.0f));
+    r->tops.h = h == ZOR_MISSING_F ? ZOR_MISSING : (h < 0.0f ? -99 : whole((h + 1.0f) * 3.2808f / 100.0f));
     r->tops.dir = r->tops.rad = 0;
   }
 }

@@ -4,7 +4,9 @@
 // tests/data/crashers/<reader>/. A reader must simply return; ASan and UBSan
 // catch the rest.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -53,6 +55,7 @@ const Sweep kSweeps[] = {
     {"zorimg", kSeeds + "/zorimg/deflated.img", true, 2000, 300},
     {"meta", kSeeds + "/meta/scene.meta", true, 2000, 300},
     {"meta", kData + "/meta/bad_points.meta", true, 2000, 300},
+    {"map", kSeeds + "/map/country.map", true, 100, 100},
 };
 
 // Names the file in test listings instead of the record's raw bytes.
@@ -127,5 +130,36 @@ TEST(AbsurdValues, EndCleanlyThroughTheProgram) {
     EXPECT_TRUE(r.status >= 0 && r.status < 124) << c.what << ": status " << r.status << "\n" << r.err.substr(0, 2000);
     EXPECT_EQ(r.err.find("runtime error"), std::string::npos) << c.what << "\n" << r.err.substr(0, 2000);
     EXPECT_EQ(r.err.find("Sanitizer"), std::string::npos) << c.what << "\n" << r.err.substr(0, 2000);
+  }
+}
+
+// A watch bulletin that never ends, as /dev/zero or as a FIFO whose writer
+// keeps writing bulletin words: read up to the text limit with a warning, and
+// the plot is still made. The writer gives up on its own, so a reader that
+// never opens the FIFO leaves nothing behind.
+TEST(AbsurdValues, EndlessWatchBulletinIsCutAtTheLimit) {
+  const zor::test::TempDir dir("endless_watch");
+  const fs::path watch = dir.path() / "watch";
+  const fs::path bulletin = watch / "15010202.wat";  // the product's hour
+  const std::string product = kData + "/level3/KBMX_SDUS54_N0RBMX_201501020205";
+  const std::string args = "-ba -inp nids -va watch -wp '" + watch.string() + "' -of png:@out.png " + product;
+  for (const bool fifo : {false, true}) {
+    SCOPED_TRACE(fifo ? "FIFO" : "/dev/zero");
+    fs::create_directories(watch);
+    fs::remove(bulletin);
+    fs::remove(dir.path() / "out.png");
+    if (fifo) {
+      ASSERT_EQ(mkfifo(bulletin.c_str(), 0600), 0);
+      const std::string writer = "timeout -s KILL 60 sh -c \"yes 'AWW WW 600 TORNADO' >'" + bulletin.string() +
+                                 "'\" >/dev/null 2>&1 &";
+      ASSERT_EQ(std::system(writer.c_str()), 0);
+    } else {
+      fs::create_symlink("/dev/zero", bulletin);
+    }
+    const zor::test::ProgramRun r = zor::test::run_radar(dir.path(), "timeout -s KILL 60", args);
+    EXPECT_EQ(r.status, 0) << r.err.substr(0, 2000);
+    EXPECT_NE(r.err.find("the rest ignored"), std::string::npos) << r.err.substr(0, 2000);
+    EXPECT_EQ(r.err.find("Sanitizer"), std::string::npos) << r.err.substr(0, 2000);
+    EXPECT_TRUE(fs::is_regular_file(dir.path() / "out.png"));
   }
 }
