@@ -62,6 +62,11 @@ std::size_t skip_star_line(const std::vector<std::uint8_t>& f) {
   return 0;
 }
 
+// Largest image side read: a picture several times any screen, and a bound on
+// what a damaged header can make the reader allocate (16384 x 16384 x 3 bytes
+// at most).
+constexpr int kMaxSide = 16384;
+
 template <typename T>
 T* alloc(std::size_t n) {
   return static_cast<T*>(std::calloc(n ? n : 1, sizeof(T)));
@@ -211,6 +216,10 @@ int gif_read_mem(const std::vector<std::uint8_t>& f, IMG_report* image, int type
       r.skip(8);
       const int iflags = r.u8();
       if (iflags & 0x80) r.skip(3u << ((iflags & 7) + 1));
+      if (im.width > kMaxSide || im.height > kMaxSide) {
+        MESS_print(M_WARN, "GIF_read: Bad image size %d %d\n", im.width, im.height);
+        return 0;
+      }
       const std::size_t n = static_cast<std::size_t>(im.width) * im.height;
       im.data = alloc<unsigned char>(n);
       if (!gif_decode(r, im, (iflags & 0x40) != 0)) {
@@ -371,7 +380,7 @@ int zor_read_mem(const char* filename, const std::vector<std::uint8_t>& f, IMG_r
     MESS_print(M_WARN, "IMG_read_zor: Bad size line\n");
     return -1;
   }
-  if (im.width <= 0 || im.height <= 0 || im.width > 65536 || im.height > 65536) {
+  if (im.width <= 0 || im.height <= 0 || im.width > kMaxSide || im.height > kMaxSide) {
     MESS_print(M_WARN, "IMG_read_zor: Bad image size %d %d\n", im.width, im.height);
     return -1;
   }
@@ -474,6 +483,7 @@ int PNG_read(const char* filename, IMG_report* image, int type) {
   }
   png_init_io(png, f.get());
   png_set_sig_bytes(png, 8);
+  png_set_user_limits(png, kMaxSide, kMaxSide);
   png_read_info(png, info);
   png_uint_32 w = 0, h = 0;
   int bit_depth = 0, ctype = 0, interlace = 0;
