@@ -78,8 +78,9 @@ bool dump_packet(FILE* f, int code, const std::string& prefix,
       while ((stat = NIDS_get_radial(f, &start, &width)) == 1) {
         std::string s = prefix + format("R %g %g", static_cast<double>(start), static_cast<double>(width));
         if (get_radial_runs(f, runs) < 0) return false;
+        if (text == nullptr) continue;
         for (const NIDS_data& d : runs)
-          for (int i = 0; i < static_cast<int>(d.run); ++i) text.append(s, d.val);
+          for (int i = 0; i < static_cast<int>(d.run); ++i) text->append(s, d.val);
         line(s);
       }
       return stat == 0;
