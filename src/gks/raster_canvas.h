@@ -14,7 +14,11 @@
 // - one clip rectangle.
 #pragma once
 
+#include <sys/mman.h>
+
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <span>
 #include <vector>
 
@@ -56,6 +60,33 @@ struct Dashes {
   bool solid() const { return lengths.empty(); }
 };
 
+// Pixel storage of a canvas. A picture's pixels are all written at once when
+// it is cleared, so large buffers are mapped with their pages populated in
+// one call rather than faulted in one page at a time, which costs a few
+// milliseconds per picture.
+template <typename T>
+struct PopulatedAllocator {
+  using value_type = T;
+  static constexpr std::size_t kMapFrom = 256 * 1024;  // bytes
+  PopulatedAllocator() = default;
+  template <typename U>
+  PopulatedAllocator(const PopulatedAllocator<U>&) {}
+  T* allocate(std::size_t n) {
+    const std::size_t bytes = n * sizeof(T);
+    if (bytes < kMapFrom) return std::allocator<T>().allocate(n);
+    void* p = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+    if (p == MAP_FAILED) throw std::bad_alloc();
+    return static_cast<T*>(p);
+  }
+  void deallocate(T* p, std::size_t n) {
+    const std::size_t bytes = n * sizeof(T);
+    if (bytes < kMapFrom) std::allocator<T>().deallocate(p, n);
+    else ::munmap(p, bytes);
+  }
+  template <typename U>
+  bool operator==(const PopulatedAllocator<U>&) const { return true; }
+};
+
 class Canvas {
  public:
   Canvas() = default;
@@ -83,7 +114,7 @@ class Canvas {
  private:
   int width_ = 0;
   int height_ = 0;
-  std::vector<std::uint32_t> pixels_;
+  std::vector<std::uint32_t, PopulatedAllocator<std::uint32_t>> pixels_;
 };
 
 // Reusable work space of the polygon filler, so a stream of small polygons
