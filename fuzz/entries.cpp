@@ -227,14 +227,7 @@ void levels(const std::uint8_t* data, std::size_t size) {
 void name_conv(const std::uint8_t* data, std::size_t size) {
   zor::file::reset();
   RES_put("name_conv", scratch(data, size));
-  Date d;
-  DATE_init(&d);
-  d.year = 2015;
-  d.month = 1;
-  d.day = 2;
-  d.hour = 2;
-  d.min = 5;
-  d.sec = 0;
+  Date d = *DATE_to_struct(2015, 1, 2, 2, 5);
   for (const char* type : {"nids", "nids_n0r", "lev2:c=x", "wat_dat"}) {
     FILE_set_name(type);
     std::array<char, FILE_NAME_MAX> name{};
@@ -262,14 +255,7 @@ void city(const std::uint8_t* data, std::size_t size) {
 
 void watch(const std::uint8_t* data, std::size_t size) {
   zor::watch::reset();
-  Date d;
-  DATE_init(&d);
-  d.year = 2024;
-  d.month = 5;
-  d.day = 5;
-  d.hour = 9;
-  d.min = 0;
-  d.sec = 0;
+  Date d = *DATE_to_struct(2024, 5, 5, 9, 0);
   WATCH_decode_file(scratch(data, size), &d, DATE_num_sec(&d));
 }
 

@@ -725,6 +725,12 @@ const std::array<float, 256>& digital_table(State& s) {
   return s.digital;
 }
 
+// One byte of a radial: a run of a 16-level value, or one 8-bit bin.
+inline NIDS_data radial_bin(State& s, std::uint8_t c) {
+  if (s.kind == Kind::radial) return {static_cast<float>(c >> 4), s.thres[c & 15]};
+  return {1.0f, digital_table(s)[c]};
+}
+
 }  // namespace
 
 namespace zor::nids {
@@ -752,15 +758,7 @@ int get_radial_runs(FILE* ifile, std::vector<NIDS_data>& runs) {
   if (!item_read(ifile, s.radial_buf.data(), n)) return -1;
   s.cur_radius = s.radial_bytes;
   runs.resize(static_cast<std::size_t>(n));
-  if (s.kind == Kind::radial) {
-    for (int i = 0; i < n; ++i) {
-      const std::uint8_t c = s.radial_buf[static_cast<std::size_t>(i)];
-      runs[static_cast<std::size_t>(i)] = {static_cast<float>(c >> 4), s.thres[c & 15]};
-    }
-  } else {
-    const auto& table = digital_table(s);
-    for (int i = 0; i < n; ++i) runs[static_cast<std::size_t>(i)] = {1.0f, table[s.radial_buf[static_cast<std::size_t>(i)]]};
-  }
+  for (std::size_t i = 0; i < runs.size(); ++i) runs[i] = radial_bin(s, s.radial_buf[i]);
   return 0;
 }
 
@@ -776,13 +774,7 @@ int NIDS_get_data(FILE* ifile, NIDS_data* data) {
       if (!s.in_radial || s.cur_radius >= s.radial_bytes) return 0;
       if (!item_read(ifile, raw, 1)) return -1;
       ++s.cur_radius;
-      if (s.kind == Kind::radial) {
-        data->run = static_cast<float>(raw[0] >> 4);
-        data->val = s.thres[raw[0] & 15];
-      } else {
-        data->run = 1.0f;
-        data->val = digital_table(s)[raw[0]];
-      }
+      *data = radial_bin(s, raw[0]);
       return 1;
     case Kind::generic_radial: {
       if (!s.in_radial || s.cur_radial < 1) return 0;

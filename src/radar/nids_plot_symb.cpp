@@ -341,34 +341,32 @@ int draw_radials(FILE* f, const Geometry& g, FillCache& fills) {
       at1.resize(nk, -1);
       at2.resize(nk, -1);
     }
+    // The outline's bins: out along the first edge, back along the second.
+    auto outline = [](const Span& sp, auto&& on1, auto&& on2) {
+      for (int k = sp.from;; k = std::min(k + kEdgeStep, sp.to)) {
+        on1(static_cast<std::size_t>(k));
+        if (k == sp.to) break;
+      }
+      for (int k = sp.to;; k = std::max(k - kEdgeStep, sp.from)) {
+        on2(static_cast<std::size_t>(k));
+        if (k == sp.from) break;
+      }
+    };
     pts.clear();
-    auto vertex = [&](std::vector<int>& at, int k, Gpt p) {
-      if (at[static_cast<std::size_t>(k)] < 0) {
-        at[static_cast<std::size_t>(k)] = static_cast<int>(pts.size());
+    auto vertex = [&](std::vector<int>& at, std::size_t k, Gpt p) {
+      if (at[k] < 0) {
+        at[k] = static_cast<int>(pts.size());
         pts.push_back(p);
       }
     };
-    for (const Span& sp : spans) {
-      for (int k = sp.from;; k = std::min(k + kEdgeStep, sp.to)) {
-        vertex(at1, k, edge1(k));
-        if (k == sp.to) break;
-      }
-      for (int k = sp.to;; k = std::max(k - kEdgeStep, sp.from)) {
-        vertex(at2, k, edge2(k));
-        if (k == sp.from) break;
-      }
-    }
+    for (const Span& sp : spans)
+      outline(sp, [&](std::size_t k) { vertex(at1, k, edge1(static_cast<int>(k))); },
+              [&](std::size_t k) { vertex(at2, k, edge2(static_cast<int>(k))); });
     g.to_plot(pts, tmp);
     for (const Span& sp : spans) {
       poly.clear();
-      for (int k = sp.from;; k = std::min(k + kEdgeStep, sp.to)) {
-        poly.push_back(pts[static_cast<std::size_t>(at1[static_cast<std::size_t>(k)])]);
-        if (k == sp.to) break;
-      }
-      for (int k = sp.to;; k = std::max(k - kEdgeStep, sp.from)) {
-        poly.push_back(pts[static_cast<std::size_t>(at2[static_cast<std::size_t>(k)])]);
-        if (k == sp.from) break;
-      }
+      outline(sp, [&](std::size_t k) { poly.push_back(pts[static_cast<std::size_t>(at1[k])]); },
+              [&](std::size_t k) { poly.push_back(pts[static_cast<std::size_t>(at2[k])]); });
       poly.push_back(poly.front());
       if (all_converted(poly)) painter.fill(*sp.attr, poly);
     }

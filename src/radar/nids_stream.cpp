@@ -179,15 +179,7 @@ int NIDS_read(unsigned char* data, int dsize, FILE* ifile) {
   if (r.isize == -1) r.reset();
   if (dsize < 0 || data == nullptr) return -1;
   if (r.file_type == FileType::encrypted) return -1;
-  // Most reads are a few bytes out of a full buffer.
-  if (dsize <= r.oavail && !r.comp_test) {
-    std::memcpy(data, r.out.data() + r.optr, static_cast<std::size_t>(dsize));
-    r.optr += dsize;
-    r.oavail -= dsize;
-    r.bytes += dsize;
-    r.total += dsize;
-    return 1;
-  }
+  if (read_buffered(data, dsize)) return 1;
   int done = 0;
   while (done < dsize) {
     bool fresh = false;
