@@ -44,10 +44,15 @@ long walk_packet(FILE* f, int code) {
   NIDS_data d;
   switch (code) {
     case NIDS_PKT_RADIAL:
-    case NIDS_PKT_DIGITAL_RADIAL: {
+    case NIDS_PKT_DIGITAL_RADIAL:
+    case NIDS_PKT_GENERIC: {
+      // A whole radial at a time, as the plot and the dump read them.
       float a, w;
-      while (NIDS_get_radial(f, &a, &w) == 1)
-        while (NIDS_get_data(f, &d) == 1) n += static_cast<long>(d.run);
+      std::vector<NIDS_data> runs;
+      while (NIDS_get_radial(f, &a, &w) == 1) {
+        if (zor::nids::get_radial_runs(f, runs) < 0) break;
+        for (const NIDS_data& r : runs) n += static_cast<long>(r.run);
+      }
       break;
     }
     case NIDS_PKT_RASTER:

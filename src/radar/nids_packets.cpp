@@ -716,12 +716,15 @@ int NIDS_get_rastor(FILE* ifile) {
 
 namespace {
 
-// The values of the 256 codes of a digital radial, computed once per packet.
-const std::array<float, 256>& digital_table(State& s) {
-  if (!s.digital_ready) {
-    for (int b = 0; b < 256; ++b) s.digital[static_cast<std::size_t>(b)] = digital_value(s, b);
-    s.digital_ready = true;
-  }
+[[gnu::noinline]] void build_digital_table(State& s) {
+  for (int b = 0; b < 256; ++b) s.digital[static_cast<std::size_t>(b)] = digital_value(s, b);
+  s.digital_ready = true;
+}
+
+// The values of the 256 codes of a digital radial, computed once per packet;
+// the check stays inline, as it runs for every bin read alone.
+inline const std::array<float, 256>& digital_table(State& s) {
+  if (!s.digital_ready) build_digital_table(s);
   return s.digital;
 }
 
