@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "child_process.h"
 #include "zor/lev2.h"
 
 namespace {
@@ -88,11 +89,10 @@ void BM_PlotLowestReflectivity(benchmark::State& state) {
   const fs::path dir = fs::temp_directory_path() / ("lev2_bench_" + std::to_string(::getpid()));
   fs::create_directories(dir);
   fs::copy_file(kVolume, dir / "klot.v06", fs::copy_options::overwrite_existing);
-  const std::string cmd = "cd '" + dir.string() + "' && env -u DISPLAY zordefault='" + (dir / "none").string() +
-                          "' '" + ZOR_RADAR_BINARY +
-                          "' -ba -inp lev2 -var ref1 -of png:@out.png @klot.v06 >/dev/null 2>&1";
+  const std::vector<std::string> argv{ZOR_RADAR_BINARY, "-ba", "-inp", "lev2", "-var", "ref1", "-of", "png:@out.png",
+                                      "@klot.v06"};
   for (auto _ : state) {
-    if (std::system(cmd.c_str()) != 0) state.SkipWithError("radar failed");
+    if (zor_bench::run_program(argv, dir) != 0) state.SkipWithError("radar failed");
   }
   struct rusage ru {};
   getrusage(RUSAGE_CHILDREN, &ru);
