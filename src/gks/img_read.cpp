@@ -422,6 +422,27 @@ int zor_read_mem(const char* filename, const std::vector<std::uint8_t>& f, IMG_r
   return got >= n ? 1 : 0;
 }
 
+// Whether every side chunk after the signature lies within the file. libpng
+// allocates (and clears) a side chunk's whole declared length before it
+// reads it, so a damaged length in a 1 KB file would cost a gigabyte.
+bool chunks_fit(std::FILE* f) {
+  const long start = std::ftell(f);
+  if (start < 0 || std::fseek(f, 0, SEEK_END) != 0) return false;
+  const long end = std::ftell(f);
+  bool fit = end >= start;
+  for (long at = start; fit && at < end;) {
+    unsigned char head[8];
+    if (std::fseek(f, at, SEEK_SET) != 0 || std::fread(head, 1, 8, f) != 8) break;  // a cut tail: libpng says so
+    const std::uint32_t len = zor::ByteReader(head, 4).u32();
+    // Image data streams through a small window, so only side chunks count.
+    if (std::memcmp(head + 4, "IDAT", 4) != 0 && static_cast<std::uint64_t>(len) + 8 > static_cast<std::uint64_t>(end - at))
+      fit = false;
+    if (std::memcmp(head + 4, "IEND", 4) == 0) break;
+    at += 12 + static_cast<long>(len);
+  }
+  return std::fseek(f, start, SEEK_SET) == 0 && fit;
+}
+
 }  // namespace
 
 void zor::img::set_max_side(int side) { read_state.max_side = side > 0 && side < kMaxSide ? side : kMaxSide; }
@@ -468,6 +489,10 @@ int PNG_read(const char* filename, IMG_report* image, int type) {
   unsigned char sig[8] = {};
   if (std::fread(sig, 1, 8, f.get()) != 8 || png_sig_cmp(sig, 0, 8)) {
     MESS_print(M_WARN, "PNG_read: Not a PNG file\n");
+    return 0;
+  }
+  if (!chunks_fit(f.get())) {
+    MESS_print(M_WARN, "PNG_read: Damaged PNG file\n");
     return 0;
   }
   png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
