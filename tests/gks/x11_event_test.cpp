@@ -1,11 +1,8 @@
-// The X11 window's events under Xvfb, sent from a second connection: keys,
-// buttons, rubber band, resize, loop-window messages, dumps, placement.
+// The X11 window under Xvfb: events sent from a second connection (keys,
+// buttons, rubber band, resize, loop-window messages, dumps), the wait,
+// server fonts, masked pixels and the window's placement and hints.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <tuple>
@@ -27,7 +24,6 @@
 #include "zor/res.h"
 
 // After the test framework: Xlib defines None.
-#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
@@ -45,6 +41,14 @@ const auto* const g_env = zor::test::add_xvfb_environment();
 struct Client : zor::test::XClient {
   Client() : XClient(gget_root_window()) {}
 };
+
+// A window opened without the fixture, closed with everything put back.
+void close_plain() {
+  gclose_ws(1);
+  gclose_gks();
+  kernel().reset();
+  reset_color_model();
+}
 
 // What the mouse callback received.
 struct Call {
@@ -87,11 +91,12 @@ class Events : public ::testing::Test {
   void grab(Picture* pic, unsigned long target = 0) {
     ASSERT_TRUE(dev->set_draw_target(target));
     ASSERT_EQ(dev->capture(pic->img), 1);
+    ASSERT_EQ(pic->img.bits_pixel, 32);
   }
   unsigned centre(unsigned long target = 0) {
     Picture pic;
     grab(&pic, target);
-    return pic.img.data ? pic.rgb(pic.img.width / 2, pic.img.height / 2) : 0xdeadu;
+    return pic.img.data ? pic.pixel(pic.img.width / 2, pic.img.height / 2) : 0xdeadu;
   }
   static void make_frames(int n) { zor::test::make_frames(n); }
   Device* dev = nullptr;
@@ -407,9 +412,8 @@ TEST_F(Events, AltMWritesTheObjectListAsAMetafile) {
   gclear_objs();
 }
 
-TEST_F(Events, LoopSleepNeedsACurrentFrame) { EXPECT_EQ(gloop_sleep(), -1); }
-
 TEST_F(Events, XErrorsAreCountedNotFatal) {
+  EXPECT_EQ(gloop_sleep(), -1);  // no current frame
   const int was = gset_xerror_print(0);
   gclear_xerror();
   const int before = gget_num_xerrors();
@@ -418,6 +422,63 @@ TEST_F(Events, XErrorsAreCountedNotFatal) {
   EXPECT_EQ(gget_xerror(), 1);
   EXPECT_EQ(gget_num_xerrors(), before + 1);
   gset_xerror_print(was);
+}
+
+// Keys typed before the wait starts are not its input: they are sent from
+// the refresh callback, once the wait runs.
+void send_wait_keys() {
+  Client c;
+  for (KeySym sym : {XK_bracketright, XK_d, XK_l}) c.key(sym, Mod1Mask);  // next, delete it, loop
+  c.key(XK_Return);
+}
+
+TEST_F(Events, WaitHandlesFrameKeysAndEndsOnReturn) {
+  make_frames(3);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  gset_refresh_callback(1, send_wait_keys);
+  EXPECT_EQ(ghold(), 0);
+  EXPECT_EQ(std::tuple(gget_num_images(), gget_cur_frame(), gget_looping()), std::tuple(2, 1, 1));
+  Picture pic;
+  grab(&pic);
+  EXPECT_EQ(pic.pixel(pic.img.width / 4, pic.img.height / 2), kColour[2]);  // the last frame moved in
+}
+
+// "#" fonts are the server's own.
+TEST_F(Events, ServerFontsDrawText) {
+  ASSERT_EQ(read_font("#fixed"), 0);
+  gset_text_colr_ind(3);
+  const Gpt at{0.3f, 0.5f};
+  EXPECT_EQ(gtext(&at, "WWWW"), 0);
+  Picture pic;
+  grab(&pic);
+  const int green = pic.count(kColour[1]);
+  EXPECT_GT(green, 20);
+  EXPECT_LT(green, 400);  // four characters of a small font
+  EXPECT_EQ(read_font("#no-such-font-anywhere"), -1);
+}
+
+// Device pixels put where the mask says, the rest of the picture kept.
+TEST_F(Events, PutPixelsThroughAMask) {
+  box(0, 0, 1, 1, 4);
+  // 10 x 2 pixels: red on the first row, green on the second, 32 bits each.
+  std::vector<unsigned char> data(10 * 2 * 4);
+  for (int i = 0; i < 20; ++i)
+    for (int b = 0; b < 4; ++b) data[4 * i + b] = static_cast<unsigned char>(gget_color_ind(i < 10 ? 2 : 3) >> (8 * b));
+  IMG_report img;
+  img.width = 10, img.height = 2, img.depth = 24, img.bits_pixel = 32, img.bytes_line = 40, img.data = data.data();
+  const std::uint8_t mask[] = {0x55, 0x01, 0x55, 0x01};  // every other pixel; rows of two bytes
+  ASSERT_TRUE(dev->put_pixels(img, mask, 30, 40));
+  Picture pic;
+  grab(&pic);
+  const std::tuple<int, int, unsigned> want[] = {{30, 40, kColour[0]}, {31, 40, kColour[2]}, {38, 40, kColour[0]},
+                                                 {39, 40, kColour[2]}, {32, 41, kColour[1]}, {33, 41, kColour[2]},
+                                                 {40, 40, kColour[2]}};  // the last beyond the image
+  for (const auto& [x, y, c] : want) EXPECT_EQ(pic.pixel(x, y), c) << x << "," << y;
+  ASSERT_TRUE(dev->put_pixels(img, nullptr, 0, 0));
+  img.data = nullptr;
+  Picture all;
+  grab(&all);
+  EXPECT_EQ(all.pixel(1, 0), kColour[0]);  // without a mask every pixel
 }
 
 TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
@@ -433,11 +494,8 @@ TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
   EXPECT_STREQ(cls.res_class, "Zor");
   XFree(cls.res_name);
   XFree(cls.res_class);
-  gclose_ws(1);
-  gclose_gks();
+  close_plain();
   gset_geometry("");
-  kernel().reset();
-  reset_color_model();
 }
 
 TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
@@ -478,14 +536,11 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
   EXPECT_NE(wa.colormap, DefaultColormap(dpy, DefaultScreen(dpy)));
   EXPECT_EQ(gset_cursor(6), 8);  // busy after opening
   EXPECT_EQ(gget_cursor_type(), 6);
-  gclose_ws(1);
-  gclose_gks();
+  close_plain();
   EXPECT_EQ(gget_user_cmap(), 0u);  // freed with the window
   gset_iconic(0);
   gset_fixed_size(0);
   gset_local_colormap(0);
-  kernel().reset();
-  reset_color_model();
 }
 
 TEST(WindowPlacement, DisplayFromTheConnectionId) {
@@ -495,9 +550,7 @@ TEST(WindowPlacement, DisplayFromTheConnectionId) {
   gclose_ws(1);
   FLAG_set(19, 0);  // not a batch run: no drawing into memory instead
   EXPECT_EQ(gopen_ws(1, ":299", GWS_WINDOW), -1);  // no server there
-  gclose_gks();
-  kernel().reset();
-  reset_color_model();
+  close_plain();
 }
 
 }  // namespace

@@ -2,14 +2,10 @@
 // and the object list replayed and printed as PostScript and metafile.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "../common/files.h"
@@ -28,7 +24,7 @@
 #include <X11/Xutil.h>
 
 using namespace zor::gks;
-namespace fs = std::filesystem;
+using zor::test::scratch;
 
 namespace {
 
@@ -60,7 +56,14 @@ class LoopOwner {
   LoopOwner(const LoopOwner&) = delete;
   LoopOwner& operator=(const LoopOwner&) = delete;
   bool ok() const { return dpy_ != nullptr; }
-  unsigned long window() const { return win_; }
+  // Its id as "[+window:]pixmap[:WxH]" with `fmt` for the pixmap.
+  std::string id(bool window, const char* fmt = "%lu", bool size = true) const {
+    char buf[80];
+    int n = window ? std::snprintf(buf, sizeof buf, "+%lu:", win_) : 0;
+    n += std::snprintf(buf + n, sizeof buf - n, fmt, pm_);
+    if (size) std::snprintf(buf + n, sizeof buf - n, ":%dx%d", kWidth, kHeight);
+    return buf;
+  }
   unsigned long pixmap() const { return pm_; }
   unsigned long colormap() const { return cmap_; }
   // 24-bit colour of a pixel of the pixmap.
@@ -119,11 +122,8 @@ const Gcolr_rep kRed{1, 0, 0};
 TEST(ForeignDrawable, DrawsIntoTheOtherProgramsPixmap) {
   LoopOwner owner;
   ASSERT_TRUE(owner.ok());
-  char id[80];
-  std::snprintf(id, sizeof id, ",+%lu:%lu:%dx%d:%lu", owner.window(), owner.pixmap(), LoopOwner::kWidth,
-                LoopOwner::kHeight, owner.colormap());
   gset_pix_mode(9);
-  ASSERT_EQ(open_pixmap(id), 0);
+  ASSERT_EQ(open_pixmap("," + owner.id(true) + ":" + std::to_string(owner.colormap())), 0);
   EXPECT_EQ(gtype_is_PIX(), 1);
   EXPECT_EQ(gget_redraw(), 0);  // nothing recorded for another program
   EXPECT_EQ(win_size(), std::pair(LoopOwner::kWidth, LoopOwner::kHeight));
@@ -144,20 +144,14 @@ TEST(ForeignDrawable, DrawsIntoTheOtherProgramsPixmap) {
 TEST(ForeignDrawable, HexAndDecimalIdsAndPanels) {
   LoopOwner owner;
   ASSERT_TRUE(owner.ok());
-  char id[80];
-  std::snprintf(id, sizeof id, ",0x%lx:%dx%d", owner.pixmap(), LoopOwner::kWidth, LoopOwner::kHeight);
-  ASSERT_EQ(open_pixmap(id), 0);
+  ASSERT_EQ(open_pixmap("," + owner.id(false, "0x%lx")), 0);
   shutdown();
-  std::snprintf(id, sizeof id, ",+%lu:%lu", owner.window(), owner.pixmap());
   gset_pix_mode(2);  // asks the loop window for a new frame first
-  ASSERT_EQ(open_pixmap(id), 0);
+  ASSERT_EQ(open_pixmap("," + owner.id(true, "%lu", false)), 0);
   shutdown();
   EXPECT_EQ(owner.messages(), std::vector<int>{2});
-
-  // The upper right of four panels.
-  std::snprintf(id, sizeof id, ",%lu:%dx%d:0", owner.pixmap(), LoopOwner::kWidth, LoopOwner::kHeight);
-  gset_geometry("P2x2+1+0");
-  ASSERT_EQ(open_pixmap(id), 0);
+  gset_geometry("P2x2+1+0");  // the upper right of four panels
+  ASSERT_EQ(open_pixmap("," + owner.id(false) + ":0"), 0);
   EXPECT_EQ(win_size(), std::pair(LoopOwner::kWidth / 2, LoopOwner::kHeight / 2));
   gset_colr_rep(1, 2, &kRed);
   fill(0, 0, 1, 1, 2);
@@ -170,10 +164,9 @@ TEST(ForeignDrawable, HexAndDecimalIdsAndPanels) {
 TEST(ForeignDrawable, IdFromAFileOrTheEnvironment) {
   LoopOwner owner;
   ASSERT_TRUE(owner.ok());
-  const fs::path dir = fs::temp_directory_path() / ("zor_loop_" + std::to_string(getpid()));
-  fs::create_directories(dir);
-  const fs::path cwd = fs::current_path();
-  fs::current_path(dir);
+  const zor::test::TempDir dir("zor_loop");
+  const auto cwd = std::filesystem::current_path();
+  std::filesystem::current_path(dir.path());
   std::ofstream(dir / "zorloop.3") << owner.pixmap() << ":60x40 more words\n";
   ASSERT_EQ(open_pixmap(",w3"), 0);
   EXPECT_EQ(win_size(), std::pair(60, 40));
@@ -182,13 +175,11 @@ TEST(ForeignDrawable, IdFromAFileOrTheEnvironment) {
   ASSERT_EQ(open_pixmap(",W"), 0);
   EXPECT_EQ(win_size(), std::pair(50, 30));
   shutdown();
-  setenv("zorwindow", std::to_string(owner.pixmap()).c_str(), 1);
+  std::filesystem::current_path(cwd);
+  const zor::test::EnvVar env("zorwindow", std::to_string(owner.pixmap()).c_str());
   ASSERT_EQ(open_pixmap(""), 0);
   EXPECT_EQ(win_size(), std::pair(640, 512));  // no size given
   shutdown();
-  unsetenv("zorwindow");
-  fs::current_path(cwd);
-  fs::remove_all(dir);
 }
 
 TEST(ForeignDrawable, BadIdsAreRefused) {
@@ -210,19 +201,14 @@ class ObjectList : public ::testing::Test {
  protected:
   void SetUp() override {
     gset_win_size(200, 160);
-    ASSERT_EQ(gopen_gks(nullptr, 0), 0);
-    ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+    zor::test::open_window_ws(false);  // red, green and blue at 2 to 4
     dev = current_device();
-    ASSERT_NE(dev, nullptr);
     ginit_objs();
     gset_redraw(1);
   }
   void TearDown() override {
     gset_redraw(0);
-    gclose_ws(1);
-    gclose_gks();
-    kernel().reset();
-    reset_color_model();
+    zor::test::close_window_ws(false);
   }
   std::vector<unsigned char> grab() {
     IMG_report img;
@@ -239,10 +225,6 @@ class ObjectList : public ::testing::Test {
     gset_vp(2, &vp);
     gset_win(2, &win);
     gsel_norm_tran(2);
-    const Gcolr_rep green{0, 1, 0}, blue{0, 0, 1};
-    gset_colr_rep(1, 2, &kRed);
-    gset_colr_rep(1, 3, &green);
-    gset_colr_rep(1, 4, &blue);
     fill(-10, -5, 10, 5, 2);
     gset_fill_int_style(GPAT);
     gset_fill_style_ind(3);
@@ -288,22 +270,18 @@ TEST_F(ObjectList, PrintsAsPostScriptAndMetafile) {
   draw();
   const auto picture = grab();
   g_redraw_calls = 0;
-  const fs::path dir = fs::temp_directory_path() / ("zor_objprint_" + std::to_string(getpid()));
-  fs::create_directories(dir);
-  setenv("zorps_print", (dir / "plot.ps").c_str(), 1);
-  setenv("METAOUT", (dir / "plot.meta").c_str(), 1);
-  ASSERT_EQ(gobj_print_plot(), 0);
-  ASSERT_EQ(gobj_print_meta(), 0);
-  unsetenv("zorps_print");
-  unsetenv("METAOUT");
-  const std::string ps = zor::test::slurp(dir / "plot.ps"), meta = zor::test::slurp(dir / "plot.meta");
+  {
+    const zor::test::EnvVar ps("zorps_print", scratch("plot.ps").c_str()), meta("METAOUT", scratch("plot.meta").c_str());
+    ASSERT_EQ(gobj_print_plot(), 0);
+    ASSERT_EQ(gobj_print_meta(), 0);
+  }
+  const std::string ps = zor::test::slurp(scratch("plot.ps")), meta = zor::test::slurp(scratch("plot.meta"));
   EXPECT_EQ(ps.rfind("%!", 0), 0u);
   EXPECT_NE(ps.find("%%Message: object list"), std::string::npos);
   EXPECT_NE(ps.find("%%CLR"), std::string::npos);
   EXPECT_NE(meta.find("ME object list"), std::string::npos);
   EXPECT_NE(meta.find("CLR_REG"), std::string::npos);
   EXPECT_EQ(g_redraw_calls, 2);
-  fs::remove_all(dir);
   // The window draws on as before, in its own colours.
   EXPECT_EQ(gtype_is_WIN(), 1);
   EXPECT_EQ(grab(), picture);
@@ -322,9 +300,10 @@ TEST_F(ObjectList, SegmentsAreRemovedAndRecordingCanBeRefused) {
   float* data = static_cast<float*>(gnew_obj(34, 0, sizeof(float), nullptr));
   ASSERT_NE(data, nullptr);  // callers fill it themselves
   *data = 2.0f;
-  setenv("zorredraw", "No", 1);
-  ginit_objs();
-  unsetenv("zorredraw");
+  {
+    const zor::test::EnvVar no("zorredraw", "No");
+    ginit_objs();
+  }
   EXPECT_EQ(gget_redraw(), 0);
   EXPECT_EQ(gget_num_recorded(), 0);
   const long counted = gget_num_objects();
