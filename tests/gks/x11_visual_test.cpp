@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <tuple>
 
 #include "../common/capture.h"
@@ -125,14 +126,10 @@ TEST_F(PseudoColorWindow, AnIndexedImageOverlaidTakesCellsForItsColours) {
   IMG_init(&im);
   im.width = 4, im.height = 2, im.depth = 8, im.bits_pixel = 8, im.bytes_line = 4;
   im.color_type = 1, im.num_colors = 3;
-  im.colors = static_cast<IMG_color*>(std::malloc(3 * sizeof(IMG_color)));
-  im.data = static_cast<unsigned char*>(std::malloc(8));
-  ASSERT_TRUE(im.colors != nullptr && im.data != nullptr);
-  im.colors[0] = {0, 0, 0};  // the background: see-through
-  im.colors[1] = {1, 0.5f, 0};
-  im.colors[2] = {0, 0.5f, 1};
+  const IMG_color colours[3] = {{0, 0, 0}, {1, 0.5f, 0}, {0, 0.5f, 1}};  // black, the background: see-through
   const unsigned char pixels[8] = {1, 2, 0, 1, 2, 1, 2, 0};
-  std::copy(pixels, pixels + 8, im.data);
+  im.colors = static_cast<IMG_color*>(std::memcpy(std::malloc(sizeof colours), colours, sizeof colours));
+  im.data = static_cast<unsigned char*>(std::memcpy(std::malloc(sizeof pixels), pixels, sizeof pixels));
   ASSERT_EQ(goverlay_image(&im, nullptr, 5, 7), 1);
   IMG_free(&im);
   Gxrect view{};
