@@ -72,6 +72,11 @@ void IMG_set_dump_domain(const Domain* domain);
 // Waits of the own-format reader for a file still being written (count of
 // retries, milliseconds each).
 void IMG_set_read_retry(int count, int delay_ms);
+namespace zor::img {
+// Lowers the largest image side the readers accept (at most the default,
+// 16384), so that a fuzzing run does not spend its time clearing gigabytes.
+void set_max_side(int side);
+}  // namespace zor::img
 // Maps an indexed image's colours to device pixels (32 bits each, least
 // significant byte first); colours within 0.01 of the see-through pixel's
 // colour become that pixel. 1, or 0 for images it cannot map.

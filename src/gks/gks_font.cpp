@@ -2,6 +2,8 @@
 // separated list), the font file reader and font selection.
 #include <algorithm>
 #include <cctype>
+#include <charconv>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -61,13 +63,24 @@ bool read_list_file(const std::string& path, std::size_t max, bool rest_of_line,
   return true;
 }
 
-// A word of the font text; the text's next byte is white space or its end,
-// so strtol stops inside the word.
+// A word of the font text read as strtol would (an optional sign, clamped
+// on overflow) but without its locale work: a font file is thousands of
+// numbers, read at every start.
 bool parse_int(std::string_view tok, long& v) {
   if (tok.empty()) return false;
-  char* end = nullptr;
-  v = std::strtol(tok.data(), &end, 10);
-  return end == tok.data() + tok.size() || *end == '\0';  // a NUL ends a word's number, as in a C string
+  const char* p = tok.data();
+  const char* const last = p + tok.size();
+  const bool plus = *p == '+' && p + 1 < last && *(p + 1) != '-';
+  const char* digits = plus ? p + 1 : p;
+  const auto [end, ec] = std::from_chars(digits, last, v);
+  const char* stop = end;
+  if (ec == std::errc::invalid_argument) {
+    v = 0;
+    stop = p;
+  } else if (ec == std::errc::result_out_of_range) {
+    v = *digits == '-' ? LONG_MIN : LONG_MAX;
+  }
+  return stop == last || *stop == '\0';  // a NUL ends a word's number, as in a C string
 }
 
 // The white-space separated words of a font file, as views into its text.

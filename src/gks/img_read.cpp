@@ -25,9 +25,15 @@
 
 namespace {
 
+// Largest image side read: a picture several times any screen, and a bound on
+// what a damaged header can make the reader allocate (16384 x 16384 x 3 bytes
+// at most).
+constexpr int kMaxSide = 16384;
+
 struct ImgReadState {
   int retries = 10;        // waits for a file still being written
   int retry_delay_ms = 1000;
+  int max_side = kMaxSide;
 };
 ImgReadState read_state;
 
@@ -61,11 +67,6 @@ std::size_t skip_star_line(const std::vector<std::uint8_t>& f) {
   }
   return 0;
 }
-
-// Largest image side read: a picture several times any screen, and a bound on
-// what a damaged header can make the reader allocate (16384 x 16384 x 3 bytes
-// at most).
-constexpr int kMaxSide = 16384;
 
 template <typename T>
 T* alloc(std::size_t n) {
@@ -216,7 +217,7 @@ int gif_read_mem(const std::vector<std::uint8_t>& f, IMG_report* image, int type
       r.skip(8);
       const int iflags = r.u8();
       if (iflags & 0x80) r.skip(3u << ((iflags & 7) + 1));
-      if (im.width > kMaxSide || im.height > kMaxSide) {
+      if (im.width > read_state.max_side || im.height > read_state.max_side) {
         MESS_print(M_WARN, "GIF_read: Bad image size %d %d\n", im.width, im.height);
         return 0;
       }
@@ -380,7 +381,7 @@ int zor_read_mem(const char* filename, const std::vector<std::uint8_t>& f, IMG_r
     MESS_print(M_WARN, "IMG_read_zor: Bad size line\n");
     return -1;
   }
-  if (im.width <= 0 || im.height <= 0 || im.width > kMaxSide || im.height > kMaxSide) {
+  if (im.width <= 0 || im.height <= 0 || im.width > read_state.max_side || im.height > read_state.max_side) {
     MESS_print(M_WARN, "IMG_read_zor: Bad image size %d %d\n", im.width, im.height);
     return -1;
   }
@@ -422,6 +423,8 @@ int zor_read_mem(const char* filename, const std::vector<std::uint8_t>& f, IMG_r
 }
 
 }  // namespace
+
+void zor::img::set_max_side(int side) { read_state.max_side = side > 0 && side < kMaxSide ? side : kMaxSide; }
 
 void IMG_set_read_retry(int count, int delay_ms) {
   read_state.retries = count;
@@ -483,7 +486,7 @@ int PNG_read(const char* filename, IMG_report* image, int type) {
   }
   png_init_io(png, f.get());
   png_set_sig_bytes(png, 8);
-  png_set_user_limits(png, kMaxSide, kMaxSide);
+  png_set_user_limits(png, read_state.max_side, read_state.max_side);
   png_read_info(png, info);
   png_uint_32 w = 0, h = 0;
   int bit_depth = 0, ctype = 0, interlace = 0;

@@ -30,16 +30,33 @@ std::string format(const char* fmt, auto... args) {
 class ValueText {
  public:
   void append(std::string& s, float v) {
-    std::uint32_t key;
-    std::memcpy(&key, &v, sizeof key);
-    Slot& e = slots_[(key * 2654435761u) >> (32 - kBits)];
-    if (!e.used || e.key != key) {
-      const int n = std::snprintf(e.text, sizeof e.text, " %g", static_cast<double>(v));
-      e.len = static_cast<std::size_t>(std::clamp(n, 0, static_cast<int>(sizeof e.text) - 1));
-      e.key = key;
-      e.used = true;
-    }
+    const Slot& e = slot(v);
     s.append(e.text, e.len);
+  }
+
+  // The values of a whole radial: each bin's text is copied at its slot's
+  // full width into a scratch buffer that only grows, and the buffer is
+  // appended once, instead of a string append per bin.
+  void append(std::string& s, const std::vector<NIDS_data>& runs) {
+    std::size_t bins = 0;
+    for (const NIDS_data& d : runs) bins += static_cast<std::size_t>(std::max(d.run, 0.0f));
+    if (scratch_.size() < bins * sizeof(Slot::text)) scratch_.resize(bins * sizeof(Slot::text));
+    char* out = scratch_.data();
+    const Slot* last = nullptr;
+    float last_val = 0.0f;
+    for (const NIDS_data& d : runs) {
+      // Neighbouring bins mostly repeat a value (no echo, missing).
+      if (last == nullptr || std::memcmp(&d.val, &last_val, sizeof last_val) != 0) {
+        last = &slot(d.val);
+        last_val = d.val;
+      }
+      const Slot& e = *last;
+      for (int i = 0; i < static_cast<int>(d.run); ++i) {
+        std::memcpy(out, e.text, sizeof e.text);
+        out += e.len;
+      }
+    }
+    s.append(scratch_.data(), static_cast<std::size_t>(out - scratch_.data()));
   }
 
  private:
@@ -51,6 +68,20 @@ class ValueText {
     char text[24] = {};  // " -1.23457e+38" at the longest
   };
   std::vector<Slot> slots_ = std::vector<Slot>(std::size_t{1} << kBits);
+  std::vector<char> scratch_;
+
+  const Slot& slot(float v) {
+    std::uint32_t key;
+    std::memcpy(&key, &v, sizeof key);
+    Slot& e = slots_[(key * 2654435761u) >> (32 - kBits)];
+    if (!e.used || e.key != key) {
+      const int n = std::snprintf(e.text, sizeof e.text, " %g", static_cast<double>(v));
+      e.len = static_cast<std::size_t>(std::clamp(n, 0, static_cast<int>(sizeof e.text) - 1));
+      e.key = key;
+      e.used = true;
+    }
+    return e;
+  }
 };
 
 // Expands runs into one value per bin or cell; without `text` (nobody reads
@@ -79,8 +110,7 @@ bool dump_packet(FILE* f, int code, const std::string& prefix,
         std::string s = prefix + format("R %g %g", static_cast<double>(start), static_cast<double>(width));
         if (get_radial_runs(f, runs) < 0) return false;
         if (text == nullptr) continue;
-        for (const NIDS_data& d : runs)
-          for (int i = 0; i < static_cast<int>(d.run); ++i) text->append(s, d.val);
+        text->append(s, runs);
         line(s);
       }
       return stat == 0;

@@ -758,7 +758,12 @@ int get_radial_runs(FILE* ifile, std::vector<NIDS_data>& runs) {
   if (!item_read(ifile, s.radial_buf.data(), n)) return -1;
   s.cur_radius = s.radial_bytes;
   runs.resize(static_cast<std::size_t>(n));
-  for (std::size_t i = 0; i < runs.size(); ++i) runs[i] = radial_bin(s, s.radial_buf[i]);
+  if (s.kind == Kind::radial) {
+    for (std::size_t i = 0; i < runs.size(); ++i) runs[i] = radial_bin(s, s.radial_buf[i]);
+  } else {
+    const auto& table = digital_table(s);  // once per radial, not per bin
+    for (std::size_t i = 0; i < runs.size(); ++i) runs[i] = {1.0f, table[s.radial_buf[i]]};
+  }
   return 0;
 }
 
