@@ -26,6 +26,7 @@ struct Capture {
     const unsigned v = img.byte_order == 0 ? (p[0] | p[1] << 8 | p[2] << 16) : (p[3] | p[2] << 8 | p[1] << 16);
     return v & 0xFFFFFFu;
   }
+  std::uint32_t rgb(int x, int y) const { return pixel(x, y); }
   // Pixels of `colour` within r pixels of (x, y).
   int count_near(int x, int y, std::uint32_t colour, int r = 2) const {
     int n = 0;

@@ -20,7 +20,19 @@ class XClient {
   XClient& operator=(const XClient&) = delete;
 
   Display* dpy() const { return dpy_; }
+  Window window() const { return win_; }
   void set_window(Window w) { win_ = w; }
+  bool ok() const { return dpy_ != nullptr && win_ != 0; }
+
+  // The newest top-level window of the server, 0 if none.
+  Window newest_top_level() const {
+    Window root = 0, parent = 0, *children = nullptr, found = 0;
+    unsigned n = 0;
+    XQueryTree(dpy_, DefaultRootWindow(dpy_), &root, &parent, &children, &n);
+    if (n > 0) found = children[n - 1];
+    if (children != nullptr) XFree(children);
+    return found;
+  }
 
   XEvent event(int type, int x = 0, int y = 0, unsigned state = 0) const {
     XEvent ev{};
