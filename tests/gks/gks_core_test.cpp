@@ -1,15 +1,23 @@
 // Kernel core: transformations, clipping as the device sees it, primitives,
-// markers, attribute validation and the metafile records of kernel calls.
+// markers, attribute validation and the metafile records of kernel calls;
+// stroke fonts: the bundled font files and list, the font file reader on bad
+// input, text extents, alignment, up vector and long strokes as drawn, and
+// the Hershey converter.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "../common/expect.h"
+#include "../common/files.h"
 #include "device.h"
 #include "gks_kernel.h"
+#include "zor/data_dir.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
 
@@ -18,6 +26,7 @@ using namespace zor::gks;
 namespace {
 
 using zor::test::floats_eq;
+using zor::test::slurp;
 
 // {x_min, x_max, y_min, y_max}.
 template <class Rect>
@@ -32,6 +41,12 @@ void lower_left_quarter() {
   gset_vp(1, &vp);
   gset_win(1, &win);
   gsel_norm_tran(1);
+}
+
+int current_tran() {
+  Gint err = -1, cur = -1;
+  ginq_cur_norm_tran_num(&err, &cur);
+  return cur;
 }
 
 std::vector<int> g_kinds;
@@ -101,27 +116,19 @@ TEST_F(KernelTest, WideDeviceAndPanelAspect) {
 }
 
 TEST_F(KernelTest, AspectPlacementCodes) {
-  const Glim vin{0.0f, 1.0f, 0.0f, 0.5f};
   const Gaspect square{1.0f, 1.0f};
-  struct Case {
+  const Glim wide{0.0f, 1.0f, 0.0f, 0.5f}, tall{0.0f, 0.5f, 0.0f, 1.0f};
+  const struct {
+    Glim in;
     Gcenter centre;
     Glim expect;
-  } cases[] = {
-      {{2, 2}, {0.25f, 0.75f, 0.0f, 0.5f}},
-      {{3, 3}, {0.5f, 1.0f, 0.0f, 0.5f}},
-      {{0, 0}, {0.0f, 0.5f, 0.0f, 0.5f}},
-  };
+  } cases[] = {{wide, {2, 2}, {0.25f, 0.75f, 0.0f, 0.5f}}, {wide, {3, 3}, {0.5f, 1.0f, 0.0f, 0.5f}},
+               {wide, {0, 0}, {0.0f, 0.5f, 0.0f, 0.5f}}, {tall, {2, 2}, {0.0f, 0.5f, 0.25f, 0.75f}}};
   for (const auto& c : cases) {
     Glim out;
-    gset_aspect(&vin, &out, &square, &c.centre);
+    gset_aspect(&c.in, &out, &square, &c.centre);
     EXPECT_TRUE(floats_eq(lim(out), lim(c.expect)));
   }
-  // A tall box: full width, height from the aspect.
-  const Glim tall{0.0f, 0.5f, 0.0f, 1.0f};
-  Glim out;
-  const Gcenter mid{2, 2};
-  gset_aspect(&tall, &out, &square, &mid);
-  EXPECT_TRUE(floats_eq({out.y_min, out.y_max}, {0.25f, 0.75f}));
 }
 
 TEST_F(KernelTest, WorldNdcPixelAndBetweenTransformations) {
@@ -141,9 +148,7 @@ TEST_F(KernelTest, WorldNdcPixelAndBetweenTransformations) {
   EXPECT_TRUE(floats_eq({xW_trans(15.0f, 2, 0), yW_trans(0.25f, 0, 2)}, {0.75f, 150.0f}));
   // Far outside the device, pixels are clamped to what X11 can carry.
   EXPECT_TRUE(floats_eq({xW_p(1.0e9f), yW_p(1.0e9f)}, {30000.0f, -30000.0f}));
-  Gint err = -1, cur = -1;
-  ginq_cur_norm_tran_num(&err, &cur);
-  EXPECT_EQ(cur, 2);
+  EXPECT_EQ(current_tran(), 2);
 }
 
 TEST_F(KernelTest, InvalidTransformationsAreRejectedWithoutChange) {
@@ -151,13 +156,14 @@ TEST_F(KernelTest, InvalidTransformationsAreRejectedWithoutChange) {
   const Glim win{0.0f, 5.0f, 0.0f, 5.0f};
   gset_win(1, &win);
   gsel_norm_tran(1);
-  std::string err = errors_of([] { EXPECT_EQ(gsel_norm_tran(6), -1); });
+  const std::string err = errors_of([&] {
+    EXPECT_EQ(gsel_norm_tran(6), -1);
+    EXPECT_EQ(gset_win(-1, &win), -1);
+  });
   EXPECT_NE(err.find("gsel_norm_tran: invalid transformation number: 6\n"), std::string::npos);
-  err = errors_of([&] { EXPECT_EQ(gset_win(-1, &win), -1); });
   EXPECT_NE(err.find("invalid transformation number: -1"), std::string::npos);
-  Gint e = 0, cur = -1;
-  ginq_cur_norm_tran_num(&e, &cur);
-  EXPECT_EQ(cur, 1);
+  EXPECT_EQ(current_tran(), 1);
+  Gint e = 0;
   Gtran t;
   EXPECT_EQ(ginq_norm_tran(6, &e, &t), -1);
 }
@@ -168,8 +174,7 @@ TEST_F(KernelTest, SelectingCurrentTransformationRecordsNothing) {
   gsel_norm_tran(0);
   EXPECT_TRUE(g_kinds.empty());
   gsel_norm_tran(1);
-  ASSERT_EQ(g_kinds.size(), 1u);
-  EXPECT_EQ(g_kinds[0], 15);
+  EXPECT_EQ(g_kinds, std::vector<int>{15});
   // Unchanged attribute values record nothing either.
   g_kinds.clear();
   gset_linetype(1);
@@ -216,18 +221,13 @@ TEST_F(KernelTest, PolylineIsClippedToTheViewport) {
   lines = calls(RecordedCall::Op::polyline);
   ASSERT_EQ(lines.size(), 2u);
   for (const auto& l : lines)
-    for (const auto& p : l.pts) {
-      EXPECT_LE(p.x, 256.0f);
-      EXPECT_GE(p.y, 256.0f);
-    }
+    for (const auto& p : l.pts) EXPECT_TRUE(p.x <= 256.0f && p.y >= 256.0f) << p.x << "," << p.y;
 
   // Wholly outside the world window: nothing reaches the device.
   dev->clear_calls();
-  const Gpt away[] = {{2.0f, 2.0f}, {3.0f, 3.0f}};
+  // The second's bounding box overlaps the window but the line passes outside it.
+  const Gpt away[] = {{2.0f, 2.0f}, {3.0f, 3.0f}}, high[] = {{-1.0f, 0.5f}, {0.5f, 2.0f}};
   EXPECT_EQ(gpolyline(2, away), 0);
-  EXPECT_TRUE(calls(RecordedCall::Op::polyline).empty());
-  // The bounding box overlaps the window but the line passes outside it.
-  const Gpt high[] = {{-1.0f, 0.5f}, {0.5f, 2.0f}};
   gpolyline(2, high);
   EXPECT_TRUE(calls(RecordedCall::Op::polyline).empty());
 }
@@ -247,39 +247,27 @@ TEST_F(KernelTest, FillAreaIsClippedAndClosed) {
   gfill_area(4, wide);
   auto fills = calls(RecordedCall::Op::fill);
   ASSERT_EQ(fills.size(), 2u);
-  EXPECT_EQ(fills[0].pts.size(), 4u);
   const auto& fill = fills[0].fill;
-  EXPECT_EQ(std::tuple(fill.color_ind, fill.interior, fill.pattern), std::tuple(3, GPAT, 12));
+  EXPECT_EQ(std::tuple(fills[0].pts.size(), fill.color_ind, fill.interior, fill.pattern), std::tuple(4u, 3, GPAT, 12));
   const auto& clipped = fills[1].pts;
   ASSERT_EQ(clipped.size(), 5u);
-  EXPECT_FLOAT_EQ(clipped.front().x, clipped.back().x);
-  EXPECT_FLOAT_EQ(clipped.front().y, clipped.back().y);
+  EXPECT_TRUE(floats_eq({clipped.front().x, clipped.front().y}, {clipped.back().x, clipped.back().y}));
   float max_x = 0;
   for (const auto& p : clipped) max_x = std::max(max_x, p.x);
   EXPECT_FLOAT_EQ(max_x, 256.0f);
 }
 
 TEST_F(KernelTest, FillPatternsFollowTheirBitmaps) {
-  // Pattern 1 is a checkerboard, 0 and 19 solid, 10 empty.
+  // Pattern 1 is a checkerboard repeating every 8 pixels.
   EXPECT_EQ(std::tuple(gfill_test(1, 1, 0), gfill_test(1, 0, 0), gfill_test(1, 0, 1), gfill_test(1, 9, 8)),
-            std::tuple(1, 0, 1, 1));  // repeats every 8 pixels
-  int solid = 0, empty = 0;
-  for (int y = 0; y < 8; ++y)
-    for (int x = 0; x < 8; ++x) {
-      solid += gfill_test(0, x, y) + gfill_test(19, x, y);
-      empty += gfill_test(10, x, y);
-    }
-  EXPECT_EQ(std::tuple(solid, empty), std::tuple(128, 0));
-  // Rows 11..18 are grey levels of rising density.
-  int prev = -1;
-  for (int p = 11; p <= 18; ++p) {
+            std::tuple(1, 0, 1, 1));
+  auto ink = [](int p) {
     int n = 0;
-    for (int y = 0; y < 8; ++y)
-      for (int x = 0; x < 8; ++x) n += gfill_test(p, x, y);
-    EXPECT_GT(n, prev) << "pattern " << p;
-    prev = n;
-  }
-  EXPECT_EQ(gfill_test(20, 0, 0), 0);
+    for (int i = 0; i < 64; ++i) n += gfill_test(p, i % 8, i / 8);
+    return n;
+  };
+  EXPECT_EQ(std::tuple(ink(0), ink(19), ink(10), ink(20)), std::tuple(64, 64, 0, 0));  // solid, empty, none
+  for (int p = 12; p <= 18; ++p) EXPECT_GT(ink(p), ink(p - 1)) << "grey levels of rising density";
 }
 
 TEST_F(KernelTest, MarkersAreStrokesInDeviceUnits) {
@@ -300,12 +288,8 @@ TEST_F(KernelTest, MarkersAreStrokesInDeviceUnits) {
   gpolymarker(1, &p);
   strokes = calls(RecordedCall::Op::stroke);
   ASSERT_EQ(strokes.size(), 1u);
-  for (const auto& q : strokes[0].pts) {
-    EXPECT_FLOAT_EQ(q.x, 256.0f);
-    EXPECT_FLOAT_EQ(q.y, 256.0f);
-  }
-  // An unknown type draws nothing.
-  gset_marker_type(10);
+  for (const auto& q : strokes[0].pts) EXPECT_TRUE(floats_eq({q.x, q.y}, {256, 256}));
+  gset_marker_type(10);  // unknown: nothing
   dev->clear_calls();
   gpolymarker(1, &p);
   EXPECT_TRUE(calls(RecordedCall::Op::stroke).empty());
@@ -325,12 +309,9 @@ TEST_F(KernelTest, DropShadowDrawsCopiesInBlack) {
   EXPECT_EQ(groups[0].fill.pattern, 10);  // the marker count
   auto strokes = calls(RecordedCall::Op::stroke);
   ASSERT_EQ(strokes.size(), 10u * 3u * 2u);  // (2 shadows + marker) x 2 strokes
-  int shadows = 0;
-  for (const auto& s : strokes) shadows += s.pen.shadow ? 1 : 0;
-  EXPECT_EQ(shadows, 40);
+  EXPECT_EQ(std::count_if(strokes.begin(), strokes.end(), [](const auto& s) { return s.pen.shadow; }), 40);
   // The second shadow copy is one pixel right and down of the first.
-  EXPECT_FLOAT_EQ(strokes[2].pts[0].x, strokes[0].pts[0].x + 1);
-  EXPECT_FLOAT_EQ(strokes[2].pts[0].y, strokes[0].pts[0].y + 1);
+  EXPECT_TRUE(floats_eq({strokes[2].pts[0].x, strokes[2].pts[0].y}, {strokes[0].pts[0].x + 1, strokes[0].pts[0].y + 1}));
 }
 
 TEST_F(KernelTest, LineAttributesReachTheDevice) {
@@ -342,9 +323,8 @@ TEST_F(KernelTest, LineAttributesReachTheDevice) {
   EXPECT_EQ(gpolyline(2, two_same), 0);
   auto lines = calls(RecordedCall::Op::polyline);
   ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(std::tuple(lines[0].pen.color_ind, lines[0].pen.line_type), std::tuple(4, 3));
-  EXPECT_EQ(lines[0].pen.pixel, gget_color_ind(4));
-  EXPECT_FLOAT_EQ(lines[0].pen.width, 2.5f);
+  const auto& pen = lines[0].pen;
+  EXPECT_EQ(std::tuple(pen.color_ind, pen.line_type, pen.pixel, pen.width), std::tuple(4, 3, gget_color_ind(4), 2.5f));
   // Reserved print shades become colour 1 on a display.
   EXPECT_EQ(gset_line_colr_ind(505), 0);
   EXPECT_EQ(gget_line_colr(), 1);
@@ -383,28 +363,20 @@ TEST_F(KernelTest, AttributeValidationMessages) {
   EXPECT_EQ(gget_fill_style_ind(), 1);
 }
 
-TEST_F(KernelTest, NothingWorksBeforeOpening) {
+TEST_F(KernelTest, NothingWorksBeforeOpeningOrWithoutADevice) {
   std::string err = errors_of([] {
     const Gpt p[2] = {{0, 0}, {1, 1}};
     EXPECT_EQ(gpolyline(2, p), -1);
     EXPECT_EQ(gset_linetype(2), -1);
     EXPECT_EQ(gpolymarker(1, p), -1);
     EXPECT_EQ(gtext(p, "x"), -1);
+    EXPECT_EQ(gclose_ws(1), -1);
+    gopen_gks(nullptr, 0);
+    EXPECT_EQ(gopen_ws(1, "", static_cast<Gws_type>(99)), -1);  // a type the built-in table lacks
   });
-  EXPECT_NE(err.find("gpolyline: GKS not opened\n"), std::string::npos);
-  EXPECT_NE(err.find("gset_linetype: GKS not opened\n"), std::string::npos);
-  EXPECT_NE(err.find("gtext: GKS not opened\n"), std::string::npos);
-  EXPECT_EQ(gchk_graphics(), 0);
-  EXPECT_EQ(gclose_ws(1), -1);
-}
-
-// The built-in table always has the display devices: a type it lacks.
-TEST_F(KernelTest, MissingDeviceFailsCleanly) {
-  gopen_gks(nullptr, 0);
-  int rc = 0;
-  std::string err = errors_of([&] { rc = gopen_ws(1, "", static_cast<Gws_type>(99)); });
-  EXPECT_EQ(rc, -1);
-  EXPECT_NE(err.find("gopen_ws: no device available for workstation type 99\n"), std::string::npos) << err;
+  for (const char* m : {"gpolyline: GKS not opened\n", "gset_linetype: GKS not opened\n", "gtext: GKS not opened\n",
+                        "gopen_ws: no device available for workstation type 99\n"})
+    EXPECT_NE(err.find(m), std::string::npos) << m;
   EXPECT_EQ(gchk_graphics(), 0);
 }
 
@@ -434,9 +406,7 @@ TEST_F(KernelTest, ConnectionIdIsSplitForTheDevice) {
   const auto& req = last_recording_device()->request();
   EXPECT_EQ(req.conn_id, ":1,extra");
   EXPECT_EQ(req.items, (std::vector<std::string>{":1", "extra"}));
-  EXPECT_EQ(gtype_is_WIN(), 1);
-  EXPECT_EQ(gtype_is_WIN_PIX(), 1);
-  EXPECT_EQ(gtype_is_PS(), 0);
+  EXPECT_EQ(std::tuple(gtype_is_WIN_PIX(), gtype_is_PS()), std::tuple(1, 0));
   EXPECT_EQ(gclose_ws(1), 0);
   EXPECT_EQ(gchk_graphics(), 0);
 }
@@ -447,13 +417,9 @@ TEST_F(KernelTest, ResizeKeepsTransformations) {
   gset_win(2, &win);
   gsel_norm_tran(2);
   ASSERT_EQ(gset_win_size(1001, 1001), 0);
-  Gint err = 0, cur = -1;
-  ginq_cur_norm_tran_num(&err, &cur);
-  EXPECT_EQ(cur, 2);
-  EXPECT_FLOAT_EQ(xW_p(10.0f), 1000.0f);
   Gxrect r;
   gget_xviewport(&r);
-  EXPECT_EQ(r.width, 1001);
+  EXPECT_EQ(std::tuple(current_tran(), xW_p(10.0f), r.width), std::tuple(2, 1000.0f, 1001));
 }
 
 class MetafileTest : public KernelTest {
@@ -515,16 +481,13 @@ TEST_F(MetafileTest, KernelCallsWriteTheirRecords) {
   EXPECT_EQ(gget_fill_style_ind(), 1);
 }
 
-class GphTest : public KernelTest {};
-
-TEST_F(GphTest, ShapesAreClosedPolylinesAndFills) {
+TEST_F(KernelTest, ShapesAreClosedPolylinesAndFills) {
   open();
   GPH_rect(0.1f, 0.1f, 0.3f, 0.2f);
   auto lines = calls(RecordedCall::Op::polyline);
   ASSERT_EQ(lines.size(), 1u);
   ASSERT_EQ(lines[0].pts.size(), 5u);
-  EXPECT_FLOAT_EQ(lines[0].pts[0].x, lines[0].pts[4].x);
-  EXPECT_FLOAT_EQ(lines[0].pts[1].x, std::trunc(0.3f * 511.0f + 0.5f));
+  EXPECT_TRUE(floats_eq({lines[0].pts[0].x, lines[0].pts[1].x}, {lines[0].pts[4].x, std::trunc(0.3f * 511.0f + 0.5f)}));
   dev->clear_calls();
   GPH_fcircle(0.5f, 0.5f, 0.1f);
   auto fills = calls(RecordedCall::Op::fill);
@@ -538,47 +501,31 @@ TEST_F(GphTest, ShapesAreClosedPolylinesAndFills) {
   GPH_printf(0.2f, 0.2f, "%d-%s", 42, "x");
   auto groups = calls(RecordedCall::Op::begin_group);
   ASSERT_EQ(groups.size(), 1u);
-  EXPECT_EQ(groups[0].text, "42-x");
+  EXPECT_EQ(groups[0].text, "42-x");  // formatted
 }
 
-TEST_F(GphTest, AttributeHelpersLeaveUnsetFieldsAlone) {
+TEST_F(KernelTest, AttributeHelpersLeaveUnsetFieldsAlone) {
   open();
   Gattribs a;  // everything -9999
   a.color = 3;
   a.style = 2;
   GPH_line_attr(&a);
-  EXPECT_EQ(gget_line_colr(), 3);
-  EXPECT_EQ(gget_line_type(), 2);
-  EXPECT_FLOAT_EQ(gget_line_width(), 1.0f);
-  GPH_line_attr(nullptr);
-  EXPECT_EQ(gget_line_type(), 1);
-  EXPECT_FLOAT_EQ(gget_line_width(), 0.0f);
-
-  Gattribs f;
-  f.fill_pat = 7;
-  GPH_fill_attr(&f);
-  EXPECT_EQ(gget_fill_int_style(), GPAT);
-  EXPECT_EQ(gget_fill_style_ind(), 7);
-  f.fill_pat = 0;
-  GPH_fill_attr(&f);
-  EXPECT_EQ(gget_fill_int_style(), GSOLID);
-
-  Gattribs m;
-  m.height = 2.0f;
-  GPH_mark_attr(&m, 0.5f);
-  EXPECT_FLOAT_EQ(gget_marker_size(), 1.0f);
-  m.height = ZOR_MISSING_F;
-  GPH_mark_attr(&m, 3.0f);
+  EXPECT_EQ(std::tuple(gget_line_colr(), gget_line_type(), gget_line_width()), std::tuple(3, 2, 1.0f));
+  GPH_line_attr(nullptr);  // the defaults
+  EXPECT_EQ(std::tuple(gget_line_type(), gget_line_width()), std::tuple(1, 0.0f));
+  a.fill_pat = 7;
+  GPH_fill_attr(&a);
+  EXPECT_EQ(std::tuple(gget_fill_int_style(), gget_fill_style_ind()), std::tuple(GPAT, 7));
+  a.height = ZOR_MISSING_F;
+  GPH_mark_attr(&a, 3.0f);  // no height: the scale alone
   EXPECT_FLOAT_EQ(gget_marker_size(), 3.0f);
-
-  Gattribs t;
-  t.height = 0.02f;
-  EXPECT_EQ(GPH_text_attr(&t, 2.0f), 0);
+  a.height = 0.02f;
+  EXPECT_EQ(GPH_text_attr(&a, 2.0f), 0);
   EXPECT_FLOAT_EQ(gget_char_ht(), 0.04f);
   EXPECT_EQ(GPH_text_attr(nullptr, 1.0f), -1);
 }
 
-TEST_F(GphTest, PanelSizeAndMargins) {
+TEST_F(KernelTest, PanelSizeAndMargins) {
   open(801, 401);
   GPH_set_view_size(0.5f, 1.0f, 0.5f, 0.0f);  // right half of the display
   Glim offset{0.1f, 0.1f, 0.0f, 0.0f};       // 10% margins left and right
@@ -589,6 +536,237 @@ TEST_F(GphTest, PanelSizeAndMargins) {
   GPH_get_view_size(&view);
   EXPECT_TRUE(floats_eq({view.x_min, view.x_max}, {0.5f, 1.0f}));
   EXPECT_FLOAT_EQ(GPH_get_vert_win_size(), 0.5f);
+}
+
+struct Box {
+  float x_min = 1e9f, x_max = -1e9f, y_min = 1e9f, y_max = -1e9f;
+  int strokes = 0;
+};
+
+class FontTest : public KernelTest {
+ protected:
+  void SetUp() override {
+    open();  // 640 x 512 pixels
+    // One world unit per pixel over the whole device, y upwards.
+    const Glim ws{0.0f, 1.0f, 0.0f, 511.0f / 639.0f}, win{0.0f, 639.0f, 0.0f, 511.0f};
+    gset_ws_win(1, &ws);
+    gset_win(1, &win);
+    gset_vp(1, &ws);
+    gsel_norm_tran(1);
+    gset_char_ht(105.0f);  // one font unit per world unit
+    dev->clear_calls();
+  }
+  // Device-space bounding box of everything the last text drew.
+  Box drawn() const {
+    Box b;
+    for (const auto& c : dev->calls()) {
+      if (c.op != RecordedCall::Op::stroke) continue;
+      ++b.strokes;
+      for (const auto& p : c.pts) {
+        b.x_min = std::min(b.x_min, p.x), b.x_max = std::max(b.x_max, p.x), b.y_min = std::min(b.y_min, p.y);
+        b.y_max = std::max(b.y_max, p.y);
+      }
+    }
+    return b;
+  }
+  Box draw(const char* s, float x = 100.0f, float y = 200.0f) {
+    dev->clear_calls();
+    const Gpt p{x, y};
+    EXPECT_EQ(gtext(&p, s), 0);
+    return drawn();
+  }
+};
+
+TEST(FontFiles, EveryListedFontLoadsAndModernHasPrintableAscii) {
+  auto list = zor::find_data_file("zor.fnl");
+  ASSERT_TRUE(list);
+  std::istringstream in(slurp(*list));
+  std::string abbr, name;
+  int fonts = 0;
+  FontState f;
+  while (in >> abbr >> name) {
+    auto path = zor::find_data_file(name);
+    ASSERT_TRUE(path) << name;
+    f.clear_glyphs();
+    ASSERT_TRUE(parse_font(slurp(*path), f)) << name;
+    EXPECT_EQ(f.size[' '], 40) << name;
+    ++fonts;
+  }
+  EXPECT_GE(fonts, 4);
+  f.clear_glyphs();
+  ASSERT_TRUE(parse_font(slurp(*zor::find_data_file("modern.fnt")), f));
+  for (int c = 33; c < 127; ++c) EXPECT_GE(f.index[c], 0) << c;
+  EXPECT_EQ(std::tuple(f.index[' '], f.index[200]), std::tuple(-1, -1));
+  // Capital H: from the baseline (35) to the cap height (140).
+  int y_min = 255, y_max = 0;
+  for (std::size_t p = static_cast<std::size_t>(f.index['H']); f.db[p] != 255; p += 2) {
+    y_min = std::min<int>(y_min, f.db[p + 1]);
+    y_max = std::max<int>(y_max, f.db[p + 1]);
+  }
+  EXPECT_EQ(std::tuple(y_min, y_max), std::tuple(35, 140));
+}
+
+TEST(FontFiles, MalformedFontFilesAreRefused) {
+  std::string index;
+  for (int i = 0; i < 256; ++i) index += i == 65 ? "1 " : "-1 ";
+  const std::string good = "255 10 35 20 140 254 " + index;
+  FontState f;
+  f.clear_glyphs();
+  ASSERT_TRUE(parse_font(good, f));
+  EXPECT_EQ(f.size['A'], 20);
+  // The commented form: header words and a label after every 255.
+  ASSERT_TRUE(parse_font("1 tiny 255 cA 10 35 20 140 254 " + index, f));
+  EXPECT_EQ(f.index['A'], 1);
+
+  const std::string short_index = index.substr(index.size() - 600);
+  std::string far_index = index;
+  far_index.replace(far_index.find("1 "), 1, "99");
+  const struct {
+    const char* name;
+    std::string text;
+  } bad[] = {
+      {"empty", ""},
+      {"no terminator", "255 10 35 20 140"},
+      {"short index", "255 10 35 20 140 254 " + short_index},
+      {"index past data", "255 10 35 20 140 254 " + far_index},
+      {"byte out of range", "255 10 35 300 140 254 " + index},
+      {"not a number", "255 10 x 20 140 254 " + index},
+      {"odd stroke data", "255 10 35 20 254 " + index},
+  };
+  for (const auto& b : bad) {
+    FontState g;
+    g.clear_glyphs();
+    EXPECT_FALSE(parse_font(b.text, g)) << b.name;
+    EXPECT_TRUE(g.db.empty()) << b.name;
+  }
+}
+
+TEST_F(FontTest, ExtentFollowsAdvancesSpacingAndExpansion) {
+  const auto& f = kernel().font;
+  ASSERT_FALSE(f.db.empty());
+  const int a = f.size['A'], b = f.size['B'];
+  float w = 0, h = 0;
+  ASSERT_EQ(ginq_text_extent("AB", &w, &h), 0);
+  EXPECT_FLOAT_EQ(w, static_cast<float>(a + 25 + b));
+  EXPECT_FLOAT_EQ(h, 105.0f);
+  gset_expan(1.5f);
+  ginq_text_extent("AB", &w, &h);
+  EXPECT_FLOAT_EQ(w, std::trunc(static_cast<float>(a + 25 + b) * 1.5f));
+  // Fixed pitch: every character but the last takes (25 + 100) * pitch.
+  gset_expan(1.0f);
+  gset_char_space(0.8f);
+  ginq_text_extent("ABC", &w, &h);
+  EXPECT_FLOAT_EQ(w, 2 * 100.0f + 80.0f);
+}
+
+TEST_F(FontTest, AlignmentShiftsByTheWidthAndMovesTheBaseline) {
+  const int width = kernel().font.size['A'] + 25 + kernel().font.size['B'];
+  const Box left = draw("AB", 300.0f);
+  ASSERT_GT(left.strokes, 0);
+  EXPECT_FLOAT_EQ(left.x_min, 300.0f);  // 'A' has ink at x 0
+  GPH_text_align(GCENTER_HOR, GNORMAL_VERT);
+  EXPECT_FLOAT_EQ(left.x_min - draw("AB", 300.0f).x_min, static_cast<float>(width / 2));
+  GPH_text_align(GRIGHT_HOR, GNORMAL_VERT);
+  EXPECT_FLOAT_EQ(left.x_min - draw("AB", 300.0f).x_min, static_cast<float>(width));
+  // Normal alignment puts the baseline (font y 35) on the position: the
+  // bottom of 'H' is at world y 200, pixel row 511 - 200.
+  GPH_text_align(GNORMAL_HOR, GNORMAL_VERT);
+  const Box base = draw("H");
+  EXPECT_FLOAT_EQ(base.y_max, 311.0f);
+  EXPECT_FLOAT_EQ(base.y_min, 311.0f - 105.0f);
+  GPH_text_align(GNORMAL_HOR, GCAP_VERT);  // cap line on the position
+  const Box cap = draw("H");
+  EXPECT_FLOAT_EQ(cap.y_min, 311.0f);
+  GPH_text_align(GNORMAL_HOR, GBOTTOM_VERT);  // descender line on it
+  const Box bottom = draw("H");
+  EXPECT_FLOAT_EQ(bottom.y_max, 311.0f - 35.0f);
+}
+
+TEST_F(FontTest, UpVectorRotatesTheText) {
+  const Box flat = draw("HHHH");
+  GPH_text_rotate(90.0f);  // up to the right: the text runs downwards
+  const Box turned = draw("HHHH", 100.0f, 450.0f);
+  EXPECT_NEAR(turned.x_max - turned.x_min, flat.y_max - flat.y_min, 1.0f);
+  EXPECT_NEAR(turned.y_max - turned.y_min, flat.x_max - flat.x_min, 1.0f);
+  EXPECT_NEAR(turned.y_min, 61.0f, 1.0f);  // starts at the position, going down
+  EXPECT_FLOAT_EQ(turned.x_min, 100.0f);       // the baseline runs through it,
+  EXPECT_FLOAT_EQ(turned.x_max, 205.0f);       // the capitals stand to its right
+}
+
+TEST_F(FontTest, LongStrokesAreSplitForTheDisplay) {
+  // A glyph of one 40-point stroke: sent as 30 points, then the remaining
+  // 10 continuing from the last point sent.
+  std::string text = "255 128 35";
+  for (int i = 1; i < 40; ++i) text += " " + std::to_string(i) + " " + std::to_string(35 + i);
+  text += " 254";
+  for (int c = 0; c < 256; ++c) text += c == 'Z' ? " 1" : " -1";
+  ASSERT_TRUE(parse_font(text, kernel().font));
+  draw("Z");
+  std::vector<std::size_t> sizes;
+  for (const auto& c : dev->calls())
+    if (c.op == RecordedCall::Op::stroke) sizes.push_back(c.pts.size());
+  EXPECT_EQ(sizes, (std::vector<std::size_t>{30, 11}));
+}
+
+TEST_F(FontTest, TextOutsideTheViewportIsClipped) {
+  const Box b = draw("WWWWWWWWWWWWWWWW", 600.0f, 200.0f);
+  ASSERT_GT(b.strokes, 0);
+  EXPECT_LE(b.x_max, 639.0f);
+  EXPECT_GE(b.x_min, 600.0f);
+}
+
+TEST_F(FontTest, FontListSelectionAndErrors) {
+  EXPECT_EQ(std::tuple(gget_font_index("rom"), gget_font_index("ROM"), gget_font_index("3"), gget_font_index("nosuch")),
+            std::tuple(2, 2, 3, 1));
+  const std::size_t modern_size = kernel().font.db.size();
+  Gfontprec fp{2, GSTROKE_PREC};
+  ASSERT_EQ(gset_fontprec(&fp), 0);
+  EXPECT_NE(kernel().font.db.size(), modern_size);
+  gset_font_list("roman.fnt,modern.fnt");  // a comma-separated list replaces zor.fnl
+  ASSERT_EQ(gsetup_fonts(), 0);
+  EXPECT_EQ(kernel().font.fonts.size(), 2u);
+  ::testing::internal::CaptureStderr();
+  fp.font = 99;
+  EXPECT_EQ(gset_fontprec(&fp), -1);
+  gset_font_list("fi:no_such_list");
+  gsetup_fonts();
+  EXPECT_EQ(read_font("nosuch.fnt"), -1);
+  EXPECT_EQ(draw("A B").strokes, 0);  // a missing font draws nothing, but blanks still advance
+  EXPECT_EQ(kernel().font.size[' '], 40);
+  EXPECT_EQ(read_font("#fixed"), -1);  // a device without fonts of its own
+  const std::string err = ::testing::internal::GetCapturedStderr();
+  for (const char* m : {"gset_fontprec: invalid font id: 99\n", "gsetup_fonts: unable to load font list file: no_such_list\n",
+                        "read_font: unable to load font file: nosuch.fnt\n", "read_font: unable to load font: fixed\n"})
+    EXPECT_NE(err.find(m), std::string::npos) << m;
+}
+
+// The converter on a two-glyph Hershey file whose second record continues
+// on a second line: a blank and a capital A.
+TEST(Hershey2Fnt, ConvertsGlyphsIntoFontUnits) {
+  const std::string dir = zor::test::scratch_dir().path().string();
+  const std::string jhf = dir + "/tiny.jhf", fnt = dir + "/tiny.fnt";
+  zor::test::write_file(jhf, "12345  1JZ\n  501  9H\\RFJ[ RRF\nZ[ RMTWT\n");
+  const std::string cmd = std::string(HERSHEY2FNT) + " " + jhf + " " + fnt + " tiny";
+  ASSERT_EQ(std::system(cmd.c_str()), 0);
+  FontState f;
+  f.clear_glyphs();
+  ASSERT_TRUE(parse_font(slurp(fnt), f));
+  EXPECT_EQ(f.index[' '], -1);  // a blank has no strokes
+  ASSERT_GE(f.index['!'], 0);   // the second record stands for '!'
+  // Apex (R,F) is a move to x 40, y 140 (cap height); J[ a line to the
+  // baseline at x 0; the crossbar (M,T)-(W,T) at y 70.
+  const std::vector<int> expected = {168, 140, 0, 35, 168, 140, 80, 35, 143, 70, 65, 70, 255};
+  std::vector<int> got;
+  for (std::size_t p = static_cast<std::size_t>(f.index['!']); p < f.db.size(); ++p) {
+    got.push_back(f.db[p]);
+    if (f.db[p] == 255 && got.size() % 2 == 1) break;
+  }
+  EXPECT_EQ(got, expected);
+  EXPECT_EQ(f.size['!'], 80);
+
+  // A truncated record is refused.
+  zor::test::write_file(jhf, "  501  9H\\RFJ[\n");
+  EXPECT_NE(std::system((cmd + " 2>/dev/null").c_str()), 0);
 }
 
 }  // namespace

@@ -1,10 +1,8 @@
 # The in-memory raster device.
 zor_add_test(gks_mem_test ${CMAKE_CURRENT_LIST_DIR}/mem_test.cpp)
 target_include_directories(gks_mem_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)
-# The same drawings on Xvfb through the X11 device and in memory.
-zor_add_test(gks_mem_xvfb_test ${CMAKE_CURRENT_LIST_DIR}/mem_xvfb_test.cpp)
-target_include_directories(gks_mem_xvfb_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)
-# The scan converter against the X server's own drawing.
+# The scan converter and the memory device against the X server's own
+# drawing under Xvfb.
 find_package(X11 QUIET)
 if(X11_FOUND)
   zor_add_test(gks_mem_raster_test ${CMAKE_CURRENT_LIST_DIR}/mem_raster_test.cpp)

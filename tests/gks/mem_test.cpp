@@ -65,12 +65,11 @@ class MemoryDeviceTest : public ::testing::Test {
 };
 
 TEST_F(MemoryDeviceTest, CaptureHasTheLayoutOfADepth24Screen) {
-  EXPECT_TRUE(dev->headless());
-  EXPECT_EQ(gget_color_ind(2), static_cast<int>(kRed));
-  EXPECT_EQ(gget_color_ind(-1), 0);  // black background
-  Gcolr_rep grey{0.5f, 0.25f, 1.0f};
+  const Gcolr_rep grey{0.5f, 0.25f, 1.0f};
   gset_colr_rep(1, 9, &grey);
-  EXPECT_EQ(gget_color_ind(9), 0x7F3FFF);
+  // Pixels are 0xRRGGBB; the background black.
+  EXPECT_TRUE(dev->headless());
+  EXPECT_EQ(std::tuple(gget_color_ind(2), gget_color_ind(-1), gget_color_ind(9)), std::tuple(0xFF0000, 0, 0x7F3FFF));
   fill({at(0, 0), at(3, 0), at(3, 3), at(0, 3)}, 9);
 
   Capture c;
@@ -81,10 +80,7 @@ TEST_F(MemoryDeviceTest, CaptureHasTheLayoutOfADepth24Screen) {
   EXPECT_EQ(std::tuple(i.red, i.grn, i.blu), std::tuple(0xFF0000u, 0x00FF00u, 0x0000FFu));
   EXPECT_STREQ(c.img.info, "xwdump");
   // Least significant byte first: blue, green, red, pad.
-  EXPECT_EQ(c.img.data[0], 0xFF);
-  EXPECT_EQ(c.img.data[1], 0x3F);
-  EXPECT_EQ(c.img.data[2], 0x7F);
-  EXPECT_EQ(c.img.data[3], 0x00);
+  EXPECT_EQ(std::tuple(c.img.data[0], c.img.data[1], c.img.data[2], c.img.data[3]), std::tuple(0xFF, 0x3F, 0x7F, 0));
   EXPECT_EQ(c.pixel(4, 4), 0u);
 
   gset_win_title("Reflectivity KTLX");
@@ -102,9 +98,7 @@ TEST_F(MemoryDeviceTest, FillCoversInteriorAndOutline) {
   Capture c;
   capture(c);
   EXPECT_EQ(c.painted(0, 0, 30, 30).size(), 121u);
-  EXPECT_EQ(c.pixel(10, 10), kRed);
-  EXPECT_EQ(c.pixel(20, 20), kRed);
-  EXPECT_EQ(c.pixel(21, 20), 0u);
+  EXPECT_EQ(std::tuple(c.pixel(10, 10), c.pixel(20, 20), c.pixel(21, 20)), std::tuple(kRed, kRed, 0u));
   EXPECT_EQ(c.painted(35, 0, 60, 30).size(), 121u);
   EXPECT_EQ(c.pixel(40, 20), kGreen);
 }
@@ -113,22 +107,15 @@ TEST_F(MemoryDeviceTest, StipplesAreAnchoredAtTheDrawableOrigin) {
   gset_fill_int_style(GPAT);
   gset_fill_style_ind(3);
   fill({at(101, 203), at(141, 203), at(141, 243), at(101, 243)}, 4);
+  gset_fill_int_style(GHOLLOW);  // keeps the context as it was: still stippled
+  fill({at(300, 300), at(340, 300), at(340, 340), at(300, 340)}, 4);
   Capture c;
   capture(c);
-  int painted = 0;
+  int wrong = 0;
   for (int y = 204; y < 243; ++y)
-    for (int x = 102; x < 141; ++x) {
-      const bool on = gfill_test(3, x, y) != 0;
-      EXPECT_EQ(c.pixel(x, y), on ? kBlue : 0u) << x << "," << y;
-      painted += on;
-    }
-  EXPECT_GT(painted, 0);
-  // Hollow keeps the context as it was: still stippled.
-  gset_fill_int_style(GHOLLOW);
-  fill({at(300, 300), at(340, 300), at(340, 340), at(300, 340)}, 4);
-  Capture h;
-  capture(h);
-  for (int x = 302; x < 338; ++x) EXPECT_EQ(h.pixel(x, 320) != 0, gfill_test(3, x, 320) != 0);
+    for (int x = 102; x < 141; ++x) wrong += c.pixel(x, y) != (gfill_test(3, x, y) ? kBlue : 0u);
+  for (int x = 302; x < 338; ++x) wrong += (c.pixel(x, 320) != 0) != (gfill_test(3, x, 320) != 0);
+  EXPECT_EQ(wrong, 0);
 }
 
 TEST_F(MemoryDeviceTest, WideLinesAreButtCappedRectangles) {
@@ -138,32 +125,22 @@ TEST_F(MemoryDeviceTest, WideLinesAreButtCappedRectangles) {
   line({at(10, 60), at(20, 60)});
   gset_linewidth(2.0f);
   line({at(50, 10), at(50, 20)});
+  // As the server draws it: a closed 10 x 10 square of width 3 with mitred
+  // joins, the closing corner included, is a 13 x 13 frame of 120 pixels.
+  gset_linewidth(3.0f);
+  line({at(110, 110), at(120, 110), at(120, 120), at(110, 120), at(110, 110)});
   Capture c;
   capture(c);
   EXPECT_EQ(c.painted(0, 45, 30, 55).size(), 11u);
   // Width 3: rows 59..61, columns 10..19; the last point is not part of a
   // butt-capped line.
   EXPECT_EQ(c.painted(0, 56, 30, 66).size(), 30u);
-  EXPECT_EQ(c.pixel(10, 59), kRed);
-  EXPECT_EQ(c.pixel(19, 61), kRed);
-  EXPECT_EQ(c.pixel(20, 60), 0u);
+  EXPECT_EQ(std::tuple(c.pixel(10, 59), c.pixel(19, 61), c.pixel(20, 60)), std::tuple(kRed, kRed, 0u));
   // Width 2, vertical: columns 49 and 50.
   EXPECT_EQ(c.painted(45, 5, 55, 25).size(), 20u);
-  EXPECT_EQ(c.pixel(49, 10), kRed);
-  EXPECT_EQ(c.pixel(51, 10), 0u);
-}
-
-TEST_F(MemoryDeviceTest, ClosedWideOutlinesAreMitredAllRound) {
-  // Server: a closed 10 x 10 square of width 3 with mitred joins, the
-  // closing corner included, is a 13 x 13 frame of 120 pixels.
-  gset_linewidth(3.0f);
-  line({at(10, 10), at(20, 10), at(20, 20), at(10, 20), at(10, 10)});
-  Capture c;
-  capture(c);
-  EXPECT_EQ(c.painted(0, 0, 30, 30).size(), 120u);
-  EXPECT_EQ(c.pixel(9, 9), kRed);
-  EXPECT_EQ(c.pixel(21, 21), kRed);
-  EXPECT_EQ(c.pixel(12, 12), 0u);
+  EXPECT_EQ(std::tuple(c.pixel(49, 10), c.pixel(51, 10)), std::tuple(kRed, 0u));
+  EXPECT_EQ(c.painted(100, 100, 130, 130).size(), 120u);
+  EXPECT_EQ(std::tuple(c.pixel(109, 109), c.pixel(121, 121), c.pixel(112, 112)), std::tuple(kRed, kRed, 0u));
 }
 
 TEST_F(MemoryDeviceTest, DashListsRunOnAcrossVertices) {
@@ -175,11 +152,13 @@ TEST_F(MemoryDeviceTest, DashListsRunOnAcrossVertices) {
   line({at(0, 300), at(20, 300)});
   Capture c;
   capture(c);
-  for (int x = 0; x <= 100; ++x) EXPECT_EQ(c.pixel(x, 100) != 0, x % 12 < 6) << x;
+  int wrong = 0;
+  for (int x = 0; x <= 100; ++x) wrong += (c.pixel(x, 100) != 0) != (x % 12 < 6);
   // Along the path: x 0..4 at y 200 (pixels 0..4), then y 200..210 at x 5.
-  for (int x = 0; x < 5; ++x) EXPECT_EQ(c.pixel(x, 200) != 0, x % 4 < 2) << x;
-  for (int y = 200; y <= 210; ++y) EXPECT_EQ(c.pixel(5, y) != 0, (5 + y - 200) % 4 < 2) << y;
-  for (int x = 0; x <= 20; ++x) EXPECT_EQ(c.pixel(x, 300) != 0, x % 4 < 2) << x;
+  for (int x = 0; x < 5; ++x) wrong += (c.pixel(x, 200) != 0) != (x % 4 < 2);
+  for (int y = 200; y <= 210; ++y) wrong += (c.pixel(5, y) != 0) != ((5 + y - 200) % 4 < 2);
+  for (int x = 0; x <= 20; ++x) wrong += (c.pixel(x, 300) != 0) != (x % 4 < 2);
+  EXPECT_EQ(wrong, 0);
 }
 
 TEST_F(MemoryDeviceTest, DrawingStaysInsideTheViewport) {
@@ -208,7 +187,7 @@ TEST_F(MemoryDeviceTest, DrawingStaysInsideTheViewport) {
 }
 
 // Pictures drawn in frames are checked through the kernel on this device in
-// x11_frame_test; here a new pixmap's background and unknown pixmaps.
+// window_frames_test; here a new pixmap's background and unknown pixmaps.
 TEST_F(MemoryDeviceTest, FramePixmapsStartEmptyAndUnknownOnesAreRefused) {
   fill({at(0, 0), at(9, 0), at(9, 9), at(0, 9)});
   const unsigned long frame = dev->create_pixmap();
@@ -229,10 +208,7 @@ TEST_F(MemoryDeviceTest, PutPixelsHonoursTheMask) {
   IMG_report img;
   img.width = 10, img.height = 2, img.bits_pixel = 32, img.bytes_line = 40, img.byte_order = 0;
   std::vector<unsigned char> data(80);
-  for (int i = 0; i < 20; ++i) {
-    data[4 * i] = 0x33;  // blue byte first
-    data[4 * i + 2] = 0x11;
-  }
+  for (int i = 0; i < 20; ++i) data[4 * i] = 0x33, data[4 * i + 2] = 0x11;  // blue byte first
   img.data = data.data();
   // Rows padded to two bytes; bit 0 is the leftmost pixel.
   const std::uint8_t mask[4] = {0x0F, 0x02, 0xFF, 0x03};
@@ -254,8 +230,6 @@ TEST_F(MemoryDeviceTest, DumpsWriteTheCapturedPicture) {
   GIF_transparent(1);
   ASSERT_EQ(GIF_dump(zor::test::scratch("d.gif").c_str()), 1);
   GIF_transparent(0);
-  ASSERT_EQ(PNG_dump(zor::test::scratch("d.png").c_str()), 1);
-  ASSERT_EQ(XWD_dump(zor::test::scratch("d.xwd").c_str()), 1);
   IMG_set_dump_labels("Reflectivity", "KTLX", "12:00 1 May 1999");
   ASSERT_EQ(IMG_dump(zor::test::scratch("d.img").c_str()), 1);
   IMG_report back;
@@ -265,7 +239,7 @@ TEST_F(MemoryDeviceTest, DumpsWriteTheCapturedPicture) {
   EXPECT_EQ(back.trans_color, back.colors[0].red == 0.0f ? 0 : 1);
   IMG_free(&back);
   ASSERT_EQ(IMG_read(zor::test::scratch("d.img").c_str(), &back, 0), 1);
-  EXPECT_STREQ(back.info, "Reflectivity [KTLX]");
+  EXPECT_STREQ(back.info, "Reflectivity [KTLX]");  // the labels
   IMG_free(&back);
   EXPECT_EQ(GIF_dump("/nonexistent/dir/x.gif"), 0);
 }
@@ -291,17 +265,11 @@ TEST_F(FallbackTest, OnlyBatchRunsDrawInMemoryWithoutADisplay) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     const int rc = gopen_ws(1, "", GWS_WINDOW);
-    const std::string out = testing::internal::GetCapturedStdout();
-    const std::string err = testing::internal::GetCapturedStderr();
+    const std::string out = testing::internal::GetCapturedStdout(), err = testing::internal::GetCapturedStderr();
     EXPECT_EQ(out.find("Drawing without a display\n") != std::string::npos, batch == 1) << out;
-    if (!batch) {
-      EXPECT_EQ(rc, -1);
-      continue;
-    }
-    ASSERT_EQ(rc, 0);
-    ASSERT_NE(current_device(), nullptr);
-    EXPECT_TRUE(current_device()->headless());
-    EXPECT_EQ(gtype_is_WIN(), 1);
+    EXPECT_EQ(rc, batch ? 0 : -1);
+    if (rc != 0) continue;
+    EXPECT_TRUE(current_device()->headless() && gtype_is_WIN());
     // The failed connection is not reported as an error on this path.
     EXPECT_EQ(err.find("unable to connect to display"), std::string::npos) << err;
     int w = 0, h = 0;

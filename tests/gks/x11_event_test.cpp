@@ -1,12 +1,13 @@
-// The X11 window's events under Xvfb, sent from a second connection: keys,
-// buttons, rubber band, resize, loop-window messages, dumps, placement.
+// The X11 window under Xvfb: events sent from a second connection (keys,
+// buttons, rubber band, resize, loop-window messages, dumps), the wait,
+// server fonts, masked pixels, the window's placement and hints, drawing
+// into another program's pixmap (type 6) named every way, and the object
+// list replayed and printed as PostScript and metafile.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -19,6 +20,7 @@
 #include "device.h"
 #include "gks_kernel.h"
 #include "gks_zoom.h"
+#include "print_checks.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
@@ -36,6 +38,8 @@
 
 using namespace zor::gks;
 namespace fs = std::filesystem;
+using zor::test::scratch;
+using zor::test::win_size;
 
 namespace {
 
@@ -45,6 +49,14 @@ const auto* const g_env = zor::test::add_xvfb_environment();
 struct Client : zor::test::XClient {
   Client() : XClient(gget_root_window()) {}
 };
+
+// A window opened without the fixture, closed with everything put back.
+void close_plain() {
+  gclose_ws(1);
+  gclose_gks();
+  kernel().reset();
+  reset_color_model();
+}
 
 // What the mouse callback received.
 struct Call {
@@ -83,22 +95,32 @@ class Events : public ::testing::Test {
     gsync();
     return gcheck_event();
   }
-  static void box(float x0, float y0, float x1, float y1, int ind) { zor::test::box(x0, y0, x1, y1, ind); }
+  // An event from the other client, then read.
+  void key(Client& c, KeySym sym, unsigned state = 0, int x = 10, int y = 10) { c.key(sym, state, x, y); handle(); }
+  void button(Client& c, bool press, unsigned b, int x, int y) { c.button(press, b, x, y); handle(); }
+  void message(Client& c, int what) { c.loop_message(what); handle(); }
+  // Colour of the middle of frame `ind`'s picture.
+  unsigned frame_centre(int ind) {
+    unsigned long id = 0;
+    return frame_pixmap(ind, &id) ? centre(id) : 0xdeadu;
+  }
   void grab(Picture* pic, unsigned long target = 0) {
     ASSERT_TRUE(dev->set_draw_target(target));
     ASSERT_EQ(dev->capture(pic->img), 1);
+    ASSERT_EQ(pic->img.bits_pixel, 32);
   }
   unsigned centre(unsigned long target = 0) {
     Picture pic;
     grab(&pic, target);
-    return pic.img.data ? pic.rgb(pic.img.width / 2, pic.img.height / 2) : 0xdeadu;
+    return pic.img.data ? pic.pixel(pic.img.width / 2, pic.img.height / 2) : 0xdeadu;
   }
-  static void make_frames(int n) { zor::test::make_frames(n); }
   Device* dev = nullptr;
 };
 
+using zor::test::box;
 using zor::test::floats_eq;
 using zor::test::kColour;
+using zor::test::make_frames;
 
 TEST_F(Events, ButtonsAndKeysReachTheCallback) {
   Client c;
@@ -116,14 +138,12 @@ TEST_F(Events, ButtonsAndKeysReachTheCallback) {
   EXPECT_TRUE(calls().empty());
   gset_input_mode(1);
   c.key(XK_v, Mod1Mask | ControlMask);
-  c.key(XK_a, 0);
-  handle();
+  key(c, XK_a, 0);
   ASSERT_EQ(calls().size(), 2u);
   // Control-v is a control character.
   EXPECT_EQ(std::tuple(calls()[0].kind, calls()[0].label, calls()[1].label), std::tuple(2, "\x16-Alt-Cntrl", "a"));
   EXPECT_EQ(gget_input_mode(), 1);
-  c.key(XK_Return, 0);
-  handle();
+  key(c, XK_Return, 0);
   EXPECT_EQ(calls().back().label, "Ret");
   EXPECT_EQ(gget_input_mode(), 0);  // Return finished the wait
 }
@@ -134,21 +154,17 @@ TEST_F(Events, MouseButtonsChangeTheLoopDelay) {
   make_frames(3);
   ASSERT_EQ(gdisplay_frame(0), 1);
   Client c;
-  c.button(true, Button2, 5, 5);  // looping on
-  handle();
+  button(c, true, Button2, 5, 5);  // looping on
   EXPECT_EQ(gget_looping(), 1);
   ginc_loop_delay(-0.4f);
   EXPECT_FLOAT_EQ(gget_loop_delay(), 0.1f);
-  c.button(true, Button3, 5, 5);
-  handle();
+  button(c, true, Button3, 5, 5);
   EXPECT_NEAR(gget_loop_delay(), 0.05f, 1e-6);
   c.button(true, Button3, 5, 5);
-  c.button(true, Button3, 5, 5);
-  handle();
+  button(c, true, Button3, 5, 5);
   EXPECT_FLOAT_EQ(gget_loop_delay(), 0.0f);  // never negative
   EXPECT_FLOAT_EQ(gget_frame_delay(0), 0.0f);
-  c.button(true, Button1, 5, 5);
-  handle();
+  button(c, true, Button1, 5, 5);
   EXPECT_NEAR(gget_loop_delay(), 0.05f, 1e-6);
   EXPECT_EQ(gget_cur_frame(), 0);  // looping: no stepping
   ASSERT_GE(calls().size(), 5u);
@@ -160,30 +176,26 @@ TEST_F(Events, AltKeysZoomStepAndUnzoomWithoutCallback) {
   gupdate_window();
   gset_input_mode(1);
   Client c;
-  c.key(XK_z, Mod1Mask, 100, 80);
-  handle();
+  key(c, XK_z, Mod1Mask, 100, 80);
   EXPECT_EQ(gget_zoom(), 2);
   ASSERT_EQ(calls().size(), 1u);
   EXPECT_EQ(calls()[0].label, "z-Alt");
-  c.key(XK_u, Mod1Mask);  // undoes the zoom: no callback
-  handle();
+  key(c, XK_u, Mod1Mask);  // undoes the zoom: no callback
   EXPECT_EQ(gget_zoom(), 1);
   EXPECT_EQ(calls().size(), 1u);
-  c.key(XK_u, Mod1Mask);  // nothing to undo: the plot's unzoom gets it
-  handle();
+  key(c, XK_u, Mod1Mask);  // nothing to undo: the plot's unzoom gets it
   ASSERT_EQ(calls().size(), 2u);
   EXPECT_EQ(calls()[1].label, "u-Alt");
 
-  make_frames(2);
+  make_frames(3);
   ASSERT_EQ(gdisplay_frame(0), 1);
-  c.key(XK_l, Mod1Mask);
-  handle();
+  key(c, XK_d, Mod1Mask);  // deletes the frame shown
+  EXPECT_EQ(gget_num_images(), 2);
+  key(c, XK_l, Mod1Mask);
   EXPECT_EQ(gget_looping(), 1);
-  c.key(XK_bracketleft, Mod1Mask);  // looping: slower
-  handle();
+  key(c, XK_bracketleft, Mod1Mask);  // looping: slower
   EXPECT_NEAR(gget_loop_delay(), 0.6f, 1e-6);
-  c.key(XK_q, Mod1Mask);
-  handle();
+  key(c, XK_q, Mod1Mask);
   EXPECT_EQ(gget_input_mode(), 0);
 }
 
@@ -199,8 +211,7 @@ TEST_F(Events, RubberBandIsClampedAndLeavesThePictureAlone) {
   c.button(true, Button1, 20, 20);
   c.motion(150, 60);
   c.motion(160, 50);
-  c.button(false, Button1, 160, 50);
-  handle();
+  button(c, false, Button1, 160, 50);
   ASSERT_EQ(calls().size(), 2u);
   EXPECT_EQ(calls()[1].label, "B1-R");
   EXPECT_TRUE(floats_eq({calls()[1].x, calls()[1].y}, {xp_W(100), yp_W(50)}));  // held within the limits
@@ -209,8 +220,7 @@ TEST_F(Events, RubberBandIsClampedAndLeavesThePictureAlone) {
   EXPECT_TRUE(after.same_as(before));
   // Off after the release: the next point is not held.
   c.button(true, Button1, 20, 20);
-  c.button(false, Button1, 160, 50);
-  handle();
+  button(c, false, Button1, 160, 50);
   EXPECT_FLOAT_EQ(calls().back().x, xp_W(160));
 
   // A line that keeps its x.
@@ -220,8 +230,7 @@ TEST_F(Events, RubberBandIsClampedAndLeavesThePictureAlone) {
   gset_rubber_band(1);
   c.button(true, Button1, 30, 30);
   c.motion(80, 90);
-  c.button(false, Button1, 80, 90);
-  handle();
+  button(c, false, Button1, 80, 90);
   EXPECT_TRUE(floats_eq({calls().back().x, calls().back().y}, {xp_W(30), yp_W(90)}));
 }
 
@@ -238,9 +247,7 @@ TEST_F(Events, ResizeReachesTheCallbackOnlyWhenTheSizeChanged) {
   ASSERT_EQ(calls().size(), 1u);
   EXPECT_EQ(std::tuple(calls()[0].kind, calls()[0].label), std::tuple(2, "size"));
   EXPECT_TRUE(floats_eq({calls()[0].x, calls()[0].y}, {300, 200}));
-  int w = 0, h = 0;
-  gget_win_size(&w, &h);
-  EXPECT_EQ(std::tuple(w, h), std::tuple(300, 200));
+  EXPECT_EQ(win_size(), std::pair(300, 200));
   Picture pic;
   grab(&pic);
   EXPECT_EQ(pic.img.width, 300);
@@ -252,29 +259,21 @@ TEST_F(Events, LoopWindowMessagesFileThePictureAndEndTheWait) {
   const unsigned long drawn = gget_base_window();
   gset_input_mode(1);
   Client c;
-  c.loop_message(2);
-  handle();
+  message(c, 2);
   EXPECT_EQ(std::tuple(gget_num_images(), gget_looping()), std::tuple(1, 1));
   EXPECT_EQ(gget_frame_id(0), drawn);  // the picture is frame 0 now
   EXPECT_NE(gget_base_window(), drawn);
-  unsigned long frame0 = 0;
-  ASSERT_TRUE(frame_pixmap(0, &frame0));
-  EXPECT_EQ(centre(frame0), kColour[0]);
+  EXPECT_EQ(frame_centre(0), kColour[0]);
   char extra[60];
   ASSERT_EQ(gget_win_title_extra(extra), 1);
   EXPECT_STREQ(extra, "");
-  c.loop_message(2);  // with frames: the picture is kept, the drawable cleaned
-  handle();
+  message(c, 2);  // with frames: the picture is kept, the drawable cleaned
   EXPECT_EQ(gget_num_images(), 2);
-  ASSERT_TRUE(frame_pixmap(0, &frame0));
-  EXPECT_EQ(centre(frame0), kColour[0]);
+  EXPECT_EQ(frame_centre(0), kColour[0]);
   EXPECT_EQ(gget_frame_id(1), drawn);
-  unsigned long frame1 = 0;
-  ASSERT_TRUE(frame_pixmap(1, &frame1));
-  EXPECT_EQ(centre(frame1), 0u);
+  EXPECT_EQ(frame_centre(1), 0u);
   EXPECT_EQ(gget_input_mode(), 1);
-  c.loop_message(9);
-  handle();
+  message(c, 9);
   EXPECT_EQ(gget_input_mode(), 0);
 }
 
@@ -307,8 +306,7 @@ TEST_F(Events, AltGWritesOneGifPerFrameWhileLooping) {
   gset_looping(1);
   gset_input_mode(1);
   Client c;
-  c.key(XK_g, Mod1Mask);
-  handle();
+  key(c, XK_g, Mod1Mask);
   for (int i = 0; i < 3; ++i) {
     const fs::path file = dir / ("Radar-0" + std::to_string(i) + ".gif");
     IMG_report img;
@@ -320,8 +318,7 @@ TEST_F(Events, AltGWritesOneGifPerFrameWhileLooping) {
   fs::create_directories(dir);
   gset_looping(0);
   ASSERT_EQ(gdisplay_frame(1), 1);
-  c.key(XK_x, Mod1Mask);  // not looping: the current frame only
-  handle();
+  key(c, XK_x, Mod1Mask);  // not looping: the current frame only
   EXPECT_TRUE(fs::exists(dir / "Radar-01.xwd"));
   EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator{}), 1);
   RES_put("image_path", "");
@@ -331,8 +328,8 @@ TEST_F(Events, FrameNumberInTheTitleAndBoundedFrameData) {
   make_frames(3);
   ASSERT_EQ(gdisplay_frame(2), 1);
   EXPECT_EQ(Client().window_name(), "X11 Graph [2]");
-  const std::vector<unsigned char> big(51, 1);
-  EXPECT_EQ(gset_image_data(2, big.data(), 51), 0);  // 50 bytes at most
+  const std::vector<unsigned char> big(51, 1);  // 50 bytes at most
+  EXPECT_EQ(gset_image_data(2, big.data(), 51), 0);
   EXPECT_EQ(gprint_frame_ids(), 1);
 }
 
@@ -355,16 +352,18 @@ TEST_F(Events, AFramePictureMadeByAnotherClient) {
   XCloseDisplay(dpy);
 }
 
-// Colour of the middle of what the window shows on the screen.
-unsigned window_centre() {
-  Display* dpy = reinterpret_cast<Display*>(gget_display_id());
+// 24-bit colour of a pixel of a drawable, once the server has drawn it.
+unsigned pixel_of(Display* dpy, Drawable d, int x, int y) {
   XSync(dpy, False);
-  XImage* xi = XGetImage(dpy, gget_root_window(), 100, 80, 1, 1, AllPlanes, ZPixmap);
+  XImage* xi = XGetImage(dpy, d, x, y, 1, 1, AllPlanes, ZPixmap);
   if (xi == nullptr) return 0xdeadu;
   const unsigned v = static_cast<unsigned>(XGetPixel(xi, 0, 0)) & 0xffffffu;
   XDestroyImage(xi);
   return v;
 }
+
+// Colour of the middle of what the window shows on the screen.
+unsigned window_centre() { return pixel_of(reinterpret_cast<Display*>(gget_display_id()), gget_root_window(), 100, 80); }
 
 TEST_F(Events, ExposeShowsTheBackPixmapOncePerSeries) {
   box(0, 0, 1, 1, 3);  // into the back pixmap only
@@ -388,28 +387,8 @@ TEST_F(Events, ExposeShowsTheBackPixmapOncePerSeries) {
   EXPECT_EQ(window_centre(), kColour[1]);
 }
 
-TEST_F(Events, AltMWritesTheObjectListAsAMetafile) {
-  ginit_objs();
-  gset_redraw(1);
-  box(0, 0, 0.5f, 0.5f, 2);
-  gset_redraw(0);
-  const std::string file = zor::test::scratch("altm.meta");
-  setenv("METAOUT", file.c_str(), 1);
-  gset_input_mode(1);
-  Client c;
-  c.key(XK_m, Mod1Mask);
-  handle();
-  unsetenv("METAOUT");
-  ASSERT_TRUE(fs::exists(file));
-  EXPECT_GT(fs::file_size(file), 20u);
-  EXPECT_EQ(gtype_is_WIN(), 1);
-  EXPECT_EQ(gget_redraw(), 0);  // as it was
-  gclear_objs();
-}
-
-TEST_F(Events, LoopSleepNeedsACurrentFrame) { EXPECT_EQ(gloop_sleep(), -1); }
-
 TEST_F(Events, XErrorsAreCountedNotFatal) {
+  EXPECT_EQ(gloop_sleep(), -1);  // no current frame
   const int was = gset_xerror_print(0);
   gclear_xerror();
   const int before = gget_num_xerrors();
@@ -418,6 +397,44 @@ TEST_F(Events, XErrorsAreCountedNotFatal) {
   EXPECT_EQ(gget_xerror(), 1);
   EXPECT_EQ(gget_num_xerrors(), before + 1);
   gset_xerror_print(was);
+}
+
+// "#" fonts are the server's own.
+TEST_F(Events, ServerFontsDrawText) {
+  ASSERT_EQ(read_font("#fixed"), 0);
+  gset_text_colr_ind(3);
+  const Gpt at{0.3f, 0.5f};
+  EXPECT_EQ(gtext(&at, "WWWW"), 0);
+  Picture pic;
+  grab(&pic);
+  const int green = pic.count(kColour[1]);
+  EXPECT_GT(green, 20);
+  EXPECT_LT(green, 400);  // four characters of a small font
+  EXPECT_EQ(read_font("#no-such-font-anywhere"), -1);
+}
+
+// Device pixels put where the mask says, the rest of the picture kept.
+TEST_F(Events, PutPixelsThroughAMask) {
+  box(0, 0, 1, 1, 4);
+  // 10 x 2 pixels: red on the first row, green on the second, 32 bits each.
+  std::vector<unsigned char> data(10 * 2 * 4);
+  for (int i = 0; i < 20; ++i)
+    for (int b = 0; b < 4; ++b) data[4 * i + b] = static_cast<unsigned char>(gget_color_ind(i < 10 ? 2 : 3) >> (8 * b));
+  IMG_report img;
+  img.width = 10, img.height = 2, img.depth = 24, img.bits_pixel = 32, img.bytes_line = 40, img.data = data.data();
+  const std::uint8_t mask[] = {0x55, 0x01, 0x55, 0x01};  // every other pixel; rows of two bytes
+  ASSERT_TRUE(dev->put_pixels(img, mask, 30, 40));
+  Picture pic;
+  grab(&pic);
+  const std::tuple<int, int, unsigned> want[] = {{30, 40, kColour[0]}, {31, 40, kColour[2]}, {38, 40, kColour[0]},
+                                                 {39, 40, kColour[2]}, {32, 41, kColour[1]}, {33, 41, kColour[2]},
+                                                 {40, 40, kColour[2]}};  // the last beyond the image
+  for (const auto& [x, y, c] : want) EXPECT_EQ(pic.pixel(x, y), c) << x << "," << y;
+  ASSERT_TRUE(dev->put_pixels(img, nullptr, 0, 0));
+  img.data = nullptr;
+  Picture all;
+  grab(&all);
+  EXPECT_EQ(all.pixel(1, 0), kColour[0]);  // without a mask every pixel
 }
 
 TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
@@ -431,13 +448,9 @@ TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
   XClassHint cls{};
   ASSERT_NE(XGetClassHint(dpy, gget_root_window(), &cls), 0);
   EXPECT_STREQ(cls.res_class, "Zor");
-  XFree(cls.res_name);
-  XFree(cls.res_class);
-  gclose_ws(1);
-  gclose_gks();
+  XFree(cls.res_name), XFree(cls.res_class);
+  close_plain();
   gset_geometry("");
-  kernel().reset();
-  reset_color_model();
 }
 
 TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
@@ -451,8 +464,7 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
   Display* dpy = reinterpret_cast<Display*>(gget_display_id());
   XWMHints* wm = XGetWMHints(dpy, gget_root_window());
   ASSERT_NE(wm, nullptr);
-  EXPECT_EQ(wm->initial_state, IconicState);
-  EXPECT_NE(wm->icon_pixmap, 0u);
+  EXPECT_TRUE(wm->initial_state == IconicState && wm->icon_pixmap != 0);
   XFree(wm);
   XSizeHints hints{};
   long supplied = 0;
@@ -467,10 +479,9 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
   gset_win_title_extra("[4]");
   XSync(dpy, False);
   EXPECT_EQ(c.window_name(), "Base Reflectivity [4]");
-  char extra[8];
+  char extra[8], tiny[2];
   EXPECT_EQ(gget_win_title_extra(extra, sizeof extra), 1);
   EXPECT_STREQ(extra, "[4]");
-  char tiny[2];
   EXPECT_EQ(gget_win_title_extra(tiny, sizeof tiny), -1);  // refused, not cut
   XWindowAttributes wa{};
   ASSERT_NE(XGetWindowAttributes(dpy, gget_root_window(), &wa), 0);
@@ -478,14 +489,9 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
   EXPECT_NE(wa.colormap, DefaultColormap(dpy, DefaultScreen(dpy)));
   EXPECT_EQ(gset_cursor(6), 8);  // busy after opening
   EXPECT_EQ(gget_cursor_type(), 6);
-  gclose_ws(1);
-  gclose_gks();
+  close_plain();
   EXPECT_EQ(gget_user_cmap(), 0u);  // freed with the window
-  gset_iconic(0);
-  gset_fixed_size(0);
-  gset_local_colormap(0);
-  kernel().reset();
-  reset_color_model();
+  gset_iconic(0), gset_fixed_size(0), gset_local_colormap(0);
 }
 
 TEST(WindowPlacement, DisplayFromTheConnectionId) {
@@ -495,9 +501,267 @@ TEST(WindowPlacement, DisplayFromTheConnectionId) {
   gclose_ws(1);
   FLAG_set(19, 0);  // not a batch run: no drawing into memory instead
   EXPECT_EQ(gopen_ws(1, ":299", GWS_WINDOW), -1);  // no server there
-  gclose_gks();
+  close_plain();
+}
+
+// The other program: a window named as a loop window and a black pixmap.
+class LoopOwner {
+ public:
+  static constexpr int kWidth = 120, kHeight = 90;
+  LoopOwner() : dpy_(XOpenDisplay(nullptr)) {
+    if (dpy_ == nullptr) return;
+    const int scr = DefaultScreen(dpy_);
+    win_ = XCreateSimpleWindow(dpy_, RootWindow(dpy_, scr), 0, 0, kWidth, kHeight, 0, 0, 0);
+    XStoreName(dpy_, win_, "Loop [3]");
+    pm_ = XCreatePixmap(dpy_, win_, kWidth, kHeight, static_cast<unsigned>(DefaultDepth(dpy_, scr)));
+    GC gc = XCreateGC(dpy_, pm_, 0, nullptr);
+    XSetForeground(dpy_, gc, BlackPixel(dpy_, scr));
+    XFillRectangle(dpy_, pm_, gc, 0, 0, kWidth, kHeight);
+    XFreeGC(dpy_, gc);
+    XSync(dpy_, False);
+  }
+  ~LoopOwner() {
+    if (dpy_ == nullptr) return;
+    XFreePixmap(dpy_, pm_);
+    XDestroyWindow(dpy_, win_);
+    XCloseDisplay(dpy_);
+  }
+  LoopOwner(const LoopOwner&) = delete;
+  LoopOwner& operator=(const LoopOwner&) = delete;
+  bool ok() const { return dpy_ != nullptr; }
+  // Its id as "[+window:]pixmap[:WxH]" with `fmt` for the pixmap.
+  std::string id(bool window, const char* fmt = "%lu", bool size = true) const {
+    char buf[80];
+    int n = window ? std::snprintf(buf, sizeof buf, "+%lu:", win_) : 0;
+    n += std::snprintf(buf + n, sizeof buf - n, fmt, pm_);
+    if (size) std::snprintf(buf + n, sizeof buf - n, ":%dx%d", kWidth, kHeight);
+    return buf;
+  }
+  unsigned long pixmap() const { return pm_; }
+  unsigned long colormap() const { return DefaultColormap(dpy_, DefaultScreen(dpy_)); }
+  unsigned rgb(int x, int y) const { return pixel_of(dpy_, pm_, x, y); }
+  // The first data byte of each loop message that arrived.
+  std::vector<int> messages() {
+    XSync(dpy_, False);
+    std::vector<int> got;
+    XEvent ev;
+    while (XCheckTypedWindowEvent(dpy_, win_, ClientMessage, &ev))
+      if (ev.xclient.message_type == XA_NOTICE && ev.xclient.format == 8) got.push_back(ev.xclient.data.b[0]);
+    return got;
+  }
+
+ private:
+  Display* dpy_;
+  Window win_ = 0;
+  Pixmap pm_ = 0;
+};
+
+void shutdown() {
+  close_plain();
+  gset_pix_mode(0);
+  gset_geometry("");
+}
+
+// Opens the type 6 workstation on `conn`; the result of gopen_ws.
+int open_pixmap(const std::string& conn) {
+  if (gopen_gks(nullptr, 0) != 0) return -2;
+  const int rc = gopen_ws(1, conn.c_str(), GWS_PIXMAP);
+  if (rc != 0) gclose_gks();
+  return rc;
+}
+
+const Gcolr_rep kRed{1, 0, 0};
+
+TEST(ForeignDrawable, DrawsIntoTheOtherProgramsPixmap) {
+  LoopOwner owner;
+  ASSERT_TRUE(owner.ok());
+  gset_pix_mode(9);
+  ASSERT_EQ(open_pixmap("," + owner.id(true) + ":" + std::to_string(owner.colormap())), 0);
+  EXPECT_EQ(gtype_is_PIX(), 1);
+  EXPECT_EQ(gget_redraw(), 0);  // nothing recorded for another program
+  EXPECT_EQ(win_size(), std::pair(LoopOwner::kWidth, LoopOwner::kHeight));
+  EXPECT_EQ(gget_user_cmap(), owner.colormap());
+  IMG_report img;
+  ASSERT_EQ(current_device()->capture(img), 1);
+  EXPECT_STREQ(img.info, "Loop");  // its name up to " ["
+  std::free(img.data);
+  gset_colr_rep(1, 2, &kRed);
+  box(0, 0, 1, 1, 2);
+  gupdate_window();
+  EXPECT_EQ(gzoom(GFRAME_CURRENT, 10, 10, 2, 0), 0);  // no zoom here
+  shutdown();
+  EXPECT_EQ(owner.rgb(LoopOwner::kWidth / 2, LoopOwner::kHeight / 2), 0xff0000u);
+  EXPECT_EQ(owner.messages(), std::vector<int>{9});  // the end message on closing
+}
+
+TEST(ForeignDrawable, HexAndDecimalIdsAndPanels) {
+  LoopOwner owner;
+  ASSERT_TRUE(owner.ok());
+  ASSERT_EQ(open_pixmap("," + owner.id(false, "0x%lx")), 0);
+  shutdown();
+  gset_pix_mode(2);  // asks the loop window for a new frame first
+  ASSERT_EQ(open_pixmap("," + owner.id(true, "%lu", false)), 0);
+  shutdown();
+  EXPECT_EQ(owner.messages(), std::vector<int>{2});
+  gset_geometry("P2x2+1+0");  // the upper right of four panels
+  ASSERT_EQ(open_pixmap("," + owner.id(false) + ":0"), 0);
+  EXPECT_EQ(win_size(), std::pair(LoopOwner::kWidth / 2, LoopOwner::kHeight / 2));
+  gset_colr_rep(1, 2, &kRed);
+  box(0, 0, 1, 1, 2);
+  shutdown();
+  EXPECT_EQ(owner.rgb(90, 20), 0xff0000u);
+  EXPECT_EQ(owner.rgb(30, 20), 0u);
+  EXPECT_EQ(owner.rgb(90, 70), 0u);
+}
+
+TEST(ForeignDrawable, IdFromAFileOrTheEnvironment) {
+  LoopOwner owner;
+  ASSERT_TRUE(owner.ok());
+  const zor::test::TempDir dir("zor_loop");
+  const auto cwd = std::filesystem::current_path();
+  std::filesystem::current_path(dir.path());
+  std::ofstream(dir / "zorloop.3") << owner.pixmap() << ":60x40 more words\n";
+  ASSERT_EQ(open_pixmap(",w3"), 0);
+  EXPECT_EQ(win_size(), std::pair(60, 40));
+  shutdown();
+  std::ofstream(dir / "zorloop.win") << owner.pixmap() << ":50x30\n";
+  ASSERT_EQ(open_pixmap(",W"), 0);
+  EXPECT_EQ(win_size(), std::pair(50, 30));
+  shutdown();
+  std::filesystem::current_path(cwd);
+  const zor::test::EnvVar env("zorwindow", std::to_string(owner.pixmap()).c_str());
+  ASSERT_EQ(open_pixmap(""), 0);
+  EXPECT_EQ(win_size(), std::pair(640, 512));  // no size given
+  shutdown();
+}
+
+TEST(ForeignDrawable, BadIdsAreRefused) {
+  unsetenv("zorwindow");
+  unsetenv("WINDOW");
+  EXPECT_EQ(open_pixmap(""), -1);             // nothing named
+  EXPECT_EQ(open_pixmap(",no_such_file"), -1);  // an id file that is not there
+  EXPECT_EQ(open_pixmap(",0:100x100"), -1);   // no pixmap
+  EXPECT_EQ(open_pixmap(",+"), -1);
   kernel().reset();
-  reset_color_model();
+}
+
+// ---- Object list --------------------------------------------------------
+
+int g_redraw_calls = 0;
+void count_redraw(void* data) { ++*static_cast<int*>(data); }
+
+class ObjectList : public Events {
+ protected:
+  void SetUp() override {
+    Events::SetUp();  // red, green and blue at 2 to 4
+    ginit_objs();
+    gset_redraw(1);
+  }
+  void TearDown() override {
+    gset_redraw(0);
+    Events::TearDown();
+  }
+  std::vector<unsigned char> bytes() {
+    IMG_report img;
+    EXPECT_TRUE(dev->set_draw_target(0));
+    EXPECT_EQ(dev->capture(img), 1);
+    std::vector<unsigned char> v(img.data, img.data + img.bytes_line * img.height);
+    std::free(img.data);
+    return v;
+  }
+  // A picture made of every kind of object the list replays.
+  void draw() {
+    const Glim vp{0.1f, 0.9f, 0.1f, 0.7f};
+    const Glim win{-10.0f, 10.0f, -5.0f, 5.0f};
+    gset_vp(2, &vp);
+    gset_win(2, &win);
+    gsel_norm_tran(2);
+    box(-10, -5, 10, 5, 2);
+    gset_fill_int_style(GPAT);
+    gset_fill_style_ind(3);
+    gset_fill_colr_ind(4);
+    const Gpt tri[] = {{-8, -4}, {0, 4}, {8, -4}};
+    gfill_area(3, tri);
+    gset_line_colr_ind(3);
+    gset_linewidth(3.0f);
+    gset_linetype(2);
+    const Gpt line[] = {{-9, 4}, {9, -4}, {9, 4}};
+    gpolyline(3, line);
+    gset_marker_colr_ind(4);
+    gset_marker_type(2);
+    gset_marker_size(2.0f);
+    const Gpt marks[] = {{-5, 0}, {5, 0}};
+    gpolymarker(2, marks);
+    const Glim hole{2.0f, 4.0f, 1.0f, 3.0f};
+    gclear_region(&hole);
+    gmessage(1, "object list");
+    gset_redraw_func(count_redraw, &g_redraw_calls);
+  }
+};
+
+TEST_F(ObjectList, ReplayMakesTheSamePicture) {
+  draw();
+  const auto picture = bytes();
+  EXPECT_GE(gget_num_recorded(), 20);
+  g_redraw_calls = 0;
+  ASSERT_EQ(gclear_frame(GFRAME_BASE), 1);
+  ASSERT_NE(bytes(), picture);
+  ASSERT_EQ(gobj_redraw_plot(), 0);
+  EXPECT_EQ(g_redraw_calls, 1);
+  EXPECT_EQ(bytes(), picture);
+  EXPECT_EQ(gget_redraw(), 1);  // recording on again
+  gclear_ws(1, GALWAYS);       // a new picture: nothing to redraw
+  EXPECT_EQ(gget_num_recorded(), 0);
+  gset_redraw(0);
+  EXPECT_EQ(gobj_redraw_plot(), -1);
+}
+
+TEST_F(ObjectList, PrintsAsPostScriptAndMetafile) {
+  draw();
+  const auto picture = bytes();
+  g_redraw_calls = 0;
+  {
+    const zor::test::EnvVar ps("zorps_print", scratch("plot.ps").c_str()), meta("METAOUT", scratch("plot.meta").c_str());
+    ASSERT_EQ(gobj_print_plot(), 0);
+    gset_input_mode(1);
+    Client c;
+    key(c, XK_m, Mod1Mask);  // the metafile
+  }
+  const std::string ps = zor::test::slurp(scratch("plot.ps")), meta = zor::test::slurp(scratch("plot.meta"));
+  EXPECT_EQ(ps.rfind("%!", 0), 0u);
+  EXPECT_NE(ps.find("%%Message: object list"), std::string::npos);
+  EXPECT_NE(ps.find("%%CLR"), std::string::npos);
+  EXPECT_NE(meta.find("ME object list"), std::string::npos);
+  EXPECT_NE(meta.find("CLR_REG"), std::string::npos);
+  EXPECT_EQ(g_redraw_calls, 2);
+  // The window draws and records on as before, in its own colours.
+  EXPECT_EQ(std::tuple(gtype_is_WIN(), gget_redraw()), std::tuple(1, 1));
+  EXPECT_EQ(bytes(), picture);
+}
+
+TEST_F(ObjectList, SegmentsAreRemovedAndRecordingCanBeRefused) {
+  gnew_obj(81, 7, 0, nullptr);
+  const Gpt line[] = {{0, 0}, {1, 1}};
+  gpolyline(2, line);
+  gnew_obj(82, 7, 0, nullptr);
+  gpolyline(2, line);
+  EXPECT_EQ(gget_num_recorded(), 4);
+  EXPECT_EQ(gdel_seg_objs(7), 1);
+  EXPECT_EQ(gget_num_recorded(), 1);
+  EXPECT_EQ(gdel_seg_objs(7), 0);
+  float* data = static_cast<float*>(gnew_obj(34, 0, sizeof(float), nullptr));
+  ASSERT_NE(data, nullptr);  // callers fill it themselves
+  *data = 2.0f;
+  {
+    const zor::test::EnvVar no("zorredraw", "No");
+    ginit_objs();
+  }
+  EXPECT_EQ(gget_redraw(), 0);
+  EXPECT_EQ(gget_num_recorded(), 0);
+  const long counted = gget_num_objects();
+  gpolyline(2, line);
+  EXPECT_EQ(gget_num_objects(), counted + 1);  // counted, not kept
+  EXPECT_EQ(gget_num_recorded(), 0);
 }
 
 }  // namespace

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <tuple>
 
+#include "../common/capture.h"
 #include "../common/window_ws.h"
 #include "../common/xvfb_env.h"
 #include "dev_x11.h"
@@ -17,35 +19,26 @@
 #include "zor/img.h"
 
 using namespace zor::gks;
+using zor::test::near;
 
 namespace {
 
 const auto* const g_env = zor::test::add_xvfb_environment(8);
 
-struct Rgb {
-  float r, g, b;
-};
+constexpr unsigned kRed = 0xFF0000, kGreen = 0x00FF00, kViolet = 0x8040BF, kYellow = 0xFFFF00;
 
-constexpr Rgb kRed{1, 0, 0}, kGreen{0, 1, 0}, kViolet{0.5f, 0.25f, 0.75f}, kYellow{1, 1, 0};
-
-// A capture, freed with the record's own release.
+// A capture of the selected picture, freed with the record's own release.
 struct Capture {
   IMG_report img;
+  Capture() { EXPECT_EQ(gget_image(&img), 1); }
   ~Capture() { IMG_free(&img); }
   int pixel(int x, int y) const { return img.data[y * img.bytes_line + x]; }
-  Rgb color(int x, int y) const {
+  unsigned color(int x, int y) const {
     const IMG_color& c = img.colors[pixel(x, y)];
-    return {c.red, c.grn, c.blu};
+    auto b = [](float v) { return static_cast<unsigned>(std::lround(v * 255.0f)); };
+    return b(c.red) << 16 | b(c.grn) << 8 | b(c.blu);
   }
 };
-
-::testing::AssertionResult near(const Rgb& got, const Rgb& want) {
-  const float tol = 1.0f / 255.0f + 1e-6f;
-  if (std::fabs(got.r - want.r) <= tol && std::fabs(got.g - want.g) <= tol && std::fabs(got.b - want.b) <= tol)
-    return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "got (" << got.r << " " << got.g << " " << got.b << "), want (" << want.r
-                                       << " " << want.g << " " << want.b << ")";
-}
 
 class PseudoColorWindow : public ::testing::Test {
  protected:
@@ -63,24 +56,25 @@ class PseudoColorWindow : public ::testing::Test {
     side = std::min(sz.width, sz.height) - 1;
     bottom = sz.height - 1;
   }
-  void close() {
+  static void close() {
     gclose_ws(1);
     gclose_gks();
     kernel().reset();
     reset_color_model();
   }
-  static void define(int ind, const Rgb& c) {
-    const Gcolr_rep rep{c.r, c.g, c.b};
+  static void define(int ind, unsigned rgb) {
+    const Gcolr_rep rep{(rgb >> 16) / 255.0f, (rgb >> 8 & 0xFF) / 255.0f, (rgb & 0xFF) / 255.0f};
     ASSERT_EQ(gset_colr_rep(1, ind, &rep), 0);
   }
-  static void square(float x0, float y0, float x1, float y1, int ind) { zor::test::box(x0, y0, x1, y1, ind); }
-  // Device pixel of a world point of the unit square.
+  // The colour and the cell at a world point of the unit square.
+  unsigned colour_at(const Capture& c, float x, float y) const { return c.color(px(x), py(y)); }
+  int cell_at(const Capture& c, float x, float y) const { return c.pixel(px(x), py(y)); }
   int px(float x) const { return static_cast<int>(std::lround(x * static_cast<float>(side))); }
   int py(float y) const { return bottom - static_cast<int>(std::lround(y * static_cast<float>(side))); }
   // The scene: a red and a violet square, a green line above them.
-  void draw_scene() {
-    square(0.1f, 0.1f, 0.4f, 0.4f, 2);
-    square(0.6f, 0.1f, 0.9f, 0.4f, 5);
+  static void draw_scene() {
+    zor::test::box(0.1f, 0.1f, 0.4f, 0.4f, 2);
+    zor::test::box(0.6f, 0.1f, 0.9f, 0.4f, 5);
     gset_line_colr_ind(3);
     gset_linewidth(3);
     const Gpt line[] = {{0.1f, 0.7f}, {0.9f, 0.7f}};
@@ -96,122 +90,89 @@ class PseudoColorWindow : public ::testing::Test {
 TEST_F(PseudoColorWindow, CaptureCarriesTheColormapAndTheDrawnColours) {
   Visual* visual = DefaultVisual(dev->display(), DefaultScreen(dev->display()));
   ASSERT_EQ(visual->c_class, PseudoColor);
-  ASSERT_EQ(DefaultDepth(dev->display(), DefaultScreen(dev->display())), 8);
   draw_scene();
   Capture cap;
-  ASSERT_EQ(gget_image(&cap.img), 1);
   EXPECT_EQ(std::tuple(cap.img.color_type, cap.img.num_colors, cap.img.depth, cap.img.bits_pixel),
             std::tuple(1, visual->map_entries, 8, 8));
   ASSERT_NE(cap.img.colors, nullptr);
-  EXPECT_TRUE(near(cap.color(px(0.25f), py(0.25f)), kRed));
-  EXPECT_TRUE(near(cap.color(px(0.75f), py(0.25f)), kViolet));
-  EXPECT_TRUE(near(cap.color(px(0.5f), py(0.7f)), kGreen));
-  EXPECT_TRUE(near(cap.color(px(0.5f), py(0.9f)), Rgb{0, 0, 0}));  // background
+  EXPECT_EQ(colour_at(cap, 0.25f, 0.25f), kRed);  // a channel at full strength is exact
+  EXPECT_TRUE(near(colour_at(cap, 0.75f, 0.25f), kViolet, 1));
+  EXPECT_EQ(colour_at(cap, 0.5f, 0.7f), kGreen);
+  EXPECT_EQ(colour_at(cap, 0.5f, 0.9f), 0u);  // background
   // Each index has its own cell, and the pixels drawn are those cells.
-  EXPECT_EQ(cap.pixel(px(0.25f), py(0.25f)), gget_color_ind(2));
-  EXPECT_EQ(cap.pixel(px(0.75f), py(0.25f)), gget_color_ind(5));
+  EXPECT_EQ(cell_at(cap, 0.25f, 0.25f), gget_color_ind(2));
+  EXPECT_EQ(cell_at(cap, 0.75f, 0.25f), gget_color_ind(5));
   EXPECT_NE(gget_color_ind(2), gget_color_ind(5));
-  // A channel at full strength is exactly 1 in the table.
-  EXPECT_EQ(cap.color(px(0.25f), py(0.25f)).r, 1.0f);
 }
 
 TEST_F(PseudoColorWindow, FramesShareTheCellsAndFollowARecolouring) {
   for (int i = 0; i < 2; ++i) {
     ASSERT_EQ(gcreate_frame(-1), i);
     ASSERT_EQ(gselect_frame(i), 1);
-    square(0.0f, 0.0f, 1.0f, 1.0f, i == 0 ? 2 : 5);
+    zor::test::box(0.0f, 0.0f, 1.0f, 1.0f, i == 0 ? 2 : 5);
   }
-  ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
   define(5, kYellow);
   for (int i = 0; i < 2; ++i) {
     ASSERT_EQ(gselect_frame(i), 1);
-    Capture cap;
-    ASSERT_EQ(gget_image(&cap.img), 1);
-    EXPECT_TRUE(near(cap.color(px(0.5f), py(0.5f)), i == 0 ? kRed : kYellow)) << "frame " << i;
+    EXPECT_EQ(colour_at(Capture(), 0.5f, 0.5f), i == 0 ? kRed : kYellow) << "frame " << i;
   }
   ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
   gdelete_all_frames();
 }
 
 TEST_F(PseudoColorWindow, AnIndexedImageOverlaidTakesCellsForItsColours) {
-  square(0.0f, 0.0f, 1.0f, 1.0f, 2);
+  zor::test::box(0.0f, 0.0f, 1.0f, 1.0f, 2);
   IMG_report im;
   IMG_init(&im);
   im.width = 4, im.height = 2, im.depth = 8, im.bits_pixel = 8, im.bytes_line = 4;
   im.color_type = 1, im.num_colors = 3;
-  im.colors = static_cast<IMG_color*>(std::malloc(3 * sizeof(IMG_color)));
-  im.data = static_cast<unsigned char*>(std::malloc(8));
-  ASSERT_NE(im.colors, nullptr);
-  ASSERT_NE(im.data, nullptr);
-  im.colors[0] = {0, 0, 0};  // the background: see-through
-  im.colors[1] = {1, 0.5f, 0};
-  im.colors[2] = {0, 0.5f, 1};
+  const IMG_color colours[3] = {{0, 0, 0}, {1, 0.5f, 0}, {0, 0.5f, 1}};  // black, the background: see-through
   const unsigned char pixels[8] = {1, 2, 0, 1, 2, 1, 2, 0};
-  std::copy(pixels, pixels + 8, im.data);
+  im.colors = static_cast<IMG_color*>(std::memcpy(std::malloc(sizeof colours), colours, sizeof colours));
+  im.data = static_cast<unsigned char*>(std::memcpy(std::malloc(sizeof pixels), pixels, sizeof pixels));
   ASSERT_EQ(goverlay_image(&im, nullptr, 5, 7), 1);
   IMG_free(&im);
   Gxrect view{};
   gget_xviewport(&view);
   Capture cap;
-  ASSERT_EQ(gget_image(&cap.img), 1);
-  const Rgb orange{1, 0.5f, 0}, sky{0, 0.5f, 1};
-  const Rgb want[2][4] = {{orange, sky, kRed, orange}, {sky, orange, sky, kRed}};
+  constexpr unsigned orange = 0xFF8000, sky = 0x0080FF;
+  const unsigned want[2][4] = {{orange, sky, kRed, orange}, {sky, orange, sky, kRed}};
   for (int r = 0; r < 2; ++r)
-    for (int c = 0; c < 4; ++c)
-      EXPECT_TRUE(near(cap.color(view.x + 5 + c, view.y + 7 + r), want[r][c])) << r << " " << c;
+    for (int c = 0; c < 4; ++c) EXPECT_TRUE(near(cap.color(view.x + 5 + c, view.y + 7 + r), want[r][c], 1)) << r << c;
 }
 
-TEST_F(PseudoColorWindow, RedefiningAnIndexRecoloursWhatIsAlreadyDrawn) {
-  ASSERT_EQ(gget_rw_colors(), 1);
-  draw_scene();
-  const int cell = gget_color_ind(5);
-  define(5, kYellow);
-  // Same cell, new colour: the violet square turns yellow without a redraw,
-  // and the red one next to it stays.
-  EXPECT_EQ(gget_color_ind(5), cell);
-  Capture cap;
-  ASSERT_EQ(gget_image(&cap.img), 1);
-  EXPECT_EQ(cap.pixel(px(0.75f), py(0.25f)), cell);
-  EXPECT_TRUE(near(cap.color(px(0.75f), py(0.25f)), kYellow));
-  EXPECT_TRUE(near(cap.color(px(0.25f), py(0.25f)), kRed));
-}
-
-TEST_F(PseudoColorWindow, SharedCellsKeepOldPixelsAndDrawTheNewColourAfterwards) {
-  close();
-  gset_rw_colors(0);
-  open();
-  ASSERT_EQ(gget_rw_colors(), 0);
-  draw_scene();
-  const int old_cell = gget_color_ind(5);
-  define(5, kYellow);
-  EXPECT_NE(gget_color_ind(5), old_cell);
-  square(0.6f, 0.5f, 0.9f, 0.6f, 5);
-  gupdate_window();
-  Capture cap;
-  ASSERT_EQ(gget_image(&cap.img), 1);
-  EXPECT_TRUE(near(cap.color(px(0.75f), py(0.25f)), kViolet));
-  EXPECT_TRUE(near(cap.color(px(0.75f), py(0.55f)), kYellow));
+TEST_F(PseudoColorWindow, RedefiningAnIndexRecoloursInPlaceOrTakesANewSharedCell) {
+  for (int rw : {1, 0}) {
+    SCOPED_TRACE(rw);
+    close();
+    gset_rw_colors(rw);
+    open();
+    ASSERT_EQ(gget_rw_colors(), rw);
+    draw_scene();
+    const int cell = gget_color_ind(5);
+    define(5, kYellow);
+    zor::test::box(0.6f, 0.5f, 0.9f, 0.6f, 5);
+    gupdate_window();
+    Capture cap;
+    // Writable cells: the violet square turns yellow without a redraw. Shared
+    // cells: a new one, and old pixels keep their colour.
+    EXPECT_EQ(gget_color_ind(5) == cell, rw == 1);
+    EXPECT_TRUE(near(colour_at(cap, 0.75f, 0.25f), rw ? kYellow : kViolet, 1));
+    EXPECT_EQ(colour_at(cap, 0.75f, 0.55f), kYellow);
+    EXPECT_EQ(colour_at(cap, 0.25f, 0.25f), kRed);
+  }
 }
 
 TEST_F(PseudoColorWindow, AFullColormapFallsBackToSharedAndNearestCells) {
   // 256 distinct greys and reds cannot all get a cell of their own.
-  for (int i = 0; i < 256; ++i) {
-    const float v = static_cast<float>(i) / 255.0f;
-    define(i, Rgb{v, i % 2 == 0 ? v : 0.0f, i % 2 == 0 ? v : 0.0f});
-  }
+  for (int i = 0; i < 256; ++i) define(i, i % 2 == 0 ? 0x010101u * i : static_cast<unsigned>(i) << 16);
   EXPECT_EQ(gget_rw_colors(), 0);
-  for (int i = 0; i < 256; ++i) {
-    EXPECT_GE(gget_color_ind(i), 0) << i;
-    EXPECT_LE(gget_color_ind(i), 255) << i;
-  }
+  for (int i = 0; i < 256; ++i) EXPECT_TRUE(gget_color_ind(i) >= 0 && gget_color_ind(i) <= 255) << i;
   // The last index still draws, in a colour near its own.
-  square(0.1f, 0.1f, 0.4f, 0.4f, 255);
+  zor::test::box(0.1f, 0.1f, 0.4f, 0.4f, 255);
   Capture cap;
-  ASSERT_EQ(gget_image(&cap.img), 1);
-  const Rgb got = cap.color(px(0.25f), py(0.25f));
-  EXPECT_GT(got.r, 0.8f);
-  EXPECT_LT(got.g, 0.2f);
-  EXPECT_EQ(cap.pixel(px(0.25f), py(0.25f)), gget_color_ind(255));
+  EXPECT_TRUE(near(colour_at(cap, 0.25f, 0.25f), 0xFF0000, 50));
+  EXPECT_EQ(cell_at(cap, 0.25f, 0.25f), gget_color_ind(255));
 }
 
 }  // namespace

@@ -1,7 +1,3 @@
-# The X11 window's zoom, events, foreign drawable and object list under Xvfb.
-zor_add_test(gks_x11_zoom_test ${CMAKE_CURRENT_LIST_DIR}/x11_zoom_test.cpp)
-target_include_directories(gks_x11_zoom_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)
+# The X11 window's events, foreign drawable and object list under Xvfb.
 zor_add_test(gks_x11_event_test ${CMAKE_CURRENT_LIST_DIR}/x11_event_test.cpp)
 target_include_directories(gks_x11_event_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)
-zor_add_test(gks_x11_pixmap_test ${CMAKE_CURRENT_LIST_DIR}/x11_pixmap_test.cpp)
-target_include_directories(gks_x11_pixmap_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)

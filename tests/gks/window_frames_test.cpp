@@ -1,0 +1,447 @@
+// The window workstation, once on the X11 device under Xvfb and once on the
+// memory raster standing in for it: frames and their exchanges with the base
+// window, clears, loop stepping, pixel-replication zoom and direct-colour
+// PNG overlays (written here with libpng).
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "../common/capture.h"
+#include "../common/files.h"
+#include "../common/window_ws.h"
+#include "../common/xvfb_env.h"
+#include "device.h"
+#include "gks_kernel.h"
+#include "gks_zoom.h"
+#include "zor/gks.h"
+#include "zor/gks_dev.h"
+#include "zor/gks_win.h"
+#include "zor/img.h"
+
+using namespace zor::gks;
+using zor::test::box;
+using zor::test::kColour;
+using zor::test::make_frames;
+
+namespace {
+
+const auto* const g_env = zor::test::add_xvfb_environment();
+using Picture = zor::test::Capture;
+
+class Window : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override {
+    gset_win_size(200, 160);
+    zor::test::open_window_ws(GetParam());
+  }
+  void TearDown() override {
+    greset_zoom();
+    zor::test::close_window_ws(GetParam());
+  }
+  // The picture of frame selector `ind`; the drawing target put back.
+  static void grab(Picture* pic, int ind = GFRAME_BASE) {
+    Device* dev = current_device();
+    unsigned long id = 0;
+    const unsigned long was = dev->draw_target();
+    ASSERT_TRUE(frame_pixmap(ind, &id) && dev->set_draw_target(id));
+    ASSERT_EQ(dev->capture(pic->img), 1);
+    ASSERT_EQ(pic->img.bits_pixel, 32);
+    dev->set_draw_target(was);
+  }
+  // Colour inside the unit square (left of the middle) of a frame's picture.
+  static unsigned shown(int ind = GFRAME_BASE) {
+    Picture pic;
+    grab(&pic, ind);
+    return pic.img.data ? pic.pixel(pic.img.width / 4, pic.img.height / 2) : 0xdeadu;
+  }
+  // About one world unit a pixel.
+  static void pixel_world() {
+    const Glim win{0.0f, 199.0f, 0.0f, 159.0f}, ws{0.0f, 1.0f, 0.0f, 0.8f};
+    gset_ws_win(1, &ws);
+    gset_vp(1, &ws);
+    gset_win(1, &win);
+    gsel_norm_tran(1);
+  }
+};
+
+TEST_P(Window, FrameDelaysDisplayAndStepping) {
+  make_frames(4);
+  EXPECT_EQ(gget_num_images(), 4);
+  EXPECT_FLOAT_EQ(gget_frame_delay(0), 0.5f);
+  EXPECT_FLOAT_EQ(gget_frame_delay(3), 1.0f);  // the last one waits longer
+  for (int i : {2, 0, 1}) {
+    ASSERT_EQ(gdisplay_frame(i), 1);
+    EXPECT_EQ(gget_cur_frame(), i);
+    EXPECT_EQ(shown(), kColour[i]) << "frame " << i;
+  }
+  // Forward and backward wrap; rocking (3 forward, 2 backward) turns at the ends.
+  const struct {
+    int direct, from, next, direct_after;
+  } steps[] = {{1, 3, 0, 1}, {0, 0, 3, 0}, {3, 3, 2, 2}, {2, 0, 1, 3}};
+  for (const auto& k : steps) {
+    gset_loop_direct(k.direct);
+    ASSERT_EQ(gdisplay_frame(k.from), 1);
+    EXPECT_EQ(ginc_frame(0), k.next) << k.direct;
+    EXPECT_EQ(gget_loop_direct(), k.direct_after) << k.direct;
+  }
+  gset_loop_direct(1);
+  gset_loop_range(1, 2);
+  ASSERT_EQ(gdisplay_frame(2), 1);
+  EXPECT_EQ(ginc_frame(0), 1);
+  gset_loop_range(-1, -1);
+}
+
+TEST_P(Window, CopyDeleteSwitchAndFrameData) {
+  make_frames(3);
+  ASSERT_EQ(gswitch_frame(0, GFRAME_LAST), 1);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  EXPECT_EQ(shown(), kColour[2]);
+  EXPECT_EQ(shown(2), kColour[0]);
+  ASSERT_EQ(gcopy_frame(0, 2), 1);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  EXPECT_EQ(shown(), kColour[0]);
+  ASSERT_EQ(gdisplay_frame(1), 1);
+  ASSERT_EQ(gdelete_frame(GFRAME_CURRENT), 1);
+  EXPECT_EQ(gget_num_images(), 2);
+  EXPECT_EQ(shown(), kColour[0]);  // the old frame 2 moved into place
+  EXPECT_EQ(gdelete_frame(200), 0);
+  EXPECT_EQ(gswitch_frame(0, 5), 0);  // no such frame
+  const unsigned char data[] = {9, 8, 7};
+  ASSERT_EQ(gset_image_data(GFRAME_CURRENT, data, 3), 1);
+  unsigned char got[50] = {};
+  EXPECT_EQ(gget_image_data(1, got), 3);
+  EXPECT_EQ(got[0], 9);
+  EXPECT_EQ(gget_image_data(0, got), 0);
+  ginc_loop_delay(-1.0f);
+  EXPECT_EQ(std::pair(gget_loop_delay(), gget_frame_delay(0)), std::pair(0.0f, 0.0f));
+  ASSERT_EQ(gset_loop_delay(GFRAME_CURRENT, 0.0f), 1);
+  EXPECT_EQ(gloop_sleep(), 0);  // a frame whose time is up does not wait
+  EXPECT_EQ(gset_loop_delay(128, 1.0f), 0);
+  // Deleting the last frames blanks the base window.
+  ASSERT_EQ(gdelete_frame(0), 1);
+  ASSERT_EQ(gdelete_frame(0), 1);
+  EXPECT_EQ(gget_num_images(), 0);
+  EXPECT_EQ(shown(), 0u);
+}
+
+TEST_P(Window, RecordedObjectsReplayIntoAnotherFrame) {
+  EXPECT_EQ(gget_redraw(), 0);  // recording starts off
+  ginit_objs();
+  EXPECT_EQ(gset_redraw(1), 0);
+  box(0, 0, 1, 1, 5);
+  EXPECT_GE(gget_num_recorded(), 2);
+  ASSERT_EQ(gcreate_frame(-1), 0);
+  const int recorded = gget_num_recorded();
+  ASSERT_EQ(gselect_frame(0), 1);
+  EXPECT_EQ(gget_redraw(), 0);  // frames are not redrawn from objects
+  gset_fill_colr_ind(2);        // replay must set the colour again
+  ASSERT_EQ(gobj_replay(), 1);
+  EXPECT_EQ(gget_num_recorded(), recorded);
+  ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
+  box(0, 0, 1, 1, 2);
+  EXPECT_EQ(shown(), kColour[0]);
+  EXPECT_EQ(shown(0), kColour[3]);
+  gclear_objs();
+  EXPECT_EQ(gobj_replay(), 0);
+}
+
+TEST_P(Window, ExchangeWithTheBaseWindowMovesPicturesIdsAndTheTarget) {
+  make_frames(2);
+  box(0, 0, 1, 1, 5);  // the base window's own picture
+  const unsigned long base = gget_base_window(), one = gget_frame_id(1);
+  ASSERT_TRUE(base != 0 && one != 0 && base != one);
+  ASSERT_EQ(gswitch_frame(1, GFRAME_BASE), 1);
+  EXPECT_EQ(shown(), kColour[1]);
+  EXPECT_EQ(shown(1), kColour[3]);
+  EXPECT_EQ(gget_base_window(), one);  // the base window is the other picture now
+  EXPECT_EQ(gget_frame_id(1), base);
+  EXPECT_EQ(shown(0), kColour[0]);
+  ASSERT_EQ(gswitch_frame(GFRAME_BASE, 1), 1);  // either order; back to where it was
+  EXPECT_EQ(gget_base_window(), base);
+  EXPECT_EQ(shown(), kColour[3]);
+  EXPECT_EQ(gswitch_frame(GFRAME_BASE, GFRAME_BASE), 1);
+  EXPECT_EQ(gswitch_frame(GFRAME_BASE, 4), 0);
+  // Drawing goes where the selected frame's picture went.
+  ASSERT_EQ(gselect_frame(0), 1);
+  ASSERT_EQ(gswitch_frame(0, GFRAME_BASE), 1);
+  box(0.25f, 0.25f, 0.75f, 0.75f, 4);
+  EXPECT_EQ(shown(), kColour[2]);
+  EXPECT_EQ(shown(0), kColour[3]);
+}
+
+TEST_P(Window, ClearsReachOnlyTheirOwnPicture) {
+  make_frames(2);
+  box(0, 0, 1, 1, 5);
+  ASSERT_EQ(gclear_frame(1), 1);  // while the base window is the target
+  EXPECT_EQ(shown(1), 0u);
+  EXPECT_EQ(shown(0), kColour[0]);
+  EXPECT_EQ(shown(), kColour[3]);
+  ASSERT_EQ(gcreate_frame(0), 0);  // re-creating a frame clears it
+  EXPECT_EQ(shown(0), 0u);
+  EXPECT_EQ(gget_num_images(), 2);
+  ASSERT_EQ(gselect_frame(1), 1);  // the workstation clear: the selected frame only
+  box(0, 0, 1, 1, 4);
+  gclear_ws(1, GALWAYS);
+  EXPECT_EQ(shown(1), 0u);
+  EXPECT_EQ(shown(), kColour[3]);
+  // A region clear ignores the viewport clip: it reaches the right half.
+  ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
+  const Glim vp = {0.0f, 0.5f, 0.0f, 1.0f}, win = {0.0f, 1.0f, 0.0f, 1.0f}, region = {0.5f, 2.0f, 0.25f, 0.75f};
+  gset_vp(1, &vp);
+  gset_win(1, &win);
+  gsel_norm_tran(1);
+  gclear_region(&region);
+  Picture pic;
+  grab(&pic);
+  const int mid = pic.img.height / 2, side = pic.img.height - 1;  // the unit square's pixels
+  EXPECT_EQ(pic.pixel(side * 3 / 4, mid), 0u);
+  EXPECT_EQ(pic.pixel(side - 1, mid), 0u);  // beyond the viewport
+  EXPECT_EQ(pic.pixel(side / 4, mid), kColour[3]);
+  EXPECT_EQ(pic.pixel(side - 1, 2), kColour[3]);
+}
+
+TEST_P(Window, ZoomReplicatesPixelsAroundThePointAndUnzoomRestores) {
+  pixel_world();
+  box(20, 20, 90, 70, 2);
+  box(100, 30, 180, 120, 3);
+  for (int x = 30; x < 170; x += 3) {  // detail at single-pixel scale
+    const Gpt line[] = {{static_cast<float>(x), 80}, {static_cast<float>(x), 150}};
+    gset_line_colr_ind(4 + (x / 3) % 2);
+    gpolyline(2, line);
+  }
+  Picture before;
+  grab(&before);
+  const int w = before.img.width, h = before.img.height;
+  ASSERT_EQ(before.pixel(55, h - 1 - 45), 0xff0000u);
+  ASSERT_EQ(gget_zoom(), 1);
+  EXPECT_EQ(gzoom(GFRAME_CURRENT, 60, 50, 1, 1), 0);  // flag: only when zoomed
+  ASSERT_EQ(gzoom(GFRAME_CURRENT, 60, 50, -2, 0), 1);
+  EXPECT_EQ(gget_zoom(), 2);
+  Picture z2;
+  grab(&z2);
+  // The region of half the size centred on (60, 50) fills the window.
+  const int left = 60 - w / 4, top = 50 - h / 4;
+  EXPECT_FLOAT_EQ(xZ_p(0), static_cast<float>(left));
+  EXPECT_FLOAT_EQ(yZ_p(10), static_cast<float>(top + 5));
+  int wrong = 0;
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) wrong += z2.pixel(x, y) != before.pixel(left + x / 2, top + y / 2);
+  EXPECT_EQ(wrong, 0);
+  ASSERT_EQ(gzoom(GFRAME_CURRENT, -1, -1, -2, 0), 1);  // doubled again about the same centre
+  EXPECT_EQ(gget_zoom(), 4);
+  EXPECT_FLOAT_EQ(xZ_p(0), static_cast<float>(60 - w / 8));
+  ASSERT_EQ(gunzoom(), 1);
+  EXPECT_EQ(gget_zoom(), 1);  // nothing left to undo
+  EXPECT_EQ(gunzoom(), 0);
+  Picture after;
+  grab(&after);
+  EXPECT_TRUE(after.same_as(before));
+  // Near a corner the region is held inside the picture.
+  ASSERT_EQ(gzoom(GFRAME_CURRENT, w - 5, 5, 2, 0), 1);
+  EXPECT_FLOAT_EQ(xZ_p(0), static_cast<float>(w / 2));
+  EXPECT_FLOAT_EQ(yZ_p(0), 0.0f);
+  Picture corner;
+  grab(&corner);
+  EXPECT_EQ(corner.pixel(w - 1, 0), before.pixel(w - 1, 0));
+  EXPECT_EQ(corner.pixel(0, h - 1), before.pixel(w / 2, h / 2 - 1));
+}
+
+TEST_P(Window, ZoomedFramesAreShownMagnified) {
+  pixel_world();
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(gcreate_frame(-1), i);
+    ASSERT_EQ(gselect_frame(i), 1);
+    box(0, 0, 199, 159, 2 + i);
+    box(90, 70, 109, 89, 4 + i);  // a 20 x 20 centre square
+  }
+  ASSERT_EQ(gselect_frame(GFRAME_BASE), 1);
+  ASSERT_EQ(gdisplay_frame(0), 1);
+  ASSERT_EQ(gzoom(0, 100, 80, 4, 0), 1);
+  ASSERT_EQ(gdisplay_frame(1), 1);  // the next frame at the same zoom
+  Picture pic;
+  grab(&pic);
+  // The centre square now covers 80 x 80 pixels around the middle.
+  EXPECT_EQ(pic.pixel(65, 45), 0xffff00u);
+  EXPECT_EQ(pic.pixel(50, 30), 0x00ff00u);
+  ASSERT_EQ(gunzoom(), 1);  // no saved picture: the current frame again
+  Picture back;
+  grab(&back);
+  EXPECT_EQ(back.pixel(85, 65), 0x00ff00u);
+  EXPECT_EQ(back.pixel(95, 75), 0xffff00u);
+}
+
+// Writes a PNG of `channels` samples a pixel (1 grey, 3 RGB, 4 RGBA) at
+// `bits` (8 or 16) per sample; `samples` holds 16-bit values row by row.
+bool write_png(const std::string& path, int width, int height, int channels, int bits,
+               const std::vector<unsigned>& samples) {
+  std::FILE* f = std::fopen(path.c_str(), "wb");
+  if (f == nullptr) return false;
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  if (setjmp(png_jmpbuf(png))) {
+    png_destroy_write_struct(&png, &info);
+    std::fclose(f);
+    return false;
+  }
+  png_init_io(png, f);
+  const int type = channels == 1 ? PNG_COLOR_TYPE_GRAY : channels == 3 ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_RGBA;
+  png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), bits, type,
+               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_write_info(png, info);
+  std::vector<png_byte> row;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    row.push_back(static_cast<png_byte>(samples[i] >> 8));
+    if (bits == 16) row.push_back(static_cast<png_byte>(samples[i] & 0xff));
+    if ((i + 1) % static_cast<std::size_t>(width * channels) == 0) {
+      png_write_row(png, row.data());
+      row.clear();
+    }
+  }
+  png_write_end(png, nullptr);
+  png_destroy_write_struct(&png, &info);
+  return std::fclose(f) == 0;
+}
+
+// An 8-bit sample as the 16-bit value the writer takes.
+constexpr unsigned s8(unsigned v) { return v * 257u; }
+
+TEST_P(Window, RgbPngOverlaysArrivePixelExact) {
+  box(0, 0, 1, 1, 2);  // all red, so see-through pixels show red
+  Gxrect view{};
+  gget_xviewport(&view);
+  // 4 x 2: black (the background: see-through), green, an odd colour, white;
+  // then blue, the odd colour again, dark grey, black.
+  const std::vector<unsigned> rgb = {
+      0, 0, 0, 0, s8(255), 0, s8(10), s8(200), s8(30), s8(255), s8(255), s8(255),
+      0, 0, s8(255), s8(10), s8(200), s8(30), s8(40), s8(40), s8(40), 0, 0, 0,
+  };
+  ASSERT_TRUE(write_png(zor::test::scratch("rgb8.png"), 4, 2, 3, 8, rgb));
+  ASSERT_EQ(goverlay_image_file(zor::test::scratch("rgb8.png").c_str(), nullptr, 5, 7), 1);
+  // RGBA at 16 bits a sample in the lower right: the alpha is dropped, the low bytes too.
+  const std::vector<unsigned> rgba = {0x1234, 0xABCD, 0x5678, 0x0000, 0x0A0B, 0x0C0D, 0x0E0F, 0xFFFF};
+  ASSERT_TRUE(write_png(zor::test::scratch("rgba16.png"), 2, 1, 4, 16, rgba));
+  ASSERT_EQ(goverlay_image_file(zor::test::scratch("rgba16.png").c_str(), nullptr, -1, -1), 1);
+  const std::vector<unsigned> grey = {s8(0x80), 0, s8(0xFF)};
+  ASSERT_TRUE(write_png(zor::test::scratch("grey.png"), 3, 1, 1, 8, grey));
+  ASSERT_EQ(goverlay_image_file(zor::test::scratch("grey.png").c_str(), nullptr, 0, 0), 1);
+  Picture pic;
+  ASSERT_EQ(gget_image(&pic.img), 1);
+  // The fifth column is beside the image.
+  const unsigned want[2][5] = {{0xFF0000u, 0x00FF00u, 0x0AC81Eu, 0xFFFFFFu, 0xFF0000u},
+                               {0x0000FFu, 0x0AC81Eu, 0x282828u, 0xFF0000u, 0xFF0000u}};
+  for (int r = 0; r < 2; ++r)
+    for (int c = 0; c < 5; ++c) EXPECT_EQ(pic.pixel(view.x + 5 + c, view.y + 7 + r), want[r][c]) << r << "," << c;
+  const int xr = view.x + view.width - 3, yr = view.y + view.height - 2;
+  EXPECT_EQ(pic.pixel(xr, yr), 0x12AB56u);
+  EXPECT_EQ(pic.pixel(xr + 1, yr), 0x0A0C0Eu);
+  EXPECT_EQ(pic.pixel(view.x, view.y), 0x808080u);
+  EXPECT_EQ(pic.pixel(view.x + 1, view.y), 0xFF0000u);  // see-through
+  EXPECT_EQ(pic.pixel(view.x + 2, view.y), 0xFFFFFFu);
+}
+
+TEST_P(Window, ManyOverlayColoursLeaveTheColourTableAlone) {
+  Gxrect view{};
+  gget_xviewport(&view);
+  // 300 distinct colours: more than the colour table could hold.
+  constexpr int kW = 20, kH = 15;
+  auto colour = [](int i) { return static_cast<unsigned>(i % 256) << 16 | (i / 256 + 1) << 8 | (255 - i % 200); };
+  std::vector<unsigned> rgb;
+  for (int i = 0; i < kW * kH; ++i)
+    for (int shift : {16, 8, 0}) rgb.push_back(s8(colour(i) >> shift & 0xFF));
+  const std::string path = zor::test::scratch("many.png");
+  ASSERT_TRUE(write_png(path, kW, kH, 3, 8, rgb));
+  IMG_report im;
+  ASSERT_EQ(IMG_read(path.c_str(), &im, 0), 1);
+  EXPECT_EQ(im.color_type, 0);
+  ASSERT_EQ(goverlay_image(&im, nullptr, 0, 0), 1);
+  ASSERT_EQ(goverlay_image(&im, nullptr, kW, 0), 1);  // the record holds device pixels now
+  IMG_free(&im);
+  Picture pic;
+  ASSERT_EQ(gget_image(&pic.img), 1);
+  int wrong = 0, indexed = 0;
+  for (int i = 0; i < kW * kH; ++i) {
+    const int x = view.x + i % kW, y = view.y + i / kW;
+    wrong += pic.pixel(x, y) != colour(i) || pic.pixel(x + kW, y) != colour(i);
+  }
+  for (int ind = 0; ind < 256; ++ind)
+    for (int k : {100, 150, 299}) {
+      auto part = [&](int shift) { return static_cast<float>(colour(k) >> shift & 0xFF) / 255.0f; };
+      indexed += gis_color_near(ind, part(16), part(8), part(0), 0);
+    }
+  EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(indexed, 0);  // none of the image's colours took a colour index
+  // Layouts that cannot be direct colour are refused.
+  IMG_init(&im);
+  im.width = 2, im.height = 1, im.red = 0xF00, im.grn = 0x0F0, im.blu = 0x00F;
+  im.bits_pixel = 12, im.bytes_line = 4;
+  im.data = static_cast<unsigned char*>(std::calloc(4, 1));
+  EXPECT_EQ(goverlay_image(&im, nullptr, 0, 0), 0);
+  im.bits_pixel = 24, im.bytes_line = 2;  // rows shorter than their pixels
+  EXPECT_EQ(goverlay_image(&im, nullptr, 0, 0), 0);
+  IMG_free(&im);
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowAndMemory, Window, ::testing::Values(false, true),
+                         [](const auto& info) { return info.param ? "memory" : "window"; });
+
+TEST(MemFrameIds, MemoryPicturesHaveNamesButTakeNoForeignPixmap) {
+  zor::test::open_window_ws(true);
+  ASSERT_EQ(gcreate_frame(-1), 0);
+  const unsigned long base = gget_base_window(), zero = gget_frame_id(0);
+  EXPECT_TRUE(base != 0 && zero != 0 && base != zero);
+  EXPECT_EQ(gprint_frame_ids(), 1);
+  EXPECT_EQ(gset_frame_id(0, 12345), 0);  // no server whose pixmaps a frame could take over
+  EXPECT_EQ(gget_frame_id(0), zero);
+  zor::test::close_window_ws(true);
+  EXPECT_EQ(gget_base_window(), 0u);
+}
+
+// Replication by itself, for every pixel size a server may use.
+TEST(ReplicatePixels, EveryPixelSize) {
+  for (int bits : {1, 4, 8, 16, 24, 32}) {
+    SCOPED_TRACE(bits);
+    const int w = 7, h = 5, line = ((w * bits + 31) / 32) * 4;
+    std::vector<unsigned char> data(static_cast<std::size_t>(line * h));
+    const unsigned long mask = bits == 32 ? 0xffffffffUL : (1UL << bits) - 1;
+    auto value = [&](int x, int y) { return (static_cast<unsigned long>(x * 37 + y * 101) * 2654435761UL >> 7) & mask; };
+    auto get = [&](const unsigned char* d, int ln, int x, int y) -> unsigned long {
+      const unsigned char* row = d + y * ln;
+      if (bits == 1) return (row[x / 8] >> (x % 8)) & 1U;
+      if (bits == 4) return x % 2 == 0 ? row[x / 2] >> 4 : row[x / 2] & 0x0FU;
+      unsigned long v = 0;
+      for (int b = 0; b < bits / 8; ++b) v |= static_cast<unsigned long>(row[x * (bits / 8) + b]) << (8 * b);
+      return v;
+    };
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        unsigned char* row = data.data() + y * line;
+        const unsigned long v = value(x, y);
+        if (bits == 1) row[x / 8] = static_cast<unsigned char>(row[x / 8] | (v << (x % 8)));
+        else if (bits == 4) row[x / 2] = static_cast<unsigned char>(row[x / 2] | (x % 2 == 0 ? v << 4 : v));
+        else
+          for (int b = 0; b < bits / 8; ++b) row[x * (bits / 8) + b] = static_cast<unsigned char>(v >> (8 * b));
+      }
+    IMG_report src;
+    src.width = w, src.height = h, src.bits_pixel = bits, src.bytes_line = line, src.data = data.data();
+    IMG_report out;
+    ASSERT_TRUE(replicate_pixels(src, 2, 1, 3, 13, 11, &out));
+    ASSERT_EQ(std::pair(out.width, out.height), std::pair(13, 11));
+    int wrong = 0;
+    for (int y = 0; y < 11; ++y)
+      for (int x = 0; x < 13; ++x)
+        wrong += get(out.data, out.bytes_line, x, y) != value(std::min(2 + x / 3, w - 1), std::min(1 + y / 3, h - 1));
+    EXPECT_EQ(wrong, 0);
+    std::free(out.data);
+  }
+  IMG_report odd;
+  std::vector<unsigned char> two(8);
+  odd.width = odd.height = 1, odd.bits_pixel = 12, odd.bytes_line = 4, odd.data = two.data();
+  IMG_report out;
+  EXPECT_FALSE(replicate_pixels(odd, 0, 0, 2, 2, 2, &out));
+}
+
+}  // namespace
