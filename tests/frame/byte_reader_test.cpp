@@ -19,7 +19,7 @@ TEST(ByteReader, ReadsBigEndianValues) {
   EXPECT_TRUE(r.empty());
 }
 
-TEST(ByteReader, RefusesReadsPastTheEnd) {
+TEST(ByteReader, RefusesReadsPastTheEndOfTheDataOrOfASubBlock) {
   const std::array<std::uint8_t, 3> b = {1, 2, 3};
   ByteReader r(b);
   EXPECT_THROW(r.u32(), DecodeError);
@@ -29,13 +29,12 @@ TEST(ByteReader, RefusesReadsPastTheEnd) {
   EXPECT_THROW(r.seek(4), DecodeError);
   EXPECT_THROW(r.window(2, 2), DecodeError);
   EXPECT_THROW(r.window(SIZE_MAX, 2), DecodeError);
-}
-
-TEST(ByteReader, SubReaderIsLimitedToItsBlock) {
-  const std::array<std::uint8_t, 6> b = {0, 2, 0xAA, 0xBB, 0xCC, 0xDD};
-  ByteReader r(b);
-  ByteReader block = r.sub(r.u16());
+  // A sub-reader is limited to its block.
+  const std::array<std::uint8_t, 6> b2 = {0, 2, 0xAA, 0xBB, 0xCC, 0xDD};
+  ByteReader parent(b2);
+  ByteReader block = parent.sub(parent.u16());
   EXPECT_EQ(block.u16(), 0xAABB);
   EXPECT_THROW(block.u8(), DecodeError);
-  EXPECT_EQ(r.u16(), 0xCCDD);  // the parent moved past the whole block
+  EXPECT_EQ(parent.u16(), 0xCCDD);  // the parent moved past the whole block
 }
+

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "../common/files.h"
+#include "captured.h"
 #include "zor/date.h"
 #include "zor/file.h"
 #include "zor/flag.h"
@@ -86,14 +87,10 @@ class FileTest : public ::testing::Test {
 
 // Every template key, built from 2024-03-05 18:40 (day 65).
 TEST_F(FileTest, TemplateKeysExpand) {
-  put("con_path", "/con/");
-  put("grid_path", "/grid");
-  put("image_path", "/img");
-  put("watch_path", "/wat");
-  put("text_path", "/txt");
-  put("model_path", "/mod");
-  put("sat_path", "/sat");
-  put("product", "N0R");
+  for (const auto& [name, value] : {std::pair{"con_path", "/con/"}, {"grid_path", "/grid"}, {"image_path", "/img"},
+                                    {"watch_path", "/wat"}, {"text_path", "/txt"}, {"model_path", "/mod"},
+                                    {"sat_path", "/sat"}, {"product", "N0R"}})
+    put(name, value);
   FILE_set_name("@first");  // the first convention clears the user keys
   FILE_set_key('s', "TLX site");
   struct Case {
@@ -103,13 +100,10 @@ TEST_F(FileTest, TemplateKeysExpand) {
   };
   const std::string d = dir_.string();
   const Case cases[] = {
-      {"%D/%y%m%d%h.nids", d + "/24030518.nids", 3600},
-      {"%D/%y%m%d%3h.nids", d + "/24030518.nids", 10800},
-      {"%D/%y%m%d%3h%30n.nids", d + "/2403051830.nids", 1800},
-      {"%Y-%b-%j %%", "2024-mar-065_%", 86400},
+      {"%D/%y%m%d%h.nids", d + "/24030518.nids", 3600}, {"%D/%y%m%d%3h.nids", d + "/24030518.nids", 10800},
+      {"%D/%y%m%d%3h%30n.nids", d + "/2403051830.nids", 1800}, {"%Y-%b-%j %%", "2024-mar-065_%", 86400},
       {"%C|%F|%R|%G|%I|%W|%T|%M|%S", "/con|" + d + "|/raw|/grid|/img|/wat|/txt|/mod|/sat", -9999},
-      {"%s_%2s_%q_%{product}_%{nosuch}.x", "TLX_site_TL_0_N0R_.x", -9999},
-      {"a{%h}b%15n", "a18b30", 900},
+      {"%s_%2s_%q_%{product}_%{nosuch}.x", "TLX_site_TL_0_N0R_.x", -9999}, {"a{%h}b%15n", "a18b30", 900},
       {"%5d", "01", 5 * 86400},
   };
   for (const auto& c : cases) {
@@ -164,15 +158,16 @@ TEST_F(FileTest, ConventionFileMatches) {
   EXPECT_EQ(FILE_set_name("nids_n0r:s=TLX"), 1);
   Date t = make_date(2024, 3, 5, 18, 40);
   char out[FILE_NAME_MAX];
-  FILE_set_date(&t, out);
-  EXPECT_EQ(std::string(out), dir_.string() + "/nids/n0r/OKX_2403051840");
+  auto name = [&] {
+    FILE_set_date(&t, out);
+    return std::string(out);
+  };
+  EXPECT_EQ(name(), dir_.string() + "/nids/n0r/OKX_2403051840");
   EXPECT_EQ(FILE_set_name("@%s"), 1);
-  FILE_set_date(&t, out);
-  EXPECT_STREQ(out, "TLX");
+  EXPECT_EQ(name(), "TLX");
   // No line: the type is the template.
   EXPECT_EQ(FILE_set_name("zor.gif"), 0);
-  FILE_set_date(&t, out);
-  EXPECT_STREQ(out, "zor.gif");
+  EXPECT_EQ(name(), "zor.gif");
   // "none": no convention, the last name stands.
   EXPECT_EQ(FILE_set_name("none"), 0);
   FILE_set_filename("given.nids");
@@ -187,8 +182,7 @@ TEST_F(FileTest, ConventionFileMatches) {
   std::ofstream(dir_ / "other_conv") << "okx  %D/other_%h  -  0\n";
   put("name_conv", "other_conv");
   EXPECT_EQ(FILE_set_name("okx"), 1);
-  FILE_set_date(&t, out);
-  EXPECT_EQ(std::string(out), dir_.string() + "/other_18");
+  EXPECT_EQ(name(), dir_.string() + "/other_18");
   put("name_conv", "missing_conv");
   EXPECT_EQ(FILE_set_name("okx"), 0);
 }
@@ -281,10 +275,10 @@ TEST_F(FileTest, TypedNamesReadBackIntoDates) {
   EXPECT_EQ(FILE_set_file("/elsewhere/x/KOKX_SDUS61_NMLOKX_201108280702", out), 0);
   EXPECT_STREQ(out, "/elsewhere/x/KOKX_SDUS61_NMLOKX_201108280702");
   // Literal and standard-stream names.
-  EXPECT_EQ(FILE_set_file("@my.file", out), 1);
-  EXPECT_STREQ(out, "my.file");
-  EXPECT_EQ(FILE_set_file("-", out), 1);
-  EXPECT_STREQ(out, "-");
+  for (const auto& [typed, want] : {std::pair{"@my.file", "my.file"}, {"-", "-"}}) {
+    EXPECT_EQ(FILE_set_file(typed, out), 1);
+    EXPECT_STREQ(out, want);
+  }
   // "la" and "#time" go through the latest-file search.
   setenv("zorcurtime", "201108281200", 1);
   FILE_set_file("la", out);
@@ -400,12 +394,8 @@ TEST_F(FileTest, ListingShowsMatchingFiles) {
   product_at("201108280702");
   std::ofstream(dir_ / "unrelated.txt") << "x";
   ASSERT_EQ(FILE_set_name("okx"), 1);
-  ::testing::internal::CaptureStdout();
-  FILE_list_file();
-  std::string listing = ::testing::internal::GetCapturedStdout();
-  EXPECT_THAT(listing, HasSubstr("KOKX_SDUS61_NMLOKX_201108280502"));
-  EXPECT_THAT(listing, HasSubstr("KOKX_SDUS61_NMLOKX_201108280702"));
-  EXPECT_THAT(listing, ::testing::Not(HasSubstr("unrelated")));
+  EXPECT_THAT(zor::test::stdout_of(FILE_list_file), ::testing::AllOf(HasSubstr("KOKX_SDUS61_NMLOKX_201108280502"),
+                                        HasSubstr("KOKX_SDUS61_NMLOKX_201108280702"), ::testing::Not(HasSubstr("unrelated"))));
 }
 
 TEST_F(FileTest, FileSystemHelpers) {
@@ -431,8 +421,7 @@ TEST_F(FileTest, FileSystemHelpers) {
   std::fputs("abc", w);
   FILE_close(w);
   EXPECT_EQ(FILE_size((dir_ / "deep/er/new.txt").c_str()), 3);
-  EXPECT_TRUE(FILE_exist("~/deep/er/new.txt"));
-  EXPECT_TRUE(FILE_is_dir("~/deep"));
+  EXPECT_TRUE(FILE_exist("~/deep/er/new.txt") && FILE_is_dir("~/deep"));
   EXPECT_EQ(FILE_delete("~/deep/er/new.txt"), 0);
   EXPECT_EQ(FILE_size("~/deep/er/new.txt"), -1);
   char buf[FILE_NAME_MAX];
@@ -447,10 +436,9 @@ TEST_F(FileTest, FileSystemHelpers) {
   EXPECT_EQ(FILE_open("STD", "w"), stdout);
 
   // Paths and standard streams.
-  EXPECT_STREQ(FILE_add_path("/a", "b", buf), "/a/b");
-  EXPECT_STREQ(FILE_add_path("/a/", "b", buf), "/a/b");
-  EXPECT_STREQ(FILE_add_path("/a", "/abs/b", buf), "/abs/b");
-  EXPECT_STREQ(FILE_add_path("/a", "-", buf), "-");
+  for (const auto& [dir, name, want] : {std::tuple{"/a", "b", "/a/b"}, {"/a/", "b", "/a/b"}, {"/a", "/abs/b", "/abs/b"},
+                                       {"/a", "-", "-"}})
+    EXPECT_STREQ(FILE_add_path(dir, name, buf), want) << dir << " " << name;
   std::snprintf(buf, sizeof buf, "%s", "/p");
   EXPECT_STREQ(FILE_add_path_delim(buf), "/p/");
   EXPECT_STREQ(FILE_add_path_delim(buf), "/p/");

@@ -6,6 +6,8 @@
 
 #include "zor/res.h"
 
+#include <utility>
+
 namespace {
 
 class FlagTest : public ::testing::Test {
@@ -17,8 +19,7 @@ TEST_F(FlagTest, SlotsOutsideTheTableReadZeroAndRefuseStores) {
   EXPECT_EQ(FLAG_get(0), -9999);
   EXPECT_EQ(FLAG_set(29, 7), 0);
   EXPECT_EQ(FLAG_get(29), 7);
-  EXPECT_EQ(FLAG_set(30, 7), -1);
-  EXPECT_EQ(FLAG_set(-1, 7), -1);
+  EXPECT_EQ(std::pair(FLAG_set(30, 7), FLAG_set(-1, 7)), std::pair(-1, -1));
   EXPECT_EQ(FLAG_get(30), 0);
   EXPECT_EQ(FLAG_getl(-1), 0);
   EXPECT_EQ(FLAG_setl(14, 33L), 0);
@@ -30,19 +31,16 @@ TEST_F(FlagTest, SlotsOutsideTheTableReadZeroAndRefuseStores) {
 TEST_F(FlagTest, PlotComponentsKeepTheirSums) {
   for (int i = 0; i < 13; ++i) EXPECT_EQ(FLAG_getplot(i), 1) << i;
   FLAG_setplot(3, 0);
-  EXPECT_EQ(FLAG_getplot(0), 5);  // sum of the six corner texts
-  EXPECT_EQ(FLAG_getplot(12), 5 + 10);
+  EXPECT_EQ(std::pair(FLAG_getplot(0), FLAG_getplot(12)), std::pair(5, 5 + 10));  // sum of the six corner texts
   FLAG_setplot(0, 0);  // all corner texts off, the border stays
   for (int i = 0; i <= 6; ++i) EXPECT_EQ(FLAG_getplot(i), 0) << i;
   EXPECT_EQ(FLAG_getplot(11), 1);
   FLAG_setplot(12, 0);
   for (int i = 0; i < 13; ++i) EXPECT_EQ(FLAG_getplot(i), 0) << i;
   FLAG_setplot(8, 1);
-  EXPECT_EQ(FLAG_getplot(8), 1);
-  EXPECT_EQ(FLAG_getplot(12), 1);
+  EXPECT_EQ(std::pair(FLAG_getplot(8), FLAG_getplot(12)), std::pair(1, 1));
   FLAG_resetplot(4);  // no recomputation
-  EXPECT_EQ(FLAG_getplot(0), 4);
-  EXPECT_EQ(FLAG_getplot(12), 4);
+  EXPECT_EQ(std::pair(FLAG_getplot(0), FLAG_getplot(12)), std::pair(4, 4));
 }
 
 // The draw resource: a first item without sign starts from nothing.
@@ -53,10 +51,8 @@ struct DrawCase {
 
 TEST_F(FlagTest, DrawResourceSwitchesComponents) {
   const DrawCase cases[] = {
-      {"-map", {6, 1, 1, 1, 1, 1, 1, 1, 0, 1, 1, 1, 16}},
-      {"map", {0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1}},
-      {"map,data", {0, 0, 0, 0, 0, 0, 0, 1, 1, 0, 0, 0, 2}},
-      {"-text", {0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 0, 4}},
+      {"-map", {6, 1, 1, 1, 1, 1, 1, 1, 0, 1, 1, 1, 16}}, {"map", {0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1}},
+      {"map,data", {0, 0, 0, 0, 0, 0, 0, 1, 1, 0, 0, 0, 2}}, {"-text", {0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 0, 4}},
       {"none,+text_ul,+BORD", {1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 3}},
       {"+all,-sum,-grid", {6, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 1, 15}},
       {"bogus", {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},

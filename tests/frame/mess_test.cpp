@@ -11,9 +11,11 @@
 #include <functional>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <thread>
 
 #include "../common/files.h"
+#include "captured.h"
 #include "zor/date.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
@@ -22,6 +24,8 @@
 namespace {
 
 using zor::test::count_of;
+using zor::test::stderr_of;
+using zor::test::stdout_of;
 using zor::test::slurp;
 const auto put = zor::test::write_file;
 
@@ -81,9 +85,7 @@ class MessTest : public ::testing::Test {
 
 TEST_F(MessTest, DefaultLevelShowsUpToOut2) {
   EXPECT_EQ(MESS_get(), 0x000FFFFFu);
-  EXPECT_EQ(MESS_check(0x40000000), 0);
-  EXPECT_EQ(MESS_check(61440), 1);
-  EXPECT_EQ(MESS_check_set(), 0);
+  EXPECT_EQ(std::tuple(MESS_check(0x40000000), MESS_check(61440), MESS_check_set()), std::tuple(0, 1, 0));
 
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
@@ -97,9 +99,8 @@ TEST_F(MessTest, DefaultLevelShowsUpToOut2) {
   EXPECT_EQ(out, "out1 5\nprompt: ");
   EXPECT_EQ(err, "an error here\na warning\n");
 
-  testing::internal::CaptureStdout();
-  MESS_print_prog("RADAR DATA PLOTTING");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "      RADAR DATA PLOTTING (Ver 5.59-LINUX-X11)\n\n");
+  EXPECT_EQ(stdout_of([] { MESS_print_prog("RADAR DATA PLOTTING"); }),
+            "      RADAR DATA PLOTTING (Ver 5.59-LINUX-X11)\n\n");
 }
 
 TEST_F(MessTest, MessageResourceItems) {
@@ -107,24 +108,13 @@ TEST_F(MessTest, MessageResourceItems) {
     const char* str;
     M_type level;
   };
+  // "out" alone names no class; warnings have sub-levels c and d only.
   const Case cases[] = {
-      {"out1", 0x0000FFFF},
-      {"+debug", 0xF00FFFFF},
-      {"-warn", 0x000FFF3F},
-      {"mess,-print", 0x00000FF0},
-      {" mess , -print ", 0x00000FF0},
-      {"warn", 0x000000FF},
-      {"Warnings", 0x000000FF},
-      {"messages", 0x00000FFF},
-      {"none", 0},
-      {"bogus", 0},
-      {"debugc", 0x7FFFFFFF},
-      {"+debugc", 0x400FFFFF},
-      {"-outd", 0x000FFFFF},  // "out" alone names no class
-      {"print,+out2a", 0x0001000F},
-      {"error,+WARNd", 0x000000BF},
-      {"error,+warnb", 0x0000003F},  // warnings have sub-levels c and d only
-      {"out4,-out3,-out2d", 0x0F07FFFF},
+      {"out1", 0x0000FFFF},     {"+debug", 0xF00FFFFF},      {"-warn", 0x000FFF3F},      {"mess,-print", 0x00000FF0},
+      {" mess , -print ", 0x00000FF0}, {"warn", 0x000000FF}, {"Warnings", 0x000000FF},   {"messages", 0x00000FFF},
+      {"none", 0},              {"bogus", 0},                {"debugc", 0x7FFFFFFF},     {"+debugc", 0x400FFFFF},
+      {"-outd", 0x000FFFFF},    {"print,+out2a", 0x0001000F}, {"error,+WARNd", 0x000000BF},
+      {"error,+warnb", 0x0000003F}, {"out4,-out3,-out2d", 0x0F07FFFF},
   };
   for (const Case& c : cases) {
     zor::mess::reset();
@@ -219,9 +209,7 @@ TEST_F(MessTest, UnopenableLogLeavesMessagesOnTheTerminal) {
   EXPECT_NE(testing::internal::GetCapturedStderr().find("run.log"), std::string::npos);
   // A file item without a name is refused, not read as a class.
   zor::mess::reset();
-  testing::internal::CaptureStderr();
-  MESS_set_str("fi");
-  testing::internal::GetCapturedStderr();
+  stderr_of([] { MESS_set_str("fi"); });
   EXPECT_EQ(MESS_get(), 0x000FFFFFu);
 }
 
@@ -230,16 +218,12 @@ TEST_F(MessTest, PagingCountsFormatLines) {
   EXPECT_EQ(MESS_get_max_lines(), 22);
   EXPECT_EQ(zor::mess::page(), 2);
   FLAG_set_batch(1);  // holds never wait in batch mode
-  testing::internal::CaptureStdout();
-  MESS_print(15, "%s\n%s\n%s\n", "a\n\nb", "c", "d\n");
+  stdout_of([] { MESS_print(15, "%s\n%s\n%s\n", "a\n\nb", "c", "d\n"); });
   EXPECT_EQ(zor::mess::lines(), 3);
-  for (int i = 0; i < 30; ++i) MESS_print(15, "x\n");
-  testing::internal::GetCapturedStdout();
+  stdout_of([] { for (int i = 0; i < 30; ++i) MESS_print(15, "x\n"); });
   EXPECT_EQ(zor::mess::lines(), 33);
-  MESS_set_str("line=5");
-  EXPECT_EQ(MESS_get_max_lines(), 5);
-  MESS_set_str("nopage");
-  EXPECT_EQ(zor::mess::page(), 0);
+  MESS_set_str("line=5,nopage");
+  EXPECT_EQ(std::pair(MESS_get_max_lines(), zor::mess::page()), std::pair(5, 0));
 }
 
 TEST_F(MessTest, HoldWaitsForReturnUnlessBatch) {
@@ -262,43 +246,40 @@ TEST_F(MessTest, HoldWaitsForReturnUnlessBatch) {
 }
 
 TEST_F(MessTest, PromptsConvertAndRetry) {
+  // Each answer, as its prompt reads it, makes the child exit with 0.
+  const std::pair<std::string, std::function<int()>> cases[] = {
+      {"\n", [] { return ZOR_promptf("Value: ") == 0.0f ? 0 : 1; }},  // an empty answer is 0
+      {"abcdefgh\n\n",
+       [] {
+         char s[5] = "keep";
+         ZOR_prompts("Name: ", s, 5);
+         if (std::strcmp(s, "abcd") != 0) return 1;
+         std::strcpy(s, "keep");
+         ZOR_prompts("Name: ", s, 5);  // empty line leaves the buffer
+         return std::strcmp(s, "keep") == 0 ? 0 : 2;
+       }},
+      // A line longer than 79 characters is cut, and its rest is not the next answer.
+      {std::string(90, 'a') + " tail\nnext\n",
+       [] {
+         char s[200];
+         ZOR_prompts("Long: ", s, 200);
+         if (std::string(s) != std::string(79, 'a')) return 1;
+         ZOR_prompts("Long: ", s, 200);
+         return std::string(s) == "next" ? 0 : 2;
+       }},
+      {"abcdefghijklmnopqrstuvwxyz more\n",
+       [] {
+         char* s = ZOR_promptl("Word: ", nullptr);  // a buffer the caller owns
+         int rc = s != nullptr && std::strcmp(s, "abcdefghijklmnopqrs") == 0 ? 0 : 1;
+         delete[] s;
+         return rc;
+       }},
+      {"7", [] { return ZOR_promptd("Last line without end: ") == 7 ? 0 : 1; }},
+  };
+  for (const auto& [input, body] : cases) EXPECT_EQ(run_child(input, body).status, 0) << input;
   ChildResult r = run_child("abc\n12\n", [] { return ZOR_promptd("Enter number: ") == 12 ? 0 : 1; });
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(count_of(r.out, "Enter number: "), 2);
-
-  r = run_child("\n", [] { return ZOR_promptf("Value: ") == 0.0f ? 0 : 1; });  // an empty answer is 0
-  EXPECT_EQ(r.status, 0);
-
-  r = run_child("abcdefgh\n\n", [] {
-    char s[5] = "keep";
-    ZOR_prompts("Name: ", s, 5);
-    if (std::strcmp(s, "abcd") != 0) return 1;
-    std::strcpy(s, "keep");
-    ZOR_prompts("Name: ", s, 5);  // empty line leaves the buffer
-    return std::strcmp(s, "keep") == 0 ? 0 : 2;
-  });
-  EXPECT_EQ(r.status, 0);
-
-  // A line longer than 79 characters is cut, and its rest is not the next answer.
-  r = run_child(std::string(90, 'a') + " tail\nnext\n", [] {
-    char s[200];
-    ZOR_prompts("Long: ", s, 200);
-    if (std::string(s) != std::string(79, 'a')) return 1;
-    ZOR_prompts("Long: ", s, 200);
-    return std::string(s) == "next" ? 0 : 2;
-  });
-  EXPECT_EQ(r.status, 0);
-
-  r = run_child("abcdefghijklmnopqrstuvwxyz more\n", [] {
-    char* s = ZOR_promptl("Word: ", nullptr);  // a buffer the caller owns
-    int rc = s != nullptr && std::strcmp(s, "abcdefghijklmnopqrs") == 0 ? 0 : 1;
-    delete[] s;
-    return rc;
-  });
-  EXPECT_EQ(r.status, 0);
-
-  r = run_child("7", [] { return ZOR_promptd("Last line without end: ") == 7 ? 0 : 1; });
-  EXPECT_EQ(r.status, 0);
 }
 
 TEST_F(MessTest, SetAndExitAtPrompts) {
@@ -327,48 +308,28 @@ TEST_F(MessTest, SetAndExitAtPrompts) {
   EXPECT_EQ(r.status, 0);
   EXPECT_NE(r.out.find("Set resources\n"), std::string::npos);
 
-  r = run_child("exit\n5\n", [] {
-    ZOR_promptd("Number: ");
-    return 3;  // not reached
-  });
-  EXPECT_EQ(r.status, 0);
-
-  r = run_child("", [] {
-    ZOR_promptd("Number: ");
-    return 3;  // end of input ends the program like "exit"
-  });
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(count_of(r.out, "Number: "), 1);
+  // "exit", and end of input like it, end the program: 3 is never reached.
+  for (const char* input : {"exit\n5\n", ""}) {
+    r = run_child(input, [] { return ZOR_promptd("Number: ") * 0 + 3; });
+    EXPECT_EQ(r.status, 0) << input;
+    EXPECT_EQ(count_of(r.out, "Number: "), 1) << input;
+  }
 }
 
 TEST_F(MessTest, SetCommandParsing) {
-  EXPECT_EQ(ZOR_set_command("set plot_param  ==  rings 5"), 1);
-  ASSERT_NE(RES_get("plot_param"), nullptr);
+  EXPECT_EQ(ZOR_set_command("set plot_param  ==  rings 5") + ZOR_set_command("SET region us"), 2);
   EXPECT_STREQ(RES_get("plot_param"), "rings 5");
-  EXPECT_EQ(ZOR_set_command("SET region us"), 1);
   EXPECT_STREQ(RES_get("region"), "us");
-  EXPECT_EQ(ZOR_set_command("hello"), 0);
-  EXPECT_EQ(ZOR_set_command(""), 0);
-  EXPECT_EQ(ZOR_set_command(nullptr), 0);
+  for (const char* c : {"hello", "", static_cast<const char*>(nullptr)}) EXPECT_EQ(ZOR_set_command(c), 0);
 
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(ZOR_set_command("set abcdefghijklmnopqrstuvwxyz=1"), 1);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find("too long"), std::string::npos);
-  EXPECT_EQ(RES_get("abcdefghijklmnopqrstuvwxyz"), nullptr);
-  EXPECT_EQ(RES_get("abcdefghijklmnopqrs"), nullptr);
+  EXPECT_NE(stderr_of([] { EXPECT_EQ(ZOR_set_command("set abcdefghijklmnopqrstuvwxyz=1"), 1); }).find("too long"),
+            std::string::npos);
+  EXPECT_TRUE(RES_get("abcdefghijklmnopqrstuvwxyz") == nullptr && RES_get("abcdefghijklmnopqrs") == nullptr);
   EXPECT_EQ(ZOR_set_command("set abcdefghijklmnopqrs=1"), 1);  // 19 characters fit
   EXPECT_STREQ(RES_get("abcdefghijklmnopqrs"), "1");
 }
 
-TEST_F(MessTest, ProcessUtilities) {
-  EXPECT_EQ(ZOR_sleep(0.0f), -1);
-  EXPECT_EQ(ZOR_sleep(-1.0f), -1);
-  ZOR_init_time();
-  EXPECT_EQ(ZOR_sleep(0.02f), 0);
-  EXPECT_GE(ZOR_elapse_time(), 0.0199f);
-}
-
-TEST_F(MessTest, BackgroundProcessDetaches) {
+TEST_F(MessTest, BackgroundProcessSleepAndElapsedTime) {
   std::string marker = tmp_path("back_proc.txt");
   ChildResult r = run_child("", [marker] {
     int ret = ZOR_back_proc();
@@ -390,6 +351,12 @@ TEST_F(MessTest, BackgroundProcessDetaches) {
     if (text.empty()) std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
   EXPECT_EQ(text, "ret=1 leader=1 null=1\n");
+  // Sleeping and the elapsed time.
+  EXPECT_EQ(ZOR_sleep(0.0f), -1);
+  EXPECT_EQ(ZOR_sleep(-1.0f), -1);
+  ZOR_init_time();
+  EXPECT_EQ(ZOR_sleep(0.02f), 0);
+  EXPECT_GE(ZOR_elapse_time(), 0.0199f);
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 
 #include <filesystem>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "../common/files.h"
@@ -27,15 +29,12 @@ ProgramRun run_radar(const std::string& env, const std::string& args) {
 TEST(RadarProgram, HelpTextIsExact) {
   std::string expected = slurp(fs::path(ZOR_TEST_DATA_DIR) / "res" / "radar_help.txt");
   ASSERT_FALSE(expected.empty());
-  ProgramRun r = run_radar("", "-h");
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(r.out, expected);
-  EXPECT_EQ(r.err, "");
   // Help comes before the input type is looked at, and may come from the
   // environment.
-  ProgramRun r2 = run_radar("zorhelp=1", "-inp nids");
-  EXPECT_EQ(r2.status, 0);
-  EXPECT_EQ(r2.out, expected);
+  for (const auto& [env, args] : {std::pair{"", "-h"}, {"zorhelp=1", "-inp nids"}}) {
+    const ProgramRun r = run_radar(env, args);
+    EXPECT_EQ(std::tuple(r.status, r.out, r.err), std::tuple(0, expected, "")) << args;
+  }
 }
 
 TEST(RadarProgram, EveryInputTypeEndsCleanlyWithoutData) {
@@ -59,19 +58,12 @@ struct ChoiceCase {
 
 TEST(RadarInputChoice, InputChoosesTypeInFileChoosesConvention) {
   const ChoiceCase cases[] = {
-      {{}, {}, 31, "rad_cvt", "mdr"},
-      {{"nids"}, {"nowrad"}, 33, "nowrad", "mdr"},
-      {{}, {"lev2z_west"}, 38, "lev2z_west", "mdr"},
-      {{}, {"lev2_west"}, 37, "lev2_west", "mdr"},
-      {{"lev2z"}, {}, 38, "lev2", "mdr"},
-      {{"LEV2"}, {}, 37, "lev2", "mdr"},
-      {{"Kavrad"}, {}, 36, "kavrad", "mdr"},
-      {{}, {"Kavrad"}, 36, "Kavrad", "mdr"},
-      {{}, {"my_kavrad"}, 31, "my_kavrad", "mdr"},
-      {{"rcm"}, {}, 31, "rcm_cvt", "rcm"},
-      {{"rcmsite"}, {}, 35, "rcm_dat", "mdr"},
-      {{"site"}, {}, 32, "rrwds", "mdr"},
-      {{"Rawdata"}, {}, 31, "rad_dat", "mdr"},
+      {{}, {}, 31, "rad_cvt", "mdr"}, {{"nids"}, {"nowrad"}, 33, "nowrad", "mdr"},
+      {{}, {"lev2z_west"}, 38, "lev2z_west", "mdr"}, {{}, {"lev2_west"}, 37, "lev2_west", "mdr"},
+      {{"lev2z"}, {}, 38, "lev2", "mdr"}, {{"LEV2"}, {}, 37, "lev2", "mdr"}, {{"Kavrad"}, {}, 36, "kavrad", "mdr"},
+      {{}, {"Kavrad"}, 36, "Kavrad", "mdr"}, {{}, {"my_kavrad"}, 31, "my_kavrad", "mdr"},
+      {{"rcm"}, {}, 31, "rcm_cvt", "rcm"}, {{"rcmsite"}, {}, 35, "rcm_dat", "mdr"},
+      {{"site"}, {}, 32, "rrwds", "mdr"}, {{"Rawdata"}, {}, 31, "rad_dat", "mdr"},
       {{"raw"}, {"nids_west"}, 31, "nids_west", "mdr"},  // marked: in_file keeps the type
       {{"radar"}, {"nowrad"}, 31, "nowrad", "mdr"},
       {{"nowrad"}, {"mdr"}, 34, "rad_raw", "mdr"},
@@ -85,11 +77,8 @@ TEST(RadarInputChoice, InputChoosesTypeInFileChoosesConvention) {
   };
   for (const auto& c : cases) {
     auto got = zor::radar_entry::choose_input(c.input, c.in_file);
-    std::string label =
-        (c.input.empty() ? "-" : c.input[0]) + "/" + (c.in_file.empty() ? "-" : c.in_file[0]);
-    EXPECT_EQ(got.type, c.type) << label;
-    EXPECT_EQ(got.name_conv, c.name_conv) << label;
-    EXPECT_EQ(got.model, c.model) << label;
+    EXPECT_EQ(std::tuple(got.type, got.name_conv, got.model), std::tuple(c.type, c.name_conv, c.model))
+        << (c.input.empty() ? "-" : c.input[0]) << "/" << (c.in_file.empty() ? "-" : c.in_file[0]);
   }
 }
 

@@ -1,6 +1,7 @@
 // Resource database: command line, environment, resource files and their
 // precedence, name matching, directives and conversions.
 #include "../common/files.h"
+#include "../frame/captured.h"
 #include "zor/res.h"
 
 #include <gtest/gtest.h>
@@ -8,8 +9,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -66,6 +69,11 @@ class ResTest : public ::testing::Test {
     const char* v = RES_get(name);
     return v ? v : "<absent>";
   }
+  static std::vector<std::string> gets(std::initializer_list<const char*> names) {
+    std::vector<std::string> out;
+    for (const char* n : names) out.push_back(get(n));
+    return out;
+  }
 
   zor::test::TempDir tmp_{"res_test"};
   const fs::path& dir_ = tmp_.path();
@@ -82,22 +90,17 @@ TEST(ResKeyTable, EveryKeyOnceWithOptionOrPosition) {
   }
   // A key without description is entered empty and its number printed.
   RES_defobj obj;
-  ::testing::internal::CaptureStdout();
-  RES_enter(&obj, RES_age);
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "1\n");
+  EXPECT_EQ(zor::test::stdout_of([&] { RES_enter(&obj, RES_age); }), "1\n");
   EXPECT_STREQ(obj.def, "");
 }
 
 TEST_F(ResTest, CommandLineEdgeCases) {
   decode(
       {"-pl", "cf", "-pl", "ln", "-ba", "a.nids", "b.nids", "-in", "-5", "-sc=1.5", "-scale", "2"});
-  EXPECT_EQ(get("plot_type"), "ln");
-  EXPECT_EQ(FLAG_get(11), 12);
-  EXPECT_EQ(FLAG_batch(), 1);
-  EXPECT_EQ(get("filename"), "a.nids\nb.nids");
-  EXPECT_EQ(get("con_interval"), "-5");
-  EXPECT_EQ(get("plot_scale"), "1.5");
-  EXPECT_EQ(get("scale"), "2");  // free resource under the typed name
+  EXPECT_EQ(std::tuple(get("plot_type"), FLAG_get(11), FLAG_batch()), std::tuple("ln", 12, 1));
+  // "scale" is a free resource under the typed name.
+  EXPECT_EQ(std::tuple(get("filename"), get("con_interval"), get("plot_scale"), get("scale")),
+            std::tuple("a.nids\nb.nids", "-5", "1.5", "2"));
   int n = 0;
   char** items = nullptr;
   EXPECT_EQ(RES_getvals("filename", &n, &items), 2);
@@ -111,23 +114,25 @@ TEST_F(ResTest, OptionsWithoutValuesNamesAndPrefixes) {
   decode({"-pl", "--", "--plot_sc", "3", "-INP", "nids", "-NA", "foo", "-ic", "yes", "-draw=map"});
   EXPECT_EQ(get("plot_type"), "");  // given without value: no conversion
   EXPECT_EQ(FLAG_get(11), -9999);
-  EXPECT_EQ(get("plot_scale"), "3");   // prefix of a resource name, double dash
-  EXPECT_EQ(get("input"), "nids");     // options match without regard to case
-  EXPECT_EQ(get("name"), "<absent>");  // -NA is no program name, and skipped
-  EXPECT_EQ(get("icon"), "");          // a switch gives its argument back
-  EXPECT_EQ(get("filename"), "yes");
+  // A prefix of a name after a double dash; options in any case; -NA names no
+  // program and is skipped; a switch gives its argument back.
+  EXPECT_EQ(gets({"plot_scale", "input", "name", "icon", "filename"}),
+            (std::vector<std::string>{"3", "nids", "<absent>", "", "yes"}));
   EXPECT_EQ(FLAG_getplot(8), 1);
   EXPECT_EQ(FLAG_getplot(7), 0);
 }
 
-TEST_F(ResTest, OverlongOptionNameIsRefused) {
+TEST_F(ResTest, OverlongOptionAndProgramNamesAreRefused) {
   std::string name = "-" + std::string(60, 'x');
-  ::testing::internal::CaptureStderr();
-  decode({name, "value", "-pl", "cf"});
-  EXPECT_NE(::testing::internal::GetCapturedStderr().find("longer than 49"), std::string::npos);
+  EXPECT_NE(zor::test::stderr_of([&] { decode({name, "value", "-pl", "cf"}); }).find("longer than 49"), std::string::npos);
   EXPECT_EQ(get(name.c_str() + 1), "<absent>");
-  EXPECT_EQ(get("filename"), "value");
-  EXPECT_EQ(get("plot_type"), "cf");
+  EXPECT_EQ(gets({"filename", "plot_type"}), (std::vector<std::string>{"value", "cf"}));
+  std::string path = "/opt/" + std::string(50, 'p');
+  RES_setCL(1, std::vector<char*>{path.data()}.data());
+  char buf[40];
+  EXPECT_STREQ(RES_get_progname(buf, sizeof buf), "ZOR");
+  EXPECT_EQ(std::string(RES_get_progname(nullptr)), std::string(50, 'p'));
+  EXPECT_STREQ(RES_get_prog(), path.c_str());
 }
 
 TEST_F(ResTest, ResourceFileNamesAndPrecedence) {
@@ -148,9 +153,8 @@ TEST_F(ResTest, ResourceFileNamesAndPrecedence) {
   decode({});
   EXPECT_EQ(get("plot_type"), "cf");
   EXPECT_EQ(FLAG_get(11), 15);
-  EXPECT_EQ(get("region"), "ne");  // later path element wins
-  EXPECT_EQ(get("plot_scale"), "3");
-  EXPECT_EQ(get("my_res"), "two words");
+  // The later path element wins for the region.
+  EXPECT_EQ(gets({"region", "plot_scale", "my_res"}), (std::vector<std::string>{"ne", "3", "two words"}));
 }
 
 TEST_F(ResTest, CommandLineOverEnvironmentOverFiles) {
@@ -159,9 +163,7 @@ TEST_F(ResTest, CommandLineOverEnvironmentOverFiles) {
   setenv("zorplot_type", "ln", 1);
   setenv("zorregion", "mw", 1);
   decode({"-re", "se"});
-  EXPECT_EQ(get("plot_type"), "ln");
-  EXPECT_EQ(get("region"), "se");
-  EXPECT_EQ(get("plot_scale"), "4");
+  EXPECT_EQ(gets({"plot_type", "region", "plot_scale"}), (std::vector<std::string>{"ln", "se", "4"}));
 
   // The three environment names in their order.
   zor::res::reset();
@@ -178,17 +180,14 @@ TEST_F(ResTest, ProgramTitleAndDefaultsOption) {
   std::string file =
       write("defs", "radarnids.plot_type cf\nradar.nids.region us\nradar.plot_scale 5\n");
   decode({"-df", file, "-na", "radarnids"});
-  EXPECT_EQ(get("name"), "radarnids");
-  EXPECT_EQ(get("plot_type"), "cf");
-  EXPECT_EQ(get("region"), "<absent>");
-  EXPECT_EQ(get("plot_scale"), "<absent>");
-  EXPECT_EQ(get("filename"), "<absent>");  // values of -df and -na are not positional
+  // The values of -df and -na are not positional.
+  EXPECT_EQ(gets({"name", "plot_type", "region", "plot_scale", "filename"}),
+            (std::vector<std::string>{"radarnids", "cf", "<absent>", "<absent>", "<absent>"}));
 
   zor::res::reset();
   zor::def::reset();
   decode({"-default=" + file, "-n", "+nids"});
-  EXPECT_EQ(get("region"), "us");
-  EXPECT_EQ(get("plot_type"), "<absent>");
+  EXPECT_EQ(gets({"region", "plot_type"}), (std::vector<std::string>{"us", "<absent>"}));
 }
 
 TEST_F(ResTest, DirectivesAndTags) {
@@ -201,31 +200,26 @@ TEST_F(ResTest, DirectivesAndTags) {
             "IF nothere\nDEF hidden\nEND\nIF hidden\n*draw map\nEND\n");
   setenv("zordefault", ("+nexrad:" + file).c_str(), 1);
   decode({});
-  EXPECT_EQ(get("plot_type"), "cf");
-  EXPECT_EQ(get("region"), "ne");
-  EXPECT_EQ(get("plot_scale"), "2");
-  EXPECT_EQ(get("draw"), "<absent>");
+  EXPECT_EQ(gets({"plot_type", "region", "plot_scale", "draw"}),
+            (std::vector<std::string>{"cf", "ne", "2", "<absent>"}));
 
   zor::res::reset();
   setenv("zordefault", file.c_str(), 1);
   decode({});
-  EXPECT_EQ(get("plot_type"), "ln");
-  EXPECT_EQ(get("region"), "<absent>");
+  EXPECT_EQ(gets({"plot_type", "region"}), (std::vector<std::string>{"ln", "<absent>"}));
 }
 
 TEST_F(ResTest, BadFileContentIsReportedAndSkipped) {
   std::string file =
       write("defs", "END\nELSE\nELIF x\n*region " + std::string(300, 'r') + "\n*plot_type cf\n");
   setenv("zordefault", ("#3:" + file + ":" + (dir_ / "unreadable").string()).c_str(), 1);
-  ::testing::internal::CaptureStderr();
-  decode({});
-  std::string err = ::testing::internal::GetCapturedStderr();
+  const std::string err = zor::test::stderr_of([&] { decode({}); });
   for (const char* m : {"DEF_get: end without an if\n", "DEF_get: else without an if\n",
                         "DEF_get: elif without an if\n",
                         "ZORloop window: 3 not running or no message queue exists\n"})
     EXPECT_NE(err.find(m), std::string::npos) << m;
-  EXPECT_EQ(get("region"), "<absent>");  // the over-long line
-  EXPECT_EQ(get("plot_type"), "cf");
+  // The over-long region line is skipped.
+  EXPECT_EQ(gets({"region", "plot_type"}), (std::vector<std::string>{"<absent>", "cf"}));
 }
 
 TEST_F(ResTest, DirectoryElementTakesFirstKnownFile) {
@@ -246,17 +240,15 @@ TEST_F(ResTest, DirectoryElementTakesFirstKnownFile) {
   EXPECT_EQ(DEF_get(name, value), -1);
 }
 
-TEST_F(ResTest, NameMatching) {
+TEST_F(ResTest, NameMatchingAndTagLimit) {
   RES_setCL(1, std::vector<char*>{const_cast<char*>("/bin/radar")}.data());
   DEF_prog();
   for (const char* p : {"radar.region", "*region", "*.region", "r*.region", "*"})
     EXPECT_EQ(DEF_cmp(p, "region"), 1) << p;
   for (const char* p : {"region", "radar.regio", "nids.region", "*.regions", "*x*"})
     EXPECT_EQ(DEF_cmp(p, "region"), 0) << p;
-  EXPECT_EQ(DEF_valid("radar.anything"), 1);
-  EXPECT_EQ(DEF_valid("*anything"), 1);
-  EXPECT_EQ(DEF_valid("anything"), 0);
-  EXPECT_EQ(DEF_valid("nids.anything"), 0);
+  EXPECT_EQ(std::tuple(DEF_valid("radar.anything"), DEF_valid("*anything"), DEF_valid("anything"), DEF_valid("nids.anything")),
+            std::tuple(1, 1, 0, 0));
   char out[DEF_NAME_MAX + 1];
   DEF_parse_name("radar.level.value", out);
   EXPECT_STREQ(out, "value");
@@ -266,13 +258,9 @@ TEST_F(ResTest, NameMatching) {
   EXPECT_EQ(zor::def::full_name("region"), "radar.nids.region");
   DEF_title("a_title_longer_than_twenty_nine_characters");
   EXPECT_EQ(zor::def::full_name("x"), "a_title_longer_than_twenty_ni.x");
-}
-
-TEST_F(ResTest, TagsAreLimited) {
+  // Ten tags at most.
   for (int i = 0; i < 10; ++i) EXPECT_EQ(DEF_tag(("t" + std::to_string(i)).c_str()), 0);
-  ::testing::internal::CaptureStderr();
-  EXPECT_EQ(DEF_tag("eleventh"), -1);
-  EXPECT_FALSE(::testing::internal::GetCapturedStderr().empty());
+  EXPECT_FALSE(zor::test::stderr_of([] { EXPECT_EQ(DEF_tag("eleventh"), -1); }).empty());
 }
 
 TEST_F(ResTest, Conversions) {
@@ -289,14 +277,12 @@ TEST_F(ResTest, Conversions) {
     EXPECT_EQ(i, c.want) << (c.text ? c.text : "no text");
   }
   short s = 0;
-  RES_conv_data("-3", reinterpret_cast<char*>(&s), CV_short);  // needs a digit first
-  EXPECT_EQ(s, 0);
   long l = 0;
-  RES_conv_data("123456", reinterpret_cast<char*>(&l), CV_long);
-  EXPECT_EQ(l, 123456);
   float f = 0;
+  RES_conv_data("-3", reinterpret_cast<char*>(&s), CV_short);  // needs a digit first
+  RES_conv_data("123456", reinterpret_cast<char*>(&l), CV_long);
   RES_conv_data("2.5", reinterpret_cast<char*>(&f), CV_float);
-  EXPECT_FLOAT_EQ(f, 2.5f);
+  EXPECT_EQ(std::tuple(s, l, f), std::tuple(short{0}, 123456L, 2.5f));
   const char* p = nullptr;
   RES_conv_data("/data", reinterpret_cast<char*>(&p), CV_path);
   EXPECT_STREQ(p, "/data/");
@@ -323,9 +309,7 @@ TEST_F(ResTest, Conversions) {
   EXPECT_EQ(RES_conv_data(nullptr, reinterpret_cast<char*>(&i), CV_int), 0);
   EXPECT_EQ(RES_conv_data("5", nullptr, CV_int), 0);
   char small[RES_STRCPY_MAX] = "keep";
-  ::testing::internal::CaptureStderr();
-  RES_conv_data(std::string(RES_STRCPY_MAX, 'z').c_str(), small, CV_strcpy);
-  ::testing::internal::GetCapturedStderr();
+  zor::test::stderr_of([&] { RES_conv_data(std::string(RES_STRCPY_MAX, 'z').c_str(), small, CV_strcpy); });
   EXPECT_STREQ(small, "keep");
   RES_conv_data("copied", small, CV_strcpy);
   EXPECT_STREQ(small, "copied");
@@ -348,8 +332,8 @@ TEST_F(ResTest, ListAppendAndGetval) {
   EXPECT_EQ(RES_new(-9999, "y", nullptr, CV_string), 0);
   EXPECT_EQ(get("y"), "");
   EXPECT_EQ(RES_append(-9999, "y", "3", CV_string), 0);
-  EXPECT_EQ(get("y"), "3");
-  EXPECT_EQ(get("X"), "<absent>");  // names are case-sensitive
+  // Names are case-sensitive.
+  EXPECT_EQ(gets({"y", "X"}), (std::vector<std::string>{"3", "<absent>"}));
   int v = 0;
   RES_put("n", "0x10");
   EXPECT_EQ(RES_getval("n", reinterpret_cast<char*>(&v), CV_int), 1);
@@ -357,44 +341,18 @@ TEST_F(ResTest, ListAppendAndGetval) {
   EXPECT_EQ(RES_getval("absent", reinterpret_cast<char*>(&v), CV_int), 0);
 }
 
-TEST_F(ResTest, ProgramNameIsRefusedWhenTooLong) {
-  std::string path = "/opt/" + std::string(50, 'p');
-  RES_setCL(1, std::vector<char*>{path.data()}.data());
-  char buf[40];
-  EXPECT_STREQ(RES_get_progname(buf, sizeof buf), "ZOR");
-  EXPECT_EQ(std::string(RES_get_progname(nullptr)), std::string(50, 'p'));
-  EXPECT_STREQ(RES_get_prog(), path.c_str());
-}
-
-struct HourCase {
-  const char* text;
-  int year, month, day, hour, min;
-};
-
 TEST(ResHour, TextForms) {
   const int M = -9999;
-  const HourCase cases[] = {
-      {"#2024061512", 2024, 6, 15, 12, M},
-      {"#202406151230", 2024, 6, 15, 12, 30},
-      {"#2024", 2024, M, M, M, M},
-      {"061512", M, 6, 15, 12, M},
-      {"1512", M, M, 15, 12, M},
-      {"512", M, M, 5, 12, M},
-      {"2d12:30", M, M, 2, 12, 30},
-      {":45", M, M, M, M, 45},
-      {"-:30", M, M, M, M, -30},
-      {"12:30", M, M, M, 12, 30},
-      {"-3", M, M, M, -3, M},
-      {"-0:30", M, M, M, M, -30},
-      {"7", M, M, M, 7, M},
+  const std::pair<const char*, std::tuple<int, int, int, int, int>> cases[] = {
+      {"#2024061512", {2024, 6, 15, 12, M}}, {"#202406151230", {2024, 6, 15, 12, 30}}, {"#2024", {2024, M, M, M, M}},
+      {"061512", {M, 6, 15, 12, M}},        {"1512", {M, M, 15, 12, M}},             {"512", {M, M, 5, 12, M}},
+      {"2d12:30", {M, M, 2, 12, 30}},       {":45", {M, M, M, M, 45}},               {"-:30", {M, M, M, M, -30}},
+      {"12:30", {M, M, M, 12, 30}},         {"-3", {M, M, M, -3, M}},                {"-0:30", {M, M, M, M, -30}},
+      {"7", {M, M, M, 7, M}},
   };
-  for (const auto& c : cases) {
-    Date d = zor::res::decode_hour(c.text);
-    EXPECT_EQ(d.year, c.year) << c.text;
-    EXPECT_EQ(d.month, c.month) << c.text;
-    EXPECT_EQ(d.day, c.day) << c.text;
-    EXPECT_EQ(d.hour, c.hour) << c.text;
-    EXPECT_EQ(d.min, c.min) << c.text;
+  for (const auto& [text, want] : cases) {
+    const Date d = zor::res::decode_hour(text);
+    EXPECT_EQ(std::tuple(d.year, d.month, d.day, d.hour, d.min), want) << text;
   }
 }
 

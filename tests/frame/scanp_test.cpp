@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -58,12 +59,10 @@ Out flt(float f) {
 
 const Case kCases[] = {
     {"1234 ROBUU 0320   /NEXRAA", "%*d %*s %*d ", none, 3, true, 18, {}},
-    {"/NEXRAA 0320", "%*(/NEXRAA) ", none, 1, true, 8, {}},
-    {"/NEXRBB 0320", "%*(/NEXRAA) ", none, 0, false, 0, {}},
+    {"/NEXRAA 0320", "%*(/NEXRAA) ", none, 1, true, 8, {}}, {"/NEXRBB 0320", "%*(/NEXRAA) ", none, 0, false, 0, {}},
     {"UNEDITED /MD", "%*(EDITED|UNEDITED) ", none, 1, true, 9, {}},
     {"EDITED /MD", "%*(EDITED|UNEDITED) ", none, 1, true, 7, {}},
-    {"0201150217 U", "%2D%2D", two_ints, 2, true, 4, ints(2, 1)},
-    {"0 201", "%2D", one_int, 0, false, 0, {}},
+    {"0201150217 U", "%2D%2D", two_ints, 2, true, 4, ints(2, 1)}, {"0 201", "%2D", one_int, 0, false, 0, {}},
     {"/NI1003:  HMN", "%*(/NI)%d: ", one_int, 2, true, 10, ints(1003)},
     {"/NI1003 HMN", "%*(/NI)%d: ", one_int, 2, false, 7, ints(1003)},
     {"/MT330:GOL ", "%*(/MT)%d:%3s ", int_word, 3, true, 11, with_word(ints(330), "GOL")},
@@ -90,11 +89,10 @@ TEST(Scanp, FormatsMatchAsTheCodedTextUsesThem) {
     scanp_inc(&p);
     EXPECT_EQ(static_cast<int>(p.pos), c.end);
     if (!c.whole) continue;
-    for (int k = 0; k < 3; ++k) EXPECT_EQ(o.i[k], c.want.i[k]);
-    EXPECT_STREQ(o.w, c.want.w);
-    EXPECT_STREQ(o.id, c.want.id);
-    EXPECT_EQ(o.c, c.want.c);
-    EXPECT_FLOAT_EQ(o.f, c.want.f);
+    auto values = [](const Out& v) {
+      return std::tuple(v.i[0], v.i[1], v.i[2], std::string(v.w), std::string(v.id), v.c, v.f);
+    };
+    EXPECT_EQ(values(o), values(c.want));
   }
 }
 

@@ -1,12 +1,12 @@
 // Text utilities, line readers, keyed table, station identifiers and byte
-// swapping, checked against real files where the helpers read files.
+// swapping, checked against a real product where the helpers read one.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "../common/files.h"
@@ -34,9 +34,7 @@ TEST(ParseString, SplitsKeepingEmptyItemsAndDroppingTrailingDelimiters) {
   EXPECT_EQ(split("red wi=2 st=dsh", ' '), (std::vector<std::string>{"red", "wi=2", "st=dsh"}));
   // Only delimiters: all trailing, so one empty item remains.
   EXPECT_EQ(split(",,,", ','), (std::vector<std::string>{""}));
-}
-
-TEST(ParseString, EmptyOrMissingInputGivesNoItems) {
+  // Empty or missing input gives no items.
   int argc = 7;
   char** argv = reinterpret_cast<char**>(&argc);
   EXPECT_EQ(parse_string("", ',', &argc, &argv), -1);
@@ -47,34 +45,22 @@ TEST(ParseString, EmptyOrMissingInputGivesNoItems) {
 }
 
 TEST(StringEdits, InPlaceEdits) {
-  char s[64];
-  std::strcpy(s, "a_b_c");
-  fill_string(s, '_', ' ');
-  EXPECT_STREQ(s, "a b c");
-  strip_string(s, ' ');
-  EXPECT_STREQ(s, "abc");
-
-  std::strcpy(s, "line one  \r\n");
-  EXPECT_EQ(wstrim_string(s), 1);
-  EXPECT_STREQ(s, "line one");
-  std::strcpy(s, "a\r\nb \n ");
-  wstrim_string(s);
-  EXPECT_STREQ(s, "ab");
-
-  std::strcpy(s, "  x  ");
-  trim_string(s);
-  EXPECT_STREQ(s, "  x");
-  std::strcpy(s, "x\r\r");
-  trim_cr_string(s);
-  EXPECT_STREQ(s, "x");
-
-  std::strcpy(s, "a\\,b\\\\c\\");
-  strip_escape(s);
-  EXPECT_STREQ(s, "a,b\\c");
-
-  std::strcpy(s, "Kbmx-9");
-  EXPECT_EQ(up_string(s), 1);
-  EXPECT_STREQ(s, "KBMX-9");
+  const std::tuple<const char*, void (*)(char*), const char*> edits[] = {
+      {"a_b_c", [](char* s) { fill_string(s, '_', ' '); }, "a b c"},
+      {"a b c", [](char* s) { strip_string(s, ' '); }, "abc"},
+      {"line one  \r\n", [](char* s) { EXPECT_EQ(wstrim_string(s), 1); }, "line one"},
+      {"a\r\nb \n ", [](char* s) { wstrim_string(s); }, "ab"},
+      {"  x  ", [](char* s) { trim_string(s); }, "  x"},
+      {"x\r\r", [](char* s) { trim_cr_string(s); }, "x"},
+      {"a\\,b\\\\c\\", [](char* s) { strip_escape(s); }, "a,b\\c"},
+      {"Kbmx-9", [](char* s) { EXPECT_EQ(up_string(s), 1); }, "KBMX-9"},
+  };
+  for (const auto& [text, edit, want] : edits) {
+    char s[64];
+    std::strcpy(s, text);
+    edit(s);
+    EXPECT_STREQ(s, want) << text;
+  }
   EXPECT_EQ(low_string(nullptr), 0);
 }
 
@@ -106,30 +92,9 @@ TEST(SetNum, WidthSignificantDigitsAndMinimumDecimals) {
   EXPECT_EQ(std::strlen(set_num(s, "9.9.9", -3.0e38f)), 50u);
 }
 
-TEST(LineReaders, ReadEveryLineOfARealBulletin) {
-  const std::string path = kData + "pyiem_SAW_SAW3.txt";
-  std::ifstream in(path);
-  std::vector<std::string> expected;
-  for (std::string line; std::getline(in, line);) expected.push_back(line);
-  ASSERT_GT(expected.size(), 5u);
-
-  zor::File f = zor::open_file(path.c_str(), "r");
-  ASSERT_TRUE(f);
-  std::vector<std::string> got;
-  char buf[161];
-  for (int n; (n = fgetline(f.get(), buf)) >= 0;) {
-    EXPECT_EQ(n, static_cast<int>(std::strlen(buf)));
-    got.emplace_back(buf);
-  }
-  EXPECT_EQ(got, expected);
-}
-
 TEST(LineReaders, LongLinesAreSplitNeverOverflowed) {
   const std::string path = zor::test::scratch("long_lines.txt");
-  {
-    std::ofstream out(path);
-    out << std::string(200, 'x') << "\n\nabcdefgh\nskipped\nlast";
-  }
+  zor::test::write_file(path, std::string(200, 'x') + "\n\nabcdefgh\nskipped\nlast");
   zor::File f = zor::open_file(path.c_str(), "r");
   ASSERT_TRUE(f);
   char buf[161 + 8];
@@ -151,22 +116,6 @@ TEST(LineReaders, LongLinesAreSplitNeverOverflowed) {
   EXPECT_EQ(fgetline(nullptr, buf), -1);
 }
 
-TEST(KeyedTable, SearchIsExactAndClearEmpties) {
-  TAB_table tab;
-  TAB_init(&tab);
-  ASSERT_EQ(TAB_create(&tab, 100, 8, 1), 0);
-  ASSERT_EQ(TAB_enter(&tab, "record1", "KBMX"), 0);
-  ASSERT_EQ(TAB_enter(&tab, "record2", "KOKX"), 0);
-  EXPECT_STREQ(TAB_search(&tab, 1, "KBMX"), "record1");
-  EXPECT_STREQ(TAB_search(&tab, 1, "KOKX"), "record2");
-  EXPECT_EQ(TAB_search(&tab, 1, "kbmx"), nullptr);  // case-sensitive
-  EXPECT_EQ(TAB_search(&tab, 2, "KBMX"), nullptr);  // no second key
-  EXPECT_EQ(TAB_search(&tab, 0, "KBMX"), nullptr);
-  TAB_clear(&tab);
-  EXPECT_EQ(TAB_search(&tab, 1, "KBMX"), nullptr);
-  EXPECT_EQ(tab.num_entry, 0);
-}
-
 TEST(KeyedTable, ChainsDuplicatesOrderAndOddBytes) {
   TAB_table tab;
   TAB_init(&tab);
@@ -176,6 +125,8 @@ TEST(KeyedTable, ChainsDuplicatesOrderAndOddBytes) {
   ASSERT_EQ(TAB_enter(&tab, "ccc", "\xe9t\xe9", "y"), 0);  // bytes above 127
   EXPECT_EQ(tab.num_entry, 3);
   EXPECT_STREQ(TAB_search(&tab, 1, "B"), "bbb");
+  EXPECT_EQ(TAB_search(&tab, 1, "b"), nullptr);  // case-sensitive
+  EXPECT_EQ(TAB_search(&tab, 0, "B"), nullptr);
   EXPECT_STREQ(TAB_search(&tab, 1, "\xe9t\xe9"), "ccc");
   EXPECT_STREQ(TAB_search(&tab, 2, "x"), "aaa");  // first in the chain
   EXPECT_EQ(TAB_search(&tab, 3, "x"), nullptr);
@@ -194,6 +145,8 @@ TEST(KeyedTable, ChainsDuplicatesOrderAndOddBytes) {
   for (char* r = TAB_first(&tab, &pos); r != nullptr; r = TAB_next(&pos)) order.emplace_back(r);
   EXPECT_EQ(order, (std::vector<std::string>{"aaa", "bbb", "ccc"}));
   TAB_clear(&tab);
+  EXPECT_EQ(TAB_search(&tab, 1, "B"), nullptr);
+  EXPECT_EQ(tab.num_entry, 0);
 
   TAB_table empty;
   TAB_init(&empty);
@@ -202,39 +155,7 @@ TEST(KeyedTable, ChainsDuplicatesOrderAndOddBytes) {
   EXPECT_EQ(TAB_create(&empty, 10, 4, 5), -1);  // at most four keys
 }
 
-TEST(KeyedTable, RadarSiteTableLookUps) {
-  struct Site {
-    char id[8];
-    int lat;
-    int lon;
-  };
-  zor::File f = zor::open_file((kData + "gempak_nexrad.tbl").c_str(), "r");
-  ASSERT_TRUE(f);
-  TAB_table tab;
-  TAB_init(&tab);
-  ASSERT_EQ(TAB_create(&tab, 37, sizeof(Site), 2), 0);
-  char line[161];
-  int n = 0;
-  while (fgetline(f.get(), line) >= 0) {
-    Site s{};
-    char num[16], name[64], st[8], co[8];
-    if (std::sscanf(line, "%7s %15s %63s %7s %7s %d %d", s.id, num, name, st, co, &s.lat, &s.lon) != 7) continue;
-    ASSERT_EQ(TAB_enter(&tab, reinterpret_cast<char*>(&s), s.id, num), 0);
-    ++n;
-  }
-  EXPECT_GT(n, 150);
-  EXPECT_EQ(tab.num_entry, n);
-  auto* tlx = reinterpret_cast<Site*>(TAB_search(&tab, 1, "TLX"));
-  ASSERT_NE(tlx, nullptr);
-  EXPECT_EQ(std::tuple(tlx->lat, tlx->lon), std::tuple(3532, -9727));
-  auto* ama = reinterpret_cast<Site*>(TAB_search(&tab, 2, "000313"));
-  ASSERT_NE(ama, nullptr);
-  EXPECT_STREQ(ama->id, "AMA");
-  EXPECT_EQ(TAB_search(&tab, 1, "XXX"), nullptr);
-  TAB_clear(&tab);
-}
-
-TEST(StationIds, NumbersToIdentifiers) {
+TEST(StationIds, NumbersToIdentifiersAndBack) {
   struct Case {
     int wmo;
     const char* id;
@@ -251,9 +172,6 @@ TEST(StationIds, NumbersToIdentifiers) {
     EXPECT_EQ(wmo_to_id(id, c.wmo), c.ret) << c.wmo;
     EXPECT_STREQ(id, c.id) << c.wmo;
   }
-}
-
-TEST(StationIds, IdentifiersToNumbers) {
   for (int n = 0; n <= 19999; ++n) {
     char id[6];
     wmo_to_id(id, n);
@@ -261,19 +179,14 @@ TEST(StationIds, IdentifiersToNumbers) {
     ASSERT_EQ(id_to_wmo(id, &back), 0) << id;
     ASSERT_EQ(back, n) << id;
   }
-  struct Case {
-    const char* id;
-    int wmo;
-  };
-  const Case cases[] = {{"K2469", 72469}, {"OE100", 41100}, {"OE400", 40400}, {"X1234", 31234},
-                        {"en234", 1234},  {"72469", 72469}, {"ZZ123", 99999}, {"EN600", 99999},
-                        {"KBMX", 99999},  {"", 99999}};
-  for (const Case& c : cases) {
-    int wmo = 0;
-    id_to_wmo(c.id, &wmo);
-    EXPECT_EQ(wmo, c.wmo) << c.id;
-  }
+  const std::pair<const char*, int> ids[] = {{"K2469", 72469}, {"OE100", 41100}, {"OE400", 40400}, {"X1234", 31234},
+                                             {"en234", 1234},  {"72469", 72469}, {"ZZ123", 99999}, {"EN600", 99999},
+                                             {"KBMX", 99999},  {"", 99999}};
   int wmo = 0;
+  for (const auto& [id, want] : ids) {
+    id_to_wmo(id, &wmo);
+    EXPECT_EQ(wmo, want) << id;
+  }
   EXPECT_EQ(id_to_wmo("ZZ123", &wmo), -1);
   EXPECT_EQ(id_to_wmo(nullptr, &wmo), -1);
 }
@@ -338,10 +251,7 @@ TEST(ByteSwap, ReadersDecodeARealBigEndianProductHeader) {
     ASSERT_EQ(fwrite_long_swap(reinterpret_cast<unsigned char*>(&v), out.get()), 1);
     ASSERT_EQ(fwrite_short_swap(reinterpret_cast<unsigned char*>(&h), out.get()), 1);
   }
-  std::ifstream back(out_path, std::ios::binary);
-  std::vector<int> written;
-  for (int ch; (ch = back.get()) != EOF;) written.push_back(ch);
-  EXPECT_EQ(written, (std::vector<int>{1, 2, 3, 4, 0x0A, 0x0B}));
+  EXPECT_EQ(zor::test::slurp(out_path), std::string("\x01\x02\x03\x04\x0A\x0B", 6));
   swap_setup(0);
 }
 

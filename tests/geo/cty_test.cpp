@@ -1,10 +1,10 @@
-// City database: the file format, the bundled databases (every NCEI radar
-// site in rad.cty), a domain's station table and the nearest station.
+// City database: the file format, the bundled databases, a domain's station
+// table and the nearest station.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -75,7 +75,6 @@ TEST_F(Cty, WriterAndReaderAgree) {
     EXPECT_EQ(fields(back[i]), fields(rows[i])) << i;
     EXPECT_TRUE(zor::test::floats_eq({back[i].lat, back[i].el}, {rows[i].lat, rows[i].el})) << i;
   }
-  std::filesystem::remove(out);
 }
 
 TEST_F(Cty, DescriptorsAndBadFiles) {
@@ -85,43 +84,18 @@ TEST_F(Cty, DescriptorsAndBadFiles) {
   ASSERT_GE(fd, 0);
   CTY_data c;
   EXPECT_EQ(CTY_read(fd + 1, &c), -1);  // not the open file
-  EXPECT_EQ(CTY_read(fd, &c), 10);
-  EXPECT_EQ(CTY_rewind(fd), 0);
-  EXPECT_EQ(CTY_read(fd, &c), 10);
+  EXPECT_EQ((std::tuple{CTY_read(fd, &c), CTY_rewind(fd), CTY_read(fd, &c)}), std::tuple(10, 0, 10));  // in order
   EXPECT_STREQ(c.id, "ALP");
   int fd2 = CTY_open(kSmall.c_str(), 0, 0);  // one open file: the first is closed
   EXPECT_EQ(CTY_read(fd, &c), -1);
-  EXPECT_EQ(CTY_close(fd2), 0);
-  EXPECT_EQ(CTY_close(fd2), -1);
+  EXPECT_EQ((std::pair{CTY_close(fd2), CTY_close(fd2)}), std::pair(0, -1));  // closed once
 
   EXPECT_EQ(CTY_open_file("no-such-city-file.cty", nullptr), -1);
   float lat = 0, lon = 0;
-  EXPECT_EQ(CTY_get_loc("no-such-city-file.cty", "DEN", &lat, &lon), 0);
-  EXPECT_EQ(CTY_store("no-such-city-file.cty", 3, nullptr, -9999), 0);
-  EXPECT_EQ(CTY_search("DEN", nullptr), 0);
+  EXPECT_EQ((std::tuple{CTY_get_loc("no-such-city-file.cty", "DEN", &lat, &lon),
+                        CTY_store("no-such-city-file.cty", 3, nullptr, -9999), CTY_search("DEN", nullptr)}),
+            std::tuple(0, 0, 0));
   EXPECT_EQ(CTY_get_prior(), 10);
-}
-
-TEST_F(Cty, EveryRadarSiteOfTheNceiTableIsInRadCty) {
-  std::ifstream in(kData + "/sites/nexrad-stations.txt");
-  ASSERT_TRUE(in);
-  int n = 0;
-  for (std::string l; std::getline(in, l);) {
-    if (l.size() < 140 || l[0] < '0' || l[0] > '9') continue;
-    const std::string icao = l.substr(9, 4);
-    const float want_lat = std::stof(l.substr(106, 9));
-    const float want_lon = std::stof(l.substr(116, 10));
-    float lat = 0, lon = 0;
-    ASSERT_EQ(CTY_get_loc("rad.cty", icao.c_str(), &lat, &lon), 1) << icao;
-    EXPECT_NEAR(lat, want_lat, 1e-4) << icao;
-    EXPECT_NEAR(lon, want_lon, 1e-4) << icao;
-    if (icao[0] == 'K') {  // the three-letter form of the product names
-      ASSERT_EQ(CTY_get_loc("rad.cty", icao.substr(1).c_str(), &lat, &lon), 1) << icao;
-      EXPECT_NEAR(lat, want_lat, 1e-4) << icao;
-    }
-    ++n;
-  }
-  EXPECT_GT(n, 200);
 }
 
 TEST_F(Cty, IdentifierWmoNumberAndNameFindTheSameStation) {
@@ -129,10 +103,8 @@ TEST_F(Cty, IdentifierWmoNumberAndNameFindTheSameStation) {
   ASSERT_EQ(CTY_get("sao.cty", "DEN", &by_id), 1);
   ASSERT_EQ(CTY_get("sao.cty", "72565", &by_wmo), 1);
   ASSERT_EQ(CTY_get("sao.cty", by_id.name, &by_name), 1);
-  EXPECT_STREQ(by_wmo.id, "DEN");
-  EXPECT_STREQ(by_name.id, "DEN");
-  EXPECT_NEAR(by_id.lat, 39.87, 0.01);
-  EXPECT_NEAR(by_id.lon, -104.67, 0.01);
+  EXPECT_EQ(std::string(by_wmo.id) + std::string(by_name.id), "DENDEN");
+  EXPECT_TRUE(std::fabs(by_id.lat - 39.87f) < 0.01f && std::fabs(by_id.lon + 104.67f) < 0.01f);
   CTY_data lower;
   EXPECT_EQ(CTY_get("sao.cty", "den", &lower), 1);  // case does not matter
   EXPECT_EQ(CTY_get("sao.cty", "NO-SUCH-PLACE", &lower), 0);
@@ -141,13 +113,12 @@ TEST_F(Cty, IdentifierWmoNumberAndNameFindTheSameStation) {
 TEST_F(Cty, StationTableKeysAndLookups) {
   ASSERT_GT(CTY_store(kSmall.c_str(), 1, nullptr, -9999), 0);
   CTY_data c;
-  ASSERT_EQ(CTY_search("ALP", &c), 1);
-  EXPECT_STREQ(c.name, "ALPHA TOWN");
-  ASSERT_EQ(CTY_search("72001", &c), 1);  // five digits: by WMO number
-  EXPECT_STREQ(c.id, "ALP");
-  ASSERT_EQ(CTY_search("b41001", &c), 1);  // buoy without identifier: "b%05d" keys
-  EXPECT_STREQ(c.name, "BUOY ONE");
-  EXPECT_EQ(CTY_search("41001", &c), 0);
+  auto name = [&c](const char* key) { return CTY_search(key, &c) == 1 ? std::string(c.name) : std::string("none"); };
+  // Five digits look up a WMO number; a buoy without identifier has a "b%05d" key.
+  EXPECT_EQ(name("ALP"), "ALPHA TOWN");
+  EXPECT_EQ(name("72001"), "ALPHA TOWN");
+  EXPECT_EQ(name("b41001"), "BUOY ONE");
+  EXPECT_EQ(name("41001"), "none");
   EXPECT_EQ(CTY_search("hip", &c), 1);
   EXPECT_NE(CTY_get_table(), nullptr);
 
@@ -167,14 +138,11 @@ TEST_F(Cty, StationTableKeysAndLookups) {
 }
 
 TEST_F(Cty, StoreKeepsOnlyStationsOfTheDomain) {
-  Domain d;
-  d.proj = 2, d.plat = 0, d.plon = 0, d.clat = 40, d.clon = -100, d.nx = 5, d.ny = 5, d.dx = 0.1f;
-  d.dy = 0.1f;
+  Domain d{.proj = 2, .plat = 0, .plon = 0, .clat = 40, .clon = -100, .dx = 0.1f, .dy = 0.1f, .nx = 5, .ny = 5};
   ASSERT_GT(CTY_store(kSmall.c_str(), 2, &d, -9999), 0);
   CTY_locate loc;
   ASSERT_EQ(CTY_search("ALP", &loc), 1);
-  EXPECT_FLOAT_EQ(loc.x, -100.0f);
-  EXPECT_FLOAT_EQ(loc.y, 40.0f);
+  EXPECT_TRUE(zor::test::floats_eq({loc.x, loc.y}, {-100.0f, 40.0f}));
   EXPECT_EQ(loc.pr, 1);
   EXPECT_EQ(CTY_search("BRV", &loc), 0);  // 1 degree away: outside grid + 3 spacings
 }
@@ -199,20 +167,19 @@ TEST_F(Cty, UserDataTravelsWithEachStation) {
 TEST_F(Cty, NearestStationSearch) {
   ASSERT_GT(CTY_store(kSmall.c_str(), 3, nullptr, -9999), 0);
   CTY_locate loc;
-  ASSERT_EQ(CTY_search_loc(40.0f, -99.75f, &loc), 1);  // 0.25 degree east
-  EXPECT_STREQ(loc.id, "ALP");
-  ASSERT_EQ(CTY_search_loc(40.8f, -100.1f, &loc), 1);
-  EXPECT_STREQ(loc.id, "BRV");
+  auto nearest = [&loc](float lat, float lon) {
+    return CTY_search_loc(lat, lon, &loc) == 1 ? std::string(loc.id) : std::string("none");
+  };
+  EXPECT_EQ(nearest(40.0f, -99.75f), "ALP");  // 0.25 degree east
+  EXPECT_EQ(nearest(40.8f, -100.1f), "BRV");
   EXPECT_EQ(CTY_search_loc(50.0f, -100.0f, &loc), 0);  // nothing within 4.9 degrees
   CTY_store(kSmall.c_str(), 2, nullptr, -9999);
   EXPECT_EQ(CTY_search_loc(40.0f, -100.0f, &loc), 0);  // needs the position key
 
   // Known points against the bundled radar sites.
   ASSERT_GT(CTY_store("rad.cty", 3, nullptr, 1), 0);
-  ASSERT_EQ(CTY_search_loc(35.30f, -97.30f, &loc), 1);  // Norman, Oklahoma
-  EXPECT_STREQ(loc.id, "KTLX");
-  ASSERT_EQ(CTY_search_loc(39.70f, -104.50f, &loc), 1);  // east of Denver
-  EXPECT_STREQ(loc.id, "KFTG");
+  EXPECT_EQ(nearest(35.30f, -97.30f), "KTLX");   // Norman, Oklahoma
+  EXPECT_EQ(nearest(39.70f, -104.50f), "KFTG");  // east of Denver
 }
 
 TEST_F(Cty, IdentifierSpecifications) {

@@ -8,13 +8,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "../common/expect.h"
 #include "../common/files.h"
+#include "../frame/captured.h"
 #include "zor/dom.h"
 #include "zor/flag.h"
 #include "zor/mess.h"
@@ -57,13 +57,7 @@ class StdinFeed {
   int saved_ = -1;
 };
 
-void begin_capture() { testing::internal::CaptureStdout(); }
-
-std::string end_capture() {
-  std::fflush(stdout);
-  std::cout.flush();
-  return testing::internal::GetCapturedStdout();
-}
+using zor::test::stdout_of;
 
 class DomTest : public testing::Test {
  protected:
@@ -92,11 +86,8 @@ struct DecodeCase {
 
 Domain dom(int proj, float plat, float plon, float clat, float clon, int nx, int ny, float dx, float dy,
            std::vector<float> params = {}, int ellipse = 0) {
-  Domain d;
-  d.proj = proj, d.plat = plat, d.plon = plon, d.clat = clat, d.clon = clon, d.nx = nx, d.ny = ny, d.dx = dx;
-  d.dy = dy;
-  for (size_t i = 0; i < params.size(); ++i) d.param[i] = params[i];
-  d.ellipse = ellipse;
+  Domain d{proj, plat, plon, {}, clat, clon, dx, dy, nx, ny, ellipse};
+  for (size_t i = 0; i < 5; ++i) d.param[i] = i < params.size() ? params[i] : -9999.0f;
   return d;
 }
 
@@ -140,20 +131,13 @@ TEST_F(DomTest, EveryDomainStringFormDecodes) {
       {"sat:e:0:-75:421.61:1,0,-75", 1, dom(9, 0, -75, 0, -75, 25, 17, 1.2f, 1.2f, {421.61f, 1}, 1)},
       {"size,640,480", 1, dom(51, M, M, M, M, 640, 480, M, M)},
       // "none" and "miss" as a first field leave only the template's defaults
-      {"none", 1, dom(1, M, M, M, M, 25, 17, 1.2f, 1.2f)},
-      {"miss,1,2,3", 1, dom(-9999, M, M, M, M, 25, 17, M, M)},
+      {"none", 1, dom(1, M, M, M, M, 25, 17, 1.2f, 1.2f)}, {"miss,1,2,3", 1, dom(-9999, M, M, M, M, 25, 17, M, M)},
       // named regions: the bundled file and the built-in table
       {"us", 2, dom(1, 39, -97, 39, -97, 25, 17, 2.3f, 2.3f)},
-      {"NE", 2, dom(1, 42, -76, 42, -76, 25, 17, 0.9f, 0.9f)},
-      {"glob", 2, dom(2, M, M, 0, 0, 73, 37, 5, 5)},
+      {"NE", 2, dom(1, 42, -76, 42, -76, 25, 17, 0.9f, 0.9f)}, {"glob", 2, dom(2, M, M, 0, 0, 73, 37, 5, 5)},
       // empty and invalid
-      {"", -9999, none},
-      {"miss", -9999, none},
-      {"bogus", -1, none},
-      {"foo,40,-100", -1, none},
-      {"40,abc", -1, none},
-      {"ps:1:2:3:4:5:6:7,40,-100", -1, none},
-      {"id:NOSUCH", -1, none},
+      {"", -9999, none}, {"miss", -9999, none}, {"bogus", -1, none}, {"foo,40,-100", -1, none}, {"40,abc", -1, none},
+      {"ps:1:2:3:4:5:6:7,40,-100", -1, none}, {"id:NOSUCH", -1, none},
   };
   for (const auto& c : cases) {
     Domain d;
@@ -168,10 +152,11 @@ TEST_F(DomTest, RegionFieldForms) {
   Domain d;
   EXPECT_EQ(DOM_decode(("fi:" + file).c_str(), &d), 2);
   expect_domain(d, dom(1, 40, -100, 40, -100, 25, 17, 1.5f, 1.5f), "fi:");
-  EXPECT_EQ(DOM_decode((file + ":HID").c_str(), &d), 2);
-  expect_domain(d, dom(1, M, M, 45, -90, 31, 21, 0.5f, 0.5f), "hidden entry");
-  EXPECT_EQ(DOM_decode((file + ":cen").c_str(), &d), 2);
-  expect_domain(d, dom(4, 40, -100, 40, -100, 25, 17, 0.8f, 0.8f, {30, 60}), "lambert entry");
+  for (const auto& [entry, want] : {std::pair{":HID", dom(1, M, M, 45, -90, 31, 21, 0.5f, 0.5f)},
+                                    {":cen", dom(4, 40, -100, 40, -100, 25, 17, 0.8f, 0.8f, {30, 60})}}) {
+    EXPECT_EQ(DOM_decode((file + entry).c_str(), &d), 2);
+    expect_domain(d, want, entry);
+  }
   EXPECT_EQ(DOM_decode((file + ":nothere").c_str(), &d), -1);
 
   // "FILE:" loads that file as the region menu and leaves the domain missing.
@@ -181,8 +166,7 @@ TEST_F(DomTest, RegionFieldForms) {
 
   // Station fields with a named city file.
   EXPECT_EQ(DOM_decode(("id:" + kData + "/sites.cty:OKC").c_str(), &d), 1);
-  EXPECT_FLOAT_EQ(d.clat, 35.39f);
-  EXPECT_FLOAT_EQ(d.clon, -97.6f);
+  EXPECT_TRUE(zor::test::floats_eq({d.clat, d.clon}, {35.39f, -97.6f}));
 
   // Built-in regions when the region file is not found along file_path.
   RES_put("file_path", tmp_.c_str());
@@ -198,7 +182,7 @@ TEST_F(DomTest, RegionFieldForms) {
   EXPECT_EQ(DOM_decode("aa", &d), -1);
 }
 
-TEST_F(DomTest, ProjectionWords) {
+TEST_F(DomTest, ProjectionWordsAndFieldKinds) {
   // Prefixes of a name, any case; longer words and unknown ones are refused.
   const std::pair<const char*, int> words[] = {
       {"polarst", 1}, {"PS", 1},     {"lambaz", 4},    {"lc", 4},     {"laz", 8}, {"xp", 25},
@@ -206,9 +190,7 @@ TEST_F(DomTest, ProjectionWords) {
   };
   for (const auto& [w, code] : words) EXPECT_EQ(DOM_proj_str(w), code) << w;
   EXPECT_EQ(DOM_proj_str(nullptr), -1);
-}
-
-TEST_F(DomTest, SetParamsReportsTheFailingKind) {
+  // DOM_set_params reports the kind of the failing field.
   char f0[] = "40", f1[] = "abc", f2[] = "id:DEN", f3[] = "25";
   char* bad[] = {f0, f1};
   Domain d;
@@ -225,9 +207,7 @@ TEST_F(DomTest, PrintFormat) {
   Domain d;
   ASSERT_EQ(DOM_decode("us", &d), 2);
   EXPECT_EQ(zor::dom::format(d), "pstereo:39.000:-97.000:::,39.000,-97.000,25,17,2.3000,2.3000");
-  begin_capture();
-  DOM_print(M_PRINT, &d);
-  EXPECT_EQ(end_capture(), "pstereo:39.000:-97.000:::,39.000,-97.000,25,17,2.3000,2.3000\n");
+  EXPECT_EQ(stdout_of([&] { DOM_print(M_PRINT, &d); }), "pstereo:39.000:-97.000:::,39.000,-97.000,25,17,2.3000,2.3000\n");
 
   ASSERT_EQ(DOM_decode("lamb:e:40:-100:30:60,40,-100", &d), 1);
   EXPECT_EQ(zor::dom::format(d),
@@ -244,11 +224,9 @@ TEST_F(DomTest, AspectAndComparison) {
   write_file("zor.reg", "");
   DOM_decode("us", &b);  // built-in: pole missing, stands for the centre
   EXPECT_FLOAT_EQ(DOM_aspect(&a), 1.5f);
-  EXPECT_EQ(DOM_comp(&a, &b), 1);
-  EXPECT_EQ(DOM_comp_proj(&a, &b), 1);
+  EXPECT_EQ(std::pair(DOM_comp(&a, &b), DOM_comp_proj(&a, &b)), std::pair(1, 1));
   b.nx = 26;
-  EXPECT_EQ(DOM_comp(&a, &b), 0);
-  EXPECT_EQ(DOM_comp_proj(&a, &b), 1);
+  EXPECT_EQ(std::pair(DOM_comp(&a, &b), DOM_comp_proj(&a, &b)), std::pair(0, 1));
   b.param[0] = 60;
   EXPECT_EQ(DOM_comp_proj(&a, &b), 0);
   b.nx = 1;
@@ -262,12 +240,10 @@ TEST_F(DomTest, StationPriorityFollowsDomainSize) {
   // Smaller domains show lower-priority stations; the edges belong to the larger step.
   const std::pair<float, int> steps[] = {{51, 1}, {50, 2}, {13, 3}, {3, 6}};
   for (const auto& [size, prior] : steps) EXPECT_EQ(DOM_set_base_prior(size), prior) << size;
-  RES_put("stat_prior", "+2");
-  EXPECT_EQ(DOM_set_base_prior(13), 5);
-  RES_put("stat_prior", "-1");
-  EXPECT_EQ(DOM_set_base_prior(13), 2);
-  RES_put("stat_prior", "7");
-  EXPECT_EQ(DOM_set_base_prior(13), 7);
+  for (const auto& [value, prior] : {std::pair{"+2", 5}, {"-1", 2}, {"7", 7}}) {
+    RES_put("stat_prior", value);
+    EXPECT_EQ(DOM_set_base_prior(13), prior) << value;
+  }
   RES_put("stat_prior", "");
   Domain d;
   DOM_decode("us", &d);  // 16 rows of 2.3
@@ -287,76 +263,31 @@ TEST_F(DomTest, RegionFileMenuAndSearch) {
   EXPECT_EQ(MENU_check(2, m, 1), 0);
 
   char buf[DOM_MAX_LINE + 1];
-  EXPECT_EQ(DOM_search_file(file.c_str(), "hid", buf), 1);
-  EXPECT_STREQ(buf, "45,-90,31,21,0.5,0.5");
-  EXPECT_EQ(DOM_search_file(file.c_str(), nullptr, buf), 1);
-  EXPECT_STREQ(buf, "ps:40:-100,40,-100,25,17,1.5,1.5");
+  for (const auto& [name, want] : {std::pair{"hid", "45,-90,31,21,0.5,0.5"},
+                                   {static_cast<const char*>(nullptr), "ps:40:-100,40,-100,25,17,1.5,1.5"}}) {
+    EXPECT_EQ(DOM_search_file(file.c_str(), name, buf), 1);
+    EXPECT_STREQ(buf, want);
+  }
   EXPECT_EQ(DOM_search_file(file.c_str(), "zz", buf), 0);
   EXPECT_EQ(DOM_search_file((tmp_ / "missing.reg").c_str(), "us", buf), -1);
   const std::string single = write_file("one.reg", "# one domain\nps,40,-100,1.0\n");
   EXPECT_EQ(DOM_search_file(single.c_str(), "anything", buf), 1);  // a lone domain matches any name
 
-  begin_capture();
-  DOM_print_file(file.c_str());
-  const std::string out = end_capture();
+  const std::string out = stdout_of([&] { DOM_print_file(file.c_str()); });
   EXPECT_EQ(out.substr(0, 21), " Abbr    Description\n");
   EXPECT_NE(out.find("hid      Hidden_Region"), std::string::npos);
 
 }
 
-// Every region shipped in the bundled file decodes, and the classic eight
-// agree with the built-in table the program falls back on.
-TEST_F(DomTest, BundledRegionsAreValid) {
-  const auto path = zor::dom::locate_region_file("zor.reg");
-  ASSERT_TRUE(path.has_value());
-  std::ifstream in(*path);
-  std::string abbr, desc, line;
-  int count = 0;
-  while (std::getline(in, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    std::istringstream(line) >> abbr >> desc;
-    if (abbr == "var") continue;
-    Domain d;
-    EXPECT_EQ(DOM_decode(abbr.c_str(), &d), 2) << abbr;
-    EXPECT_GT(d.proj, 0) << abbr;
-    EXPECT_GT(d.nx, 1) << abbr;
-    EXPECT_GT(d.ny, 1) << abbr;
-    EXPECT_GT(d.dx, 0) << abbr;
-    ++count;
-  }
-  EXPECT_GE(count, 8);
+// The classic eight of the bundled region file agree with the built-in table
+// the program falls back on.
+TEST_F(DomTest, BundledRegionsAgreeWithTheBuiltInTable) {
   for (const char* name : {"us", "ne", "at", "se", "mw", "sp", "nw", "sw"}) {
     Domain from_file, builtin;
-    DOM_decode(name, &from_file);
+    EXPECT_EQ(DOM_decode(name, &from_file), 2) << name;
     ASSERT_EQ(DOM_get_def_region(name, &builtin), 1);
     EXPECT_EQ(DOM_comp(&from_file, &builtin), 1) << name;
   }
-}
-
-TEST_F(DomTest, MenuPrintLayouts) {
-  // Thirteen entries, one a separator: seven rows, the last holding entry 7 alone.
-  std::vector<std::string> names;
-  std::vector<MENU_item> menu(15);
-  menu[0].name = "Back";
-  menu[0].abbr = "b";
-  for (int i = 1; i <= 13; ++i) names.push_back(i == 4 ? "-" : "E" + std::to_string(i));
-  for (int i = 1; i <= 13; ++i) {
-    menu[i].name = names[i - 1].c_str();
-    menu[i].abbr = names[i - 1].c_str();
-    menu[i].index = i;
-    menu[i].disp[2] = 1;
-  }
-  begin_capture();
-  MENU_print("T", menu.data(), 2, 5);
-  const std::string out = end_capture();
-  char row[200];
-  std::snprintf(row, sizeof row, " %2d: %-30s  %2d: %-30s\n", 1, "E1", 8, "E8");
-  EXPECT_NE(out.find(row), std::string::npos);
-  std::snprintf(row, sizeof row, " %-35s %2d: %-30s\n", "--------------------", 11, "E11");
-  EXPECT_NE(out.find(row), std::string::npos);
-  std::snprintf(row, sizeof row, "%-30s\n 99: Help", "E7");
-  EXPECT_NE(out.find(row), std::string::npos);
-  EXPECT_NE(out.find(" 99: Help                          \n  0: Exit program"), std::string::npos);
 }
 
 TEST_F(DomTest, MenuAnswers) {
@@ -376,16 +307,14 @@ TEST_F(DomTest, MenuAnswers) {
   for (const auto& a : answers) {
     StdinFeed feed(a.input);
     char str[MENU_STR_LEN] = {};
-    begin_capture();
-    EXPECT_EQ(MENU_process("Menu", m, 0, "Enter: ", str, a.flag), a.result) << a.input;
-    end_capture();
+    stdout_of([&] { EXPECT_EQ(MENU_process("Menu", m, 0, "Enter: ", str, a.flag), a.result) << a.input; });
     EXPECT_STREQ(str, a.string) << a.input;
   }
   StdinFeed feed("?\nnw\n");
   char str[MENU_STR_LEN] = {};
-  begin_capture();
-  EXPECT_EQ(MENU_process("Menu", m, 0, "Enter: ", str, 3), 1);
-  EXPECT_NE(end_capture().find("back,us,ne,at,se,mw,sp,nw,sw,var\n\n"), std::string::npos);
+  EXPECT_NE(stdout_of([&] { EXPECT_EQ(MENU_process("Menu", m, 0, "Enter: ", str, 3), 1); })
+                .find("back,us,ne,at,se,mw,sp,nw,sw,var\n\n"),
+            std::string::npos);
   EXPECT_STREQ(str, "nw");
 }
 
@@ -410,9 +339,7 @@ TEST_F(DomTest, PromptRegionFromResourcesBatchAndInput) {
   zor::dom::reset();
   {
     StdinFeed feed("bogus\nlist\n2\n");
-    begin_capture();
-    EXPECT_EQ(DOM_prompt_region(&d, 1), 2);
-    const std::string out = end_capture();
+    const std::string out = stdout_of([&] { EXPECT_EQ(DOM_prompt_region(&d, 1), 2); });
     EXPECT_NE(out.find("        Region Menu"), std::string::npos);
     EXPECT_NE(out.find(" Abbr    Description\n"), std::string::npos);
     EXPECT_FLOAT_EQ(d.clat, 42);
@@ -421,9 +348,7 @@ TEST_F(DomTest, PromptRegionFromResourcesBatchAndInput) {
   const std::pair<const char*, int> answers[] = {{"35,-90\n", 1}, {"0\n", 0}, {"x1\nx2\nx3\nx4\nx5\nus\n", -1}};
   for (const auto& [input, rc] : answers) {
     StdinFeed feed(input);
-    begin_capture();
-    EXPECT_EQ(DOM_prompt_region(&d, 1), rc) << input;
-    end_capture();
+    stdout_of([&] { EXPECT_EQ(DOM_prompt_region(&d, 1), rc) << input; });
     if (rc == 1) { EXPECT_FLOAT_EQ(d.clat, 35); }
   }
 }

@@ -4,7 +4,10 @@
 
 #include <string>
 #include <tuple>
+#include <vector>
+#include <utility>
 
+#include "../common/expect.h"
 #include "zor/attrib.h"
 #include "zor/clr.h"
 #include "zor/data_dir.h"
@@ -39,45 +42,36 @@ class ClrTest : public ::testing::Test {
 TEST_F(ClrTest, EndLineSeparatesFillColoursOnlyWhenReadFromTheResource) {
   RES_put("color_table", data("fill_end.clr").c_str());
   ASSERT_EQ(CLR_read_table(nullptr), 0);
-  EXPECT_EQ(CLR_get_num(), 3);
-  EXPECT_EQ(CLR_get_num_fill(), 2);
+  EXPECT_EQ(std::pair(CLR_get_num(), CLR_get_num_fill()), std::pair(3, 2));
   EXPECT_STREQ(CLR_get_name(2), "red");
 
   zor::clr::reset();
   ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
-  EXPECT_EQ(CLR_get_num(), 3);
-  EXPECT_EQ(CLR_get_num_fill(), 0);  // an explicit file name leaves the fill count alone
+  EXPECT_EQ(std::pair(CLR_get_num(), CLR_get_num_fill()), std::pair(3, 0));  // an explicit name: no fill count
+  // A list continues the numbering and skips files it cannot read.
+  zor::clr::reset();
+  const std::string list = data("fill_end.clr") + ",/nonexistent/none.clr," + data("second.clr");
+  RES_put("color_table", list.c_str());
+  ASSERT_EQ(CLR_read_table(nullptr), 0);
+  EXPECT_EQ(std::tuple(CLR_get_num(), CLR_get_num_fill(), CLR_get_ind("blue"), CLR_get_ind("cyan")),
+            std::tuple(5, 2, 3, 4));
 }
 
 TEST_F(ClrTest, ReadsAllFourEntryFormsAndKeepsASlotForABadLine) {
   ASSERT_EQ(CLR_read_table(data("forms.clr").c_str()), 0);
   ASSERT_EQ(CLR_get_num(), 6);
-  EXPECT_STREQ(CLR_get_name(0), "red");
-  EXPECT_STREQ(CLR_get_name(1), "orange");
-  EXPECT_NEAR(rgb(1).r + rgb(1).b, 1.0f, 1e-6);
-  EXPECT_NEAR(rgb(1).g, 165.0f / 255.0f, 1e-6);
-  EXPECT_STREQ(CLR_get_name(2), "green");  // the leading index is ignored
-  EXPECT_FLOAT_EQ(rgb(2).g, 1.0f);
-  EXPECT_STREQ(CLR_get_name(3), "navy");
-  EXPECT_NEAR(rgb(3).b, 128.0f / 255.0f, 1e-6);
-  EXPECT_STREQ(CLR_get_name(4), "");  // unparsable line: empty name, black
-  EXPECT_FLOAT_EQ(rgb(4).r + rgb(4).g + rgb(4).b, 0.0f);
+  // Green's leading index is ignored; an unparsable line is an empty name, black.
+  const std::vector<std::string> names = {CLR_get_name(0), CLR_get_name(1), CLR_get_name(2), CLR_get_name(3),
+                                          CLR_get_name(4)};
+  EXPECT_EQ(names, (std::vector<std::string>{"red", "orange", "green", "navy", ""}));
+  EXPECT_TRUE(zor::test::floats_eq({rgb(1).r, rgb(1).g, rgb(1).b, rgb(2).g, rgb(3).b, rgb(4).r + rgb(4).g + rgb(4).b},
+                                   {1.0f, 165.0f / 255.0f, 0.0f, 1.0f, 128.0f / 255.0f, 0.0f}));
   // Names compare case-insensitively and the lowest index wins.
   EXPECT_EQ(CLR_get_ind("RED"), 0);
   EXPECT_EQ(CLR_get_ind("Orange"), 1);
 }
 
-TEST_F(ClrTest, FileListContinuesNumberingAndSkipsUnreadableFiles) {
-  const std::string list = data("fill_end.clr") + ",/nonexistent/none.clr," + data("second.clr");
-  RES_put("color_table", list.c_str());
-  ASSERT_EQ(CLR_read_table(nullptr), 0);
-  EXPECT_EQ(CLR_get_num(), 5);
-  EXPECT_EQ(CLR_get_num_fill(), 2);
-  EXPECT_EQ(CLR_get_ind("blue"), 3);
-  EXPECT_EQ(CLR_get_ind("cyan"), 4);
-}
-
-TEST_F(ClrTest, ColourNamesResolveByTheNameRules) {
+TEST_F(ClrTest, ColourNamesAndIndicesResolveWithinTheTable) {
   ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
   struct Case {
     const char* name;
@@ -88,27 +82,7 @@ TEST_F(ClrTest, ColourNamesResolveByTheNameRules) {
       {"ptgry", 508}, {"white", 1}, {"12", 12},    {"200", 200}, {"purple", -1}, {"#12", -1}, {"#GG0000", -1},
   };
   for (const auto& c : cases) EXPECT_EQ(CLR_get_ind(c.name), c.index) << (c.name ? c.name : "(null)");
-}
-
-TEST_F(ClrTest, HexAndDecimalColourTextsAddEntriesOnce) {
-  ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
-  const int hex = CLR_get_ind("#FF0000");
-  ASSERT_EQ(hex, 3);
-  EXPECT_STREQ(CLR_get_name(hex), "#FF0000");
-  EXPECT_FLOAT_EQ(rgb(hex).r, 1.0f);
-  EXPECT_FLOAT_EQ(rgb(hex).g, 0.0f);
-  EXPECT_EQ(CLR_get_ind("#ff0000"), hex);  // found again, not added twice
-  EXPECT_EQ(CLR_get_num(), 4);
-
-  const int dec = CLR_get_ind("#000128255");
-  ASSERT_EQ(dec, 4);
-  EXPECT_NEAR(rgb(dec).g, 128.0f / 255.0f, 1e-6);
-  EXPECT_FLOAT_EQ(rgb(dec).b, 1.0f);
-  EXPECT_EQ(CLR_get_ind("#000999000"), -1);  // components above 255 are refused
-}
-
-TEST_F(ClrTest, OutOfRangeIndicesReadTheLastEntryAndTheTableIsBounded) {
-  ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
+  // Indices past the end read the last entry; the table is bounded.
   EXPECT_FLOAT_EQ(rgb(999).r, 1.0f);
   EXPECT_STREQ(CLR_get_name(999), "red");
   for (int i = CLR_get_num(); i < CLR_MAX_COLORS; ++i) ASSERT_EQ(CLR_add("x", 0, 0, 0), i);
@@ -118,22 +92,19 @@ TEST_F(ClrTest, OutOfRangeIndicesReadTheLastEntryAndTheTableIsBounded) {
   EXPECT_EQ(CLR_get_num(), 0);
 }
 
-TEST_F(ClrTest, BundledTableNamesEveryColourTheFillListsUse) {
-  ASSERT_EQ(CLR_read_table(nullptr), 0);  // "zor.clr" from the data directory
-  const char* fill_names[] = {"blue",  "lblue",    "cyan",    "lcyan",  "green", "lgreen", "dgreen",
-                              "brown", "yellow",   "red",     "lred",   "magenta", "lmagenta",
-                              "dgray", "lgray",    "white",   "black",  "Blue",  "Cyan",   "Green",
-                              "Yellow", "Red",     "Magenta"};
-  for (const char* name : fill_names) {
-    const int ind = CLR_get_ind(name);
-    EXPECT_GE(ind, 0) << name;
-    EXPECT_LT(ind, CLR_get_num_fill()) << name << " should be a fill colour";
-  }
-  EXPECT_EQ(CLR_get_ind("None"), -1);
-  EXPECT_EQ(CLR_get_ind("Off"), -1);
-  EXPECT_STREQ(CLR_get_name(0), "black");
-  EXPECT_STREQ(CLR_get_name(1), "white");
-  EXPECT_GT(CLR_get_num(), CLR_get_num_fill());
+TEST_F(ClrTest, HexAndDecimalColourTextsAddEntriesOnce) {
+  ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
+  const int hex = CLR_get_ind("#FF0000");
+  ASSERT_EQ(hex, 3);
+  EXPECT_STREQ(CLR_get_name(hex), "#FF0000");
+  EXPECT_TRUE(zor::test::floats_eq({rgb(hex).r, rgb(hex).g}, {1.0f, 0.0f}));
+  EXPECT_EQ(CLR_get_ind("#ff0000"), hex);  // found again, not added twice
+  EXPECT_EQ(CLR_get_num(), 4);
+
+  const int dec = CLR_get_ind("#000128255");
+  ASSERT_EQ(dec, 4);
+  EXPECT_TRUE(zor::test::floats_eq({rgb(dec).g, rgb(dec).b}, {128.0f / 255.0f, 1.0f}));
+  EXPECT_EQ(CLR_get_ind("#000999000"), -1);  // components above 255 are refused
 }
 
 class AttribTest : public ClrTest {
@@ -202,40 +173,28 @@ TEST_F(AttribTest, GetParsesTheDefaultThenTheResourceOverIt) {
   ATTRIB_init(&a);
   RES_put("color_text", "");
   EXPECT_EQ(ATTRIB_get("color_text", "white:wi=2", &a), 0);
-  EXPECT_EQ(a.color, CLR_get_ind("white"));
-  EXPECT_FLOAT_EQ(a.width, 2.0f);
+  EXPECT_EQ(std::tuple(a.color, a.width), std::tuple(CLR_get_ind("white"), 2.0f));
 
   RES_put("color_text", "red:st=dsh");
   ATTRIB_init(&a);
   EXPECT_EQ(ATTRIB_get("color_text", "white:wi=2", &a), 1);
-  EXPECT_EQ(a.color, CLR_get_ind("red"));
-  EXPECT_FLOAT_EQ(a.width, 2.0f);
-  EXPECT_EQ(a.style, 2);
+  EXPECT_EQ(std::tuple(a.color, a.width, a.style), std::tuple(CLR_get_ind("red"), 2.0f, 2));
   RES_put("color_text", "");
 }
 
-TEST(AttrNames, FillPatterns) {
-  struct Case {
-    const char* word;
-    int code;
-  };
-  const Case cases[] = {
+// Fill patterns by name, slant or percentage; markers match on the first
+// letters in order.
+TEST(AttrNames, FillPatternsAndMarkers) {
+  const std::pair<const char*, int> fills[] = {
       {"SOL", 0}, {"lst", 4}, {"||", 5},  {"\\\\", 6}, {"hat", 9},  {"xx", 9},
       {"0%", 10}, {"9%", 19}, {"17", 17}, {"stx", 0},  {"bogus", 0},
   };
-  for (const auto& c : cases) EXPECT_EQ(ATTR_parse_fill_pat(c.word), c.code) << c.word;
-}
-
-TEST(AttrNames, MarkersMatchOnTheFirstLettersInOrder) {
-  struct Case {
-    const char* word;
-    int code;
-  };
-  const Case cases[] = {
+  for (const auto& [word, code] : fills) EXPECT_EQ(ATTR_parse_fill_pat(word), code) << word;
+  const std::pair<const char*, int> markers[] = {
       {".", 1},  {"plus", 2}, {"circle", 4}, {"open", 4}, {"X", 5},  {"square", 6},
       {"^", 7},  {"itri", 9},  {"v", 9},      {"DOT", 8},  {"3", 3},  {"12", 12},
   };
-  for (const auto& c : cases) EXPECT_EQ(ATTR_parse_marker(c.word), c.code) << c.word;
+  for (const auto& [word, code] : markers) EXPECT_EQ(ATTR_parse_marker(word), code) << word;
 }
 
 }  // namespace

@@ -3,8 +3,12 @@
 // contour keywords.
 #include <gtest/gtest.h>
 
+#include "../frame/captured.h"
+
+#include <cmath>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "zor/clr.h"
@@ -68,9 +72,8 @@ TEST_F(ContTest, ExplicitLevelsPickTheStepAtOrBelowTheValue) {
   EXPECT_EQ(colour(4.99f), -1);  // "off": drawn nowhere
   EXPECT_EQ(std::pair(colour(5), colour(10)), std::pair(CLR_get_ind("blue"), CLR_get_ind("lblue")));
   EXPECT_STREQ(CONT_get_label(1), "5");
-}
-
-TEST_F(ContTest, StepsWithoutLevelsBetweenTwoLevelsAreInterpolated) {
+  // Steps without levels between two levels are interpolated.
+  CONT_reset_fill_set();
   ASSERT_EQ(CONT_set_fill_colors("5:blue,green,15:red", 1), 0);
   EXPECT_EQ(levels(), (std::vector<float>{5, 10, 15}));
   EXPECT_EQ(colour(12), CLR_get_ind("green"));
@@ -106,26 +109,21 @@ TEST_F(ContTest, LabelFieldNamesTheStepOnTheBar) {
   EXPECT_FLOAT_EQ(a.width, 2.0f);
 }
 
-TEST_F(ContTest, ASingleItemIsALevelFileFoundAlongTheFilePath) {
+TEST_F(ContTest, ASingleItemIsALevelFileFoundAlongTheFilePathOrWarnedAbout) {
   RES_put("file_path", data_dir().c_str());
   ASSERT_EQ(CONT_set_fill_colors("refl.lvl", 1), 0);
   EXPECT_EQ(levels(), (std::vector<float>{5, 10, 15}));
   EXPECT_EQ(colour(11), CLR_get_ind("lblue"));
   EXPECT_STREQ(CONT_get_label(2), "Mod");
-}
-
-TEST_F(ContTest, AMissingLevelFileWarnsAndLeavesNoSteps) {
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(CONT_set_fill_colors("no_such_levels.lvl", 1), 0);
-  const std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("CONT_set_fill_colors: Unable to read contour level file: no_such_levels.lvl\n"),
-            std::string::npos)
+  CONT_reset_fill_set();
+  const std::string err = zor::test::stderr_of([] { EXPECT_EQ(CONT_set_fill_colors("no_such_levels.lvl", 1), 0); });
+  EXPECT_NE(err.find("CONT_set_fill_colors: Unable to read contour level file: no_such_levels.lvl\n"), std::string::npos)
       << err;
   EXPECT_EQ(CONT_get_num_cont(), 0);
   EXPECT_EQ(colour(5), -1);
 }
 
-TEST_F(ContTest, TheFillListIsBuiltOncePerPlot) {
+TEST_F(ContTest, TheFillListIsBuiltOncePerPlotFromTheColourFillResourceUnlessDefault) {
   ASSERT_EQ(CONT_set_fill_colors("5:blue,10:red", 1), 0);
   EXPECT_EQ(CONT_set_fill_colors("1:green,2:cyan,3:red", 1), -1);
   EXPECT_EQ(CONT_get_num_cont(), 2);
@@ -134,9 +132,7 @@ TEST_F(ContTest, TheFillListIsBuiltOncePerPlot) {
   CONT_reset_fill_set();
   EXPECT_EQ(CONT_set_fill_colors("1:green,2:cyan,3:red", 1), 0);
   EXPECT_EQ(CONT_get_num_cont(), 3);
-}
-
-TEST_F(ContTest, ColourFillResourceReplacesThePlotsListUnlessDefault) {
+  CONT_reset_fill_set();
   RES_put("color_fill", "def");
   ASSERT_EQ(CONT_set_fill_colors("5:blue,10:red", 0), 0);
   EXPECT_EQ(levels(), (std::vector<float>{5, 10}));
@@ -183,35 +179,26 @@ TEST_F(ContTest, ExplicitValuesKeepTheirLevelsUnderAColourList) {
 }
 
 TEST_F(ContTest, IntervalsAreRoundedUpWithinTheirDecade) {
-  EXPECT_FLOAT_EQ(CONT_calc_intrvl(100, 0, 15), 7.0f);
-  EXPECT_FLOAT_EQ(CONT_calc_intrvl(60, 0, 15), 4.0f);
-  EXPECT_NEAR(CONT_calc_intrvl(1, 0, 3), 0.4f, 1e-6);
-  EXPECT_NEAR(CONT_calc_intrvl(0.05f, 0, 1), 0.05f, 1e-6);
-  EXPECT_NEAR(CONT_calc_intrvl(0.0123f, 0, 2), 0.007f, 1e-6);
-  EXPECT_NEAR(CONT_calc_intrvl(0.00012f, 0, 1), 0.0002f, 1e-7);
-  EXPECT_FLOAT_EQ(CONT_calc_intrvl(5, 5, 3), 1.0f);
-  EXPECT_FLOAT_EQ(CONT_calc_intrvl(30, 0, 0), 30.0f);    // 0 steps count as 1
-  EXPECT_FLOAT_EQ(CONT_calc_intrvl(0, 10, 2), -5.0f);    // negative: unchanged
-  EXPECT_NEAR(CONT_calc_intrvl(1e-5f, 0, 1), 1e-5f, 1e-9);  // too small: unchanged
+  // {high, low, steps, interval}: 0 steps count as 1; a negative or too
+  // small interval is left unchanged.
+  const float cases[][4] = {{100, 0, 15, 7},       {60, 0, 15, 4},         {1, 0, 3, 0.4f}, {0.05f, 0, 1, 0.05f},
+                            {0.0123f, 0, 2, 0.007f}, {0.00012f, 0, 1, 0.0002f}, {5, 5, 3, 1}, {30, 0, 0, 30},
+                            {0, 10, 2, -5},        {1e-5f, 0, 1, 1e-5f}};
+  for (const auto& c : cases)
+    EXPECT_NEAR(CONT_calc_intrvl(c[0], c[1], static_cast<int>(c[2])), c[3], 1e-5 * std::fabs(c[3])) << c[0];
 }
 
 TEST_F(ContTest, ContourKeywordsOfThePlotParameters) {
   RES_put("plot_param", "conmin:10,conmax:40,fill:2,nobar");
   CONT_param_decode();
   ASSERT_EQ(CONT_set_fill_colors("0:blue,20:red", 1), 0);
-  EXPECT_EQ(colour(9), -1);
-  EXPECT_EQ(colour(41), -1);
+  EXPECT_EQ(std::pair(colour(9), colour(41)), std::pair(-1, -1));
   Gattribs a;
   CONT_get_fill_attrib(25, &a);
   EXPECT_EQ(a.fill_pat, 2);  // the common pattern applies to every step
   EXPECT_EQ(CONT_get_fill_pat(), 2);
-}
-
-TEST_F(ContTest, TypeFiftyTwoIsStoredAsFilled) {
-  CONT_set_type(52);
+  CONT_set_type(52);  // stored as filled
   EXPECT_EQ(CONT_get_type(), 15);
-  CONT_set_type(12);
-  EXPECT_EQ(CONT_get_type(), 12);
 }
 
 }  // namespace

@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "../common/batch_plot.h"
+#include "../common/capture.h"
 #include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -30,30 +33,18 @@ namespace {
 constexpr float kRadarLat = 35.333f;
 constexpr float kRadarLon = -97.278f;
 
-struct Rgb {
-  int r = 0, g = 0, b = 0;
-  bool operator==(const Rgb&) const = default;
-};
-
-// A named colour as the raster devices store it (16-bit X colour values
-// cut to 8 bits, which rounds the fraction).
-Rgb rgb_of(const char* name) {
-  float r = 0, g = 0, b = 0;
-  CLR_get_rgb(CLR_get_ind(name), &r, &g, &b);
-  auto c = [](float v) { return static_cast<int>(v * 255.0f + 0.5f); };
-  return {c(r), c(g), c(b)};
-}
+using zor::test::rgb_of;
 
 // The PNG read back, with look-ups around points of the plot's world
 // coordinates (taken while the map's transformation is current).
 struct Picture {
   zor::test::Raster raster;
-  Rgb at(int x, int y) const {
-    if (x < 0 || y < 0 || x >= raster.width || y >= raster.height) return {-1, -1, -1};
+  std::uint32_t at(int x, int y) const {
+    if (x < 0 || y < 0 || x >= raster.width || y >= raster.height) return 0xFFFFFFFFu;
     const unsigned char* p = raster.at(x, y);
-    return {p[0], p[1], p[2]};
+    return static_cast<std::uint32_t>(p[0]) << 16 | static_cast<std::uint32_t>(p[1]) << 8 | p[2];
   }
-  int near_px(int px, int py, Rgb c, int r) const {
+  int near_px(int px, int py, std::uint32_t c, int r) const {
     int n = 0;
     for (int j = py - r; j <= py + r; ++j)
       for (int i = px - r; i <= px + r; ++i) n += at(i, j) == c;
@@ -74,6 +65,16 @@ Point ll_px(float lat, float lon) {
   EXPECT_TRUE(MAP_tran(lat, lon, &x, &y)) << lat << "," << lon;
   return world_px(x, y);
 }
+
+// A place and whether the colour is drawn within r pixels of it.
+struct Spot {
+  Point p;
+  const char* colour;
+  int r;
+  bool drawn;
+};
+
+std::ostream& operator<<(std::ostream& o, const Spot& s) { return o << s.colour << " at " << s.p.x << "," << s.p.y; }
 
 // The public end points of the one decoded watch: each station moved by
 // its bearing and distance.
@@ -97,12 +98,11 @@ class PlotSceneTest : public ::testing::Test {
  protected:
   void SetUp() override {
     zor::reset_all();
-    RES_put("watch_path", ZOR_TEST_DATA_DIR "/watch");
-    RES_put("color_map", "white");
-    RES_put("color_cmap", "white");
-    RES_put("color_line", "magenta:s1");
-    RES_put("color_watch", "red,red");
-    RES_put("image_path", zor::test::scratch_dir().path().c_str());
+    for (const auto& [name, value] :
+         {std::pair<const char*, std::string>{"watch_path", ZOR_TEST_DATA_DIR "/watch"}, {"color_map", "white"},
+          {"color_cmap", "white"}, {"color_line", "magenta:s1"}, {"color_watch", "red,red"},
+          {"image_path", zor::test::scratch_dir().path().string()}})
+      RES_put(name, value.c_str());
     batch_.emplace();
   }
   void TearDown() override {
@@ -180,57 +180,48 @@ TEST_F(PlotSceneTest, UsDomain) {
   // Places in the map's coordinates, taken while its transformation holds.
   std::vector<Point> coast;  // 30N crosses the Florida Atlantic coast here
   for (float lon = -81.6f; lon <= -81.0f; lon += 0.05f) coast.push_back(ll_px(30.0f, lon));
-  const Point inland_florida = ll_px(30.0f, -83.0f);
-  const Point colorado_wyoming = ll_px(41.0f, -106.0f);  // straight state border
-  const Point canada = ll_px(49.0f, -105.0f);            // straight national border
-  const Point kansas = ll_px(38.5f, -98.5f);             // no line nearby
-  const Point lat40 = ll_px(40.0f, -95.0f);              // between meridians
-  const Point lon100 = ll_px(35.0f, -100.0f);            // between circles
   const Watch_end_points ends = watch_end_points();
+  const Spot spots[] = {
+      {ll_px(30.0f, -83.0f), "white", 1, false},   // inland Florida
+      {ll_px(41.0f, -106.0f), "white", 1, true},   // Colorado-Wyoming: a straight state border
+      {ll_px(49.0f, -105.0f), "white", 1, true},   // a straight national border
+      {ll_px(38.5f, -98.5f), "white", 3, false},   // Kansas: no line nearby
+      {ll_px(40.0f, -95.0f), "magenta", 1, true},  // 40N between meridians
+      {ll_px(35.0f, -100.0f), "magenta", 1, true}, // 100W between circles
+      {ll_px(38.5f, -98.5f), "magenta", 3, false},
+      {ends.pts[0], "red", 1, true},
+      {ends.pts[1], "red", 1, true},
+  };
 
   const Picture pic = draw_and_dump("scene_us.png");
-  const Rgb white = rgb_of("white"), magenta = rgb_of("magenta"), red = rgb_of("red");
   int on_coast = 0;
-  for (const Point& p : coast) on_coast += pic.near_px(p.x, p.y, white, 0);
+  for (const Point& p : coast) on_coast += pic.near_px(p.x, p.y, rgb_of("white"), 0);
   EXPECT_GT(on_coast, 0);
-  EXPECT_EQ(pic.near_px(inland_florida.x, inland_florida.y, white, 1), 0);
-  EXPECT_GT(pic.near_px(colorado_wyoming.x, colorado_wyoming.y, white, 1), 0);
-  EXPECT_GT(pic.near_px(canada.x, canada.y, white, 1), 0);
-  EXPECT_EQ(pic.near_px(kansas.x, kansas.y, white, 3), 0);
-  EXPECT_GT(pic.near_px(lat40.x, lat40.y, magenta, 1), 0);
-  EXPECT_GT(pic.near_px(lon100.x, lon100.y, magenta, 1), 0);
-  EXPECT_EQ(pic.near_px(kansas.x, kansas.y, magenta, 3), 0);
-  for (const Point& p : ends.pts) EXPECT_GT(pic.near_px(p.x, p.y, red, 1), 0) << p.x << "," << p.y;
+  for (const Spot& s : spots) EXPECT_EQ(pic.near_px(s.p.x, s.p.y, rgb_of(s.colour), s.r) > 0, s.drawn) << s;
 }
 
 TEST_F(PlotSceneTest, RadarCentredDomainOf250Km) {
   // Lines every 1.5 degrees keep clear of the straight borders at 37N and 100W.
   open(zor::test::radar_domain(kRadarLat, kRadarLon, 250), 1.5f);
-  const Point kansas_border = ll_px(37.0f, -97.5f);  // Oklahoma-Kansas, 37N
-  const Point panhandle = ll_px(35.7f, -100.0f);     // Texas panhandle's east edge
-  const Point middle = ll_px(35.6f, -97.8f);         // middle of Oklahoma
-  const Point lat36 = ll_px(36.0f, -96.5f);
   float x0 = 0, y0 = 0;
   MAP_tran(kRadarLat, kRadarLon, &x0, &y0);
-  std::vector<Point> ring;
+  std::vector<Spot> spots = {
+      {ll_px(37.0f, -97.5f), "white", 1, true},   // Oklahoma-Kansas, 37N
+      {ll_px(35.7f, -100.0f), "white", 1, true},  // Texas panhandle's east edge
+      {ll_px(35.6f, -97.8f), "white", 2, false},  // middle of Oklahoma
+      {ll_px(36.0f, -96.5f), "magenta", 1, true},
+      {world_px(x0, y0), "cyan", 3, false},        // the site, inside its ring
+      // Chandler's end of the watch lies 100 km north-east of the site: inside.
+      {watch_end_points().pts[1], "red", 1, true},
+  };
   for (float dir : {0.0f, 90.0f, 180.0f, 270.0f}) {
     float x = 0, y = 0;
     MAP_offset(x0, y0, dir, 230.0f, &x, &y);
-    ring.push_back(world_px(x, y));
+    spots.push_back({world_px(x, y), "cyan", 1, true});
   }
-  const Point site = world_px(x0, y0);
-  const Watch_end_points ends = watch_end_points();
 
   const Picture pic = draw_and_dump("scene_ktlx.png");
-  const Rgb white = rgb_of("white"), magenta = rgb_of("magenta"), cyan = rgb_of("cyan"), red = rgb_of("red");
-  EXPECT_GT(pic.near_px(kansas_border.x, kansas_border.y, white, 1), 0);
-  EXPECT_GT(pic.near_px(panhandle.x, panhandle.y, white, 1), 0);
-  EXPECT_EQ(pic.near_px(middle.x, middle.y, white, 2), 0);
-  EXPECT_GT(pic.near_px(lat36.x, lat36.y, magenta, 1), 0);
-  for (const Point& p : ring) EXPECT_GT(pic.near_px(p.x, p.y, cyan, 1), 0) << p.x << "," << p.y;
-  EXPECT_EQ(pic.near_px(site.x, site.y, cyan, 3), 0);
-  // Chandler's end of the watch lies 100 km north-east of the site: inside.
-  EXPECT_GT(pic.near_px(ends.pts[1].x, ends.pts[1].y, red, 1), 0);
+  for (const Spot& s : spots) EXPECT_EQ(pic.near_px(s.p.x, s.p.y, rgb_of(s.colour), s.r) > 0, s.drawn) << s;
 }
 
 }  // namespace

@@ -66,15 +66,12 @@ TEST_F(BatchPlotTest, ColourBarAndLabelsOnTheMemoryRaster) {
   // The middle of each box's coloured part (the upper part of the bar).
   const int y = static_cast<int>(yNDC_p(vp.y_min - 0.35f * h));
   const char* colours[] = {"blue", "green", "yellow", "red"};
-  for (int i = 0; i < 4; ++i) {
-    const int x = static_cast<int>(xNDC_p(left + (static_cast<float>(i) + 0.5f) * inc));
-    EXPECT_EQ(cap.pixel(x, y), rgb_of(colours[i])) << colours[i] << " at " << x << "," << y;
-  }
   // The pointer on a box, as the window reports it (world coordinates of
   // the current transformation), finds that box's level.
   for (int i = 0; i < 4; ++i) {
-    const float px = xNDC_p(left + (static_cast<float>(i) + 0.5f) * inc);
-    const float wx = xp_W(px), wy = yp_W(static_cast<float>(y));
+    const int x = static_cast<int>(xNDC_p(left + (static_cast<float>(i) + 0.5f) * inc));
+    EXPECT_EQ(cap.pixel(x, y), rgb_of(colours[i])) << colours[i] << " at " << x << "," << y;
+    const float wx = xp_W(static_cast<float>(x)), wy = yp_W(static_cast<float>(y));
     EXPECT_FLOAT_EQ(CONT_get_bar_value(xW_NDC(wx), yW_NDC(wy)), 5.0f * static_cast<float>(i + 1)) << i;
   }
   // Nothing left of the bar, and the white frame line at its left edge.

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <tuple>
+#include <utility>
 
 #include "zor/date.h"
 #include "zor/flag.h"
@@ -55,6 +56,10 @@ TEST_F(LabelTest, FormatCodesWriteTheLabelDate) {
   Date d = march_5_2024();
   DATE_make_label(&d, want);
   EXPECT_EQ(format("%D"), want);
+  // Long formats are cut at the buffer, not overrun.
+  char out[8] = {};
+  EXPECT_EQ(PLT_label_format("abcdefghijk", out, sizeof out), -1);
+  EXPECT_STREQ(out, "abcdefg");
 }
 
 TEST_F(LabelTest, ValidTimeCodesAddTheForecastHour) {
@@ -73,13 +78,7 @@ TEST_F(LabelTest, ValidTimeCodesAddTheForecastHour) {
   EXPECT_EQ(format("%h"), "-9999");
 }
 
-TEST_F(LabelTest, LongFormatsAreCutAtTheBufferNotOverrun) {
-  char out[8] = {};
-  EXPECT_EQ(PLT_label_format("abcdefghijk", out, sizeof out), -1);
-  EXPECT_STREQ(out, "abcdefg");
-}
-
-TEST_F(LabelTest, EachOverlayTakesTheNextLineUpToSix) {
+TEST_F(LabelTest, EachOverlayTakesTheNextLineUpToSixAndNumbersAreCapped) {
   PLT_label_low_right("KTLX");
   for (int i = 0; i < PLT_NUM_OVER; ++i) {
     PLT_label_up_center(("line" + std::to_string(i)).c_str());
@@ -91,6 +90,19 @@ TEST_F(LabelTest, EachOverlayTakesTheNextLineUpToSix) {
   for (int i = 0; i < PLT_NUM_OVER; ++i) EXPECT_EQ(PLT_get_label(1, i), "line" + std::to_string(i));
   EXPECT_STREQ(PLT_get_label(5, 0), "KTLX");
   EXPECT_EQ(PLT_get_num_over(), PLT_NUM_OVER);
+  // Closing clears every text.
+  PLT_init_labels();
+  EXPECT_EQ(std::string(PLT_get_label(1, 0)) + PLT_get_label(1, 5) + PLT_get_label(5, 0), "");
+  EXPECT_EQ(PLT_get_num_over(), 0);
+  // Overlay numbers are capped and raise the line count.
+  PLT_set_overlay(9);
+  EXPECT_EQ(std::pair(PLT_get_overlay(), PLT_get_num_over()), std::pair(5, 5));
+  PLT_set_num_overlay(3);  // never lowers the count; a negative number sets it
+  EXPECT_EQ(PLT_get_num_over(), 5);
+  PLT_set_num_overlay(-2);
+  EXPECT_EQ(PLT_get_num_over(), 2);
+  PLT_set_overlay_base(7);
+  EXPECT_EQ(PLT_get_overlay_base(), 5);
 }
 
 TEST_F(LabelTest, CombinedModeAppendsEachOverlayToTheFirstLine) {
@@ -119,28 +131,6 @@ TEST_F(LabelTest, TextsTooLongAreLeftOut) {
   PLT_next_overlay();
   EXPECT_EQ(PLT_label_strcat(0, std::string(10, 'b').c_str()), -1);  // 50 + 10 > 59
   EXPECT_EQ(PLT_label_strcat(0, std::string(9, 'b').c_str()), 0);
-}
-
-TEST_F(LabelTest, OverlayNumbersAreCappedAndRaiseTheLineCount) {
-  PLT_set_overlay(9);
-  EXPECT_EQ(PLT_get_overlay(), 5);
-  EXPECT_EQ(PLT_get_num_over(), 5);
-  PLT_set_num_overlay(3);
-  EXPECT_EQ(PLT_get_num_over(), 5);
-  PLT_set_num_overlay(-2);
-  EXPECT_EQ(PLT_get_num_over(), 2);
-  PLT_set_overlay_base(7);
-  EXPECT_EQ(PLT_get_overlay_base(), 5);
-}
-
-TEST_F(LabelTest, ClosingClearsEveryText) {
-  PLT_label_low_left("a");
-  PLT_next_overlay();
-  PLT_label_low_left("b");
-  PLT_init_labels();
-  EXPECT_STREQ(PLT_get_label(3, 0), "");
-  EXPECT_STREQ(PLT_get_label(3, 1), "");
-  EXPECT_EQ(PLT_get_num_over(), 0);
 }
 
 }  // namespace

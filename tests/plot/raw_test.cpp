@@ -13,6 +13,7 @@
 
 #include "../common/expect.h"
 #include "../common/meta_records.h"
+#include "../frame/captured.h"
 #include "../gks/print_test_util.h"
 #include "zor/attrib.h"
 #include "zor/clr.h"
@@ -27,21 +28,25 @@
 namespace {
 
 using namespace zor::test::meta;
+using zor::test::stderr_of;
 
-RAW_data point(int type, float v0, float v1 = -9999.0f, const char* text = "", const char* format = "") {
+RAW_data point(int type, float v0, float v1 = -9999.0f, const char* text = "", const char* format = "",
+               float x = 0.5f, float y = 0.4f) {
   RAW_data d;
   RAW_data_init(&d);
-  d.x = 0.5f;
-  d.y = 0.4f;
-  d.type = type;
-  d.value[0] = v0;
-  d.value[1] = v1;
+  d.x = x, d.y = y, d.type = type, d.value[0] = v0, d.value[1] = v1;
   std::snprintf(d.data, sizeof d.data, "%s", text);
   std::snprintf(d.format, sizeof d.format, "%s", format);
   return d;
 }
 
 constexpr float kVert = 0.8f;  // height of window 2
+
+// A metafile point at (x, y), to within `tol`.
+::testing::AssertionResult at(const Gpt& p, float x, float y, float tol = 1e-5f) {
+  if (std::fabs(p.x - x) <= tol && std::fabs(p.y - y) <= tol) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "(" << p.x << ", " << p.y << "), not (" << x << ", " << y << ")";
+}
 
 class RawTest : public ::testing::Test {
  protected:
@@ -54,14 +59,7 @@ class RawTest : public ::testing::Test {
                                 ".meta");
     ASSERT_TRUE(zor::test::open_ws(GWS_META, file_));
     // Latitude/longitude projection: lat 0.4, lon 170.5 lies at (0.5, 0.4).
-    Domain d;
-    d.proj = 2;
-    d.plat = 0.0f;
-    d.plon = 170.0f;
-    d.clat = 0.0f;
-    d.clon = 170.0f;
-    d.nx = d.ny = 11;
-    d.dx = d.dy = 0.1f;
+    const Domain d{.proj = 2, .plat = 0, .plon = 170, .clat = 0, .clon = 170, .dx = 0.1f, .dy = 0.1f, .nx = 11, .ny = 11};
     MAP_domain(&d);
     // World coordinates of window 2 are the metafile's own.
     const Glim lim{0.0f, 1.0f, 0.0f, kVert};
@@ -127,17 +125,10 @@ TEST_F(RawTest, MarkersCloudsAndWindTypes) {
   std::vector<std::string> kinds;
   for (const auto& r : recs)
     if (r.kind == "PL" || r.kind == "FA" || r.kind == "PM") kinds.push_back(r.kind + std::to_string(r.pts.size()));
-  const std::vector<std::string> want = {
-      "PM1", "PM1",                                    // markers
-      "FA27", "PL37",                                  // cloud
-      "PL37",                                          // wbarb calm
-      "PL2", "PL2", "PL2", "PL2",                      // wbarb 25 knots
-      "PL37",                                          // cbarb calm
-      "PL2", "PL2",                                    // cbarb
-      "PL37", "PL2", "PL2",                            // dbarb
-      "PL2", "PL2", "PL2",                             // vbarb
-      "PL2", "PL2", "PL2", "PL2", "PL2", "PL2", "PL2"  // track
-  };
+  // Markers; cloud; wbarb calm, 25 knots; cbarb calm, 10 knots; dbarb; vbarb; track.
+  const std::vector<std::string> want = {"PM1", "PM1", "FA27", "PL37", "PL37", "PL2",  "PL2", "PL2", "PL2",
+                                         "PL37", "PL2", "PL2", "PL37", "PL2",  "PL2",  "PL2", "PL2", "PL2",
+                                         "PL2", "PL2", "PL2", "PL2",  "PL2",  "PL2",  "PL2"};
   EXPECT_EQ(kinds, want);
   // Marker types: "+" is 2, "itri" 9.
   std::vector<std::string> types;
@@ -164,64 +155,39 @@ TEST_F(RawTest, MarkersCloudsAndWindTypes) {
 
 TEST_F(RawTest, LineSegmentsBetweenRememberedPoints) {
   init();
-  RAW_data a = point(RAW_LINE, 0.2f, 170.1f, "start");  // to lat 0.2, lon 170.1
-  a.x = 0.5f;
-  a.y = 0.5f;
-  ASSERT_EQ(plot(a), 0);
-  RAW_data post = point(RAW_LINE, -9999.0f, -9999.0f, "post");
-  post.x = 0.6f;
-  post.y = 0.6f;
-  ASSERT_EQ(plot(post), 0);  // pending: drawn at the next point
-  RAW_data next = point(RAW_TEXT, -9999.0f, -9999.0f, "n");
-  next.x = 0.7f;
-  next.y = 0.3f;
-  ASSERT_EQ(plot(next), 0);
-  RAW_data pre = point(RAW_LINE, -9999.0f, -9999.0f, "pre");
-  pre.x = 0.2f;
-  pre.y = 0.2f;
-  ASSERT_EQ(plot(pre), 0);
+  const float M = -9999.0f;
+  ASSERT_EQ(plot(point(RAW_LINE, 0.2f, 170.1f, "start", "", 0.5f, 0.5f)), 0);  // to lat 0.2, lon 170.1
+  ASSERT_EQ(plot(point(RAW_LINE, M, M, "post", "", 0.6f, 0.6f)), 0);  // pending: drawn at the next point
+  ASSERT_EQ(plot(point(RAW_TEXT, M, M, "n", "", 0.7f, 0.3f)), 0);
+  ASSERT_EQ(plot(point(RAW_LINE, M, M, "pre", "", 0.2f, 0.2f)), 0);
   const auto pl = only(drawn(), "PL");
   ASSERT_EQ(pl.size(), 3u);
-  EXPECT_NEAR(pl[0].pts[0].x, 0.5f, 1e-5f);
-  EXPECT_NEAR(pl[0].pts[1].x, 0.1f, 1e-4f);
-  EXPECT_NEAR(pl[0].pts[1].y, 0.2f, 1e-4f);
-  EXPECT_NEAR(pl[1].pts[0].x, 0.6f, 1e-5f);  // post: from the previous to the new point
-  EXPECT_NEAR(pl[1].pts[1].x, 0.7f, 1e-5f);
-  EXPECT_NEAR(pl[2].pts[0].x, 0.7f, 1e-5f);  // pre: the last two points
-  EXPECT_NEAR(pl[2].pts[1].x, 0.2f, 1e-5f);
+  EXPECT_TRUE(at(pl[0].pts[0], 0.5f, 0.5f));
+  EXPECT_TRUE(at(pl[0].pts[1], 0.1f, 0.2f, 1e-4f));
+  EXPECT_TRUE(at(pl[1].pts[0], 0.6f, 0.6f));  // post: from the previous to the new point
+  EXPECT_TRUE(at(pl[1].pts[1], 0.7f, 0.3f));
+  EXPECT_TRUE(at(pl[2].pts[0], 0.7f, 0.3f));  // pre: the last two points
+  EXPECT_TRUE(at(pl[2].pts[1], 0.2f, 0.2f));
 }
 
 TEST_F(RawTest, PositionAndKeyedWordsOnlyForTheirPoint) {
   init();
   ASSERT_EQ(plot(point(RAW_VALUE, 1.0f, -9999.0f, "", "ur:co=red:sc=2")), 0);
-  const RAW_attribs w1 = zor::raw::working_record();
-  EXPECT_EQ(w1.hor, 1);
-  EXPECT_EQ(w1.vert, 3);
-  EXPECT_FLOAT_EQ(w1.scale, 2.0f);
-  EXPECT_EQ(w1.attrib.color, CLR_get_ind("red"));
-  ASSERT_EQ(plot(point(RAW_VALUE, 2.0f)), 0);
-  const RAW_attribs w2 = zor::raw::working_record();
-  EXPECT_FLOAT_EQ(w2.x, 0.0f);
-  EXPECT_FLOAT_EQ(w2.scale, 1.0f);
-  EXPECT_EQ(w2.attrib.color, CLR_get_ind("green"));  // color_data default
+  const auto w = [] { return zor::raw::working_record(); };
+  EXPECT_EQ(std::tuple(w().hor, w().vert, w().scale, w().attrib.color), std::tuple(1, 3, 2.0f, CLR_get_ind("red")));
+  ASSERT_EQ(plot(point(RAW_VALUE, 2.0f)), 0);  // color_data's default colour
+  EXPECT_EQ(std::tuple(w().x, w().scale, w().attrib.color), std::tuple(0.0f, 1.0f, CLR_get_ind("green")));
   ASSERT_EQ(plot(point(RAW_VALUE, 3.0f, -9999.0f, "", "ll:tx=Q:sc=5000")), 0);
-  EXPECT_FLOAT_EQ(zor::raw::working_record().scale, 1.0f);
-  EXPECT_EQ(zor::raw::working_record().hor, 3);
+  EXPECT_EQ(std::tuple(w().scale, w().hor), std::tuple(1.0f, 3));
   ASSERT_EQ(plot(point(RAW_VALUE, 4.0f, -9999.0f, "", "xy=-2 1:ta=rb")), 0);
-  EXPECT_EQ(zor::raw::working_record().hor, 3);
-  EXPECT_EQ(zor::raw::working_record().vert, 5);
+  EXPECT_EQ(std::tuple(w().hor, w().vert), std::tuple(3, 5));
   const auto te = only(drawn(), "TE");
   ASSERT_EQ(te.size(), 4u);
-  EXPECT_EQ(te[0].text, "1");
-  EXPECT_NEAR(te[0].pts[0].x, 0.5f + kVert * 0.012f * 2.0f, 1e-5f);
-  EXPECT_NEAR(te[0].pts[0].y, 0.4f + kVert * 0.02f * 2.0f, 1e-5f);
-  EXPECT_NEAR(te[1].pts[0].x, 0.5f, 1e-5f);
-  EXPECT_NEAR(te[1].pts[0].y, 0.4f, 1e-5f);
-  EXPECT_EQ(te[2].text, "Q");  // fixed text instead of the value
-  EXPECT_NEAR(te[2].pts[0].x, 0.5f - kVert * 0.012f, 1e-5f);
-  EXPECT_NEAR(te[2].pts[0].y, 0.4f - kVert * 0.02f, 1e-5f);
-  EXPECT_NEAR(te[3].pts[0].x, 0.5f - kVert * 0.024f, 1e-5f);
-  EXPECT_NEAR(te[3].pts[0].y, 0.4f + kVert * 0.02f, 1e-5f);
+  EXPECT_EQ(te[0].text + te[2].text, "1Q");  // fixed text instead of the value
+  EXPECT_TRUE(at(te[0].pts[0], 0.5f + kVert * 0.012f * 2.0f, 0.4f + kVert * 0.02f * 2.0f));
+  EXPECT_TRUE(at(te[1].pts[0], 0.5f, 0.4f));
+  EXPECT_TRUE(at(te[2].pts[0], 0.5f - kVert * 0.012f, 0.4f - kVert * 0.02f));
+  EXPECT_TRUE(at(te[3].pts[0], 0.5f - kVert * 0.024f, 0.4f + kVert * 0.02f));
 }
 
 TEST_F(RawTest, ParseFormatResults) {
@@ -233,18 +199,14 @@ TEST_F(RawTest, ParseFormatResults) {
   EXPECT_FLOAT_EQ(a.x, -0.012f);  // the format word "cl" is nearer than the parameter
   EXPECT_EQ(a.hor, 3);
   EXPECT_EQ(RAW_parse_format(&a, "mk=star:mn=5:mx=50:sk=3:wi=2:hi=1.5:te=0.8:sf=wx.sym"), 0);
-  EXPECT_EQ(a.marker, 3);
-  EXPECT_FLOAT_EQ(a.min, 5.0f);
-  EXPECT_FLOAT_EQ(a.max, 50.0f);
-  EXPECT_EQ(a.skip, 3);
-  EXPECT_TRUE(zor::test::floats_eq({a.attrib.width, a.attrib.height, a.attrib.expan}, {2.0f, 1.5f, 0.8f}));
+  EXPECT_EQ(std::tuple(a.marker, a.skip), std::tuple(3, 3));
+  EXPECT_TRUE(zor::test::floats_eq({a.min, a.max, a.attrib.width, a.attrib.height, a.attrib.expan}, {5, 50, 2, 1.5f, 0.8f}));
   EXPECT_STREQ(a.symbol, "wx.sym");
   EXPECT_EQ(RAW_parse_format(&a, "bogus:zz=1:"), 0);
   EXPECT_EQ(RAW_parse_format(&a, nullptr), 0);
   // Text that does not fit its field is refused, not cut.
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(RAW_parse_format(&a, "tx=much_too_long_text"), 0);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find("too long"), std::string::npos);
+  EXPECT_NE(stderr_of([&] { EXPECT_EQ(RAW_parse_format(&a, "tx=much_too_long_text"), 0); }).find("too long"),
+            std::string::npos);
   EXPECT_STREQ(a.text, "");
 }
 
@@ -285,23 +247,19 @@ TEST_F(RawTest, PlotParameters) {
   RES_put("plot_param", "ur,skip=2,text=X,mark=cld,line,yba=5,nonsense");
   init();
   const RAW_attribs& b = zor::raw::base_record();
-  EXPECT_FLOAT_EQ(b.x, 0.012f);
-  EXPECT_FLOAT_EQ(b.y, 0.02f);
-  EXPECT_EQ(b.hor, 1);  // follows the offset
-  EXPECT_EQ(b.skip, 2);
+  EXPECT_TRUE(zor::test::floats_eq({b.x, b.y}, {0.012f, 0.02f}));
   EXPECT_STREQ(b.text, "X");
-  EXPECT_EQ(std::tuple(b.marker, b.line, b.bar), std::tuple(RAW_MARK_CIRCLE, 1, 5));
+  // The alignment follows the offset.
+  EXPECT_EQ(std::tuple(b.hor, b.skip, b.marker, b.line, b.bar), std::tuple(1, 2, RAW_MARK_CIRCLE, 1, 5));
   RES_put("plot_param", "cl,xy=2:-1,mark=star,yba");
   zor::raw::reset();
   init();
-  EXPECT_FLOAT_EQ(zor::raw::base_record().x, 0.024f);
-  EXPECT_FLOAT_EQ(zor::raw::base_record().y, -0.02f);
-  EXPECT_EQ(zor::raw::base_record().marker, 3);
-  EXPECT_EQ(zor::raw::base_record().bar, 0);
+  EXPECT_TRUE(zor::test::floats_eq({b.x, b.y}, {0.024f, -0.02f}));
+  EXPECT_EQ(std::tuple(b.marker, b.bar), std::tuple(3, 0));
   RES_put("plot_param", "cl");
   init();
-  EXPECT_FLOAT_EQ(zor::raw::base_record().x, -0.015f);  // the parameter's centre row is wider
-  EXPECT_EQ(zor::raw::base_record().hor, 3);
+  EXPECT_TRUE(zor::test::floats_eq({b.x}, {-0.015f}));  // the parameter's centre row is wider
+  EXPECT_EQ(b.hor, 3);
 }
 
 TEST_F(RawTest, FixedTextMarkerAndBarTakePrecedence) {
@@ -347,7 +305,7 @@ TEST_F(RawTest, ScaleFormatAndOffsetHoldForThePointsThatFollow) {
   const auto te = only(drawn(), "TE");
   ASSERT_EQ(te.size(), 1u);
   EXPECT_EQ(te[0].text, "1.0");
-  EXPECT_NEAR(te[0].pts[0].x, 0.5f + kVert * 0.012f * 3.0f, 1e-5f);
+  EXPECT_TRUE(at(te[0].pts[0], 0.5f + kVert * 0.012f * 3.0f, 0.4f));
 }
 
 TEST_F(RawTest, PointFile) {
@@ -357,19 +315,13 @@ TEST_F(RawTest, PointFile) {
                          "0.3 170.2 text -9999 -9999 KOUN -\n"
                          "bad line\n";
   init();
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(RAW_plot_file(path.c_str()), 2);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find("line 4"), std::string::npos);
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(RAW_plot_file("no_such.raw"), -1);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find("RAW_plot_file: file not found: no_such.raw"),
+  EXPECT_NE(stderr_of([&] { EXPECT_EQ(RAW_plot_file(path.c_str()), 2); }).find("line 4"), std::string::npos);
+  EXPECT_NE(stderr_of([] { EXPECT_EQ(RAW_plot_file("no_such.raw"), -1); }).find("RAW_plot_file: file not found: no_such.raw"),
             std::string::npos);
   const auto te = only(drawn(), "TE");
   ASSERT_EQ(te.size(), 2u);
-  EXPECT_EQ(te[0].text, "12");
-  EXPECT_NEAR(te[0].pts[0].x, 0.5f, 1e-4f);
-  EXPECT_NEAR(te[0].pts[0].y, 0.4f, 1e-4f);
-  EXPECT_EQ(te[1].text, "KOUN");
+  EXPECT_EQ(te[0].text + "|" + te[1].text, "12|KOUN");
+  EXPECT_TRUE(at(te[0].pts[0], 0.5f, 0.4f, 1e-4f));
 }
 
 }  // namespace

@@ -31,12 +31,7 @@ const std::string kDir = std::string(ZOR_TEST_DATA_DIR) + "/watch";
 
 Date at(int year, int month, int day, int hour, int min) {
   Date d;
-  d.year = year;
-  d.month = month;
-  d.day = day;
-  d.hour = hour;
-  d.min = min;
-  d.sec = 0;
+  d.year = year, d.month = month, d.day = day, d.hour = hour, d.min = min, d.sec = 0;
   return d;
 }
 
@@ -73,12 +68,10 @@ TEST_F(WatchTest, EitherSideWatchWithPublicAndAviationEndPoints) {
   decode(2024, 5, 21, 12, 0);
   ASSERT_EQ(zor::watch::count(), 1);
   const watch& w = zor::watch::table()[0];
-  EXPECT_EQ(w.num, 153);
-  EXPECT_STREQ(w.type, "SEVERE");
+  EXPECT_EQ(std::pair(w.num, std::string(w.type)), std::pair(153, std::string("SEVERE")));
   EXPECT_EQ(std::tuple(w.sday, w.shour, w.smin, w.eday, w.ehour, w.emin, w.start, w.end),
             std::tuple(21, 9, 15, 21, 17, 0, secs(2024, 5, 21, 9, 15), secs(2024, 5, 21, 17, 0)));
-  EXPECT_FLOAT_EQ(w.width, 60 * kMile);
-  EXPECT_EQ(w.w_dir, 1);
+  EXPECT_EQ(std::pair(w.width, w.w_dir), std::pair(60 * kMile, 1));
   // 20WNW DHT - 35S CQB; aviation 67NNE TCC - 40ESE OKC.
   const std::tuple<const char*, float, float, float, float> ends[] = {{"DHT", 292.5f, 20, 36.02f, -102.55f},
                                                                       {"CQB", 180.0f, 35, 35.72f, -96.82f},
@@ -99,15 +92,12 @@ TEST_F(WatchTest, NorthSouthWatchTakesTheAviationStationForAnUnknownOne) {
   testing::internal::CaptureStderr();
   ASSERT_EQ(zor::watch::count(), 1);
   const watch& w = zor::watch::table()[0];
-  EXPECT_EQ(w.num, 503);
-  EXPECT_EQ(w.w_dir, 3);
-  EXPECT_FLOAT_EQ(w.width, 65 * kMile);
-  EXPECT_STREQ(w.id[0], "MHN");  // not in the database
+  EXPECT_EQ(std::tuple(w.num, w.w_dir, w.width), std::tuple(503, 3, 65 * kMile));
+  EXPECT_STREQ(w.id[0], "MHN");  // not in the database: BFF's place, the public offset
   EXPECT_STREQ(w.id[2], "BFF");
   EXPECT_NEAR(w.lat[0], 41.87f, 1e-4f);
   EXPECT_NEAR(w.lon[0], -103.60f, 1e-4f);
-  EXPECT_FLOAT_EQ(w.ang[0], 270.0f);  // the public offset stays
-  EXPECT_FLOAT_EQ(w.dist[0], 75 * kMile);
+  EXPECT_EQ(std::pair(w.ang[0], w.dist[0]), std::pair(270.0f, 75 * kMile));
   EXPECT_NE(err.find("WATCH_decode_file: Station 1 not found: MHN in watch 503"), std::string::npos) << err;
   EXPECT_NE(err.find("Using: BFF"), std::string::npos);
 }
@@ -117,12 +107,11 @@ TEST_F(WatchTest, NotYetStartedAndCancelledWatches) {
   decode(2024, 5, 10, 3, 30);
   EXPECT_EQ(zor::watch::count(), 0);
   // Cancelled at 0531: still drawn at 0500, marked ended at 0600.
-  decode(2024, 5, 10, 5, 0);
-  ASSERT_EQ(zor::watch::count(), 1);
-  EXPECT_NE(zor::watch::table()[0].end, 0);
-  decode(2024, 5, 10, 6, 0);
-  ASSERT_EQ(zor::watch::count(), 1);
-  EXPECT_EQ(zor::watch::table()[0].end, 0);
+  for (const auto& [hour, ended] : {std::pair{5, false}, {6, true}}) {
+    decode(2024, 5, 10, hour, 0);
+    ASSERT_EQ(zor::watch::count(), 1);
+    EXPECT_EQ(zor::watch::table()[0].end == 0, ended) << hour;
+  }
   // Nothing of the cancellation of an unknown watch.
   decode(2024, 6, 2, 6, 0);
   EXPECT_EQ(zor::watch::count(), 0);
@@ -137,30 +126,21 @@ TEST_F(WatchTest, TornadoWatchReplacesTheEarlierOne) {
   ASSERT_NE(tor, nullptr);
   EXPECT_EQ(old->end, 0);
   EXPECT_STREQ(tor->type, "TORNADO");
-  EXPECT_EQ(tor->w_dir, 2);
-  EXPECT_FLOAT_EQ(tor->width, 50 * kMile);
-  EXPECT_EQ(tor->end, secs(2024, 5, 5, 20, 0));
-  EXPECT_STREQ(tor->id[0], "PIE");
-  EXPECT_FLOAT_EQ(tor->ang[0], 112.5f);
-  EXPECT_STREQ(tor->id[1], "SSI");
-  EXPECT_FLOAT_EQ(tor->ang[1], 0.0f);
-  EXPECT_STREQ(tor->id[3], "SAV");
-  EXPECT_FLOAT_EQ(tor->ang[3], 225.0f);
+  EXPECT_EQ(std::tuple(tor->w_dir, tor->width, tor->end), std::tuple(2, 50 * kMile, secs(2024, 5, 5, 20, 0)));
+  for (const auto& [i, id, ang] : {std::tuple{0, "PIE", 112.5f}, {1, "SSI", 0.0f}, {3, "SAV", 225.0f}})
+    EXPECT_EQ(std::tuple(std::string(tor->id[i]), tor->ang[i]), std::tuple(std::string(id), ang));
   // Before the new watch starts the old one stays in force.
   decode(2024, 5, 5, 9, 30);
   ASSERT_EQ(zor::watch::count(), 1);
-  EXPECT_EQ(zor::watch::table()[0].num, 595);
-  EXPECT_NE(zor::watch::table()[0].end, 0);
+  EXPECT_TRUE(zor::watch::table()[0].num == 595 && zor::watch::table()[0].end != 0);
 }
 
 TEST_F(WatchTest, CorrectionReplacesTheEntryInsteadOfAddingOne) {
   decode(2024, 5, 29, 3, 0);
   ASSERT_EQ(zor::watch::count(), 1);
   const watch& w = zor::watch::table()[0];
-  EXPECT_EQ(w.num, 399);
-  EXPECT_EQ(w.ehour, 8);  // the corrected end
-  EXPECT_STREQ(w.id[3], "BAE");
-  EXPECT_EQ(w.lat[3], -9999.0f);  // unknown, and not needed
+  EXPECT_EQ(std::tuple(w.num, w.ehour, std::string(w.id[3]), w.lat[3]), std::tuple(399, 8, "BAE", -9999.0f))
+      << "the corrected end; BAE is unknown, and not needed";
   EXPECT_NEAR(w.lat[1], 42.95f, 1e-4f);
   // File by file: the original, then its correction in the same entry.
   zor::watch::reset();
@@ -171,8 +151,7 @@ TEST_F(WatchTest, CorrectionReplacesTheEntryInsteadOfAddingOne) {
   d.hour = 1;
   WATCH_decode_file((kDir + "/24052901.wat").c_str(), &d, secs(2024, 5, 29, 2, 0));
   ASSERT_EQ(zor::watch::count(), 1);
-  EXPECT_EQ(zor::watch::table()[0].ehour, 8);
-  EXPECT_EQ(zor::watch::table()[0].end, secs(2024, 5, 29, 8, 0));
+  EXPECT_EQ(std::pair(zor::watch::table()[0].ehour, zor::watch::table()[0].end), std::pair(8, secs(2024, 5, 29, 8, 0)));
   // Valid only through the correction.
   decode(2024, 5, 29, 7, 30);
   EXPECT_EQ(zor::watch::count(), 1);
@@ -223,16 +202,7 @@ using zor::test::rgb_of;
 
 // 800 by 600 km around Oklahoma, polar stereographic.
 Domain oklahoma() {
-  Domain d;
-  d.proj = 1;
-  d.plat = 90.0f;
-  d.plon = -105.0f;
-  d.clat = 35.8f;
-  d.clon = -99.6f;
-  d.nx = 81;
-  d.ny = 61;
-  d.dx = d.dy = 0.1f;
-  return d;
+  return {.proj = 1, .plat = 90, .plon = -105, .clat = 35.8f, .clon = -99.6f, .dx = 0.1f, .dy = 0.1f, .nx = 81, .ny = 61};
 }
 
 class WatchDrawTest : public WatchTest {
@@ -285,11 +255,7 @@ TEST_F(WatchDrawTest, BoxPixelsWhereTheEndPointsProject) {
   EXPECT_FALSE(cap.count_near(xW_p(mx + 0.6f * nx * half), yW_p(my + 0.6f * ny * half), red, 3));
   EXPECT_FALSE(cap.count_near(xW_p(mx + 2.0f * nx * half), yW_p(my + 2.0f * ny * half), red, 3));
   // The short label "S153" over "to 17Z", in the watch colour, at the middle.
-  int labelled = 0;
-  for (int dy = -15; dy <= 15; ++dy)
-    for (int dx = -25; dx <= 25; ++dx)
-      if (cap.pixel(static_cast<int>(xW_p(mx)) + dx, static_cast<int>(yW_p(my)) + dy) == red) ++labelled;
-  EXPECT_GT(labelled, 20);
+  EXPECT_GT(cap.count_near(xW_p(mx), yW_p(my), red, 15), 20);
 }
 
 TEST_F(WatchDrawTest, NothingWithTheDataComponentOffOrWithoutPositions) {
@@ -320,16 +286,13 @@ TEST_F(WatchTest, LabelsShortAndLongAndFilledBoxes) {
   d.clon = -92.0f;
   d.nx = d.ny = 301;  // Oklahoma and Florida both
   MAP_setup(&d);
-  decode(2024, 5, 21, 12, 0);  // severe thunderstorm 153, ends 17Z
-  WATCH_set_label(0);
-  EXPECT_EQ(WATCH_plot(), 0);
-  WATCH_set_label(1);
-  EXPECT_EQ(WATCH_plot(), 0);
-  decode(2024, 5, 5, 12, 0);  // tornado 596, ends 20Z
-  WATCH_set_label(0);
-  EXPECT_EQ(WATCH_plot(), 0);
-  WATCH_set_label(1);
-  EXPECT_EQ(WATCH_plot(), 0);
+  for (int day : {21, 5}) {  // severe thunderstorm 153, ends 17Z; tornado 596, ends 20Z
+    decode(2024, 5, day, 12, 0);
+    for (int label : {0, 1}) {
+      WATCH_set_label(label);
+      EXPECT_EQ(WATCH_plot(), 0);
+    }
+  }
   zor::test::close_ws();
 
   std::vector<std::string> labels;

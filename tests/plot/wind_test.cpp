@@ -30,6 +30,10 @@ int count(const std::vector<Record>& recs, const char* kind) {
 }
 
 bool near(Gpt a, float x, float y) { return std::fabs(a.x - x) < 2e-4f && std::fabs(a.y - y) < 2e-4f; }
+// A two-point line from (x0, y0) to (x1, y1).
+bool line(const Record& r, float x0, float y0, float x1, float y1) {
+  return r.pts.size() >= 2 && near(r.pts[0], x0, y0) && near(r.pts[1], x1, y1);
+}
 
 class WindTest : public ::testing::Test {
  protected:
@@ -79,29 +83,22 @@ TEST_F(WindTest, BarbGeometryAlongAStaffFromTheNorth) {
   const auto recs = finish();
   ASSERT_EQ(recs.size(), 2u + 3u + 5u);
   // 3 knots: staff from the offset to the tip; the half barb stands back.
-  EXPECT_TRUE(near(recs[0].pts[0], 0.2f, 0.3f));
-  EXPECT_TRUE(near(recs[0].pts[1], 0.2f, 0.7f));
-  EXPECT_TRUE(near(recs[1].pts[0], 0.2f, 0.2f + 0.88f * 0.5f));
-  EXPECT_TRUE(near(recs[1].pts[1], 0.2f + 0.25f * 0.5f, 0.2f + 0.94f * 0.5f));
+  EXPECT_TRUE(line(recs[0], 0.2f, 0.3f, 0.2f, 0.7f));
+  EXPECT_TRUE(line(recs[1], 0.2f, 0.2f + 0.88f * 0.5f, 0.2f + 0.25f * 0.5f, 0.2f + 0.94f * 0.5f));
   // 15 knots: the full barb leaves the tip and slants out to 1.12.
-  EXPECT_TRUE(near(recs[3].pts[0], 0.5f, 0.7f));
-  EXPECT_TRUE(near(recs[3].pts[1], 0.75f, 0.2f + 1.12f * 0.5f));
-  EXPECT_TRUE(near(recs[4].pts[0], 0.5f, 0.2f + 0.88f * 0.5f));
-  EXPECT_TRUE(near(recs[4].pts[1], 0.5f + 0.125f, 0.2f + 0.94f * 0.5f));
+  EXPECT_TRUE(line(recs[3], 0.5f, 0.7f, 0.75f, 0.2f + 1.12f * 0.5f));
+  EXPECT_TRUE(line(recs[4], 0.5f, 0.2f + 0.88f * 0.5f, 0.5f + 0.125f, 0.2f + 0.94f * 0.5f));
   // 65 knots: the pennant fills the top 0.12, barbs continue below it.
   ASSERT_EQ(recs[6].kind, "FA");
   ASSERT_EQ(recs[6].pts.size(), 4u);
-  EXPECT_TRUE(near(recs[6].pts[0], 0.8f, 0.7f));
-  EXPECT_TRUE(near(recs[6].pts[1], 1.05f, 0.7f));
+  EXPECT_TRUE(line(recs[6], 0.8f, 0.7f, 1.05f, 0.7f));
   EXPECT_TRUE(near(recs[6].pts[2], 0.8f, 0.2f + 0.88f * 0.5f));
   EXPECT_EQ(recs[7].kind, "PL");  // the same triangle outlined
-  EXPECT_TRUE(near(recs[8].pts[0], 0.8f, 0.2f + 0.76f * 0.5f));
-  EXPECT_TRUE(near(recs[8].pts[1], 1.05f, 0.2f + 0.88f * 0.5f));
-  EXPECT_TRUE(near(recs[9].pts[0], 0.8f, 0.2f + 0.64f * 0.5f));
-  EXPECT_TRUE(near(recs[9].pts[1], 0.925f, 0.2f + 0.70f * 0.5f));
+  EXPECT_TRUE(line(recs[8], 0.8f, 0.2f + 0.76f * 0.5f, 1.05f, 0.2f + 0.88f * 0.5f));
+  EXPECT_TRUE(line(recs[9], 0.8f, 0.2f + 0.64f * 0.5f, 0.925f, 0.2f + 0.70f * 0.5f));
 }
 
-TEST_F(WindTest, NothingForCalmOrMissingValues) {
+TEST_F(WindTest, NothingForCalmOrMissingValuesAndPennantsOnAZeroStaff) {
   EXPECT_EQ(WIND_barb(0.5f, 0.5f, 90.0f, 0.0f, 0.2f, 0.0f), -1);
   EXPECT_EQ(WIND_barb(0.5f, 0.5f, -9999.0f, 20.0f, 0.2f, 0.0f), -1);
   EXPECT_EQ(WIND_barb(0.5f, 0.5f, 90.0f, -9999.0f, 0.2f, 0.0f), -1);
@@ -112,17 +109,12 @@ TEST_F(WindTest, NothingForCalmOrMissingValues) {
   EXPECT_EQ(WIND_track(0.5f, 0.5f, 90.0f, 0.0f, 0.1f, 4, 0), -1);
   EXPECT_EQ(WIND_track(0.5f, 0.5f, -9999.0f, 0.2f, 0.1f, 4, 0), -1);
   EXPECT_EQ(WIND_track(0.5f, 0.5f, 90.0f, -9999.0f, 0.1f, 4, 0), -1);
-  const auto recs = finish();
-  EXPECT_TRUE(recs.empty());
-}
-
-TEST_F(WindTest, ZeroLengthStaffStillCarriesItsPennants) {
+  // Only this barb is drawn: a zero-length staff still carries its pennants.
   EXPECT_EQ(WIND_barb(0.5f, 0.2f, 0.0f, 100.0f, 0.5f, 0.5f), 0);
   const auto recs = finish();
   EXPECT_EQ(count(recs, "FA"), 2);
   ASSERT_FALSE(recs.empty());
-  EXPECT_TRUE(near(recs[0].pts[0], 0.5f, 0.7f));
-  EXPECT_TRUE(near(recs[0].pts[1], 0.5f, 0.7f));
+  EXPECT_TRUE(line(recs[0], 0.5f, 0.7f, 0.5f, 0.7f));
 }
 
 TEST_F(WindTest, ArrowPointsDownwindWithAHeadThatGrowsWithTheSpeed) {
@@ -131,8 +123,7 @@ TEST_F(WindTest, ArrowPointsDownwindWithAHeadThatGrowsWithTheSpeed) {
   EXPECT_EQ(WIND_vect(0.4f, 0.3f, 270.0f, 10.0f, 0.02f, 0.0f), 0);  // shaft only
   const auto recs = finish();
   ASSERT_EQ(recs.size(), 4u);
-  EXPECT_TRUE(near(recs[0].pts[0], 0.4f, 0.5f));
-  EXPECT_TRUE(near(recs[0].pts[1], 0.6f, 0.5f));
+  EXPECT_TRUE(line(recs[0], 0.4f, 0.5f, 0.6f, 0.5f));
   // Head: 0.2 x arrow x size x speed back and to either side.
   EXPECT_TRUE(near(recs[1].pts[1], 0.56f, 0.46f));
   EXPECT_TRUE(near(recs[2].pts[1], 0.56f, 0.54f));
@@ -148,8 +139,7 @@ TEST_F(WindTest, TrackTicksFromTheStartAndAFixedHead) {
   EXPECT_TRUE(near(recs[0].pts[1], 0.8f, 0.5f));
   for (int i = 0; i < 4; ++i) {
     const float x = 0.4f + 0.1f * static_cast<float>(i);
-    EXPECT_TRUE(near(recs[1 + i].pts[0], x, 0.52f)) << i;
-    EXPECT_TRUE(near(recs[1 + i].pts[1], x, 0.48f)) << i;
+    EXPECT_TRUE(line(recs[1 + i], x, 0.52f, x, 0.48f)) << i;
   }
   EXPECT_TRUE(near(recs[5].pts[1], 0.78f, 0.48f));
   EXPECT_TRUE(near(recs[6].pts[1], 0.78f, 0.52f));
@@ -163,14 +153,7 @@ float grid_angle(Gpt a, Gpt b) { return std::atan2(b.x - a.x, b.y - a.y) * 57.29
 TEST_F(WindTest, MapVariantsTurnTrueNorthToGridNorth) {
   // Polar stereographic over North America, window and viewport square, so
   // directions in the metafile are directions on the grid.
-  Domain d;
-  d.proj = 1;
-  d.plat = 90.0f;
-  d.plon = -105.0f;
-  d.clat = 40.0f;
-  d.clon = -100.0f;
-  d.nx = d.ny = 41;
-  d.dx = d.dy = 1.0f;
+  const Domain d{.proj = 1, .plat = 90, .plon = -105, .clat = 40, .clon = -100, .dx = 1, .dy = 1, .nx = 41, .ny = 41};
   MAP_domain(&d);
   ASSERT_EQ(MAP_get_proj(), 1);
   MAP_limits lim;
