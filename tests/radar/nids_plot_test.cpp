@@ -34,23 +34,6 @@ namespace {
 
 // ---- Tables and parsing ----------------------------------------------------
 
-TEST(NidsFillTable, ProductCodesChooseTheirRows) {
-  // One code of each kind of row, and the wind profile's own spacing.
-  using zor::nids_plot::fill_table;
-  const std::tuple<int, const char*, bool> cases[] = {{94, "-100:off,5:blue", false}, {19, "off,blue,lblue", true},
-                                                      {81, "0.01:blue", false},       {27, "-90:purple", false},
-                                                      {1, "off,blue,lblue", true}};
-  for (const auto& [code, starts, levels] : cases) {
-    const auto t = fill_table(code);
-    EXPECT_EQ(std::string(t.colours).rfind(starts, 0), 0u) << code << ": " << t.colours;
-    EXPECT_EQ(t.levels, levels) << code;
-    EXPECT_FALSE(t.base_interval) << code;
-  }
-  const auto vwp = fill_table(48);
-  EXPECT_STREQ(vwp.colours, "lblue,lcyan,lgreen,yellow,lred");
-  EXPECT_TRUE(vwp.base_interval);
-}
-
 TEST(NidsStormTable, HeaderLinesChooseTheLayout) {
   using zor::nids_plot::storm_table_type;
   EXPECT_EQ(storm_table_type("  STM ID  AZ/RAN TVS  MDA  POSH/POH/MX SIZE VIL DBZM", 0), 2);
@@ -159,12 +142,10 @@ TEST(NidsPlotParam, WordsSetTheSettings) {
 }
 
 TEST(NidsPlotParam, GridRequestFromOutFile) {
-  RES_put("out_file", "png,gif");
-  EXPECT_EQ(NIDS_grd_out_file(), 0);
-  RES_put("out_file", "png,ZOR");
-  EXPECT_EQ(NIDS_grd_out_file(), 1);
-  RES_put("out_file", "zor=@/tmp/x.grd");
-  EXPECT_EQ(NIDS_grd_out_file(), 1);
+  for (const auto& [out, grid] : {std::pair{"png,gif", 0}, {"png,ZOR", 1}, {"zor=@/tmp/x.grd", 1}}) {
+    RES_put("out_file", out);
+    EXPECT_EQ(NIDS_grd_out_file(), grid) << out;
+  }
   RES_put("out_file", "");
 }
 
@@ -505,13 +486,6 @@ TEST_F(NidsFrameTest, OtherProjectionReprojectsEveryBin) {
   EXPECT_EQ(bc.wrong, 0) << bc.first_wrong;
 }
 
-std::string write_temp(const Bytes& b, const std::string& name) {
-  const std::string path = zor::test::scratch(name);
-  FilePtr f(std::fopen(path.c_str(), "wb"));
-  std::fwrite(b.data(), 1, b.size(), f.get());
-  return path;
-}
-
 TEST_F(NidsFrameTest, SiteMarkerAndRangeRing) {
   const std::string name = "KBMX_SDUS54_N0RBMX_201501020205";
   const Decoded d = decode(data_path(name));
@@ -566,28 +540,6 @@ TEST_F(NidsFrameTest, PointerReadsDistanceAndBeamHeight) {
   EXPECT_EQ(out.find("Lat:", 5), std::string::npos) << "only v-Alt reads out";
 }
 
-TEST_F(NidsFrameTest, WedgePiecesStepOutward) {
-  const std::string name = "KBMX_SDUS54_N0RBMX_201501020205";
-  Capture cap;
-  plot(data_path(name), zoomed(data_path(name)), cap);
-  CONT_reset_fill_set();
-  CONT_set_fill_colors("0:red,10:green", 1);
-  Gpt pts[5] = {{0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 0}};
-  WEDGE_info w;
-  w.dx1 = 0.0;
-  w.dy1 = 0.01;
-  w.dx2 = 0.01;
-  w.dy2 = 0.0;
-  ASSERT_EQ(NIDS_plot_WEDGE(pts, &w, 2.0f, 5.0f), 0);
-  EXPECT_FLOAT_EQ(pts[1].y, 0.02f);
-  EXPECT_FLOAT_EQ(pts[2].x, 0.02f);
-  EXPECT_FLOAT_EQ(pts[0].y, 0.02f);  // inner corners moved out to the outer ones
-  EXPECT_FLOAT_EQ(pts[3].x, 0.02f);
-  FLAG_setplot(10, 0);
-  EXPECT_EQ(NIDS_plot_WEDGE(pts, &w, 2.0f, 5.0f), -1);
-  EXPECT_FLOAT_EQ(pts[0].y, 0.02f);
-}
-
 // Colour runs of a row or radial: [from, to) stretches of one fill colour.
 std::vector<int> colour_runs(const std::vector<float>& values, int from, const std::function<int(float)>& colour) {
   std::vector<int> runs;
@@ -615,31 +567,6 @@ TEST_F(NidsFrameTest, OneFillAreaPerColourRun) {
   for (const Radial& r : d.radials) runs += static_cast<long>(colour_runs(r.bins, 10, colour_of).size());
   EXPECT_EQ(drawn, runs);
   EXPECT_GT(runs, 10000);
-  restart();
-
-  // Rasters on their own projection: rectangles of at most ten cells of a
-  // run (23 cells make 10, 10 and 3); on another projection single cells.
-  const std::string raster = "KBMX_SDUS54_DPABMX_201501020205";
-  const Decoded g = decode(data_path(raster));
-  auto inches = [](float v) {
-    return v == ZOR_MISSING_F ? v : static_cast<float>(std::pow(10.0, v / 10.0) / 100.0);
-  };
-  plot(data_path(raster), Domain{}, cap);
-  const long same = zor::nids_plot::fill_calls();
-  levels_of(g.info);
-  long tens = 0, cells = 0;
-  for (const Row& row : g.rows) {
-    for (int n : colour_runs(row, 0, [&](float v) { return v == ZOR_MISSING_F ? -1 : colour_of(inches(v)); })) {
-      tens += (n + 9) / 10;
-      cells += n;
-    }
-  }
-  EXPECT_EQ(same, tens);
-  EXPECT_LT(tens, cells);
-  restart();
-  Capture cap2;
-  plot(data_path(raster), mercator(g.info, 0.03f), cap2);
-  EXPECT_EQ(zor::nids_plot::fill_calls(), cells);
 }
 
 TEST_F(NidsFrameTest, RefreshPlotsTheNewestFileOnce) {
@@ -662,9 +589,7 @@ TEST_F(NidsFrameTest, RefreshPlotsTheNewestFileOnce) {
   zor::file::reset();
   fs::remove_all(dir);
   // The newest file (the 4-bit product) was drawn once.
-  std::size_t n = 0;
-  for (std::size_t at = out.find("Product type:"); at != std::string::npos; at = out.find("Product type:", at + 1)) ++n;
-  EXPECT_EQ(n, 1u) << out;
+  EXPECT_EQ(zor::test::count_of(out, "Product type:"), 1) << out;
   EXPECT_GT(fills, 1000);
   EXPECT_EQ(zor::nids_plot::info().code, 19);
 }
@@ -682,12 +607,11 @@ TEST_F(NidsFrameTest, TruncatedProductsEndTheirFramesCleanly) {
                            "KBMX_SDUS34_NVWBMX_201501020205"}) {
     const Bytes full = read_file(data_path(name));
     for (std::size_t n = 1; n < full.size(); n += 331) {
-      const std::string path = write_temp(Bytes(full.begin(), full.begin() + static_cast<long>(n)), "nids_plot_cut");
-      std::vector<char> cpath(path.begin(), path.end());
-      cpath.push_back('\0');
+      std::string path = zor::test::scratch("nids_plot_cut");
+      zor::test::write_file(path, std::string(full.begin(), full.begin() + static_cast<long>(n)));
       testing::internal::CaptureStdout();
       testing::internal::CaptureStderr();
-      if (NIDS_open_file(cpath.data()) == 1) {
+      if (NIDS_open_file(path.data()) == 1) {
         EXPECT_EQ(NIDS_plot_frame(), 0);
         NIDS_close_file();
         ++drawn;
