@@ -1,12 +1,10 @@
 // Mosaic frames of generated files on the in-memory raster: patterns where
 // they belong, on the product's projection and another, and damaged grids.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -44,15 +42,7 @@ Kind kind_of(const std::string& format) { return format.rfind("kavrad", 0) == 0 
 
 class MosaicFrameTest : public zor::test::RadarFrameTest {
  protected:
-  ~MosaicFrameTest() override {
-    for (const auto& f : files_) fs::remove(f);
-  }
-
-  std::string temp(const std::string& ext) {
-    files_.push_back(fs::temp_directory_path() /
-                     ("mosaic_" + std::to_string(::getpid()) + "_" + std::to_string(files_.size()) + ext));
-    return files_.back().string();
-  }
+  std::string temp(const std::string& ext) { return zor::test::scratch("mosaic_" + std::to_string(files_++) + ext); }
 
   std::string make(const std::string& format, std::initializer_list<const char*> shapes,
                    const zor::mosaicgen::Options& o = {}) {
@@ -66,8 +56,7 @@ class MosaicFrameTest : public zor::test::RadarFrameTest {
 
   std::string make_raw(const std::vector<std::uint8_t>& bytes) {
     const std::string path = temp(".raw");
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                static_cast<std::streamsize>(bytes.size()));
+    zor::test::write_file(path, std::string(bytes.begin(), bytes.end()));
     return path;
   }
 
@@ -119,7 +108,7 @@ class MosaicFrameTest : public zor::test::RadarFrameTest {
     return d;
   }
 
-  std::vector<fs::path> files_;
+  int files_ = 0;
   std::string out_, err_;
 };
 
