@@ -3,6 +3,10 @@
 // are swept in robust_test).
 #include <gtest/gtest.h>
 
+#include <bzlib.h>
+#include <zlib.h>
+
+#include <algorithm>
 #include <string>
 
 #include "nids_test_util.h"
@@ -11,16 +15,47 @@ using namespace nids_test;
 
 namespace {
 
+// Length of the first `lines` text lines of a product (its bulletin header).
+std::size_t after_lines(const Bytes& b, int lines) {
+  std::size_t pos = 0;
+  for (int i = 0; i < lines; ++i)
+    pos = static_cast<std::size_t>(std::find(b.begin() + static_cast<long>(pos), b.end(), '\n') - b.begin()) + 1;
+  return pos;
+}
+
+// The zlib streams from `pos` on (as compressed products hold them one after
+// the other), unpacked by zlib itself; false if one does not end cleanly.
+bool inflate_streams(const Bytes& in, std::size_t pos, Bytes* out) {
+  for (Bytes buf(1 << 20); pos + 2 <= in.size() && in[pos] == 'x';) {
+    uLongf n = buf.size();
+    uLong used = in.size() - pos;
+    if (uncompress2(buf.data(), &n, in.data() + pos, &used) != Z_OK) return false;
+    out->insert(out->end(), buf.begin(), buf.begin() + static_cast<long>(n));
+    pos += used;
+  }
+  return !out->empty();
+}
+
+// The bzip2 stream from `pos` on, unpacked by libbz2 itself.
+bool bunzip(const Bytes& in, std::size_t pos, Bytes* out) {
+  Bytes buf(1 << 22);
+  unsigned n = static_cast<unsigned>(buf.size());
+  char* src = reinterpret_cast<char*>(const_cast<std::uint8_t*>(in.data() + pos));
+  if (BZ2_bzBuffToBuffDecompress(reinterpret_cast<char*>(buf.data()), &n, src, static_cast<unsigned>(in.size() - pos),
+                                 0, 0) != BZ_OK)
+    return false;
+  out->insert(out->end(), buf.begin(), buf.begin() + n);
+  return true;
+}
+
 TEST(NidsCompression, ZlibProductMatchesItsPlainForm) {
   // Whole product zlib-compressed (in several streams) after a SOH CR
   // bulletin header; each stream repeats 54 bytes of bulletin text first.
   const Bytes z = read_file(data_path("N0R_20041119_2147"));
   ASSERT_EQ(z[0], 0x01);
   const std::size_t head = after_lines(z, 4);
-  std::size_t used = 0;
-  bool complete = false;
-  const Bytes body = inflate_streams(Bytes(z.begin() + static_cast<long>(head), z.end()), &used, &complete);
-  EXPECT_TRUE(complete);
+  Bytes body;
+  EXPECT_TRUE(inflate_streams(z, head, &body));
   ASSERT_GT(body.size(), 54u + 120u);
   Bytes plain(z.begin(), z.begin() + static_cast<long>(head));
   plain.insert(plain.end(), body.begin() + 54, body.end());
@@ -40,9 +75,8 @@ TEST(NidsCompression, BzipSymbologyMatchesItsPlainForm) {
     const std::size_t symb = after_lines(c, 2) + 120;
     ASSERT_EQ(c[symb], 'B') << name;
     Bytes plain(c.begin(), c.begin() + static_cast<long>(symb));
-    bool complete = false;
-    const Bytes body = bunzip(Bytes(c.begin() + static_cast<long>(symb), c.end()), &complete);
-    EXPECT_TRUE(complete) << name;
+    Bytes body;
+    EXPECT_TRUE(bunzip(c, symb, &body)) << name;
     plain.insert(plain.end(), body.begin(), body.end());
     const Listing a = dump_bytes(c);
     const Listing b = dump_bytes(plain);
