@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <tuple>
 #include <string>
 #include <vector>
 
@@ -237,14 +236,6 @@ TEST_F(RcmFrameTest, RefreshDrawsTheNextMinutesFile) {
   EXPECT_NE(out.find("File: " + (dir / "201501020217.rcm").string() + "\n"), std::string::npos)
       << out;
   EXPECT_NE(out.find("201501020218.rcm"), std::string::npos) << out;
-}
-
-TEST_F(RcmFrameTest, PlotParametersReadTheSharedSiteWords) {
-  RES_put("plot_param", "site,dist=50:100,clutter=40,refresh");
-  RCM_plot_param();
-  const auto p = zor::rcm::params();
-  EXPECT_EQ(std::tuple(p.plt_site, p.plt_dist[0], p.plt_dist[1], p.clutter_rad, p.refresh),
-            std::tuple(1, 50.0f, 100.0f, 40, 1));
 }
 
 // The station prompt in a child process reading `input`.
