@@ -12,6 +12,7 @@
 #include "../common/files.h"
 #include "../gks/print_test_util.h"
 #include "nids_test_util.h"
+#include "radar_test_util.h"
 
 namespace fs = std::filesystem;
 using namespace nids_test;
@@ -24,11 +25,7 @@ class NidsFidelityTest : public ::testing::Test {
     return zor::test::run_radar(dir_, "", "-ba -inp nids " + args);
   }
   // Linked into the working folder: a '-' in a path starts extension text.
-  std::string file(const std::string& path) const {
-    const fs::path link = dir_ / fs::path(path).filename();
-    if (!fs::exists(link)) fs::create_symlink(path, link);
-    return "@" + link.string();
-  }
+  std::string file(const std::string& path) const { return zor::test::linked(dir_, path); }
   zor::test::TempDir tmp_{"nids_fidelity"};
   const fs::path& dir_ = tmp_.path();
 };

@@ -15,6 +15,7 @@
 #include "../common/files.h"
 #include "../gks/print_test_util.h"
 #include "nids_test_util.h"
+#include "radar_test_util.h"
 #include "zor/nids.h"
 
 namespace fs = std::filesystem;
@@ -31,11 +32,7 @@ class NidsProgramTest : public ::testing::Test {
   // The product linked into the working folder: the program reads a '-' in
   // a file's path as the start of extension text, and the checkout's path
   // may hold one.
-  std::string product(const char* name) const {
-    const fs::path link = dir_ / name;
-    if (!fs::exists(link)) fs::create_symlink(data_path(name), link);
-    return "@" + link.string();
-  }
+  std::string product(const char* name) const { return zor::test::linked(dir_, data_path(name)); }
 
   zor::test::TempDir tmp_{"nids_plot_program"};
   const fs::path& dir_ = tmp_.path();

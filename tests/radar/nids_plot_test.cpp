@@ -17,6 +17,7 @@
 #include "../common/radar_fixture.h"
 #include "gks_kernel.h"
 #include "nids_test_util.h"
+#include "radar_test_util.h"
 #include "zor/cont.h"
 #include "zor/file.h"
 #include "zor/flag.h"
@@ -237,13 +238,7 @@ class NidsFrameTest : public zor::test::RadarFrameTest {
 
   // The pixel of plot point (x, y); false outside the plot's window.
   bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
-    Glim win;
-    GPH_get_win(2, &win);
-    const float mx = 0.01f * (win.x_max - win.x_min), my = 0.01f * (win.y_max - win.y_min);
-    if (x < win.x_min + mx || x > win.x_max - mx || y < win.y_min + my || y > win.y_max - my) return false;
-    *px = static_cast<int>(std::floor(xW_p(x)));
-    *py = static_cast<int>(std::floor(yW_p(y)));
-    return *px >= 2 && *py >= 2 && *px < cap.img.width - 2 && *py < cap.img.height - 2;
+    return zor::test::plot_pixel(cap, x, y, px, py, 0.01f);
   }
 
   // The pixel of the centre of bin `b` of `rad` around `site`.

@@ -19,6 +19,7 @@
 #include "../common/xvfb_env.h"
 #include "../gks/print_test_util.h"
 #include "nids_test_util.h"
+#include "radar_test_util.h"
 
 // After the test framework: Xlib defines None and Status.
 #include <X11/Xlib.h>
@@ -217,11 +218,7 @@ class NidsWindowTest : public ::testing::Test {
   // The product linked into the working folder: the program reads a '-' in
   // a file's path as the start of extension text, and the checkout's path
   // may hold one.
-  std::string product(const char* name) const {
-    const fs::path link = dir_ / name;
-    if (!fs::exists(link)) fs::create_symlink(data_path(name), link);
-    return "@" + link.string();
-  }
+  std::string product(const char* name) const { return zor::test::linked(dir_, data_path(name)); }
 
   // The batch plot of the same files, as PNG images named by frame.
   std::vector<Picture> batch(const std::vector<std::string>& args, int frames) {

@@ -15,6 +15,7 @@
 
 #include "../common/radar_fixture.h"
 #include "../common/capture.h"
+#include "radar_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/clr.h"
@@ -100,16 +101,7 @@ class RcmFrameTest : public zor::test::RadarFrameTest {
   }
 
   bool pixel_at(const Gpt& p, int* px, int* py, const Capture& cap) const {
-    Glim win;
-    GPH_get_win(2, &win);
-    // Clear of the border drawn around the window.
-    const float mx = 0.01f * (win.x_max - win.x_min), my = 0.01f * (win.y_max - win.y_min);
-    if (p.x < win.x_min + mx || p.x > win.x_max - mx || p.y < win.y_min + my ||
-        p.y > win.y_max - my)
-      return false;
-    *px = static_cast<int>(std::floor(xW_p(p.x)));
-    *py = static_cast<int>(std::floor(yW_p(p.y)));
-    return *px >= 3 && *py >= 3 && *px < cap.img.width - 3 && *py < cap.img.height - 3;
+    return zor::test::plot_pixel(cap, p.x, p.y, px, py, 0.01f, 3);
   }
 
   Domain dom_;
@@ -139,11 +131,7 @@ TEST_F(RcmFrameTest, EveryEchoCellOfARealMessageHasItsCategoryColour) {
     plot(kDir + k.file, k.id, cap, dom);
     const RCM_report& r = zor::rcm::report();
     std::uint32_t colour[7];
-    for (int v = 0; v <= 6; ++v) {
-      Gattribs a;
-      CONT_get_fill_attrib(static_cast<float>(v), &a);
-      colour[v] = a.color < 0 ? rgb_of_index(gget_back_color()) : rgb_of_index(a.color);
-    }
+    for (int v = 0; v <= 6; ++v) colour[v] = zor::test::fill_rgb(static_cast<float>(v));
     EXPECT_EQ(colour[0], rgb_of_index(gget_back_color())) << "category 0 is not drawn";
     int checked = 0, wrong = 0, echoes = 0;
     for (int c = 0; c < RCM_GRID; ++c) {

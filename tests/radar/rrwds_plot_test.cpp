@@ -14,6 +14,7 @@
 
 #include "../common/batch_plot.h"
 #include "../common/capture.h"
+#include "radar_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "mosaic_gen.h"
@@ -98,12 +99,6 @@ void plot(const Case& c, const std::string& path, zor::test::Capture& cap, std::
   ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
 }
 
-std::uint32_t rgb_of_level(int level) {
-  Gattribs a;
-  CONT_get_fill_attrib(static_cast<float>(level), &a);
-  return zor::test::rgb_of_index(a.color);
-}
-
 // The colours in the 3 x 3 pixels around a point at `az` and `nm` from the
 // site (0xFFFFFFFF off the picture).
 std::vector<std::uint32_t> around(const zor::test::Capture& cap, double az, double nm) {
@@ -135,7 +130,7 @@ TEST(RrwdsFrame, EachLevelWhereTheFilePutsIt) {
     for (const Point& p : c.points) {
       const std::vector<std::uint32_t> px = around(cap, p.az, p.nm);
       ASSERT_EQ(px.size(), 9u) << p.az << "/" << p.nm;
-      const std::uint32_t want = p.level < 0 ? kWhite : p.level == 0 ? kBlack : rgb_of_level(p.level);
+      const std::uint32_t want = p.level < 0 ? kWhite : p.level == 0 ? kBlack : zor::test::fill_rgb(static_cast<float>(p.level));
       EXPECT_EQ(want == kBlack, p.level == 0);
       // Wedges fill all nine pixels; a one-pixel line crosses the middle.
       const auto hits =

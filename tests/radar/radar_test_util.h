@@ -1,0 +1,46 @@
+// Helpers of the radar frame and program tests: plot points as pixels of a
+// captured frame, the fill colours of values, and real files linked into a
+// test's folder for the program.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "../common/capture.h"
+#include "zor/cont.h"
+#include "zor/gks.h"
+
+namespace zor::test {
+
+// The pixel of plot point (x, y) of transformation 2; false off the window
+// less `margin` of its size each side, or within `border` pixels of the
+// picture's edge.
+inline bool plot_pixel(const Capture& cap, float x, float y, int* px, int* py, float margin = 0.0f, int border = 2) {
+  Glim win;
+  GPH_get_win(2, &win);
+  const float mx = margin * (win.x_max - win.x_min), my = margin * (win.y_max - win.y_min);
+  if (x < win.x_min + mx || x > win.x_max - mx || y < win.y_min + my || y > win.y_max - my) return false;
+  *px = static_cast<int>(std::floor(xW_p(x)));
+  *py = static_cast<int>(std::floor(yW_p(y)));
+  return *px >= border && *py >= border && *px < cap.img.width - border && *py < cap.img.height - border;
+}
+
+// 0xRRGGBB of the fill colour of `v`, the background where nothing is filled.
+inline std::uint32_t fill_rgb(float v) {
+  Gattribs a;
+  CONT_get_fill_attrib(v, &a);
+  return rgb_of_index(a.color < 0 ? gget_back_color() : a.color);
+}
+
+// `path` linked into `dir` under its own name, as the program's "@" file
+// argument: the program reads a '-' in a path as the start of extension
+// text, and the checkout's path may hold one.
+inline std::string linked(const std::filesystem::path& dir, const std::string& path) {
+  const std::filesystem::path link = dir / std::filesystem::path(path).filename();
+  if (!std::filesystem::exists(link)) std::filesystem::create_symlink(path, link);
+  return "@" + link.string();
+}
+
+}  // namespace zor::test
