@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>

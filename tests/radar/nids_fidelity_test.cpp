@@ -30,6 +30,13 @@ class NidsFidelityTest : public ::testing::Test {
   const fs::path& dir_ = tmp_.path();
 };
 
+// Lines of a listing that start with `prefix`.
+int count(const Listing& l, const std::string& prefix) {
+  int n = 0;
+  for (const auto& line : l.lines) n += line.rfind(prefix, 0) == 0;
+  return n;
+}
+
 struct NewProduct {
   const char* file;
   const char* header;  // the listing's first line, up to the source
@@ -47,21 +54,13 @@ TEST(NidsNewProducts, DecodeEveryRadialWithinTheirUnits) {
     const Listing l = dump_file(c.file);
     ASSERT_EQ(l.status, 0) << c.file << ": " << l.error;
     EXPECT_EQ(l.lines[0].rfind(c.header, 0), 0u) << l.lines[0];
-    int radials = 0, values = 0;
-    for (const auto& line : l.lines) {
-      if (line.rfind("R ", 0) != 0) continue;
-      ++radials;
-      std::istringstream in(line.substr(2));
-      float angle, width, v;
-      in >> angle >> width;
-      while (in >> v) {
-        if (v == -9999.0f) continue;
-        ++values;
-        EXPECT_TRUE(v >= c.lo && v <= c.hi) << c.file << " " << v;
-        if (v < c.lo || v > c.hi) break;
-      }
+    EXPECT_EQ(count(l, "R "), c.radials) << c.file;
+    int values = 0;
+    for (float v : bins(l)) {
+      if (v == -9999.0f) continue;
+      ++values;
+      ASSERT_TRUE(v >= c.lo && v <= c.hi) << c.file << " " << v;
     }
-    EXPECT_EQ(radials, c.radials) << c.file;
     EXPECT_GT(values, 10000) << c.file;
   }
   NIDS_info info;
@@ -93,13 +92,6 @@ TEST(NidsNewProducts, NonProductsSayWhatTheyAre) {
   EXPECT_NE(text.error.find("not a product"), std::string::npos) << text.error;
   dump_file("KBMX_SDUS54_N0RBMX_201501020205");
   EXPECT_STREQ(NIDS_not_product(), "");
-}
-
-// Lines of a listing that start with `prefix`.
-int count(const Listing& l, const std::string& prefix) {
-  int n = 0;
-  for (const auto& line : l.lines) n += line.rfind(prefix, 0) == 0;
-  return n;
 }
 
 TEST(NidsNewPackets, ContoursSymbolsAndGenericDataDecode) {

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -58,6 +59,19 @@ inline Listing dump_file(const std::string& name) {
   FilePtr f(std::fopen(data_path(name).c_str(), "rb"));
   if (!f) return {};
   return dump(f.get());
+}
+
+// Every bin of a listing's radials, in order.
+inline std::vector<float> bins(const Listing& l) {
+  std::vector<float> v;
+  for (const auto& line : l.lines) {
+    if (line.rfind("R ", 0) != 0) continue;
+    std::istringstream in(line.substr(2));
+    float angle, width, b;
+    in >> angle >> width;
+    while (in >> b) v.push_back(b);
+  }
+  return v;
 }
 
 // Reads the header of a real product; NIDS_get_header's status, 0 when

@@ -21,6 +21,7 @@
 #include "zor/clr.h"
 #include "zor/cont.h"
 #include "zor/cty.h"
+#include "zor/date.h"
 #include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
@@ -202,13 +203,7 @@ TEST_F(RcmFrameTest, RefreshDrawsTheNextMinutesFile) {
   std::ofstream(first) << "RCMBMX\n1234 ROBUU 0101\n/NEXRAA 0101 0201150216 EDITED\n/ENDAA\n";
   ASSERT_EQ(FILE_set_name(("@" + dir.string() + "/%Y%m%d%h%n.rcm").c_str()), 1);
   char name[FILE_NAME_MAX] = {};
-  Date d;
-  d.year = 2015;
-  d.month = 1;
-  d.day = 2;
-  d.hour = 2;
-  d.min = 16;
-  FILE_set_date(&d, name, sizeof name);
+  FILE_set_date(DATE_to_struct(2015, 1, 2, 2, 16), name, sizeof name);
   Capture cap;
   plot(first.string(), "BMX", cap);
   ASSERT_EQ(zor::rcm::report().num, 101);
