@@ -171,22 +171,13 @@ std::vector<ReadOut> read_outs(const std::string& out) {
   return v;
 }
 
-// The lines the program printed after `label`.
-std::vector<std::string> domain_lines(const std::string& out, const std::string& label) {
-  std::vector<std::string> v;
-  for (const std::string& line : zor::test::lines_of(out))
-    if (line.rfind(label, 0) == 0) v.push_back(line);
-  return v;
-}
-
 // Domains the program printed after `label` ("Product domain: " and the
 // like): the grid spacing is the last field.
 std::vector<double> spacings_after(const std::string& out, const std::string& label) {
   std::vector<double> v;
-  for (const std::string& line : domain_lines(out, label)) {
-    const std::size_t comma = line.rfind(',');
-    if (comma != std::string::npos) v.push_back(std::atof(line.c_str() + comma + 1));
-  }
+  for (const std::string& line : zor::test::lines_of(out))
+    if (const std::size_t comma = line.rfind(','); line.rfind(label, 0) == 0 && comma != std::string::npos)
+      v.push_back(std::atof(line.c_str() + comma + 1));
   return v;
 }
 
@@ -391,24 +382,17 @@ TEST_F(NidsWindowTest, WindowShowsTheBatchPictureAndReadsOutThePointer) {
   const double share = same_share(pic, ref[0], b);
   EXPECT_GE(share, 0.99);
 
-  // Alt-v reads the pointer out: at the site no distance; a hundred pixels
-  // east, west and north the same distance, the beam higher there.
+  // Alt-v reads the pointer out: at the site no distance.
   const ReadOut centre = read_out_at(b.cx(), b.cy());
   EXPECT_NEAR(centre.lat, 33.17, 0.03);
   EXPECT_NEAR(centre.lon, -86.77, 0.03);
   EXPECT_LT(centre.dist, 1.5);
   EXPECT_LT(centre.alt, 100.0);
+  // A hundred pixels east: farther, the beam higher (the formulas are
+  // checked in the batch tests).
   const ReadOut east = read_out_at(b.cx() + 100, b.cy());
-  const ReadOut west = read_out_at(b.cx() - 100, b.cy());
-  const ReadOut north = read_out_at(b.cx(), b.cy() - 100);
   EXPECT_GT(east.lon, centre.lon + 0.5);
-  EXPECT_LT(west.lon, centre.lon - 0.5);
-  EXPECT_GT(north.lat, centre.lat + 0.5);
-  // About the same distance every way (the formulas are checked in the
-  // batch tests), the beam higher out there.
   EXPECT_GT(east.dist, 100.0);
-  EXPECT_NEAR(west.dist, east.dist, east.dist * 0.02);
-  EXPECT_NEAR(north.dist, east.dist, east.dist * 0.02);
   EXPECT_GT(east.alt, centre.alt + 1000.0);
 
   // Return ends the program normally.
@@ -478,16 +462,6 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   const bool restored = poll_until([&] { return (back = capture()) == before; });
   EXPECT_TRUE(restored) << "identical plot pixels after unzoom: " << same_share(back, before, b);
   EXPECT_NE(radar_->out().find("Original domain: "), std::string::npos);
-
-  // The same box dragged the other way round: the same domain and picture.
-  button(true, Button1, b.cx() - hw, b.cy() - hh, ShiftMask);
-  button(false, Button1, b.cx() + hw, b.cy() + hh, Button1Mask | ShiftMask);
-  Picture again;
-  EXPECT_TRUE(poll_until([&] { return (again = capture()) == zoomed; }))
-      << "identical plot pixels: " << same_share(again, zoomed, b);
-  const std::vector<std::string> domains = domain_lines(radar_->out(), "New domain: ");
-  ASSERT_EQ(domains.size(), 2u);
-  EXPECT_EQ(domains[0], domains[1]);
 
   // Alt-q ends the program normally.
   key(XK_q, Mod1Mask);
