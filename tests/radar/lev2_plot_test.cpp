@@ -256,14 +256,8 @@ TEST(Lev2Program, PlotsRealTruncatedAndForeignFiles) {
     if (!c.image) continue;
     // Echo colours (anything but the black background, the white labels and
     // the red map) fill part of the picture.
-    int echo = 0;
-    for (int y = 0; y < img.height; ++y)
-      for (int x = 0; x < img.width; ++x) {
-        const unsigned char* p = img.at(x, y);
-        const std::uint32_t v = static_cast<std::uint32_t>(p[0]) << 16 | p[1] << 8 | p[2];
-        echo += v != 0 && v != 0xFFFFFF && v != 0xFF0000;
-      }
-    EXPECT_GT(echo, 1000);
+    EXPECT_GT(zor::test::count_pixels(img, [](std::uint32_t v) { return v != 0 && v != 0xFFFFFF && v != 0xFF0000; }),
+              1000);
   }
   fs::remove_all(dir);
 }

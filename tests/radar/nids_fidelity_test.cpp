@@ -150,13 +150,9 @@ TEST(NidsNewPackets, UnknownPacketIsSteppedOverByItsLength) {
 
 // Pixels of any colour but grey and the red of the map lines.
 int coloured(const zor::test::Raster& img) {
-  int n = 0;
-  for (int y = 0; y < img.height; ++y)
-    for (int x = 0; x < img.width; ++x) {
-      const unsigned char* p = img.at(x, y);
-      n += (p[0] != p[1] || p[1] != p[2]) && !(p[0] == 255 && p[1] == 0 && p[2] == 0);
-    }
-  return n;
+  return zor::test::count_pixels(img, [](std::uint32_t v) {
+    return ((v >> 16) != (v >> 8 & 0xFF) || (v >> 8 & 0xFF) != (v & 0xFF)) && v != 0xFF0000;
+  });
 }
 
 TEST_F(NidsFidelityTest, SuperResolutionProductIsDrawn) {

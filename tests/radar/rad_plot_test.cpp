@@ -323,12 +323,7 @@ TEST_F(RadProgram, EveryKindPlotsAndBadFilesEndWithAMessage) {
     }
     zor::test::Raster img;
     ASSERT_TRUE(zor::test::read_png((dir_ / "p.png").string(), img)) << c.file;
-    int strong = 0;
-    for (int y = 0; y < img.height; ++y)
-      for (int x = 0; x < img.width; ++x) {
-        const unsigned char* p = img.at(x, y);
-        strong += near(static_cast<std::uint32_t>(p[0]) << 16 | p[1] << 8 | p[2], magenta);
-      }
+    const int strong = zor::test::count_pixels(img, [&](std::uint32_t v) { return near(v, magenta); });
     // Level 6 boxes (and the bar's box) in magenta; the nodate file has none.
     EXPECT_GT(strong, c.file.find("nodate") == std::string::npos ? 200 : 10) << c.file;
   }

@@ -11,6 +11,7 @@
 #include "../common/capture.h"
 #include "zor/cont.h"
 #include "zor/gks.h"
+#include "zor/map.h"
 
 namespace zor::test {
 
@@ -41,6 +42,29 @@ inline std::string linked(const std::filesystem::path& dir, const std::string& p
   const std::filesystem::path link = dir / std::filesystem::path(path).filename();
   if (!std::filesystem::exists(link)) std::filesystem::create_symlink(path, link);
   return "@" + link.string();
+}
+
+// Pixels of a picture (width, height, pixel(x, y) as 0xRRGGBB) that `keep`
+// accepts.
+template <class Picture, class Keep>
+int count_pixels(const Picture& p, Keep keep) {
+  int n = 0;
+  for (int y = 0; y < p.height; ++y)
+    for (int x = 0; x < p.width; ++x) n += keep(p.pixel(x, y));
+  return n;
+}
+
+// The pixel of (lat, lon) in a picture of the current map domain whose plot
+// fills `box` (a FrameBox); 0xFFFFFFFF where the point does not project.
+template <class Picture, class Box>
+std::uint32_t map_pixel(const Picture& p, const Box& box, double lat, double lon) {
+  MAP_limits lim;
+  MAP_get_limits(&lim);
+  float x = 0, y = 0;
+  if (!MAP_tran(static_cast<float>(lat), static_cast<float>(lon), &x, &y)) return 0xFFFFFFFFu;
+  const int px = box.left + static_cast<int>((x - lim.x_min) / (lim.x_max - lim.x_min) * (box.right - box.left));
+  const int py = box.top + static_cast<int>((lim.y_max - y) / (lim.y_max - lim.y_min) * (box.bottom - box.top));
+  return p.pixel(px, py);
 }
 
 }  // namespace zor::test
