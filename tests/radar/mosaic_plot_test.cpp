@@ -148,18 +148,6 @@ TEST_F(MosaicFrameTest, BlockAndRingWhereTheyBelongOnOwnAndOtherProjections) {
   }
 }
 
-TEST_F(MosaicFrameTest, GradientStepsThroughTheFillTable) {
-  const std::string path = make("kavrad-coarse", {"gradient:30:45:-115:-85:5:80"});
-  Capture cap;
-  plot(Kind::Kavrad, path, Domain{}, cap);
-  // Fifteen 5 dBZ steps over 30 degrees: each step two degrees wide.
-  for (int step = 1; step <= 15; ++step) {
-    const double lon = -115.0 + 2.0 * (step - 1) + 1.0;
-    const float value = 5.0f * static_cast<float>(step);
-    EXPECT_TRUE(near(at(cap, 38.0, lon), fill_rgb(value))) << value << " dBZ at " << lon;
-  }
-}
-
 TEST_F(MosaicFrameTest, KavradRowCommandsFillTheirCells) {
   // Rows of the coarse grid: 'E' and '#' fill row 0 with 25 dBZ; row 1 starts
   // with a '#' that draws nothing, then no echo; row 2 is 1 + 30 cells ('$')

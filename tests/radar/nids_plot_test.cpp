@@ -355,42 +355,6 @@ TEST_F(NidsFrameTest, RadialProductsColourEveryBinByTheirTable) {
   }
 }
 
-TEST_F(NidsFrameTest, KnownValuesHaveTheirTableColours) {
-  // 8-bit reflectivity: 22 dBZ lies in the "20:lcyan" step, 32 dBZ in
-  // "30:lgreen"; velocity 15 knots in "10:yellow", -12 knots in "-19:lgreen".
-  struct Case {
-    const char* file;
-    float lo, hi;
-    const char* colour;
-  };
-  const Case cases[] = {{"KBMX_SDUS54_N0QBMX_201501020205", 20.0f, 25.0f, "lcyan"},
-                        {"KBMX_SDUS54_N0QBMX_201501020205", 30.0f, 35.0f, "lgreen"},
-                        {"KBMX_SDUS54_N0VBMX_201501020205", 10.0f, 20.0f, "yellow"},
-                        {"KBMX_SDUS54_N0VBMX_201501020205", -19.0f, -9.0f, "lgreen"}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.file) + " " + c.colour);
-    const Decoded d = decode(data_path(c.file));
-    Capture cap;
-    plot(data_path(c.file), zoomed(data_path(c.file)), cap);
-    const Gpt site = radar_xy(d.info);
-    int found = 0, right = 0;
-    for (std::size_t i = 0; i < d.radials.size() && found < 30; ++i) {
-      const Radial& rad = d.radials[i];
-      for (std::size_t b = 20; b + 1 < rad.bins.size() && found < 30; ++b) {
-        auto in = [&](float v) { return v >= c.lo && v < c.hi; };
-        if (!in(rad.bins[b - 1]) || !in(rad.bins[b]) || !in(rad.bins[b + 1])) continue;
-        int px = 0, py = 0;
-        if (!bin_pixel(site, d.info.domain.dx, rad, b, cap, &px, &py)) continue;
-        ++found;
-        if (near(cap.pixel(px, py), rgb_of(c.colour))) ++right;
-      }
-    }
-    EXPECT_GT(found, 5);
-    EXPECT_EQ(right, found);
-    restart();
-  }
-}
-
 TEST_F(NidsFrameTest, ClutterRadiusLeavesTheInnerBinsEmpty) {
   const std::string name = "KBMX_SDUS54_N0QBMX_201501020205";
   const Decoded d = decode(data_path(name));
