@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -135,15 +134,6 @@ TEST(Lev2Decode, RadialsAndGateValues) {
   }
   EXPECT_EQ(radial, 3960);
   LEV2_close_file();
-}
-
-TEST(Lev2Decode, LegacyScalingsAndCodes) {
-  zor::lev2::MomentInfo vel{true, 1, 0, 0.25f, 8, 2.0f, 129.0f};
-  EXPECT_FLOAT_EQ(zor::lev2::decode(vel, 139), 5.0f);
-  vel.scale = 1.0f;
-  EXPECT_FLOAT_EQ(zor::lev2::decode(vel, 139), 10.0f);
-  EXPECT_FLOAT_EQ(zor::lev2::decode(vel, 0), -100.0f);
-  EXPECT_FLOAT_EQ(zor::lev2::decode(vel, 1), -90.0f);
 }
 
 // The first radial message of the small message-31 volume, channel header

@@ -14,6 +14,7 @@
 #include "device.h"
 #include "gks_kernel.h"
 #include "lev2_test_util.h"
+#include "radar_test_util.h"
 #include "zor/cont.h"
 #include "zor/gks.h"
 #include "zor/lev2.h"
@@ -73,12 +74,7 @@ class Lev2PlotTest : public zor::test::RadarFrameTest {
   }
 
   bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
-    Glim win;
-    GPH_get_win(2, &win);
-    if (x < win.x_min || x > win.x_max || y < win.y_min || y > win.y_max) return false;
-    *px = static_cast<int>(std::floor(xW_p(x)));
-    *py = static_cast<int>(std::floor(yW_p(y)));
-    return *px >= 2 && *py >= 2 && *px < cap.img.width - 2 && *py < cap.img.height - 2;
+    return zor::test::plot_pixel(cap, x, y, px, py);
   }
 
   static int colour_of(float v) {
@@ -102,10 +98,6 @@ class Lev2PlotTest : public zor::test::RadarFrameTest {
     MAP_tran(radar_.clat, radar_.clon, &x0, &y0);
     const std::uint32_t back = rgb_of_index(gget_back_color());
     const float px_per_km = std::fabs(xW_p(x0 + radar_.dx) - xW_p(x0));
-    auto rgb = [&](float v) {
-      const int col = colour_of(v);
-      return col >= 0 ? rgb_of_index(col) : back;
-    };
     for (std::size_t k = 1; k + 1 < rays.size(); ++k) {
       const Ray& r = rays[k];
       bool overlapped = false;
@@ -139,7 +131,7 @@ class Lev2PlotTest : public zor::test::RadarFrameTest {
         bool ok = false;
         for (std::size_t kk = k - 1; !ok && kk <= k + 1; ++kk)
           for (std::size_t ii = i - g; !ok && ii <= i + g; ++ii)
-            ok = ii < rays[kk].v.size() && near(got, rgb(rays[kk].v[ii]));
+            ok = ii < rays[kk].v.size() && near(got, zor::test::fill_rgb(rays[kk].v[ii]));
         c.wrong += !ok;
       }
     }
@@ -264,14 +256,8 @@ TEST(Lev2Program, PlotsRealTruncatedAndForeignFiles) {
     if (!c.image) continue;
     // Echo colours (anything but the black background, the white labels and
     // the red map) fill part of the picture.
-    int echo = 0;
-    for (int y = 0; y < img.height; ++y)
-      for (int x = 0; x < img.width; ++x) {
-        const unsigned char* p = img.at(x, y);
-        const std::uint32_t v = static_cast<std::uint32_t>(p[0]) << 16 | p[1] << 8 | p[2];
-        echo += v != 0 && v != 0xFFFFFF && v != 0xFF0000;
-      }
-    EXPECT_GT(echo, 1000);
+    EXPECT_GT(zor::test::count_pixels(img, [](std::uint32_t v) { return v != 0 && v != 0xFFFFFF && v != 0xFF0000; }),
+              1000);
   }
   fs::remove_all(dir);
 }

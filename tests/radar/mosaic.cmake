@@ -1,7 +1,6 @@
 # NOWRad and KAVRAD mosaics: decoding from bytes, frames of generated files
 # on the in-memory raster, and the radar program.
 zor_add_test(mosaic_decode_test mosaic_decode_test.cpp)
-target_link_libraries(mosaic_decode_test PRIVATE zor_mosaicgen)
 zor_add_test(mosaic_plot_test mosaic_plot_test.cpp)
 target_link_libraries(mosaic_plot_test PRIVATE zor_mosaicgen)
 target_include_directories(mosaic_plot_test PRIVATE ${PROJECT_SOURCE_DIR}/src/gks)

@@ -1,6 +1,7 @@
 // NOWRad and KAVRAD decoding from bytes laid out by hand: the packet and
 // header examples of both formats, then damaged input (missing tags, short
-// records, dates that do not parse, every prefix of a generated file).
+// records, dates that do not parse); cut generated files are swept in
+// robust_test.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -8,12 +9,10 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <unistd.h>
 #include <tuple>
 #include <vector>
 
 #include "../common/expect.h"
-#include "mosaic_gen.h"
 #include "zor/mosaic.h"
 
 namespace {
@@ -254,39 +253,6 @@ TEST(MosaicBadInput, DamagedHeadersAndImagesSayWhy) {
       nowrad_lines(b);
       EXPECT_NE(std::string(zor::mosaic::nowrad_error()).find(c.says), std::string::npos)
           << c.says << ": " << zor::mosaic::nowrad_error();
-    }
-  }
-}
-
-TEST(MosaicBadInput, EveryPrefixOfAGeneratedFileEndsCleanly) {
-  zor::mosaicgen::Pattern pattern;
-  ASSERT_TRUE(pattern.parse("gradient:40:50:-110:-90:5:75", nullptr));
-  zor::mosaicgen::Options o;
-  o.nx = 60;
-  o.ny = 30;
-  o.top = 51.0;
-  o.dx = 0.5;
-  o.dy = 0.5;
-  const std::string path = ::testing::TempDir() + "prefix_" + std::to_string(::getpid()) + ".nowrad";
-  ASSERT_TRUE(zor::mosaicgen::write_file("nowrad", pattern, o, path, nullptr));
-  Bytes whole;
-  {
-    Stream f(std::fopen(path.c_str(), "rb"));
-    for (int c; (c = std::getc(f.get())) != EOF;) whole.push_back(static_cast<std::uint8_t>(c));
-  }
-  std::remove(path.c_str());
-  const auto full = nowrad_lines(whole);
-  ASSERT_EQ(full.size(), 30u);
-  long cells = 0;
-  for (const auto& l : full)
-    for (const Packet& r : l.second) cells += r.run;
-  EXPECT_EQ(cells, 60 * 30);
-  for (std::size_t n = 0; n < whole.size(); ++n) {
-    Bytes part(whole.begin(), whole.begin() + static_cast<long>(n));
-    const auto lines = nowrad_lines(part);
-    EXPECT_LE(lines.size(), full.size());
-    if (lines.empty()) {
-      EXPECT_STRNE(zor::mosaic::nowrad_error(), "") << n;
     }
   }
 }

@@ -11,6 +11,7 @@
 
 #include "../common/radar_fixture.h"
 #include "../common/capture.h"
+#include "radar_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "mosaic_gen.h"
@@ -114,9 +115,7 @@ TEST_F(MosaicOverlayTest, WatchBoxOverTheMosaicWhereItsEndPointsProject) {
     // The data still shows away from the box, in the middle of Kansas.
     float x = 0, y = 0;
     ASSERT_TRUE(MAP_tran(38.5f, -98.0f, &x, &y));
-    Gattribs a;
-    CONT_get_fill_attrib(35.0f, &a);
-    EXPECT_TRUE(near(cap.pixel(static_cast<int>(xW_p(x)), static_cast<int>(yW_p(y))), rgb_of_index(a.color)));
+    EXPECT_TRUE(near(cap.pixel(static_cast<int>(xW_p(x)), static_cast<int>(yW_p(y))), zor::test::fill_rgb(35.0f)));
     restart();
   }
 }

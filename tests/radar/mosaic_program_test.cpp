@@ -12,6 +12,7 @@
 #include "../common/capture.h"
 #include "../gks/print_test_util.h"
 #include "mosaic_gen.h"
+#include "radar_test_util.h"
 #include "zor/dom.h"
 #include "zor/map.h"
 
@@ -69,15 +70,7 @@ TEST_F(MosaicProgramTest, KansasBlockLandsOverKansasInItsColour) {
     DOM_init(&d);
     ASSERT_GE(DOM_decode(c.region, &d), 1);
     MAP_domain(&d);
-    MAP_limits lim;
-    MAP_get_limits(&lim);
-    auto pixel = [&](double lat, double lon) {
-      float x = 0, y = 0;
-      MAP_tran(static_cast<float>(lat), static_cast<float>(lon), &x, &y);
-      const int px = f.left + static_cast<int>((x - lim.x_min) / (lim.x_max - lim.x_min) * (f.right - f.left));
-      const int py = f.top + static_cast<int>((lim.y_max - y) / (lim.y_max - lim.y_min) * (f.bottom - f.top));
-      return img.pixel(px, py);
-    };
+    auto pixel = [&](double lat, double lon) { return zor::test::map_pixel(img, f, lat, lon); };
     for (const auto& [lat, lon] : {std::pair{38.5, -98.0}, {37.7, -100.2}, {39.3, -95.8}})
       EXPECT_TRUE(near(pixel(lat, lon), kBrown)) << lat << "," << lon << ": " << std::hex << pixel(lat, lon);
     for (const auto& [lat, lon] : {std::pair{35.0, -98.0}, {42.0, -98.0}, {38.5, -104.0}, {38.5, -91.0}})

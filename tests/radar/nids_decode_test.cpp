@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <tuple>
 
@@ -77,22 +78,16 @@ TEST(NidsRefusal, EmptyAndMissingFiles) {
 TEST(NidsHeader, BaseReflectivityRadial) {
   NIDS_info info;
   ASSERT_EQ(header_of("KBMX_SDUS54_N0RBMX_201501020205", &info), 1);
-  EXPECT_EQ(info.code, 19);
   EXPECT_STREQ(info.info, "Base reflectivity (Dbz)");
-  EXPECT_STREQ(info.misc, "Md=pr Rng=124(0.5) El=0.5");
-  EXPECT_EQ(info.type, NIDS_PKT_RADIAL);
-  EXPECT_EQ(info.src, 320);
-  EXPECT_EQ(info.mode, 2);
+  EXPECT_EQ(std::tuple(info.code, info.type, info.src, info.mode), std::tuple(19, NIDS_PKT_RADIAL, 320, 2));
   EXPECT_EQ(std::tuple(info.date.year, info.date.month, info.date.day, info.date.hour, info.date.min, info.date.sec),
             std::tuple(2015, 1, 2, 2, 5, 28));
-  EXPECT_TRUE(zor::test::floats_eq({info.res, info.range, info.elev}, {0.54f, 124.0f, 0.5f}));
+  EXPECT_TRUE(zor::test::floats_eq({info.res, info.range, info.elev, info.domain.clat, info.domain.plon},
+                                   {0.54f, 124.0f, 0.5f, 33.172f, -86.77f}));
   EXPECT_NEAR(info.alt, 759 * 0.3048, 1e-3);
   // 230 bins: a 460-point image on a 691 x 461 point site domain.
-  EXPECT_EQ(info.nx, 460);
-  EXPECT_EQ(info.ny, 460);
-  EXPECT_EQ(std::tuple(info.domain.proj, info.domain.nx, info.domain.ny), std::tuple(1, 691, 461));
-  EXPECT_FLOAT_EQ(info.domain.clat, 33.172f);
-  EXPECT_FLOAT_EQ(info.domain.plon, -86.77f);
+  EXPECT_EQ(std::tuple(info.nx, info.ny, info.domain.proj, info.domain.nx, info.domain.ny),
+            std::tuple(460, 460, 1, 691, 461));
   EXPECT_GT(info.domain.dx, 0.0f);
   // Level 0 is "no data" (-90 by the coded-threshold rule), then 5 dBZ steps.
   EXPECT_FLOAT_EQ(info.thres[0], -90.0f);
@@ -100,12 +95,8 @@ TEST(NidsHeader, BaseReflectivityRadial) {
 }
 
 TEST(NidsHeader, LabelTexts) {
-  struct Case {
-    const char* file;
-    const char* label;
-  };
   // Mode, range (resolution), elevation and maxima as each product carries them.
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"KBMX_SDUS54_N0QBMX_201501020205", "Md=pr Rng=248(0.5) El=0.5"},
       {"KBMX_SDUS54_NCRBMX_201501020205", "Md=pr Rng=124(0.5) Mx=52"},
       {"KBMX_SDUS74_EETBMX_201501020205", "Md=pr Rng=186(0.5) Mx=30"},
@@ -114,58 +105,51 @@ TEST(NidsHeader, LabelTexts) {
       {"KBMX_SDUS34_NVWBMX_201501020205", "Md=pr Mx=69"},
       {"KLOT_SDUS53_TZLORD_201501150003", "Md=pr Rng=224(0.2) Mx=56"},
   };
-  for (const Case& c : cases) {
+  for (const auto& [file, label] : cases) {
     NIDS_info info;
-    ASSERT_EQ(header_of(c.file, &info), 1) << c.file;
-    EXPECT_STREQ(info.misc, c.label) << c.file;
+    ASSERT_EQ(header_of(file, &info), 1) << file;
+    EXPECT_STREQ(info.misc, label) << file;
   }
 }
 
-TEST(NidsHeader, BzipSymbologyAndSiteDomain) {
-  NIDS_info info;
-  ASSERT_EQ(header_of("KBMX_SDUS54_N0QBMX_201501020205", &info), 1);
-  EXPECT_EQ(info.code, 94);
-  EXPECT_EQ(info.type, NIDS_PKT_DIGITAL_RADIAL);
-  EXPECT_FLOAT_EQ(info.thres[0], -32.0f);
-  EXPECT_FLOAT_EQ(info.thres[1], 0.5f);
-  EXPECT_FLOAT_EQ(info.range, 248.0f);
+TEST(NidsHeader, BzipRadialPrecipitationArrayAndWindProfile) {
+  NIDS_info q, p, w;
+  ASSERT_EQ(header_of("KBMX_SDUS54_N0QBMX_201501020205", &q), 1);
+  ASSERT_EQ(header_of("KBMX_SDUS54_DPABMX_201501020205", &p), 1);
+  ASSERT_EQ(header_of("KBMX_SDUS34_NVWBMX_201501020205", &w), 1);
   // 460 bins give a 920-point image and a 1381 x 921 point domain.
-  EXPECT_EQ(info.nx, 920);
-  EXPECT_EQ(info.domain.nx, 1381);
-  EXPECT_EQ(info.domain.ny, 921);
+  EXPECT_EQ(std::tuple(q.code, q.type, q.nx, q.domain.nx, q.domain.ny),
+            std::tuple(94, NIDS_PKT_DIGITAL_RADIAL, 920, 1381, 921));
+  EXPECT_TRUE(zor::test::floats_eq({q.thres[0], q.thres[1], q.range}, {-32.0f, 0.5f, 248.0f}));
+  // The precipitation array lies on the polar grid of the summaries.
+  EXPECT_EQ(std::tuple(p.code, p.type, p.nx), std::tuple(81, NIDS_PKT_PRECIP_ARRAY, 131));
+  EXPECT_TRUE(zor::test::floats_eq({p.domain.plat, p.domain.plon, p.domain.dx}, {90.0f, -105.0f, 0.047596f}));
+  EXPECT_STREQ(p.info, "Digital precip array (in)");
+  // The wind profile is a graph.
+  EXPECT_EQ(std::tuple(w.code, w.domain.proj), std::tuple(48, 99));
+  EXPECT_TRUE(zor::test::floats_eq({w.domain.dx, w.res}, {511.0f, 512.0f}));
+  EXPECT_STREQ(w.info, "VAD wind profile (knt)");
 }
 
-TEST(NidsHeader, PrecipitationArrayUsesPolarGrid) {
-  NIDS_info info;
-  ASSERT_EQ(header_of("KBMX_SDUS54_DPABMX_201501020205", &info), 1);
-  EXPECT_EQ(std::tuple(info.code, info.type, info.nx), std::tuple(81, NIDS_PKT_PRECIP_ARRAY, 131));
-  EXPECT_TRUE(zor::test::floats_eq({info.domain.plat, info.domain.plon, info.domain.dx}, {90.0f, -105.0f, 0.047596f}));
-  EXPECT_STREQ(info.info, "Digital precip array (in)");
-}
-
-TEST(NidsHeader, WindProfileIsAGraph) {
-  NIDS_info info;
-  ASSERT_EQ(header_of("KBMX_SDUS34_NVWBMX_201501020205", &info), 1);
-  EXPECT_EQ(info.code, 48);
-  EXPECT_EQ(info.domain.proj, 99);
-  EXPECT_FLOAT_EQ(info.domain.dx, 511.0f);
-  EXPECT_FLOAT_EQ(info.res, 512.0f);
-  EXPECT_STREQ(info.info, "VAD wind profile (knt)");
-}
-
-TEST(NidsItems, RadialRowsHoldOneValuePerBin) {
-  const Listing l = dump_file("KBMX_SDUS54_N0RBMX_201501020205");
-  ASSERT_EQ(l.status, 0);
-  int radials = 0;
-  for (const auto& s : l.lines) {
-    if (s.rfind("R ", 0) != 0) continue;
-    ++radials;
-    int values = -2;  // start and width
-    for (std::size_t p = 1; p < s.size(); ++p)
-      if (s[p] == ' ') ++values;
-    EXPECT_EQ(values, 230) << s.substr(0, 40);
+TEST(NidsItems, RadialsAndArrayRowsHoldOneValuePerBin) {
+  const struct {
+    const char* file;
+    const char* prefix;
+    int words;  // before the values: start and width of a radial
+    int values, rows;
+  } cases[] = {{"KBMX_SDUS54_N0RBMX_201501020205", "R ", 2, 230, 360},
+               {"KBMX_SDUS54_DPABMX_201501020205", "W ", 1, 131, 131}};
+  for (const auto& c : cases) {
+    const Listing l = dump_file(c.file);
+    ASSERT_EQ(l.status, 0) << c.file;
+    int rows = 0;
+    for (const auto& s : l.lines) {
+      if (s.rfind(c.prefix, 0) != 0) continue;
+      ++rows;
+      EXPECT_EQ(std::count(s.begin(), s.end(), ' ') - c.words, c.values) << s.substr(0, 40);
+    }
+    EXPECT_EQ(rows, c.rows) << c.file;
   }
-  EXPECT_EQ(radials, 360);
 }
 
 TEST(NidsItems, WindBarbsTextsAndVectorsOfWindProfile) {
@@ -173,23 +157,16 @@ TEST(NidsItems, WindBarbsTextsAndVectorsOfWindProfile) {
   ASSERT_EQ(l.status, 0);
   int barbs = 0, texts = 0, vectors = 0;
   for (const auto& s : l.lines) {
-    barbs += s.rfind("B ", 0) == 0;
     texts += s.rfind("T ", 0) == 0;
     vectors += s.rfind("V ", 0) == 0;
-  }
-  EXPECT_GT(barbs, 0);
-  EXPECT_GT(texts, 0);
-  EXPECT_GT(vectors, 0);
-  // Barb speeds and directions are plausible knots and degrees.
-  for (const auto& s : l.lines) {
     if (s.rfind("B ", 0) != 0) continue;
+    ++barbs;
+    // Barb speeds and directions are plausible knots and degrees.
     float val, x, y, dir, spd;
     ASSERT_EQ(std::sscanf(s.c_str(), "B %f %f %f %f %f", &val, &x, &y, &dir, &spd), 5);
-    EXPECT_GE(dir, 0.0f);
-    EXPECT_LE(dir, 360.0f);
-    EXPECT_GE(spd, 0.0f);
-    EXPECT_LT(spd, 300.0f);
+    EXPECT_TRUE(dir >= 0.0f && dir <= 360.0f && spd >= 0.0f && spd < 300.0f) << s;
   }
+  EXPECT_GT(std::min({barbs, texts, vectors}), 0) << barbs << " " << texts << " " << vectors;
 }
 
 TEST(NidsItems, StormTrackingPagesCarryTables) {
@@ -198,20 +175,6 @@ TEST(NidsItems, StormTrackingPagesCarryTables) {
   bool storm_id = false;
   for (const auto& s : l.lines) storm_id |= s.rfind("P1 T", 0) == 0 && s.find("STORM ID") != std::string::npos;
   EXPECT_TRUE(storm_id);
-}
-
-TEST(NidsItems, PrecipitationArrayRowsCoverTheGrid) {
-  const Listing l = dump_file("KBMX_SDUS54_DPABMX_201501020205");
-  ASSERT_EQ(l.status, 0);
-  int rows = 0;
-  for (const auto& s : l.lines) {
-    if (s.rfind("W ", 0) != 0) continue;
-    ++rows;
-    int values = -1;
-    for (char c : s) values += c == ' ';
-    EXPECT_EQ(values, 131) << s.substr(0, 30);
-  }
-  EXPECT_EQ(rows, 131);
 }
 
 TEST(NidsItems, HandMadeLayerWithEveryItemKind) {
@@ -292,16 +255,10 @@ TEST(NidsItems, ConcatenatedProductSelectedByExtension) {
 }
 
 TEST(NidsValues, ThresholdWords) {
-  using zor::nids::generic_threshold;
-  EXPECT_FLOAT_EQ(generic_threshold(0x8000), -100.0f);
-  EXPECT_FLOAT_EQ(generic_threshold(0x8001), -90.0f);
-  EXPECT_FLOAT_EQ(generic_threshold(0x8003), -90.0f);
-  EXPECT_FLOAT_EQ(generic_threshold(0x2032), 2.5f);
-  EXPECT_FLOAT_EQ(generic_threshold(0x1032), 5.0f);
-  EXPECT_FLOAT_EQ(generic_threshold(0x0105), -5.0f);
-  EXPECT_FLOAT_EQ(generic_threshold(0x0832), 50.01f);
-  EXPECT_FLOAT_EQ(generic_threshold(0x0432), 49.99f);
-  EXPECT_FLOAT_EQ(generic_threshold(0x0232), 50.0f);
+  const std::pair<int, float> cases[] = {{0x8000, -100.0f}, {0x8001, -90.0f}, {0x8003, -90.0f},
+                                         {0x2032, 2.5f},    {0x1032, 5.0f},   {0x0105, -5.0f},
+                                         {0x0832, 50.01f},  {0x0432, 49.99f}, {0x0232, 50.0f}};
+  for (const auto& [word, value] : cases) EXPECT_FLOAT_EQ(zor::nids::generic_threshold(word), value) << word;
 }
 
 TEST(NidsValues, ProductThresholdRules) {
@@ -321,39 +278,29 @@ TEST(NidsValues, ProductThresholdRules) {
 }
 
 TEST(NidsValues, DigitalProductsScale) {
-  // DOD (174): scaled, offset and divided by 100; the digital VIL (134)
-  // uses its linear and logarithmic pieces. No value may be NaN or infinite.
-  for (const char* name : {"KBMX_SDUS84_DODBMX_201501020205", "KBMX_SDUS54_DVLBMX_201501020205",
-                           "KBMX_SDUS74_EETBMX_201501020205"}) {
+  // DOD (174): scaled, offset and divided by 100 (inches, not hundredths);
+  // the digital VIL (134) uses its linear and logarithmic pieces; echo tops
+  // in thousands of feet. No value may be NaN or infinite.
+  const std::tuple<const char*, float, float> cases[] = {{"KBMX_SDUS84_DODBMX_201501020205", -20.0f, 20.0f},
+                                                         {"KBMX_SDUS54_DVLBMX_201501020205", -1e9f, 1e9f},
+                                                         {"KBMX_SDUS74_EETBMX_201501020205", -2.0f, 80.0f}};
+  for (const auto& [name, floor, ceiling] : cases) {
     const Listing l = dump_file(name);
     ASSERT_EQ(l.status, 0) << name;
-    float lo = 1e9f, hi = -1e9f;
+    float lo = 1e9f, hi = -1e9f, v = 0;
     for (const auto& s : l.lines) {
       if (s.rfind("R ", 0) != 0) continue;
-      const char* p = s.c_str() + 2;
-      char* end;
-      std::strtof(p, &end);
-      std::strtof(end, &end);  // start, width
-      for (p = end; *p;) {
-        const float v = std::strtof(p, &end);
-        if (end == p) break;
+      std::istringstream in(s.substr(2));
+      in >> v >> v;  // start, width
+      while (in >> v) {
         ASSERT_TRUE(std::isfinite(v)) << name;
-        if (v != -9999.0f) {
-          lo = std::min(lo, v);
-          hi = std::max(hi, v);
-        }
-        p = end;
+        if (v != -9999.0f) lo = std::min(lo, v), hi = std::max(hi, v);
       }
+      ASSERT_TRUE(in.eof()) << name << ": a value that is no number in " << s.substr(0, 40);
     }
     EXPECT_LT(lo, hi) << name;
-    if (std::string(name).find("DOD") != std::string::npos) {
-      EXPECT_GT(lo, -20.0f);  // inches of difference, not hundredths
-      EXPECT_LT(hi, 20.0f);
-    }
-    if (std::string(name).find("EET") != std::string::npos) {
-      EXPECT_GE(lo, -2.0f);  // thousands of feet
-      EXPECT_LT(hi, 80.0f);
-    }
+    EXPECT_GE(lo, floor) << name;
+    EXPECT_LT(hi, ceiling) << name;
   }
 }
 
@@ -384,13 +331,5 @@ TEST(NidsValues, DatesAndTimes) {
 }
 
 TEST(NidsTables, EveryCodeListedOnce) { EXPECT_TRUE(zor::nids::product_tables_consistent()); }
-
-TEST(NidsTables, SiteAndMosaicRowsByCode) {
-  using zor::nids::rules;
-  EXPECT_STREQ(rules(94).site_name, "Base reflectivity (Dbz)");
-  EXPECT_STREQ(rules(40).mosaic_name, "Composite reflectivity (Dbz)");
-  EXPECT_EQ(rules(40).site_name, nullptr);
-  EXPECT_FALSE(rules(9999).in_site_table);
-}
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <netcdf.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <string>
 #include <vector>
 

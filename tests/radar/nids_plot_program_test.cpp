@@ -1,6 +1,8 @@
 // The radar program plotting NIDS products end to end without a display:
 // PNG images read back with libpng, the text grid of a raster product
-// compared cell by cell with the decoder, and several files as a loop.
+// compared cell by cell with the decoder, and several files as a loop (the
+// watch overlay is checked on mosaics, and through this program against an
+// endless bulletin in robust_test).
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -13,6 +15,7 @@
 #include "../common/files.h"
 #include "../gks/print_test_util.h"
 #include "nids_test_util.h"
+#include "radar_test_util.h"
 #include "zor/nids.h"
 
 namespace fs = std::filesystem;
@@ -29,11 +32,7 @@ class NidsProgramTest : public ::testing::Test {
   // The product linked into the working folder: the program reads a '-' in
   // a file's path as the start of extension text, and the checkout's path
   // may hold one.
-  std::string product(const char* name) const {
-    const fs::path link = dir_ / name;
-    if (!fs::exists(link)) fs::create_symlink(data_path(name), link);
-    return "@" + link.string();
-  }
+  std::string product(const char* name) const { return zor::test::linked(dir_, data_path(name)); }
 
   zor::test::TempDir tmp_{"nids_plot_program"};
   const fs::path& dir_ = tmp_.path();
@@ -146,12 +145,10 @@ TEST_F(NidsProgramTest, SeveralFilesMakeOneFramePerFile) {
   for (int y = 0; y < a.height; ++y)
     for (int x = 0; x < a.width; ++x) differ += a.pixel(x, y) != b.pixel(x, y);
   EXPECT_GT(differ, 1000);
-}
-
-TEST_F(NidsProgramTest, SingleMissingFileEndsWithStatusTen) {
-  const ProgramRun r = radar("-of png:@x.png @no_such_product");
-  EXPECT_EQ(r.status, 10);
-  EXPECT_NE(r.err.find("NIDS_open_file: Unable to open file:no_such_product"), std::string::npos) << r.err;
+  // A single file that does not open ends the program.
+  const ProgramRun alone = radar("-of png:@x.png @no_such_product");
+  EXPECT_EQ(alone.status, 10);
+  EXPECT_NE(alone.err.find("NIDS_open_file: Unable to open file:no_such_product"), std::string::npos) << alone.err;
 }
 
 TEST_F(NidsProgramTest, GraphAndTableProductsPlot) {
@@ -193,38 +190,6 @@ TEST_F(NidsProgramTest, GraphAndTableProductsPlot) {
       EXPECT_EQ(counts[1], counts[0]);
     }
   }
-}
-
-TEST_F(NidsProgramTest, WatchBoxesOfTheProductTime) {
-  // A tornado watch around Birmingham, valid at the product's time.
-  fs::create_directories(dir_ / "watch");
-  std::ofstream(dir_ / "watch" / "15010202.wat")
-      << "392\nWWUS30 KWNS 020105\nSAW6\nSPC AWW 020105\n"
-         "WW 600 TORNADO AL 020105Z - 020800Z\n"
-         "AXIS..40 STATUTE MILES EAST AND WEST OF LINE..\n"
-         "30S BHM/BIRMINGHAM AL/ - 30N BHM/BIRMINGHAM AL/\n"
-         "..AVIATION COORDS.. 35NM E/W /30S BHM - 30N BHM/\n\n";
-  const std::string args = "-wp '" + (dir_ / "watch").string() + "' -of png:@";
-  const ProgramRun with = radar("-va watch " + args + "w.png " + product("KBMX_SDUS54_N0RBMX_201501020205"));
-  const ProgramRun without = radar(args + "n.png " + product("KBMX_SDUS54_N0RBMX_201501020205"));
-  ASSERT_EQ(with.status, 0) << with.err;
-  ASSERT_EQ(without.status, 0) << without.err;
-  zor::test::Raster a, b;
-  ASSERT_TRUE(zor::test::read_png((dir_ / "w.png").string(), a));
-  ASSERT_TRUE(zor::test::read_png((dir_ / "n.png").string(), b));
-  // The box's outline changes pixels, all of them near the radar (BHM is
-  // 40 km north-east of it), none at the far edges.
-  const FrameBox f = frame_of(a);
-  int near = 0, far = 0;
-  for (int y = f.top + 2; y < f.bottom - 1; ++y)
-    for (int x = f.left + 2; x < f.right - 1; ++x) {
-      if (a.pixel(x, y) == b.pixel(x, y)) continue;
-      const bool centre = std::abs(x - (f.left + f.right) / 2) < (f.right - f.left) / 3 &&
-                          std::abs(y - (f.top + f.bottom) / 2) < (f.bottom - f.top) / 3;
-      (centre ? near : far) += 1;
-    }
-  EXPECT_GT(near, 100) << with.err;
-  EXPECT_EQ(far, 0);
 }
 
 }  // namespace

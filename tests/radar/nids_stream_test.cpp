@@ -1,12 +1,12 @@
 // The streaming reader: compressed products decode exactly like their plain
-// form, and cut or damaged products end cleanly (run these under the
-// sanitizer build as well).
-#include <bzlib.h>
+// form, and bad counts are refused with a reason (cut and damaged products
+// are swept in robust_test).
 #include <gtest/gtest.h>
+
+#include <bzlib.h>
 #include <zlib.h>
 
 #include <algorithm>
-#include <random>
 #include <string>
 
 #include "nids_test_util.h"
@@ -15,16 +15,47 @@ using namespace nids_test;
 
 namespace {
 
+// Length of the first `lines` text lines of a product (its bulletin header).
+std::size_t after_lines(const Bytes& b, int lines) {
+  std::size_t pos = 0;
+  for (int i = 0; i < lines; ++i)
+    pos = static_cast<std::size_t>(std::find(b.begin() + static_cast<long>(pos), b.end(), '\n') - b.begin()) + 1;
+  return pos;
+}
+
+// The zlib streams from `pos` on (as compressed products hold them one after
+// the other), unpacked by zlib itself; false if one does not end cleanly.
+bool inflate_streams(const Bytes& in, std::size_t pos, Bytes* out) {
+  for (Bytes buf(1 << 20); pos + 2 <= in.size() && in[pos] == 'x';) {
+    uLongf n = buf.size();
+    uLong used = in.size() - pos;
+    if (uncompress2(buf.data(), &n, in.data() + pos, &used) != Z_OK) return false;
+    out->insert(out->end(), buf.begin(), buf.begin() + static_cast<long>(n));
+    pos += used;
+  }
+  return !out->empty();
+}
+
+// The bzip2 stream from `pos` on, unpacked by libbz2 itself.
+bool bunzip(const Bytes& in, std::size_t pos, Bytes* out) {
+  Bytes buf(1 << 22);
+  unsigned n = static_cast<unsigned>(buf.size());
+  char* src = reinterpret_cast<char*>(const_cast<std::uint8_t*>(in.data() + pos));
+  if (BZ2_bzBuffToBuffDecompress(reinterpret_cast<char*>(buf.data()), &n, src, static_cast<unsigned>(in.size() - pos),
+                                 0, 0) != BZ_OK)
+    return false;
+  out->insert(out->end(), buf.begin(), buf.begin() + n);
+  return true;
+}
+
 TEST(NidsCompression, ZlibProductMatchesItsPlainForm) {
   // Whole product zlib-compressed (in several streams) after a SOH CR
   // bulletin header; each stream repeats 54 bytes of bulletin text first.
   const Bytes z = read_file(data_path("N0R_20041119_2147"));
   ASSERT_EQ(z[0], 0x01);
   const std::size_t head = after_lines(z, 4);
-  std::size_t used = 0;
-  bool complete = false;
-  const Bytes body = inflate_streams(Bytes(z.begin() + static_cast<long>(head), z.end()), &used, &complete);
-  EXPECT_TRUE(complete);
+  Bytes body;
+  EXPECT_TRUE(inflate_streams(z, head, &body));
   ASSERT_GT(body.size(), 54u + 120u);
   Bytes plain(z.begin(), z.begin() + static_cast<long>(head));
   plain.insert(plain.end(), body.begin() + 54, body.end());
@@ -44,9 +75,8 @@ TEST(NidsCompression, BzipSymbologyMatchesItsPlainForm) {
     const std::size_t symb = after_lines(c, 2) + 120;
     ASSERT_EQ(c[symb], 'B') << name;
     Bytes plain(c.begin(), c.begin() + static_cast<long>(symb));
-    bool complete = false;
-    const Bytes body = bunzip(Bytes(c.begin() + static_cast<long>(symb), c.end()), &complete);
-    EXPECT_TRUE(complete) << name;
+    Bytes body;
+    EXPECT_TRUE(bunzip(c, symb, &body)) << name;
     plain.insert(plain.end(), body.begin(), body.end());
     const Listing a = dump_bytes(c);
     const Listing b = dump_bytes(plain);
@@ -76,65 +106,6 @@ TEST(NidsCompression, RedrawReadsTheSameProductAgain) {
   const Listing b = dump(f.get());
   EXPECT_EQ(a.status, 0);
   EXPECT_EQ(a.lines, b.lines);
-}
-
-// Every prefix (or every few bytes for larger files) must end with a
-// status, never a crash or a hang.
-TEST(NidsRobustness, TruncationSweep) {
-  struct Case {
-    const char* name;
-    std::size_t step;
-  };
-  for (const Case c : {Case{"NVL_20041130_1946", 1}, Case{"KBMX_SDUS54_NVLBMX_201501020205", 1},
-                       Case{"NVW_20041117_1657", 1}, Case{"KBMX_SDUS74_EETBMX_201501020205", 997},
-                       Case{"KBMX_SDUS34_NSTBMX_201501020205", 13}}) {
-    const Bytes full = read_file(data_path(c.name));
-    ASSERT_FALSE(full.empty()) << c.name;
-    const Listing whole = dump_bytes(full);
-    ASSERT_EQ(whole.status, 0) << c.name;
-    for (std::size_t n = 0; n < full.size(); n += c.step) {
-      const Listing l = dump_bytes(Bytes(full.begin(), full.begin() + static_cast<long>(n)));
-      ASSERT_GE(l.status, 0) << c.name << " cut at " << n;
-      // Never more items than the whole product holds.
-      ASSERT_LE(l.lines.size(), whole.lines.size()) << c.name << " cut at " << n;
-    }
-  }
-}
-
-TEST(NidsRobustness, CorruptedBytesSweep) {
-  std::mt19937 rng(20150102);
-  struct Case {
-    const char* name;
-    bool header_sweep;
-    int trials;
-  };
-  for (const Case c : {Case{"KBMX_SDUS54_NVLBMX_201501020205", true, 60},
-                       Case{"NVL_20041130_1946", true, 60},
-                       Case{"KBMX_SDUS34_NSTBMX_201501020205", true, 60},
-                       Case{"NVW_20041117_1657", true, 60},
-                       Case{"KBMX_SDUS74_EETBMX_201501020205", false, 20}}) {
-    const Bytes good = read_file(data_path(c.name));
-    ASSERT_FALSE(good.empty());
-    // Every header byte (message, description, symbology and first packet
-    // headers) set to each of a few telling values...
-    const std::size_t header = c.header_sweep ? std::min<std::size_t>(good.size(), 200) : 0;
-    for (std::size_t i = 0; i < header; ++i) {
-      for (std::uint8_t v : {std::uint8_t{0x00}, std::uint8_t{0xFF}, std::uint8_t{0x7F}}) {
-        Bytes bad = good;
-        bad[i] = v;
-        const Listing l = dump_bytes(bad);
-        ASSERT_GE(l.status, 0) << c.name << " byte " << i;
-      }
-    }
-    // ...and random damage anywhere.
-    for (int trial = 0; trial < c.trials; ++trial) {
-      Bytes bad = good;
-      for (int k = 0; k < 4; ++k)
-        bad[std::uniform_int_distribution<std::size_t>(0, bad.size() - 1)(rng)] =
-            static_cast<std::uint8_t>(rng());
-      ASSERT_GE(dump_bytes(bad).status, 0) << c.name << " trial " << trial;
-    }
-  }
 }
 
 TEST(NidsRobustness, HandMadeBadCounts) {

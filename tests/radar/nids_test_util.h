@@ -2,15 +2,13 @@
 // decode, and products built in memory.
 #pragma once
 
-#include <bzlib.h>
-#include <zlib.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -31,84 +29,10 @@ inline Bytes read_file(const std::string& path) {
   return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// Length of the first `lines` text lines of a product (its bulletin header).
-inline std::size_t after_lines(const Bytes& b, int lines) {
-  std::size_t pos = 0;
-  for (int i = 0; i < lines; ++i)
-    pos = static_cast<std::size_t>(std::find(b.begin() + static_cast<long>(pos), b.end(), '\n') - b.begin()) + 1;
-  return pos;
-}
-
-// Inflates the zlib streams of `in` one after the other, as compressed
-// products hold them; `used` gets the bytes read, `complete` whether every
-// stream ended cleanly.
-inline Bytes inflate_streams(const Bytes& in, std::size_t* used = nullptr, bool* complete = nullptr) {
-  Bytes out;
-  std::size_t pos = 0;
-  bool ok = true;
-  while (pos + 2 <= in.size() && in[pos] == 'x') {
-    z_stream zs{};
-    if (inflateInit(&zs) != Z_OK) {
-      ok = false;
-      break;
-    }
-    zs.next_in = const_cast<Bytef*>(in.data() + pos);
-    zs.avail_in = static_cast<uInt>(in.size() - pos);
-    int stat;
-    do {
-      std::uint8_t buf[4096];
-      zs.next_out = buf;
-      zs.avail_out = sizeof buf;
-      stat = inflate(&zs, Z_NO_FLUSH);
-      out.insert(out.end(), buf, buf + (sizeof buf - zs.avail_out));
-    } while (stat == Z_OK);
-    pos += zs.total_in;
-    inflateEnd(&zs);
-    if (stat != Z_STREAM_END) {
-      ok = false;
-      break;
-    }
-  }
-  if (used) *used = pos;
-  if (complete) *complete = ok;
-  return out;
-}
-
-// Unpacks one bzip2 stream; `complete` says whether it ended cleanly.
-inline Bytes bunzip(const std::uint8_t* in, std::size_t n, bool* complete = nullptr) {
-  Bytes out;
-  bz_stream bz{};
-  int stat = BZ2_bzDecompressInit(&bz, 0, 0);
-  if (stat == BZ_OK) {
-    bz.next_in = reinterpret_cast<char*>(const_cast<std::uint8_t*>(in));
-    bz.avail_in = static_cast<unsigned>(n);
-    do {
-      char buf[65536];
-      bz.next_out = buf;
-      bz.avail_out = sizeof buf;
-      stat = BZ2_bzDecompress(&bz);
-      out.insert(out.end(), buf, buf + (sizeof buf - bz.avail_out));
-    } while (stat == BZ_OK);
-    BZ2_bzDecompressEnd(&bz);
-  }
-  if (complete) *complete = stat == BZ_STREAM_END;
-  return out;
-}
-
-inline Bytes bunzip(const Bytes& in, bool* complete = nullptr) { return bunzip(in.data(), in.size(), complete); }
-
 struct FileCloser {
   void operator()(FILE* f) const { std::fclose(f); }
 };
 using FilePtr = std::unique_ptr<FILE, FileCloser>;
-
-// An anonymous temporary file holding `bytes`.
-inline FilePtr memory_file(const Bytes& bytes) {
-  FilePtr f(std::tmpfile());
-  if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f.get());
-  std::rewind(f.get());
-  return f;
-}
 
 struct Listing {
   int status = -1;
@@ -123,8 +47,11 @@ inline Listing dump(FILE* f) {
   return l;
 }
 
+// Through an anonymous temporary file holding `b`.
 inline Listing dump_bytes(const Bytes& b) {
-  auto f = memory_file(b);
+  FilePtr f(std::tmpfile());
+  if (!b.empty()) std::fwrite(b.data(), 1, b.size(), f.get());
+  std::rewind(f.get());
   return dump(f.get());
 }
 
@@ -132,6 +59,19 @@ inline Listing dump_file(const std::string& name) {
   FilePtr f(std::fopen(data_path(name).c_str(), "rb"));
   if (!f) return {};
   return dump(f.get());
+}
+
+// Every bin of a listing's radials, in order.
+inline std::vector<float> bins(const Listing& l) {
+  std::vector<float> v;
+  for (const auto& line : l.lines) {
+    if (line.rfind("R ", 0) != 0) continue;
+    std::istringstream in(line.substr(2));
+    float angle, width, b;
+    in >> angle >> width;
+    while (in >> b) v.push_back(b);
+  }
+  return v;
 }
 
 // Reads the header of a real product; NIDS_get_header's status, 0 when

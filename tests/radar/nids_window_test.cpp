@@ -7,9 +7,7 @@
 #include <unistd.h>
 #include <fcntl.h>
 
-#include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -18,11 +16,10 @@
 #include <string>
 #include <vector>
 
-#include "../common/capture.h"
 #include "../common/xvfb_env.h"
 #include "../gks/print_test_util.h"
 #include "nids_test_util.h"
-#include "zor/clr.h"
+#include "radar_test_util.h"
 
 // After the test framework: Xlib defines None and Status.
 #include <X11/Xlib.h>
@@ -90,41 +87,17 @@ double same_share(const Picture& a, const Picture& b, const Box& box) {
   return all > 0 ? static_cast<double>(same) / static_cast<double>(all) : 0.0;
 }
 
-// The 8-bit colours of the product's fill table, from the bundled colour
-// table the program reads when no resource file is found.
-std::vector<std::uint32_t> fill_colours() {
-  static const char* const names[] = {"blue", "lblue",  "cyan",    "lcyan",    "green", "lgreen", "brown", "yellow",
-                                      "red",  "lred",   "magenta", "lmagenta", "dgray", "lgray",  "white"};
-  setenv("zordefault", "/nonexistent", 1);  // as the program is run: no resource files
-  zor::clr::reset();
-  CLR_read_table(nullptr);
-  std::vector<std::uint32_t> out;
-  for (const char* n : names) {
-    float r = 0, g = 0, b = 0;
-    if (CLR_get_rgb(CLR_get_ind(n), &r, &g, &b) < 0) continue;
-    auto byte = [](float v) { return static_cast<std::uint32_t>(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f)); };
-    out.push_back(byte(r) << 16 | byte(g) << 8 | byte(b));
-  }
-  return out;
-}
-
-struct Census {
-  long data = 0;     // pixels in a fill-table colour other than white
-  long strange = 0;  // pixels in no colour the plot draws inside its frame
-};
-
-// Inside the frame a NIDS plot draws the black background, red map lines,
-// white marks and the data in the fill table's colours, nothing else.
-Census census(const Picture& p, const Box& box, const std::vector<std::uint32_t>& table) {
-  Census c;
+// Echo pixels inside the frame: neither the black background, the red map
+// lines nor the white marks (their colours are checked against the batch
+// picture).
+long echoes(const Picture& p, const Box& box) {
+  long n = 0;
   for (int y = box.top + 1; y < box.bottom; ++y)
     for (int x = box.left + 1; x < box.right; ++x) {
       const std::uint32_t v = p.pixel(x, y);
-      if (v == 0 || v == 0xFF0000 || v == 0xFFFFFF) continue;
-      if (std::any_of(table.begin(), table.end(), [v](std::uint32_t t) { return zor::test::near(v, t, 1); })) ++c.data;
-      else ++c.strange;
+      n += v != 0 && v != 0xFF0000 && v != 0xFFFFFF;
     }
-  return c;
+  return n;
 }
 
 // The program as a child process, standard output and error in files.
@@ -198,22 +171,13 @@ std::vector<ReadOut> read_outs(const std::string& out) {
   return v;
 }
 
-// The lines the program printed after `label`.
-std::vector<std::string> domain_lines(const std::string& out, const std::string& label) {
-  std::vector<std::string> v;
-  for (const std::string& line : zor::test::lines_of(out))
-    if (line.rfind(label, 0) == 0) v.push_back(line);
-  return v;
-}
-
 // Domains the program printed after `label` ("Product domain: " and the
 // like): the grid spacing is the last field.
 std::vector<double> spacings_after(const std::string& out, const std::string& label) {
   std::vector<double> v;
-  for (const std::string& line : domain_lines(out, label)) {
-    const std::size_t comma = line.rfind(',');
-    if (comma != std::string::npos) v.push_back(std::atof(line.c_str() + comma + 1));
-  }
+  for (const std::string& line : zor::test::lines_of(out))
+    if (const std::size_t comma = line.rfind(','); line.rfind(label, 0) == 0 && comma != std::string::npos)
+      v.push_back(std::atof(line.c_str() + comma + 1));
   return v;
 }
 
@@ -245,11 +209,7 @@ class NidsWindowTest : public ::testing::Test {
   // The product linked into the working folder: the program reads a '-' in
   // a file's path as the start of extension text, and the checkout's path
   // may hold one.
-  std::string product(const char* name) const {
-    const fs::path link = dir_ / name;
-    if (!fs::exists(link)) fs::create_symlink(data_path(name), link);
-    return "@" + link.string();
-  }
+  std::string product(const char* name) const { return zor::test::linked(dir_, data_path(name)); }
 
   // The batch plot of the same files, as PNG images named by frame.
   std::vector<Picture> batch(const std::vector<std::string>& args, int frames) {
@@ -414,37 +374,25 @@ TEST_F(NidsWindowTest, WindowShowsTheBatchPictureAndReadsOutThePointer) {
   EXPECT_NEAR(static_cast<double>(b.right - b.left) / (b.bottom - b.top), 1.5, 0.02);
   EXPECT_TRUE(site_marked(pic, b));
 
-  // Echoes in the fill table's colours only.
-  const Census c = census(pic, b, fill_colours());
-  EXPECT_GT(c.data, 5000);
-  EXPECT_EQ(c.strange, 0);
+  EXPECT_GT(echoes(pic, b), 5000);
 
   // The same picture as the batch plot of the same product.
   const Box rb = frame_of(ref[0]);
   EXPECT_TRUE(rb == b);
   const double share = same_share(pic, ref[0], b);
-  RecordProperty("identical_plot_pixels_permille", static_cast<int>(share * 1000));
-  std::printf("identical plot pixels, window and batch PNG: %.2f%%\n", share * 100.0);
   EXPECT_GE(share, 0.99);
 
-  // Alt-v reads the pointer out: at the site no distance; a hundred pixels
-  // east, west and north the same distance, the beam higher there.
+  // Alt-v reads the pointer out: at the site no distance.
   const ReadOut centre = read_out_at(b.cx(), b.cy());
   EXPECT_NEAR(centre.lat, 33.17, 0.03);
   EXPECT_NEAR(centre.lon, -86.77, 0.03);
   EXPECT_LT(centre.dist, 1.5);
   EXPECT_LT(centre.alt, 100.0);
+  // A hundred pixels east: farther, the beam higher (the formulas are
+  // checked in the batch tests).
   const ReadOut east = read_out_at(b.cx() + 100, b.cy());
-  const ReadOut west = read_out_at(b.cx() - 100, b.cy());
-  const ReadOut north = read_out_at(b.cx(), b.cy() - 100);
   EXPECT_GT(east.lon, centre.lon + 0.5);
-  EXPECT_LT(west.lon, centre.lon - 0.5);
-  EXPECT_GT(north.lat, centre.lat + 0.5);
-  // About the same distance every way (the formulas are checked in the
-  // batch tests), the beam higher out there.
   EXPECT_GT(east.dist, 100.0);
-  EXPECT_NEAR(west.dist, east.dist, east.dist * 0.02);
-  EXPECT_NEAR(north.dist, east.dist, east.dist * 0.02);
   EXPECT_GT(east.alt, centre.alt + 1000.0);
 
   // Return ends the program normally.
@@ -458,8 +406,7 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   const Picture before = capture();
   const Box b = frame_of(before);
   ASSERT_TRUE(b.found());
-  const std::vector<std::uint32_t> table = fill_colours();
-  const long data_before = census(before, b, table).data;
+  const long data_before = echoes(before, b);
   const std::vector<double> own = spacings_after(radar_->out(), "Product domain: ");
   ASSERT_FALSE(own.empty());
   const ReadOut east_before = read_out_at(b.cx() + 100, b.cy());
@@ -496,9 +443,7 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   EXPECT_NEAR(zb.cx(), b.cx(), 2);
   EXPECT_NEAR(zb.cy(), b.cy(), 2);
   EXPECT_TRUE(site_marked(zoomed, zb));
-  const Census zc = census(zoomed, zb, table);
-  EXPECT_EQ(zc.strange, 0);
-  EXPECT_GT(zc.data, data_before * 3);
+  EXPECT_GT(echoes(zoomed, zb), data_before * 3);
   // The read-out follows the new domain: 100 pixels are half the distance.
   const ReadOut east = read_out_at(zb.cx() + 100, zb.cy());
   EXPECT_NEAR(east.dist, east_before.dist / 2, east_before.dist * 0.02);
@@ -518,37 +463,15 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   EXPECT_TRUE(restored) << "identical plot pixels after unzoom: " << same_share(back, before, b);
   EXPECT_NE(radar_->out().find("Original domain: "), std::string::npos);
 
-  // The same box dragged the other way round: the same domain and picture.
-  button(true, Button1, b.cx() - hw, b.cy() - hh, ShiftMask);
-  button(false, Button1, b.cx() + hw, b.cy() + hh, Button1Mask | ShiftMask);
-  Picture again;
-  EXPECT_TRUE(poll_until([&] { return (again = capture()) == zoomed; }))
-      << "identical plot pixels: " << same_share(again, zoomed, b);
-  const std::vector<std::string> domains = domain_lines(radar_->out(), "New domain: ");
-  ASSERT_EQ(domains.size(), 2u);
-  EXPECT_EQ(domains[0], domains[1]);
-
   // Alt-q ends the program normally.
   key(XK_q, Mod1Mask);
   EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
 }
 
 TEST_F(NidsWindowTest, ResizedWindowIsDrawnAgainAtItsNewSize) {
-  const std::vector<std::string> files{"-pp", "site", product(kN0Q)};
-  // What a window opened at the new size shows.
-  std::vector<std::string> sized{"-ge", "800x480"};
-  sized.insert(sized.end(), files.begin(), files.end());
-  ASSERT_NO_FATAL_FAILURE(start(sized));
-  const Picture ref = capture();
-  ASSERT_EQ(ref.width, 800);
-  ASSERT_EQ(ref.height, 480);
-  key(XK_Return);
-  ASSERT_EQ(radar_->wait_exit(), 0);
-  ASSERT_TRUE(poll_until([this] { return find_window() == 0; }));
-
-  ASSERT_NO_FATAL_FAILURE(start(files));
-  const Picture before = capture();
-  ASSERT_EQ(before.width, 640);
+  ASSERT_NO_FATAL_FAILURE(start({"-pp", "site", product(kN0Q)}));
+  const Box small = frame_of(capture());
+  ASSERT_TRUE(small.found());
   // Sizes one after another, as a user dragging the window's corner makes
   // them: each is drawn, the last one stays.
   for (const auto& [w, h] : {std::pair{700, 560}, {760, 500}, {720, 520}, {800, 480}}) {
@@ -557,16 +480,16 @@ TEST_F(NidsWindowTest, ResizedWindowIsDrawnAgainAtItsNewSize) {
     XSync(dpy_, False);
     ASSERT_TRUE(poll_until([&] { return zor::test::count_of(radar_->out(), "Product type: ") > drawn; }));
   }
-  Picture after;
-  const bool same = poll_until([&] { return (after = capture()) == ref; });
-  const Box b = frame_of(ref);
+  sync_with_program();
+  const Picture after = capture();
+  ASSERT_EQ(std::pair(after.width, after.height), std::pair(800, 480));
+  // Fitted into the wider window by its height, the site still at its centre.
+  const Box b = frame_of(after);
   ASSERT_TRUE(b.found());
-  EXPECT_TRUE(same) << "identical plot pixels: " << same_share(after, ref, b);
-  // Fitted into the wider window by its height.
   EXPECT_NEAR(static_cast<double>(b.right - b.left) / (b.bottom - b.top), 1.5, 0.02);
-  const Box small = frame_of(before);
   EXPECT_GT(b.right - b.left, small.right - small.left);
   EXPECT_TRUE(site_marked(after, b));
+  EXPECT_GT(echoes(after, b), 5000);
   key(XK_Return);
   EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
 }

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -16,6 +15,7 @@
 #include "../common/capture.h"
 #include "../gks/print_test_util.h"
 #include "cvt_test_util.h"
+#include "radar_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/clr.h"
@@ -94,12 +94,7 @@ class RadFrame : public zor::test::RadarFrameTest {
   }
 
   bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
-    Glim win;
-    GPH_get_win(2, &win);
-    if (x < win.x_min || x > win.x_max || y < win.y_min || y > win.y_max) return false;
-    *px = static_cast<int>(std::floor(xW_p(x)));
-    *py = static_cast<int>(std::floor(yW_p(y)));
-    return *px >= 3 && *py >= 3 && *px < cap.img.width - 3 && *py < cap.img.height - 3;
+    return zor::test::plot_pixel(cap, x, y, px, py, 0.0f, 3);
   }
 
   // Plot position of the centre of box (i, j) of the file's summary grid.
@@ -129,11 +124,9 @@ TEST_F(RadFrame, SummaryBoxesTakeTheColoursOfTheirLevels) {
         int px = 0, py = 0;
         if (!pixel_at(p.x, p.y, &px, &py, cap)) continue;
         const int v = info.summary[i][j];
-        Gattribs a;
-        CONT_get_fill_attrib(v == 8 || v == 9 ? 1.0f : (v < 0 ? 0.0f : static_cast<float>(v)), &a);
-        const std::uint32_t want = rgb_of_index(a.color < 0 ? gget_back_color() : a.color);
+        const std::uint32_t want = zor::test::fill_rgb(v == 8 || v == 9 ? 1.0f : (v < 0 ? 0.0f : static_cast<float>(v)));
         ++checked;
-        coloured += a.color >= 0;
+        coloured += v > 0;
         if (!near(cap.pixel(px, py), want)) {
           if (wrong++ == 0) first = std::to_string(i) + "," + std::to_string(j);
         }
@@ -241,9 +234,7 @@ TEST_F(RadFrame, RefreshDrawsTheNewestFileOnce) {
   unsetenv("zorcurtime");
   zor::file::reset();
   fs::remove_all(dir);
-  std::size_t n = 0;
-  for (std::size_t at = out.find("Date: "); at != std::string::npos; at = out.find("Date: ", at + 1)) ++n;
-  EXPECT_EQ(n, 1u) << out;
+  EXPECT_EQ(zor::test::count_of(out, "Date: "), 1) << out;
   EXPECT_STREQ(zor::rad::info().datim, "2335Z 12 MAY 95");
 }
 
@@ -321,10 +312,7 @@ TEST_F(RadProgram, EveryKindPlotsAndBadFilesEndWithAMessage) {
       {make_nc(station_cdl(no_summary), "prog11_nosum"), "", 10},
       {make_nc(report_cdl(narrow), "prog12_narrow"), "", 10},
   };
-  float mr = 0, mg = 0, mb = 0;
-  CLR_get_rgb(CLR_get_ind("magenta"), &mr, &mg, &mb);
-  auto byte = [](float v) { return static_cast<std::uint32_t>(v * 255.0f + 0.5f); };
-  const std::uint32_t magenta = byte(mr) << 16 | byte(mg) << 8 | byte(mb);
+  const std::uint32_t magenta = zor::test::rgb_of("magenta");
   for (const Case& c : cases) {
     fs::remove(dir_ / "p.png");
     const ProgramRun r = radar(std::string(c.input) + "-pd 35.5,-98,61,41,0.1,0.1 -va city -of png:@p.png @" + c.file);
@@ -335,12 +323,7 @@ TEST_F(RadProgram, EveryKindPlotsAndBadFilesEndWithAMessage) {
     }
     zor::test::Raster img;
     ASSERT_TRUE(zor::test::read_png((dir_ / "p.png").string(), img)) << c.file;
-    int strong = 0;
-    for (int y = 0; y < img.height; ++y)
-      for (int x = 0; x < img.width; ++x) {
-        const unsigned char* p = img.at(x, y);
-        strong += near(static_cast<std::uint32_t>(p[0]) << 16 | p[1] << 8 | p[2], magenta);
-      }
+    const int strong = zor::test::count_pixels(img, [&](std::uint32_t v) { return near(v, magenta); });
     // Level 6 boxes (and the bar's box) in magenta; the nodate file has none.
     EXPECT_GT(strong, c.file.find("nodate") == std::string::npos ? 200 : 10) << c.file;
   }

@@ -3,7 +3,6 @@
 // MDR and RCM station reports, the report variables, and bad input.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <memory>
 #include <string>
 #include <tuple>

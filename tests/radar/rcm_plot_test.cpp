@@ -10,17 +10,18 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <tuple>
 #include <string>
 #include <vector>
 
 #include "../common/radar_fixture.h"
 #include "../common/capture.h"
+#include "radar_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/clr.h"
 #include "zor/cont.h"
 #include "zor/cty.h"
+#include "zor/date.h"
 #include "zor/file.h"
 #include "zor/flag.h"
 #include "zor/gks.h"
@@ -101,16 +102,7 @@ class RcmFrameTest : public zor::test::RadarFrameTest {
   }
 
   bool pixel_at(const Gpt& p, int* px, int* py, const Capture& cap) const {
-    Glim win;
-    GPH_get_win(2, &win);
-    // Clear of the border drawn around the window.
-    const float mx = 0.01f * (win.x_max - win.x_min), my = 0.01f * (win.y_max - win.y_min);
-    if (p.x < win.x_min + mx || p.x > win.x_max - mx || p.y < win.y_min + my ||
-        p.y > win.y_max - my)
-      return false;
-    *px = static_cast<int>(std::floor(xW_p(p.x)));
-    *py = static_cast<int>(std::floor(yW_p(p.y)));
-    return *px >= 3 && *py >= 3 && *px < cap.img.width - 3 && *py < cap.img.height - 3;
+    return zor::test::plot_pixel(cap, p.x, p.y, px, py, 0.01f, 3);
   }
 
   Domain dom_;
@@ -140,11 +132,7 @@ TEST_F(RcmFrameTest, EveryEchoCellOfARealMessageHasItsCategoryColour) {
     plot(kDir + k.file, k.id, cap, dom);
     const RCM_report& r = zor::rcm::report();
     std::uint32_t colour[7];
-    for (int v = 0; v <= 6; ++v) {
-      Gattribs a;
-      CONT_get_fill_attrib(static_cast<float>(v), &a);
-      colour[v] = a.color < 0 ? rgb_of_index(gget_back_color()) : rgb_of_index(a.color);
-    }
+    for (int v = 0; v <= 6; ++v) colour[v] = zor::test::fill_rgb(static_cast<float>(v));
     EXPECT_EQ(colour[0], rgb_of_index(gget_back_color())) << "category 0 is not drawn";
     int checked = 0, wrong = 0, echoes = 0;
     for (int c = 0; c < RCM_GRID; ++c) {
@@ -215,13 +203,7 @@ TEST_F(RcmFrameTest, RefreshDrawsTheNextMinutesFile) {
   std::ofstream(first) << "RCMBMX\n1234 ROBUU 0101\n/NEXRAA 0101 0201150216 EDITED\n/ENDAA\n";
   ASSERT_EQ(FILE_set_name(("@" + dir.string() + "/%Y%m%d%h%n.rcm").c_str()), 1);
   char name[FILE_NAME_MAX] = {};
-  Date d;
-  d.year = 2015;
-  d.month = 1;
-  d.day = 2;
-  d.hour = 2;
-  d.min = 16;
-  FILE_set_date(&d, name, sizeof name);
+  FILE_set_date(DATE_to_struct(2015, 1, 2, 2, 16), name, sizeof name);
   Capture cap;
   plot(first.string(), "BMX", cap);
   ASSERT_EQ(zor::rcm::report().num, 101);
@@ -237,14 +219,6 @@ TEST_F(RcmFrameTest, RefreshDrawsTheNextMinutesFile) {
   EXPECT_NE(out.find("File: " + (dir / "201501020217.rcm").string() + "\n"), std::string::npos)
       << out;
   EXPECT_NE(out.find("201501020218.rcm"), std::string::npos) << out;
-}
-
-TEST_F(RcmFrameTest, PlotParametersReadTheSharedSiteWords) {
-  RES_put("plot_param", "site,dist=50:100,clutter=40,refresh");
-  RCM_plot_param();
-  const auto p = zor::rcm::params();
-  EXPECT_EQ(std::tuple(p.plt_site, p.plt_dist[0], p.plt_dist[1], p.clutter_rad, p.refresh),
-            std::tuple(1, 50.0f, 100.0f, 40, 1));
 }
 
 // The station prompt in a child process reading `input`.

@@ -1,10 +1,8 @@
 // Radar coded messages read from the real product-74 messages and from the
 // plain bulletins written for the tests, the printed report, and bad input.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -25,20 +23,15 @@ using File = std::unique_ptr<FILE, FileCloser>;
 
 File open(const std::string& name) { return File(std::fopen((kDir + name).c_str(), "rb")); }
 
-// A file holding `text`, unique to this process.
-class TempFile {
- public:
-  explicit TempFile(const std::string& text) {
-    path_ = testing::TempDir() + "rcm_" + std::to_string(getpid()) + "_" + std::to_string(++n_);
-    std::ofstream(path_, std::ios::binary) << text;
-  }
-  ~TempFile() { std::remove(path_.c_str()); }
-  File open() const { return File(std::fopen(path_.c_str(), "rb")); }
-
- private:
-  std::string path_;
-  static inline int n_ = 0;
-};
+// A file holding `text` (its name already gone).
+File file_of(const std::string& text) {
+  static int n = 0;
+  const std::string path = zor::test::scratch("rcm_" + std::to_string(++n));
+  zor::test::write_file(path, text);
+  File f(std::fopen(path.c_str(), "rb"));
+  std::remove(path.c_str());
+  return f;
+}
 
 int cells_set(const RCM_report& r) {
   int n = 0;
@@ -159,10 +152,9 @@ TEST(RcmRead, PacketForm) {
   };
   // No date in part A: the location packet's stands.
   const std::string text = "1234 ROBUU 0320 /NEXRAA UNEDITED /MDPCPN /NI0001: JLK12C /ENDAA";
-  TempFile t("SDUS44 KBMX 020217\r\r\nRCMBMX\r\r\n" + packet(1, 1, "320") +
-             packet(1, 16, "01  33.172   -86.770 759199912312359") + packet(4, 16, "skipped") +
-             packet(5, 4, text));
-  File f = t.open();
+  File f = file_of("SDUS44 KBMX 020217\r\r\nRCMBMX\r\r\n" + packet(1, 1, "320") +
+                   packet(1, 16, "01  33.172   -86.770 759199912312359") + packet(4, 16, "skipped") +
+                   packet(5, 4, text));
   RCM_report r;
   ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
   EXPECT_EQ(std::tuple(std::string(r.id), r.num, r.date.year, r.date.month, r.date.min, r.echo[47][38], r.mode),
@@ -226,8 +218,7 @@ TEST(RcmRead, BadInput) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    TempFile t(c.text);
-    File f = t.open();
+    File f = file_of(c.text);
     RCM_report r;
     testing::internal::CaptureStderr();
     EXPECT_EQ(RCM_read_site(f.get(), &r), c.status);
@@ -242,8 +233,7 @@ TEST(RcmRead, BadInput) {
   // Every prefix of a real product and of the plain bulletins reads cleanly.
   for (const std::string* whole : {&real, &plain}) {
     for (std::size_t n = 0; n < whole->size(); n += 7) {
-      TempFile t(whole->substr(0, n));
-      File f = t.open();
+      File f = file_of(whole->substr(0, n));
       RCM_report r;
       testing::internal::CaptureStderr();
       int guard = 0;

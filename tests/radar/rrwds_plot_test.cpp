@@ -8,12 +8,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "../common/batch_plot.h"
+#include "../common/capture.h"
+#include "radar_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "mosaic_gen.h"
@@ -26,7 +27,7 @@
 namespace {
 
 constexpr double kLat = 41.3204, kLon = -96.3668;  // OAX in rad.cty
-constexpr int kBlack = 0x000000, kWhite = 0xFFFFFF;
+constexpr std::uint32_t kBlack = 0x000000, kWhite = 0xFFFFFF;
 
 struct Point {
   double az, nm;
@@ -67,7 +68,7 @@ const Case kCases[] = {
 };
 
 // Draws the image of a generated file and captures the frame.
-void plot(const Case& c, const std::string& path, IMG_report& img, std::string& err) {
+void plot(const Case& c, const std::string& path, zor::test::Capture& cap, std::string& err) {
   zor::mosaicgen::Options o;
   o.range = c.range;
   zor::mosaicgen::Pattern p;
@@ -95,31 +96,20 @@ void plot(const Case& c, const std::string& path, IMG_report& img, std::string& 
   err = testing::internal::GetCapturedStderr();
   ASSERT_EQ(opened, 1);
   GPH_trans(2);
-  ASSERT_EQ(zor::gks::current_device()->capture(img), 1);
+  ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
 }
 
-int rgb_of_level(int level) {
-  Gattribs a;
-  CONT_get_fill_attrib(static_cast<float>(level), &a);
-  int r = 0, g = 0, b = 0;
-  gget_color_rgb256(a.color, &r, &g, &b);
-  return r << 16 | g << 8 | b;
-}
-
-// The colours in the 3 x 3 pixels around a point at `az` and `nm` from the site.
-std::vector<int> around(const IMG_report& img, double az, double nm) {
+// The colours in the 3 x 3 pixels around a point at `az` and `nm` from the
+// site (0xFFFFFFFF off the picture).
+std::vector<std::uint32_t> around(const zor::test::Capture& cap, double az, double nm) {
   double lat = kLat, lon = kLon;
   zor::mosaicgen::destination(kLat, kLon, az, nm, &lat, &lon);
   float x = 0, y = 0;
-  std::vector<int> out;
+  std::vector<std::uint32_t> out;
   if (!MAP_tran(static_cast<float>(lat), static_cast<float>(lon), &x, &y)) return out;
   const int px = static_cast<int>(std::floor(xW_p(x))), py = static_cast<int>(std::floor(yW_p(y)));
   for (int j = py - 1; j <= py + 1; ++j)
-    for (int i = px - 1; i <= px + 1; ++i) {
-      if (i < 0 || j < 0 || i >= img.width || j >= img.height) continue;
-      const unsigned char* p = img.data + static_cast<std::ptrdiff_t>(j) * img.bytes_line + 4 * i;
-      out.push_back(p[2] << 16 | p[1] << 8 | p[0]);
-    }
+    for (int i = px - 1; i <= px + 1; ++i) out.push_back(cap.pixel(i, j));
   return out;
 }
 
@@ -132,25 +122,21 @@ TEST(RrwdsFrame, EachLevelWhereTheFilePutsIt) {
     zor::rrwds::reset();
     zor::test::BatchPlot batch;
     FLAG_setplot(8, 0);  // no map: the wedges only
-    IMG_report img;
+    zor::test::Capture cap;
     std::string err;
-    ASSERT_NO_FATAL_FAILURE(plot(c, dir / "oax.rrwds", img, err));
+    ASSERT_NO_FATAL_FAILURE(plot(c, dir / "oax.rrwds", cap, err));
     EXPECT_EQ(err.find("ends after 180 of 360 radials") != std::string::npos, c.bytes > 0) << err;
     EXPECT_EQ(zor::rrwds::fill_calls() > 0, !c.sectors.empty());
     for (const Point& p : c.points) {
-      const std::vector<int> px = around(img, p.az, p.nm);
+      const std::vector<std::uint32_t> px = around(cap, p.az, p.nm);
       ASSERT_EQ(px.size(), 9u) << p.az << "/" << p.nm;
-      const int want = p.level < 0 ? kWhite : p.level == 0 ? kBlack : rgb_of_level(p.level);
+      const std::uint32_t want = p.level < 0 ? kWhite : p.level == 0 ? kBlack : zor::test::fill_rgb(static_cast<float>(p.level));
       EXPECT_EQ(want == kBlack, p.level == 0);
       // Wedges fill all nine pixels; a one-pixel line crosses the middle.
-      const auto hits = std::count_if(px.begin(), px.end(), [want](int c) {
-        for (int shift : {0, 8, 16})
-          if (std::abs((c >> shift & 0xFF) - (want >> shift & 0xFF)) > 2) return false;
-        return true;
-      });
+      const auto hits =
+          std::count_if(px.begin(), px.end(), [want](std::uint32_t c) { return zor::test::near(c, want); });
       EXPECT_GE(hits, p.level < 0 ? 1 : 9) << p.az << " deg " << p.nm << " nm: " << std::hex << px[4];
     }
-    std::free(img.data);
   }
   RES_put("plot_param", "");
   zor::rrwds::reset();

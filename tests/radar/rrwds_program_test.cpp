@@ -12,6 +12,7 @@
 #include "../common/files.h"
 #include "../gks/print_test_util.h"
 #include "mosaic_gen.h"
+#include "radar_test_util.h"
 #include "zor/dom.h"
 #include "zor/map.h"
 #include "zor/rrwds.h"
@@ -45,8 +46,6 @@ TEST(RrwdsProgram, LevelsLandInTheirColoursOnTheSiteDomain) {
   ASSERT_EQ(RRWDS_domain(&d), 0);
   RRWDS_close_file();
   MAP_domain(&d);
-  MAP_limits lim;
-  MAP_get_limits(&lim);
   // Level colours of "None,Blue,Cyan,Green,Yellow,Red,Magenta,Off" in zor.clr.
   const struct {
     double az, nm;
@@ -56,11 +55,8 @@ TEST(RrwdsProgram, LevelsLandInTheirColoursOnTheSiteDomain) {
   for (const auto& p : points) {
     double lat = 0, lon = 0;
     zor::mosaicgen::destination(kLat, kLon, p.az, p.nm, &lat, &lon);
-    float x = 0, y = 0;
-    ASSERT_TRUE(MAP_tran(static_cast<float>(lat), static_cast<float>(lon), &x, &y));
-    const int px = b.left + static_cast<int>((x - lim.x_min) / (lim.x_max - lim.x_min) * (b.right - b.left));
-    const int py = b.top + static_cast<int>((lim.y_max - y) / (lim.y_max - lim.y_min) * (b.bottom - b.top));
-    EXPECT_TRUE(near(img.pixel(px, py), p.colour)) << p.az << " deg " << p.nm << " nm: " << std::hex << img.pixel(px, py);
+    const std::uint32_t got = zor::test::map_pixel(img, b, lat, lon);
+    EXPECT_TRUE(near(got, p.colour)) << p.az << " deg " << p.nm << " nm: " << std::hex << got;
   }
   MAP_domain(nullptr);
 }
