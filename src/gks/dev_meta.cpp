@@ -244,16 +244,28 @@ class Reader {
         {"TE_CSPC", [this] { const float v = get<float>(); if (!failed_) gset_char_space(v); }},
         {"TE_UP", [this] { const Gpt v = point(); if (!failed_) gset_char_up_vec(&v); }},
         {"TE_ALGN", [this] {
-           Gtext_align a;
-           a.hor = static_cast<Gtext_hor>(get<int>());
-           a.vert = static_cast<Gtext_ver>(get<int>());
-           if (!failed_) gset_text_align(&a);
+           // Checked before the casts: an int outside an enum's values is
+           // no value of it at all.
+           const int h = get<int>(), v = get<int>();
+           if (failed_) return;
+           if (h < GNORMAL_HOR || h > GRIGHT_HOR || v < GNORMAL_VERT || v > GBOTTOM_VERT) {
+             gerr_printf("gset_text_align", "invalid text alignment: %d %d\n", h, v);
+             return;
+           }
+           const Gtext_align a{static_cast<Gtext_hor>(h), static_cast<Gtext_ver>(v)};
+           gset_text_align(&a);
          }},
         {"TE_FNT", [this] {
            Gfontprec f;
            f.font = get<int>();
-           f.prec = static_cast<Gtext_prec>(get<int>());
-           if (!failed_) gset_fontprec(&f);
+           const int prec = get<int>();
+           if (failed_) return;
+           if (prec < GSTRING_PREC || prec > GSTROKE_PREC) {
+             gerr_printf("gset_fontprec", "invalid text precision: %d\n", prec);
+             return;
+           }
+           f.prec = static_cast<Gtext_prec>(prec);
+           gset_fontprec(&f);
          }},
     };
   }

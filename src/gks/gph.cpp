@@ -321,6 +321,8 @@ int GPH_set_def_font(const char* str) {
 }
 
 int GPH_text_align(int x, int y) {
+  if (x < GNORMAL_HOR || x > GRIGHT_HOR || y < GNORMAL_VERT || y > GBOTTOM_VERT)  // no enum value: no cast
+    return gerr_printf("gset_text_align", "invalid text alignment: %d %d\n", x, y);
   Gtext_align a{static_cast<Gtext_hor>(x), static_cast<Gtext_ver>(y)};
   return gset_text_align(&a);
 }

@@ -9,6 +9,12 @@
 #include <dlfcn.h>
 #include <netcdf.h>
 
+#include <cstdint>
+#include <cstdio>
+#include <iterator>
+#include <vector>
+
+#include "zor/byte_reader.h"
 #include "zor/mess.h"
 
 namespace zor::ncf {
@@ -69,11 +75,91 @@ const Api& api() {
   return a;
 }
 
+// Whether a classic-format header (CDF-1, -2 or -5) is consistent with the
+// file's size. The library allocates what the header's counts ask for before
+// it reads them, so a damaged count in a small file became gigabytes. Other
+// files (netCDF-4) are left to the library.
+bool classic_header_fits(const char* path) {
+  std::FILE* f = std::fopen(path, "rb");
+  if (f == nullptr) return true;  // the library says why
+  std::vector<std::uint8_t> head(1 << 20);
+  head.resize(std::fread(head.data(), 1, head.size(), f));
+  const bool whole = std::fgetc(f) == EOF;
+  std::fseek(f, 0, SEEK_END);
+  const long file_size = std::ftell(f);
+  std::fclose(f);
+  if (head.size() < 4 || head[0] != 'C' || head[1] != 'D' || head[2] != 'F') return true;
+  const int version = head[3];
+  if (version != 1 && version != 2 && version != 5) return true;
+  const std::uint64_t size = file_size > 0 ? static_cast<std::uint64_t>(file_size) : 0;
+  ByteReader r(head);
+  r.skip(4);
+  const bool wide = version == 5;
+  auto count = [&] {
+    const std::uint64_t high = wide ? r.u32() : 0;
+    return (high << 32) | r.u32();
+  };
+  auto padded = [](std::uint64_t n) { return (n + 3) & ~std::uint64_t{3}; };
+  // Every element takes at least 4 bytes: a count of more than the file
+  // holds is damage.
+  auto fits = [&](std::uint64_t n, std::uint64_t each) { return n <= size / each; };
+  auto name = [&] {
+    const std::uint64_t n = count();
+    if (!fits(n, 1)) return false;
+    r.skip(static_cast<std::size_t>(padded(n)));
+    return true;
+  };
+  auto type_size = [](std::uint32_t t) -> std::uint64_t {
+    static constexpr std::uint64_t kSizes[] = {0, 1, 1, 2, 4, 4, 8, 1, 2, 4, 8, 8};
+    return t < std::size(kSizes) ? kSizes[t] : 0;
+  };
+  auto attributes = [&] {
+    const std::uint32_t tag = r.u32();
+    const std::uint64_t n = count();
+    if ((tag != 0 && tag != 0x0C) || !fits(n, 12)) return false;
+    for (std::uint64_t i = 0; i < n; ++i) {
+      if (!name()) return false;
+      const std::uint64_t each = type_size(r.u32());
+      const std::uint64_t values = count();
+      if (each == 0 || !fits(values, each)) return false;
+      r.skip(static_cast<std::size_t>(padded(values * each)));
+    }
+    return true;
+  };
+  try {
+    r.skip(wide ? 8 : 4);  // record count
+    std::uint32_t tag = r.u32();
+    std::uint64_t n = count();
+    if ((tag != 0 && tag != 0x0A) || !fits(n, 8)) return false;
+    for (std::uint64_t i = 0; i < n; ++i) {
+      if (!name()) return false;
+      count();  // dimension length
+    }
+    if (!attributes()) return false;
+    tag = r.u32();
+    n = count();
+    if ((tag != 0 && tag != 0x0B) || !fits(n, 16)) return false;
+    for (std::uint64_t i = 0; i < n; ++i) {
+      if (!name()) return false;
+      const std::uint64_t dims = count();
+      if (!fits(dims, 4)) return false;
+      r.skip(static_cast<std::size_t>(dims * (wide ? 8 : 4)));
+      if (!attributes() || type_size(r.u32()) == 0) return false;
+      count();                      // size
+      r.skip(version == 1 ? 4 : 8);  // begin
+    }
+  } catch (const DecodeError&) {
+    return !whole;  // a header running past the first megabyte is not checked
+  }
+  return true;
+}
+
 }  // namespace
 
 File::File(const char* path) {
   int id = -1;
-  if (path != nullptr && api().ok && api().nc_open(path, NC_NOWRITE, &id) == NC_NOERR) id_ = id;
+  if (path != nullptr && api().ok && classic_header_fits(path) && api().nc_open(path, NC_NOWRITE, &id) == NC_NOERR)
+    id_ = id;
 }
 
 File::~File() {

@@ -61,10 +61,10 @@ inline std::string report_cdl(const NcOptions& o) { return cdl_of("report.cdl", 
 
 // Writes `cdl` and makes a netCDF file of it with ncgen; the path, or ""
 // when ncgen fails. In this process's scratch folder.
-inline std::string make_nc(const std::string& cdl, const std::string& name) {
+inline std::string make_nc(const std::string& cdl, const std::string& name, const char* kind = "classic") {
   const std::string base = zor::test::scratch(name);
   std::ofstream(base + ".cdl") << cdl;
-  const std::string cmd = "ncgen -o '" + base + ".nc' '" + base + ".cdl' 2>/dev/null";
+  const std::string cmd = "ncgen -k '" + std::string(kind) + "' -o '" + base + ".nc' '" + base + ".cdl' 2>/dev/null";
   return std::system(cmd.c_str()) == 0 ? base + ".nc" : std::string();
 }
 

@@ -239,6 +239,17 @@ TEST_F(RadRead, BadNetcdfFilesAreRefused) {
   EXPECT_EQ(Open(cvt_path("bad.txt")).got, -2);
 }
 
+// The header check before the library opens a file passes every classic
+// layout, and refuses a count larger than the file (gigabytes asked of the
+// library otherwise).
+TEST_F(RadRead, NetcdfHeaderCheck) {
+  for (const char* kind : {"64-bit offset", "cdf5"}) {
+    const Open f(make_nc(station_cdl({}), "kind", kind));
+    EXPECT_EQ(f.got, 0) << kind;
+  }
+  EXPECT_LT(Open(cvt_path("../crashers/cvt/header_count_oom.nc")).got, 0);
+}
+
 // Oklahoma on the summary grids' projection as the map's domain.
 void map_oklahoma() {
   Domain d;
