@@ -6,6 +6,7 @@
 // its radials becomes two half-degree radials and each bin four quarter
 // bins, so the runs of values and their colours are those of real weather.
 #include <benchmark/benchmark.h>
+#include <bzlib.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,9 +27,36 @@ namespace {
 
 namespace fs = std::filesystem;
 using nids_test::Bytes;
-using nids_test::after_lines;
-using nids_test::bunzip;
 using nids_test::read_file;
+
+// Length of the first `lines` text lines of a product (its bulletin header).
+std::size_t after_lines(const Bytes& b, int lines) {
+  std::size_t pos = 0;
+  for (int i = 0; i < lines; ++i)
+    pos = static_cast<std::size_t>(std::find(b.begin() + static_cast<long>(pos), b.end(), '\n') - b.begin()) + 1;
+  return pos;
+}
+
+// The bzip2 stream of a product's symbology, unpacked whole.
+Bytes bunzip(const std::uint8_t* in, std::size_t n) {
+  Bytes out(1 << 16);
+  std::size_t used = 0;
+  bz_stream bz{};
+  if (BZ2_bzDecompressInit(&bz, 0, 0) != BZ_OK) return {};
+  bz.next_in = reinterpret_cast<char*>(const_cast<std::uint8_t*>(in));
+  bz.avail_in = static_cast<unsigned>(n);
+  int stat = BZ_OK;
+  while (stat == BZ_OK) {
+    if (used == out.size()) out.resize(out.size() * 2);
+    bz.next_out = reinterpret_cast<char*>(out.data() + used);
+    bz.avail_out = static_cast<unsigned>(out.size() - used);
+    stat = BZ2_bzDecompress(&bz);
+    used = out.size() - bz.avail_out;
+  }
+  BZ2_bzDecompressEnd(&bz);
+  out.resize(used);
+  return out;
+}
 
 constexpr int kRadials = 720;
 constexpr int kBins = 1832;
