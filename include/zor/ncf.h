@@ -14,7 +14,7 @@ class File {
   File() = default;
   explicit File(const char* path);
   ~File();
-  File(File&& o) noexcept : id_(o.id_) { o.id_ = -1; }
+  File(File&& o) noexcept : id_(o.id_), max_values_(o.max_values_) { o.id_ = -1; }
   File& operator=(File&& o) noexcept;
   File(const File&) = delete;
   File& operator=(const File&) = delete;
@@ -29,7 +29,8 @@ class File {
   // there is no such variable.
   std::vector<std::string> var_dims(const char* name) const;
   // Number of values of variable `name` (product of its dimensions); -1
-  // when there is no such variable.
+  // when there is no such variable, or when it has more values than the
+  // file could hold (a byte each, or 16 Mi for a small compressed file).
   long var_size(const char* name) const;
   // A whole variable converted to the element type; false when the variable
   // is missing or cannot be read as that type.
@@ -45,6 +46,7 @@ class File {
 
  private:
   int id_ = -1;
+  long max_values_ = 0;
 };
 
 // 1 when the file at `path` opens as netCDF and has dimension `name`, 0

@@ -9,8 +9,11 @@
 #include <dlfcn.h>
 #include <netcdf.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <iterator>
 #include <vector>
 
@@ -158,8 +161,12 @@ bool classic_header_fits(const char* path) {
 
 File::File(const char* path) {
   int id = -1;
-  if (path != nullptr && api().ok && classic_header_fits(path) && api().nc_open(path, NC_NOWRITE, &id) == NC_NOERR)
+  if (path != nullptr && api().ok && classic_header_fits(path) && api().nc_open(path, NC_NOWRITE, &id) == NC_NOERR) {
     id_ = id;
+    std::error_code ec;
+    const auto bytes = std::filesystem::file_size(path, ec);
+    max_values_ = std::max<long>(ec ? 0 : static_cast<long>(std::min<std::uintmax_t>(bytes, LONG_MAX)), 1L << 24);
+  }
 }
 
 File::~File() {
@@ -170,6 +177,7 @@ File& File::operator=(File&& o) noexcept {
   if (this != &o) {
     if (id_ >= 0) api().nc_close(id_);
     id_ = o.id_;
+    max_values_ = o.max_values_;
     o.id_ = -1;
   }
   return *this;
@@ -213,6 +221,7 @@ long File::var_size(const char* name) const {
   for (int i = 0; i < nd; ++i) {
     std::size_t len = 0;
     if (api().nc_inq_dimlen(id_, dims[i], &len) != NC_NOERR) return -1;
+    if (len > 0 && static_cast<std::size_t>(n) > static_cast<std::size_t>(max_values_) / len) return -1;
     n *= static_cast<long>(len);
   }
   return n;
