@@ -244,16 +244,9 @@ class Reader {
         {"TE_CSPC", [this] { const float v = get<float>(); if (!failed_) gset_char_space(v); }},
         {"TE_UP", [this] { const Gpt v = point(); if (!failed_) gset_char_up_vec(&v); }},
         {"TE_ALGN", [this] {
-           // Checked before the casts: an int outside an enum's values is
-           // no value of it at all.
+           // As plain ints: the checked setter refuses codes outside the enums.
            const int h = get<int>(), v = get<int>();
-           if (failed_) return;
-           if (h < GNORMAL_HOR || h > GRIGHT_HOR || v < GNORMAL_VERT || v > GBOTTOM_VERT) {
-             gerr_printf("gset_text_align", "invalid text alignment: %d %d\n", h, v);
-             return;
-           }
-           const Gtext_align a{static_cast<Gtext_hor>(h), static_cast<Gtext_ver>(v)};
-           gset_text_align(&a);
+           if (!failed_) GPH_text_align(h, v);
          }},
         {"TE_FNT", [this] {
            Gfontprec f;

@@ -39,7 +39,7 @@ class ValueText {
   // appended once, instead of a string append per bin.
   void append(std::string& s, const std::vector<NIDS_data>& runs) {
     std::size_t bins = 0;
-    for (const NIDS_data& d : runs) bins += static_cast<std::size_t>(std::max(d.run, 0.0f));
+    for (const NIDS_data& d : runs) bins += static_cast<std::size_t>(run_length(d));
     if (scratch_.size() < bins * sizeof(Slot::text)) scratch_.resize(bins * sizeof(Slot::text));
     char* out = scratch_.data();
     const Slot* last = nullptr;
@@ -51,7 +51,7 @@ class ValueText {
         last_val = d.val;
       }
       const Slot& e = *last;
-      for (int i = 0; i < static_cast<int>(d.run); ++i) {
+      for (int i = run_length(d); i > 0; --i) {
         std::memcpy(out, e.text, sizeof e.text);
         out += e.len;
       }
@@ -69,6 +69,8 @@ class ValueText {
   };
   std::vector<Slot> slots_ = std::vector<Slot>(std::size_t{1} << kBits);
   std::vector<char> scratch_;
+
+  static int run_length(const NIDS_data& d) { return d.run > 0.0f ? static_cast<int>(d.run) : 0; }
 
   const Slot& slot(float v) {
     std::uint32_t key;
