@@ -132,6 +132,8 @@ int NIDS_get_icd();
 // Forget everything about the current product (tests use this between files).
 void NIDS_reset();
 
+#include <array>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -151,6 +153,15 @@ int dump_product(FILE* ifile, const std::function<void(const std::string&)>& lin
 // hand out one call at a time, in order. 0 when the radial is done, -1 on a
 // read error.
 int get_radial_runs(FILE* ifile, std::vector<NIDS_data>& runs);
+
+// The current packet's radials as 8-bit codes (digital radials): the rest of
+// the current radial's codes, and the value of each code, which are the
+// values get_radial_runs would hand out. A caller that formats or colours a
+// value once per code reads these. get_radial_codes returns 0 when read
+// (nothing when the packet is not of 8-bit codes), -1 on a read error.
+bool radial_codes_available();
+int get_radial_codes(FILE* ifile, std::vector<std::uint8_t>& codes);
+const std::array<float, 256>& radial_code_values();
 
 // While on, code 1 of the 8-bit velocities (range folded) reads as -90, not
 // missing, so that the plot can draw it; dumps keep the decoded value.

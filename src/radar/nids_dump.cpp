@@ -1,9 +1,11 @@
 // Text listing of a NIDS product: the decoder's items exactly as the plotter
 // receives them, for inspection and for comparing decodes.
-#include <algorithm>
+#include <array>
+#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -13,10 +15,16 @@ namespace zor::nids {
 
 namespace {
 
+// " %g" of a value: to_chars writes printf's text without parsing a format
+// (the start and width of every radial go through here).
+char* put_value(char* out, char* end, float v) {
+  *out++ = ' ';
+  return std::to_chars(out, end, static_cast<double>(v), std::chars_format::general, 6).ptr;
+}
+
 void add_value(std::string& s, float v) {
   char buf[32];
-  std::snprintf(buf, sizeof buf, " %g", static_cast<double>(v));
-  s += buf;
+  s.append(buf, put_value(buf, buf + sizeof buf, v));
 }
 
 std::string format(const char* fmt, auto... args) {
@@ -40,8 +48,7 @@ class ValueText {
   void append(std::string& s, const std::vector<NIDS_data>& runs) {
     std::size_t bins = 0;
     for (const NIDS_data& d : runs) bins += static_cast<std::size_t>(run_length(d));
-    if (scratch_.size() < bins * sizeof(Slot::text)) scratch_.resize(bins * sizeof(Slot::text));
-    char* out = scratch_.data();
+    char* out = scratch(bins);
     const Slot* last = nullptr;
     float last_val = 0.0f;
     for (const NIDS_data& d : runs) {
@@ -59,29 +66,64 @@ class ValueText {
     s.append(scratch_.data(), static_cast<std::size_t>(out - scratch_.data()));
   }
 
+  // The texts of a digital packet's 256 codes, made once per packet, so that
+  // a bin costs a table look-up rather than a look-up by value.
+  void use_codes(const std::array<float, 256>& values) {
+    for (std::size_t c = 0; c < values.size(); ++c) set(code_text_[c], values[c]);
+  }
+
+  void append(std::string& s, std::span<const std::uint8_t> codes) {
+    char* out = scratch(codes.size());
+    for (std::uint8_t c : codes) {
+      const Slot& e = code_text_[c];
+      std::memcpy(out, e.text, sizeof e.text);
+      out += e.len;
+    }
+    s.append(scratch_.data(), static_cast<std::size_t>(out - scratch_.data()));
+  }
+
  private:
-  static constexpr int kBits = 10;
+  static constexpr int kBits = 11;
+  static constexpr std::size_t kProbes = 4;
   struct Slot {
     std::uint32_t key = 0;
     bool used = false;
-    std::size_t len = 0;
-    char text[24] = {};  // " -1.23457e+38" at the longest
+    std::uint32_t len = 0;
+    char text[16] = {};  // " -1.23457e+38" at the longest
   };
-  std::vector<Slot> slots_ = std::vector<Slot>(std::size_t{1} << kBits);
+  std::array<Slot, 256> code_text_;
+  std::vector<Slot> slots_;  // made at the first value, not for products without any
   std::vector<char> scratch_;
 
   static int run_length(const NIDS_data& d) { return d.run > 0.0f ? static_cast<int>(d.run) : 0; }
 
+  static void set(Slot& e, float v) {
+    e.len = static_cast<std::uint32_t>(put_value(e.text, e.text + sizeof e.text, v) - e.text);
+  }
+
+  // Room for `bins` texts at full width; the buffer only grows.
+  char* scratch(std::size_t bins) {
+    if (scratch_.size() < bins * sizeof(Slot::text)) scratch_.resize(bins * sizeof(Slot::text));
+    return scratch_.data();
+  }
+
+  // A few probes, so that two levels sharing a home slot do not evict each
+  // other bin after bin (dual-polarisation products have 256 levels).
   const Slot& slot(float v) {
     std::uint32_t key;
     std::memcpy(&key, &v, sizeof key);
-    Slot& e = slots_[(key * 2654435761u) >> (32 - kBits)];
-    if (!e.used || e.key != key) {
-      const int n = std::snprintf(e.text, sizeof e.text, " %g", static_cast<double>(v));
-      e.len = static_cast<std::size_t>(std::clamp(n, 0, static_cast<int>(sizeof e.text) - 1));
-      e.key = key;
-      e.used = true;
+    if (slots_.empty()) slots_.resize(std::size_t{1} << kBits);
+    const std::size_t home = (key * 2654435761u) >> (32 - kBits);
+    Slot* free = nullptr;
+    for (std::size_t i = 0; i < kProbes; ++i) {
+      Slot& e = slots_[(home + i) & (slots_.size() - 1)];
+      if (e.used && e.key == key) return e;
+      if (!e.used && free == nullptr) free = &e;
     }
+    Slot& e = free != nullptr ? *free : slots_[home];
+    set(e, v);
+    e.key = key;
+    e.used = true;
     return e;
   }
 };
@@ -108,11 +150,21 @@ bool dump_packet(FILE* f, int code, const std::string& prefix,
       float start, width;
       int stat;
       std::vector<NIDS_data> runs;
+      std::vector<std::uint8_t> codes;
+      const bool by_code = text != nullptr && radial_codes_available();
+      if (by_code) text->use_codes(radial_code_values());
       while ((stat = NIDS_get_radial(f, &start, &width)) == 1) {
-        std::string s = prefix + format("R %g %g", static_cast<double>(start), static_cast<double>(width));
-        if (get_radial_runs(f, runs) < 0) return false;
-        if (text == nullptr) continue;
-        text->append(s, runs);
+        std::string s = prefix + 'R';
+        add_value(s, start);
+        add_value(s, width);
+        if (by_code) {
+          if (get_radial_codes(f, codes) < 0) return false;
+          text->append(s, codes);
+        } else {
+          if (get_radial_runs(f, runs) < 0) return false;
+          if (text == nullptr) continue;
+          text->append(s, runs);
+        }
         line(s);
       }
       return stat == 0;

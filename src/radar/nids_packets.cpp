@@ -428,8 +428,7 @@ float digital_value(const State& s, int b) {
 
 // A generic radial's raw value in the product's units: scale and offset
 // from the thresholds where the product has them.
-float generic_value(const State& s, float raw) {
-  const ProductRules& pr = rules(s.mess.code);
+inline float generic_value(const State& s, const ProductRules& pr, float raw) {
   float v = raw;
   if (pr.digital == DigitalRule::scaled_offset) v = (raw - s.thres[2]) / s.thres[0];
   if (pr.divide_by_100) v /= 100.0f;
@@ -744,17 +743,37 @@ void set_fold_code1(bool on) {
   s.fold_code1 = on;
 }
 
+bool radial_codes_available() { return state().kind == Kind::digital_radial; }
+
+const std::array<float, 256>& radial_code_values() { return digital_table(state()); }
+
+int get_radial_codes(FILE* ifile, std::vector<std::uint8_t>& codes) {
+  codes.clear();
+  State& s = state();
+  if (ifile == nullptr || s.kind != Kind::digital_radial) return 0;
+  if (!s.in_radial || s.cur_radius >= s.radial_bytes) return 0;
+  codes.resize(static_cast<std::size_t>(s.radial_bytes - s.cur_radius));
+  if (!item_read(ifile, codes.data(), static_cast<int>(codes.size()))) return -1;
+  s.cur_radius = s.radial_bytes;
+  return 0;
+}
+
 int get_radial_runs(FILE* ifile, std::vector<NIDS_data>& runs) {
   runs.clear();
   if (ifile == nullptr) return 0;
   State& s = state();
-  if (s.kind != Kind::radial && s.kind != Kind::digital_radial) {
-    // Other radials (generic data) one value at a time.
-    NIDS_data d;
-    int stat;
-    while ((stat = NIDS_get_data(ifile, &d)) == 1) runs.push_back(d);
-    return stat < 0 ? -1 : 0;
+  if (s.kind == Kind::generic_radial) {
+    // Already decoded with the packet: only scaled, the rule looked up once.
+    if (!s.in_radial || s.cur_radial < 1) return 0;
+    const GenericRadial& r = s.generic.radials[static_cast<std::size_t>(s.cur_radial - 1)];
+    if (s.cur_radius >= r.bins) return 0;
+    const ProductRules& pr = rules(s.mess.code);
+    const float* raw = s.generic.values.data() + r.first;
+    runs.resize(static_cast<std::size_t>(r.bins - s.cur_radius));
+    for (NIDS_data& d : runs) d = {1.0f, generic_value(s, pr, raw[s.cur_radius++])};
+    return 0;
   }
+  if (s.kind != Kind::radial && s.kind != Kind::digital_radial) return 0;
   if (!s.in_radial || s.cur_radius >= s.radial_bytes) return 0;
   const int n = s.radial_bytes - s.cur_radius;
   s.radial_buf.resize(static_cast<std::size_t>(n));
@@ -789,7 +808,7 @@ int NIDS_get_data(FILE* ifile, NIDS_data* data) {
       const GenericRadial& r = s.generic.radials[static_cast<std::size_t>(s.cur_radial - 1)];
       if (s.cur_radius >= r.bins) return 0;
       data->run = 1.0f;
-      data->val = generic_value(s, s.generic.values[r.first + static_cast<std::size_t>(s.cur_radius++)]);
+      data->val = generic_value(s, rules(s.mess.code), s.generic.values[r.first + static_cast<std::size_t>(s.cur_radius++)]);
       return 1;
     }
     case Kind::raster:

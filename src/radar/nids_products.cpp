@@ -178,51 +178,48 @@ const std::vector<int> kDigitalScaled =
 const std::vector<int> kFoldedCode1 = {99, 154, 155, 182};
 const std::vector<int> kIcdFromTwo = {32, 94, 99, 153, 154, 182, 186};
 
-template <typename C>
-bool has(const C& codes, int code) {
-  return std::find(codes.begin(), codes.end(), code) != codes.end();
+// Row by row, each row's codes set: a later row wins, as the tables are
+// written (and start-up does not scan every table for every code).
+template <typename Rows, typename Set>
+void apply(std::array<ProductRules, kMaxCode + 1>& t, const Rows& rows, Set set) {
+  for (const auto& r : rows)
+    for (int c : r.codes)
+      if (c >= 0 && c <= kMaxCode) set(t[static_cast<std::size_t>(c)], r);
+}
+
+void flag(std::array<ProductRules, kMaxCode + 1>& t, const std::vector<int>& codes, bool ProductRules::*f) {
+  for (int c : codes)
+    if (c >= 0 && c <= kMaxCode) t[static_cast<std::size_t>(c)].*f = true;
 }
 
 std::array<ProductRules, kMaxCode + 1> build() {
   std::array<ProductRules, kMaxCode + 1> t{};
-  for (int c = 0; c <= kMaxCode; ++c) {
-    ProductRules& p = t[static_cast<std::size_t>(c)];
-    for (const auto& g : kSiteGeometry)
-      if (has(g.codes, c)) {
-        p.in_site_table = true;
-        p.site_res = g.res;
-        p.site_range = g.range;
-      }
-    for (const auto& m : kMosaicCells)
-      if (has(m.codes, c)) p.mosaic_km = m.km;
-    for (const auto& n : kSiteNames)
-      if (has(n.codes, c)) p.site_name = n.name;
-    for (const auto& n : kMosaicNames)
-      if (has(n.codes, c)) p.mosaic_name = n.name;
-    for (const auto& r : kThresRules)
-      if (has(r.codes, c)) p.thres = r.rule;
-    for (const auto& r : kElevRules)
-      if (has(r.codes, c)) p.elev = r.rule;
-    for (const auto& r : kMaxText)
-      if (has(r.codes, c)) p.max_text = r.text;
-    p.label_elev = has(kElevLabel, c);
-    p.symb_compressed = has(kCompressed, c);
-    p.begin = (c == 80 || c == 222)                           ? BeginText::p5_p6
-              : (c == 138 || c == 171 || c == 172 || c == 175) ? BeginText::p1_p2
-                                                                : BeginText::none;
-    p.storm_motion = c == 55 || c == 56;
-    p.layer = (c >= 63 && c <= 66) || (c >= 89 && c <= 90);
-    p.digital = c == 134                   ? DigitalRule::dvil
-                : c == 135                 ? DigitalRule::eet
-                : has(kDigitalScaled, c)   ? DigitalRule::scaled_offset
-                : c == 155                 ? DigitalRule::width
-                                           : DigitalRule::linear;
-    p.divide_by_100 = c >= 170 && c <= 175;
-    p.folded_code1 = has(kFoldedCode1, c);
-    p.icd_from_two = has(kIcdFromTwo, c);
-    p.icd_knots = c == 182;
-    p.text_pages = c == 62;
-  }
+  apply(t, kSiteGeometry, [](ProductRules& p, const Geometry& g) {
+    p.in_site_table = true;
+    p.site_res = g.res;
+    p.site_range = g.range;
+  });
+  apply(t, kMosaicCells, [](ProductRules& p, const MosaicCell& m) { p.mosaic_km = m.km; });
+  apply(t, kSiteNames, [](ProductRules& p, const auto& n) { p.site_name = n.name; });
+  apply(t, kMosaicNames, [](ProductRules& p, const auto& n) { p.mosaic_name = n.name; });
+  apply(t, kThresRules, [](ProductRules& p, const auto& r) { p.thres = r.rule; });
+  apply(t, kElevRules, [](ProductRules& p, const auto& r) { p.elev = r.rule; });
+  apply(t, kMaxText, [](ProductRules& p, const MaxRow& r) { p.max_text = r.text; });
+  flag(t, kElevLabel, &ProductRules::label_elev);
+  flag(t, kCompressed, &ProductRules::symb_compressed);
+  flag(t, kFoldedCode1, &ProductRules::folded_code1);
+  flag(t, kIcdFromTwo, &ProductRules::icd_from_two);
+  for (int c : kDigitalScaled) t[static_cast<std::size_t>(c)].digital = DigitalRule::scaled_offset;
+  t[155].digital = DigitalRule::width;
+  t[134].digital = DigitalRule::dvil;
+  t[135].digital = DigitalRule::eet;
+  for (int c : {80, 222}) t[static_cast<std::size_t>(c)].begin = BeginText::p5_p6;
+  for (int c : {138, 171, 172, 175}) t[static_cast<std::size_t>(c)].begin = BeginText::p1_p2;
+  for (int c : {55, 56}) t[static_cast<std::size_t>(c)].storm_motion = true;
+  for (int c : {63, 64, 65, 66, 89, 90}) t[static_cast<std::size_t>(c)].layer = true;
+  for (int c = 170; c <= 175; ++c) t[static_cast<std::size_t>(c)].divide_by_100 = true;
+  t[182].icd_knots = true;
+  t[62].text_pages = true;
   return t;
 }
 
