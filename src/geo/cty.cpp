@@ -93,10 +93,13 @@ std::string wmo_text(const CTY_data& c) {
   return buf;
 }
 
+// Sized to its text: a damaged file's huge coordinates must not be cut
+// into another cell's key.
 std::string cell_key(double a, double o) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%5.0f%6.0f", a, o);
-  return buf;
+  const int n = std::snprintf(nullptr, 0, "%5.0f%6.0f", a, o);
+  std::string key(static_cast<std::size_t>(std::max(n, 0)), '\0');
+  std::snprintf(key.data(), key.size() + 1, "%5.0f%6.0f", a, o);
+  return key;
 }
 
 bool all_digits(std::string_view s) {

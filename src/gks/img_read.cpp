@@ -502,8 +502,9 @@ int PNG_read(const char* filename, IMG_report* image, int type) {
     png_destroy_read_struct(&png, nullptr, nullptr);
     return 0;
   }
+  // libpng's errors jump back here: nothing past this point may own
+  // anything the jump would skip (the image is the caller's to free).
   IMG_report& im = *image;
-  std::vector<unsigned char> row;
   if (setjmp(png_jmpbuf(png))) {
     MESS_print(M_WARN, "PNG_read: Damaged PNG file\n");
     png_destroy_read_struct(&png, &info, nullptr);
