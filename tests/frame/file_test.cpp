@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -44,41 +43,25 @@ class FileTest : public ::testing::Test {
   void SetUp() override {
     zor::file::reset();
     unsetenv("zorcurtime");
-    put("file_path", dir_.string());
-    put("data_path", dir_.string());
-    put("raw_path", "/raw");
-    put("name_conv", "");
-    put("filename", nullptr);
-    put("num_hour", nullptr);
-    put("identifier", "OKX");
+    for (const auto& [name, value] : {std::pair<const char*, std::string>{"file_path", dir_.string()},
+                                      {"data_path", dir_.string()}, {"raw_path", "/raw"}, {"name_conv", ""},
+                                      {"filename", ""}, {"num_hour", ""}, {"identifier", "OKX"}})
+      put(name, value);
     FLAG_set_batch(0);
     // The real product's own naming: station, bulletin, product and time.
-    write_conv(
-        "# test conventions\n"
-        "okx   %D/KOKX_SDUS61_NMLOKX_%Y%m%d%h02   -  100\n"
-        "nids  %D/nids/%e/%{identifier}_%y%m%d%h%n   -  0\n"
-        "hrs   %D/%y%m%d%h.nids   -  0\n"
-        "stdo  -   -  0\n");
+    std::ofstream(dir_ / "name_conv") << "# test conventions\n"
+                                         "okx   %D/KOKX_SDUS61_NMLOKX_%Y%m%d%h02   -  100\n"
+                                         "nids  %D/nids/%e/%{identifier}_%y%m%d%h%n   -  0\n"
+                                         "hrs   %D/%y%m%d%h.nids   -  0\n"
+                                         "stdo  -   -  0\n";
   }
-  void TearDown() override {
-    unsetenv("zorcurtime");
-  }
+  void TearDown() override { unsetenv("zorcurtime"); }
 
-  static void put(const char* name, const char* value) {
-    // An absent resource is modelled as an empty one for the names the file
-    // layer reads as lists.
-    RES_put(name, value ? value : "");
-  }
-  void put(const char* name, const std::string& value) { RES_put(name, value.c_str()); }
-
-  void write_conv(const std::string& text) {
-    std::ofstream(dir_ / "name_conv") << text;
-  }
-  // A copy of the real product under the name of hour `hh`.
+  static void put(const char* name, const std::string& value) { RES_put(name, value.c_str()); }
+  // A copy of the real product under the name of time `stamp`.
   void product_at(const std::string& stamp) {
     fs::copy_file(kProduct, dir_ / ("KOKX_SDUS61_NMLOKX_" + stamp), fs::copy_options::overwrite_existing);
   }
-  void tiny_at(const std::string& stamp) { std::ofstream(dir_ / ("KOKX_SDUS61_NMLOKX_" + stamp)) << "ten bytes."; }
   std::string at(const std::string& stamp) const { return (dir_ / ("KOKX_SDUS61_NMLOKX_" + stamp)).string(); }
 
   zor::test::TempDir tmp_{"file_test"};
@@ -204,7 +187,7 @@ TEST_F(FileTest, BundledConventionsCoverEveryInputType) {
 
 TEST_F(FileTest, LatestFileWithinWindow) {
   product_at("201108280502");
-  tiny_at("201108280602");  // below the convention's minimum size of 100
+  std::ofstream(at("201108280602")) << "ten bytes.";  // below the convention's minimum size of 100
   product_at("201108280702");
   ASSERT_EQ(FILE_set_name("okx"), 1);
   char out[FILE_NAME_MAX];

@@ -26,16 +26,9 @@ namespace {
 using zor::test::count_of;
 using zor::test::stderr_of;
 using zor::test::stdout_of;
+using zor::test::scratch;
 using zor::test::slurp;
 const auto put = zor::test::write_file;
-
-// Files go to this process's own scratch folder: parallel test processes
-// of this binary must not write the same file.
-std::string tmp_path(const std::string& name) {
-  std::string p = zor::test::scratch(name);
-  std::remove(p.c_str());
-  return p;
-}
 
 struct ChildResult {
   int status = -1;
@@ -47,7 +40,7 @@ struct ChildResult {
 // `body` returns, or what the code under test exits with.
 ChildResult run_child(const std::string& input, const std::function<int()>& body) {
   static int count = 0;
-  std::string out_path = tmp_path("child_out_" + std::to_string(++count) + ".txt");
+  std::string out_path = scratch("child_out_" + std::to_string(++count) + ".txt");
   int fds[2];
   if (pipe(fds) != 0) return {};
   if (write(fds[1], input.data(), input.size()) != static_cast<ssize_t>(input.size())) return {};
@@ -142,7 +135,7 @@ TEST_F(MessTest, LevelOperationsAndDefaultsThatGiveWay) {
 }
 
 TEST_F(MessTest, LogOnlySinkKeepsTheTerminalQuiet) {
-  std::string log = tmp_path("run.log");
+  std::string log = scratch("run.log");
   ASSERT_EQ(MESS_set_str(("mess,fi=" + log).c_str()), 0);
   EXPECT_EQ(MESS_get(), 0xFFFu);
   EXPECT_EQ(zor::mess::out(), 0);
@@ -157,7 +150,7 @@ TEST_F(MessTest, LogOnlySinkKeepsTheTerminalQuiet) {
 }
 
 TEST_F(MessTest, TruncateAppendAndStampedLogs) {
-  std::string log = tmp_path("trunc.log");
+  std::string log = scratch("trunc.log");
   put(log, "old line\n");
   testing::internal::CaptureStdout();
   MESS_set_str(("-fi=" + log).c_str());
@@ -167,7 +160,7 @@ TEST_F(MessTest, TruncateAppendAndStampedLogs) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "new\nmore\n");
   EXPECT_EQ(slurp(log), "new\nmore\n");
 
-  std::string stamped = tmp_path("stamped.log");
+  std::string stamped = scratch("stamped.log");
   zor::date::set_clock(1709647439);
   testing::internal::CaptureStdout();
   MESS_set_str(("@fi:" + stamped).c_str());
@@ -178,7 +171,7 @@ TEST_F(MessTest, TruncateAppendAndStampedLogs) {
 }
 
 TEST_F(MessTest, ReopenedLogAndCopyFile) {
-  std::string log = tmp_path("reopen.log");
+  std::string log = scratch("reopen.log");
   testing::internal::CaptureStdout();
   MESS_set_str(("dfi=" + log).c_str());
   EXPECT_EQ(zor::mess::out(), 2);
@@ -188,7 +181,7 @@ TEST_F(MessTest, ReopenedLogAndCopyFile) {
   MESS_print(15, "second\n");
   EXPECT_EQ(slurp(log), "second\n");
 
-  std::string copy = tmp_path("copy.txt");
+  std::string copy = scratch("copy.txt");
   ASSERT_EQ(MESS_file(copy.c_str(), "w"), 0);
   MESS_print(15, "copied %s\n", "text");
   MESS_print(M_DEBUG, "never shown\n");
@@ -199,7 +192,7 @@ TEST_F(MessTest, ReopenedLogAndCopyFile) {
 }
 
 TEST_F(MessTest, UnopenableLogLeavesMessagesOnTheTerminal) {
-  std::string blocker = tmp_path("not_a_dir");
+  std::string blocker = scratch("not_a_dir");
   put(blocker, "x");
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
@@ -330,7 +323,7 @@ TEST_F(MessTest, SetCommandParsing) {
 }
 
 TEST_F(MessTest, BackgroundProcessSleepAndElapsedTime) {
-  std::string marker = tmp_path("back_proc.txt");
+  std::string marker = scratch("back_proc.txt");
   ChildResult r = run_child("", [marker] {
     int ret = ZOR_back_proc();
     // Only the detached child gets here.

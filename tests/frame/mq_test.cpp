@@ -9,11 +9,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "../common/files.h"

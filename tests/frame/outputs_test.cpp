@@ -2,7 +2,6 @@
 // every writer under a full disk or an unwritable name, and honest exits.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <cmath>
 #include <csignal>
@@ -179,9 +178,8 @@ TEST_F(Outputs, AFailedWriteLeavesNoHalfFileAndExitsNonZero) {
   }
 }
 
-// What the program tells a user when a run cannot do what was asked: one
-// clear message, an exit status that says so, and no file pretending to be a
-// result.
+// A run that cannot do what was asked says so once, exits accordingly, and
+// leaves no file pretending to be a result.
 class HonestExits : public Outputs {};
 
 struct ExitRow {
@@ -194,12 +192,9 @@ struct ExitRow {
 
 TEST_F(HonestExits, EachRunSaysWhatWentWrongAndExitsAccordingly) {
   const ExitRow rows[] = {
-      // Nothing requested and nothing to show it on.
       {"@kbmx", 2, "without an output file: nothing would be written", "", ""},
-      // Output options that name nothing this program writes.
       {"-of pgn:x.png @kbmx", 2, "unknown output file type in -of (out_file): pgn:x.png", "", ""},
       {"-of xwd:x.xwd @kbmx", 2, "use -pp xwd:NAME", "", ""},
-      // Image files that cannot be written.
       {"-of png:@/proc/x.png @kbmx", 12, "1 of 1 image files could not be written (last: /proc/x.png)", "", ""},
       {"-pp gif:@/proc/x.gif @kbmx", 12, "could not be written (last: /proc/x.gif)", "", ""},
       {"-of png:@/dev/full @kbmx", 12, "could not be written (last: /dev/full)", "", ""},
@@ -210,7 +205,6 @@ TEST_F(HonestExits, EachRunSaysWhatWentWrongAndExitsAccordingly) {
       // Drawing switched off: one line, not one per drawing call.
       {"-pl none -of png:@n.png @kbmx", 2, "nothing is drawn (-pl none)", "", "GKS not opened"},
       {"-dr none -of png:@n.png @kbmx", 2, "nothing is drawn (-dr none)", "", "GKS not opened"},
-      // A missing input file is reported once.
       {"-of png:@m.png @nosuch", 10, "Unable to open file:nosuch", "", ""},
       // Names as typed: a plain existing name, and a literal one whose folder
       // holds a dash (otherwise read as a NIDS extension).
@@ -243,9 +237,8 @@ TEST_F(HonestExits, TypedNamesAtThePromptAreUsedAsTyped) {
   EXPECT_GT(fs::file_size(dir_ / "zor.ps"), 10000u);
 }
 
-// Outputs complete for a product named as it stands: its date in the
-// output name and the labels, the own image header filled from the labels
-// and the domain.
+// A product named as it stands still dates the output name and labels, and
+// the own image header is filled from the labels and the domain.
 TEST_F(HonestExits, OutputsOfALiteralProductAreComplete) {
   zor::test::ProgramRun r = radar("-la ur:%y%m%d/%h%n -of png:@%Y%m%d_%h%n.png @kbmx");
   EXPECT_EQ(r.status, 0) << r.err;

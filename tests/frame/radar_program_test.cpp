@@ -1,8 +1,6 @@
 // The radar program itself: help output, input-type selection and the
 // dispatch to the formats.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <string>
