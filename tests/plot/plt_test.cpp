@@ -4,13 +4,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include "../common/files.h"
-#include "../frame/captured.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/clr.h"
@@ -127,17 +124,10 @@ TEST_F(PlotTest, ShadowInverseAndTimeZoneKeywords) {
   RES_put("plot_param", "shadow:2,inv,tz:EST");
   PLT_param_decode();
   EXPECT_EQ(std::pair(gget_font_drop(), gget_inverse()), std::pair(2, 1));
-  const std::string tz = DATE_get_tz_str();
-  DATE_set_TZ("EST");
-  EXPECT_EQ(tz, DATE_get_tz_str());
-  EXPECT_NE(tz.find("EST"), std::string::npos);
-  gset_inverse(0);
-  gset_font_drop(0);
-  DATE_set_TZ("UTC");
+  EXPECT_STREQ(DATE_get_tz_str(), " EST");
 }
 
 TEST_F(PlotTest, DeviceKeywordsReachTheKernelAndTheirOppositesUndoThem) {
-  const int loc_prior = DOM_get_loc_prior();
   RES_put("plot_param", "LCMAP,rwclr,loc_pr:3,pscolor");
   PLT_param_decode();
   // Colour PostScript is drawn dark on light.
@@ -147,9 +137,6 @@ TEST_F(PlotTest, DeviceKeywordsReachTheKernelAndTheirOppositesUndoThem) {
   PLT_param_decode();
   // "loc_pr" without a number changes nothing.
   EXPECT_EQ(std::tuple(gget_local_colormap(), gget_rw_colors(), DOM_get_loc_prior()), std::tuple(0, 0, 3));
-  gps_set_colorPS(0);
-  gset_inverse(0);
-  DOM_set_loc_prior(loc_prior);
 }
 
 TEST_F(PlotTest, DumpKeywordsAndOutFileChooseTypeAndName) {
@@ -236,22 +223,6 @@ TEST_F(PlotTest, BarBoxesSitUnderTheViewportInTheirColours) {
   const DrawnText* five = find_text("5");
   ASSERT_NE(five, nullptr);
   EXPECT_NEAR((five->x_min + five->x_max) / 2, xNDC_p(left + inc), 3.0f);
-}
-
-TEST_F(PlotTest, BarLookUpFindsTheLevelUnderThePoint) {
-  open();
-  EXPECT_EQ(CONT_get_bar_value(0.5f, 0.01f), ZOR_MISSING_F);  // no bar yet
-  ASSERT_EQ(CONT_set_fill_colors("5:blue,10:lblue,15:cyan", 1), 0);
-  ASSERT_EQ(CONT_draw_bar(1, ""), 0);
-  Glim vp;
-  PLT_get_view(&vp);
-  const float h = std::min(vp.y_min, 0.035f);
-  const float left = vp.x_min + 0.03f * (vp.x_max - vp.x_min);
-  const float inc = ((vp.x_min + vp.x_max) / 2 - left) / 3;
-  const float y = vp.y_min - 0.5f * h;
-  EXPECT_FLOAT_EQ(CONT_get_bar_value(left + 2.5f * inc, y), 15.0f);
-  EXPECT_EQ(CONT_get_bar_value(left - 0.001f, y), ZOR_MISSING_F);
-  EXPECT_EQ(CONT_get_bar_value(left + 0.5f * inc, vp.y_min + 0.01f), ZOR_MISSING_F);
 }
 
 TEST_F(PlotTest, EvenlySpacedBarStartsOnTheBaseGrid) {
@@ -396,21 +367,6 @@ TEST_F(PlotTest, NoRoomBelowTheViewportDrawsNoLabels) {
   PLT_label_up_left("UL");
   EXPECT_EQ(PLT_labels(), -1);
   EXPECT_EQ(find_text("UL"), nullptr);
-}
-
-// ---- Dumps -------------------------------------------------------------------
-
-TEST_F(PlotTest, DumpNamesFollowTheConvention) {
-  // The frame key of "%i" names is checked on the batch plot's PNG dump.
-  open();
-  const std::string dir = zor::test::scratch("dumps");
-  std::filesystem::create_directories(dir);
-  RES_put("image_path", dir.c_str());
-  EXPECT_EQ(PLT_dump(0), -1);  // no dump asked for
-  PLT_set_dump(PLT_DUMP_GIF, "");
-  std::string out;
-  const std::string err = zor::test::stderr_of([&] { out = zor::test::stdout_of([] { PLT_dump(0); }); });
-  EXPECT_NE((out + err).find(dir + "/zor.gif"), std::string::npos) << out << err;
 }
 
 // ---- Zoom drag ---------------------------------------------------------------
