@@ -36,17 +36,13 @@ std::string valid_label(int fhour, Date d) {
 }
 
 TEST_F(DateTest, SecondsSince1970AndAFixedClock) {
-  struct Case {
-    Date d;
-    long secs;
-  };
-  const Case cases[] = {
+  std::pair<Date, long> cases[] = {
       {make(1970, 1, 1, 0, 0, 0), 0}, {make(2000, 3, 1, 0, 0, 0), 951868800},
       {make(2024, 2, 29, 12, 0, 0), 1709208000}, {make(2023, 12, 31, 23, 59, 59), 1704067199},
       {make(2024, 1, 1, 0, 0, 0), 1704067200},  // January of a leap year
       {make(2099, 12, 31, 0, 0, 0), 4102358400},
   };
-  for (Case c : cases) EXPECT_EQ(DATE_num_sec(&c.d), c.secs) << c.d.year << "-" << c.d.month;
+  for (auto& [d, secs] : cases) EXPECT_EQ(DATE_num_sec(&d), secs) << d.year << "-" << d.month;
   // A fixed clock; its text form is read back from a stamped log in mess_test.
   zor::date::set_clock(1709647439);  // 2024-03-05 14:03:59 UTC
   long t = 0;
@@ -182,19 +178,14 @@ TEST_F(DateTest, ValidTimeLabels) {
 }
 
 TEST_F(DateTest, ForecastPeriodLabels) {
-  struct Case {
-    int fhour;
-    int flag;
-    const char* text;
-  };
-  const Case cases[] = {
+  const std::tuple<int, int, const char*> cases[] = {
       {84, 0, "3.5 day"}, {36, 0, "36 hour"}, {36, 1, "1.5 day"}, {12, 1, "0.5 day"}, {60, 1, "2.5 day"},
       {72, 0, "3 day"},   {803, 0, "3 day"},  {900, 0, "100 day"}, {901, 0, "1 month"}, {906, 1, "6 month"},
       {6, 1, "6 hour"},   {66, 0, "66 hour"}, {0, 1, ""},          {-9999, 0, ""},      {-3, 0, "-3 hour"},
   };
-  for (const Case& c : cases) {
+  for (const auto& [fhour, flag, text] : cases) {
     char buf[32];
-    EXPECT_STREQ(DATE_fhour_label(buf, c.fhour, c.flag), c.text) << c.fhour;
+    EXPECT_STREQ(DATE_fhour_label(buf, fhour, flag), text) << fhour;
   }
 }
 

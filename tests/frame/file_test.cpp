@@ -76,26 +76,21 @@ TEST_F(FileTest, TemplateKeysExpand) {
     put(name, value);
   FILE_set_name("@first");  // the first convention clears the user keys
   FILE_set_key('s', "TLX site");
-  struct Case {
-    const char* tmpl;
-    std::string expect;
-    int late_off;
-  };
   const std::string d = dir_.string();
-  const Case cases[] = {
+  const std::tuple<const char*, std::string, int> cases[] = {
       {"%D/%y%m%d%h.nids", d + "/24030518.nids", 3600}, {"%D/%y%m%d%3h.nids", d + "/24030518.nids", 10800},
       {"%D/%y%m%d%3h%30n.nids", d + "/2403051830.nids", 1800}, {"%Y-%b-%j %%", "2024-mar-065_%", 86400},
       {"%C|%F|%R|%G|%I|%W|%T|%M|%S", "/con|" + d + "|/raw|/grid|/img|/wat|/txt|/mod|/sat", -9999},
       {"%s_%2s_%q_%{product}_%{nosuch}.x", "TLX_site_TL_0_N0R_.x", -9999}, {"a{%h}b%15n", "a18b30", 900},
       {"%5d", "01", 5 * 86400},
   };
-  for (const auto& c : cases) {
-    ASSERT_EQ(FILE_set_name((std::string("@") + c.tmpl).c_str()), 1);
+  for (const auto& [tmpl, expect, late_off] : cases) {
+    ASSERT_EQ(FILE_set_name((std::string("@") + tmpl).c_str()), 1);
     Date t = make_date(2024, 3, 5, 18, 40);
     char out[FILE_NAME_MAX];
-    EXPECT_EQ(FILE_set_date(&t, out), 0) << c.tmpl;
-    EXPECT_EQ(std::string(out), c.expect) << c.tmpl;
-    EXPECT_EQ(FILE_get_late_off(), c.late_off) << c.tmpl;
+    EXPECT_EQ(FILE_set_date(&t, out), 0) << tmpl;
+    EXPECT_EQ(std::string(out), expect) << tmpl;
+    EXPECT_EQ(FILE_get_late_off(), late_off) << tmpl;
   }
   // Unset fields have their placeholders.
   ASSERT_EQ(FILE_set_name("@%Y%y%m%b%d%h%n"), 1);
@@ -382,7 +377,6 @@ TEST_F(FileTest, ListingShowsMatchingFiles) {
 }
 
 TEST_F(FileTest, FileSystemHelpers) {
-  // Pipes both ways.
   FILE* in = FILE_open("|echo piped words", "r");
   ASSERT_NE(in, nullptr);
   char line[64] = "";
@@ -418,7 +412,6 @@ TEST_F(FileTest, FileSystemHelpers) {
   EXPECT_EQ(FILE_open("-", "r"), stdin);
   EXPECT_EQ(FILE_open("STD", "w"), stdout);
 
-  // Paths and standard streams.
   for (const auto& [dir, name, want] : {std::tuple{"/a", "b", "/a/b"}, {"/a/", "b", "/a/b"}, {"/a", "/abs/b", "/abs/b"},
                                        {"/a", "-", "-"}})
     EXPECT_STREQ(FILE_add_path(dir, name, buf), want) << dir << " " << name;
