@@ -1,6 +1,5 @@
-// A batch run without a display: PLT_open falls back to the in-memory raster
-// device, and the colour bar and labels land on the right pixels in the
-// right colours, in the captured raster and in the PNG file dumped from it.
+// A batch run without a display: PLT_open falls back to the in-memory raster,
+// where the colour bar and labels land on the right pixels in their colours.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -21,8 +20,7 @@ using namespace zor::gks;
 
 namespace {
 
-using zor::test::Capture;
-using zor::test::rgb_of;
+using namespace zor::test;
 
 class BatchPlotTest : public ::testing::Test {
  protected:

@@ -1,6 +1,5 @@
-// Variable descriptions: the plot type words, the bundled description files
-// "nids.var" and "rad.var", the selection of the `variable` resource and the
-// variable menu.
+// Variable descriptions: type words, the bundled "nids.var" and "rad.var",
+// the selection of the `variable` resource and the variable menu.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

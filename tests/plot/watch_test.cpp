@@ -194,8 +194,6 @@ TEST_F(WatchTest, TruncatedBulletinsNeitherCrashNorKeepHalfWatches) {
   }
 }
 
-// ---- Drawing ---------------------------------------------------------------
-
 using zor::test::Capture;
 using zor::test::rgb_of;
 
