@@ -67,14 +67,10 @@ TEST(StringEdits, NumbersAndComparison) {
   for (const auto& [text, num] : {std::pair{"72469", 1}, {"-12", 1}, {"-", 0}, {"", 0}, {"12a", 0}, {"+1", 0}})
     EXPECT_EQ(string_is_num(text), num) << text;
 
-  EXPECT_EQ(stricmp("NIDS", "nids"), 0);
-  EXPECT_EQ(stricmp(nullptr, "nids"), 1);
-  EXPECT_EQ(stricmp("nids", nullptr), 1);
-  EXPECT_LT(stricmp("lev2", "LEV2Z"), 0);
-  EXPECT_GT(stricmp("b", "A"), 0);
-  EXPECT_EQ(strnicmp("lev2z", "lev2", 4), 0);
+  EXPECT_EQ(std::tuple(stricmp("NIDS", "nids"), stricmp(nullptr, "nids"), stricmp("nids", nullptr)), std::tuple(0, 1, 1));
+  EXPECT_TRUE(stricmp("lev2", "LEV2Z") < 0 && stricmp("b", "A") > 0);
+  EXPECT_EQ(std::tuple(strnicmp("lev2z", "lev2", 4), strnicmp("ab", "AB", 10)), std::tuple(0, 0));
   EXPECT_NE(strnicmp("lev2z", "lev2", 5), 0);
-  EXPECT_EQ(strnicmp("ab", "AB", 10), 0);
 }
 
 TEST(SetNum, WidthSignificantDigitsAndMinimumDecimals) {
