@@ -88,6 +88,7 @@ TEST_F(BatchPlotTest, ColourBarAndLabelsOnTheMemoryRaster) {
   // plot_scene_test).
   const std::string dir = zor::test::scratch_dir().path().string();
   RES_put("image_path", dir.c_str());
+  EXPECT_EQ(PLT_dump(0), -1);  // none asked for
   PLT_set_dump(PLT_DUMP_PNG, "batch_%i.png");
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
