@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -44,41 +43,25 @@ class FileTest : public ::testing::Test {
   void SetUp() override {
     zor::file::reset();
     unsetenv("zorcurtime");
-    put("file_path", dir_.string());
-    put("data_path", dir_.string());
-    put("raw_path", "/raw");
-    put("name_conv", "");
-    put("filename", nullptr);
-    put("num_hour", nullptr);
-    put("identifier", "OKX");
+    for (const auto& [name, value] : {std::pair<const char*, std::string>{"file_path", dir_.string()},
+                                      {"data_path", dir_.string()}, {"raw_path", "/raw"}, {"name_conv", ""},
+                                      {"filename", ""}, {"num_hour", ""}, {"identifier", "OKX"}})
+      put(name, value);
     FLAG_set_batch(0);
     // The real product's own naming: station, bulletin, product and time.
-    write_conv(
-        "# test conventions\n"
-        "okx   %D/KOKX_SDUS61_NMLOKX_%Y%m%d%h02   -  100\n"
-        "nids  %D/nids/%e/%{identifier}_%y%m%d%h%n   -  0\n"
-        "hrs   %D/%y%m%d%h.nids   -  0\n"
-        "stdo  -   -  0\n");
+    std::ofstream(dir_ / "name_conv") << "# test conventions\n"
+                                         "okx   %D/KOKX_SDUS61_NMLOKX_%Y%m%d%h02   -  100\n"
+                                         "nids  %D/nids/%e/%{identifier}_%y%m%d%h%n   -  0\n"
+                                         "hrs   %D/%y%m%d%h.nids   -  0\n"
+                                         "stdo  -   -  0\n";
   }
-  void TearDown() override {
-    unsetenv("zorcurtime");
-  }
+  void TearDown() override { unsetenv("zorcurtime"); }
 
-  static void put(const char* name, const char* value) {
-    // An absent resource is modelled as an empty one for the names the file
-    // layer reads as lists.
-    RES_put(name, value ? value : "");
-  }
-  void put(const char* name, const std::string& value) { RES_put(name, value.c_str()); }
-
-  void write_conv(const std::string& text) {
-    std::ofstream(dir_ / "name_conv") << text;
-  }
-  // A copy of the real product under the name of hour `hh`.
+  static void put(const char* name, const std::string& value) { RES_put(name, value.c_str()); }
+  // A copy of the real product under the name of time `stamp`.
   void product_at(const std::string& stamp) {
     fs::copy_file(kProduct, dir_ / ("KOKX_SDUS61_NMLOKX_" + stamp), fs::copy_options::overwrite_existing);
   }
-  void tiny_at(const std::string& stamp) { std::ofstream(dir_ / ("KOKX_SDUS61_NMLOKX_" + stamp)) << "ten bytes."; }
   std::string at(const std::string& stamp) const { return (dir_ / ("KOKX_SDUS61_NMLOKX_" + stamp)).string(); }
 
   zor::test::TempDir tmp_{"file_test"};
@@ -93,26 +76,21 @@ TEST_F(FileTest, TemplateKeysExpand) {
     put(name, value);
   FILE_set_name("@first");  // the first convention clears the user keys
   FILE_set_key('s', "TLX site");
-  struct Case {
-    const char* tmpl;
-    std::string expect;
-    int late_off;
-  };
   const std::string d = dir_.string();
-  const Case cases[] = {
+  const std::tuple<const char*, std::string, int> cases[] = {
       {"%D/%y%m%d%h.nids", d + "/24030518.nids", 3600}, {"%D/%y%m%d%3h.nids", d + "/24030518.nids", 10800},
       {"%D/%y%m%d%3h%30n.nids", d + "/2403051830.nids", 1800}, {"%Y-%b-%j %%", "2024-mar-065_%", 86400},
       {"%C|%F|%R|%G|%I|%W|%T|%M|%S", "/con|" + d + "|/raw|/grid|/img|/wat|/txt|/mod|/sat", -9999},
       {"%s_%2s_%q_%{product}_%{nosuch}.x", "TLX_site_TL_0_N0R_.x", -9999}, {"a{%h}b%15n", "a18b30", 900},
       {"%5d", "01", 5 * 86400},
   };
-  for (const auto& c : cases) {
-    ASSERT_EQ(FILE_set_name((std::string("@") + c.tmpl).c_str()), 1);
+  for (const auto& [tmpl, expect, late_off] : cases) {
+    ASSERT_EQ(FILE_set_name((std::string("@") + tmpl).c_str()), 1);
     Date t = make_date(2024, 3, 5, 18, 40);
     char out[FILE_NAME_MAX];
-    EXPECT_EQ(FILE_set_date(&t, out), 0) << c.tmpl;
-    EXPECT_EQ(std::string(out), c.expect) << c.tmpl;
-    EXPECT_EQ(FILE_get_late_off(), c.late_off) << c.tmpl;
+    EXPECT_EQ(FILE_set_date(&t, out), 0) << tmpl;
+    EXPECT_EQ(std::string(out), expect) << tmpl;
+    EXPECT_EQ(FILE_get_late_off(), late_off) << tmpl;
   }
   // Unset fields have their placeholders.
   ASSERT_EQ(FILE_set_name("@%Y%y%m%b%d%h%n"), 1);
@@ -204,7 +182,7 @@ TEST_F(FileTest, BundledConventionsCoverEveryInputType) {
 
 TEST_F(FileTest, LatestFileWithinWindow) {
   product_at("201108280502");
-  tiny_at("201108280602");  // below the convention's minimum size of 100
+  std::ofstream(at("201108280602")) << "ten bytes.";  // below the convention's minimum size of 100
   product_at("201108280702");
   ASSERT_EQ(FILE_set_name("okx"), 1);
   char out[FILE_NAME_MAX];
@@ -399,7 +377,6 @@ TEST_F(FileTest, ListingShowsMatchingFiles) {
 }
 
 TEST_F(FileTest, FileSystemHelpers) {
-  // Pipes both ways.
   FILE* in = FILE_open("|echo piped words", "r");
   ASSERT_NE(in, nullptr);
   char line[64] = "";
@@ -435,7 +412,6 @@ TEST_F(FileTest, FileSystemHelpers) {
   EXPECT_EQ(FILE_open("-", "r"), stdin);
   EXPECT_EQ(FILE_open("STD", "w"), stdout);
 
-  // Paths and standard streams.
   for (const auto& [dir, name, want] : {std::tuple{"/a", "b", "/a/b"}, {"/a/", "b", "/a/b"}, {"/a", "/abs/b", "/abs/b"},
                                        {"/a", "-", "-"}})
     EXPECT_STREQ(FILE_add_path(dir, name, buf), want) << dir << " " << name;

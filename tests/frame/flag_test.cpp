@@ -6,6 +6,7 @@
 
 #include "zor/res.h"
 
+#include <array>
 #include <utility>
 
 namespace {
@@ -44,23 +45,18 @@ TEST_F(FlagTest, PlotComponentsKeepTheirSums) {
 }
 
 // The draw resource: a first item without sign starts from nothing.
-struct DrawCase {
-  const char* value;
-  int on[13];
-};
-
 TEST_F(FlagTest, DrawResourceSwitchesComponents) {
-  const DrawCase cases[] = {
+  const std::pair<const char*, std::array<int, 13>> cases[] = {
       {"-map", {6, 1, 1, 1, 1, 1, 1, 1, 0, 1, 1, 1, 16}}, {"map", {0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1}},
       {"map,data", {0, 0, 0, 0, 0, 0, 0, 1, 1, 0, 0, 0, 2}}, {"-text", {0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 0, 4}},
       {"none,+text_ul,+BORD", {1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 3}},
       {"+all,-sum,-grid", {6, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 1, 15}},
       {"bogus", {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
   };
-  for (const auto& c : cases) {
+  for (const auto& [value, on] : cases) {
     zor::flag::reset();
-    EXPECT_EQ(RES_conv_data(c.value, nullptr, CV_draw), 1);
-    for (int i = 0; i < 13; ++i) EXPECT_EQ(FLAG_getplot(i), c.on[i]) << c.value << " slot " << i;
+    EXPECT_EQ(RES_conv_data(value, nullptr, CV_draw), 1);
+    for (int i = 0; i < 13; ++i) EXPECT_EQ(FLAG_getplot(i), on[static_cast<std::size_t>(i)]) << value << " slot " << i;
   }
 }
 

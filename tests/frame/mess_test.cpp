@@ -20,22 +20,11 @@
 #include "zor/flag.h"
 #include "zor/mess.h"
 #include "zor/res.h"
+#include "zor/reset.h"
 
 namespace {
 
-using zor::test::count_of;
-using zor::test::stderr_of;
-using zor::test::stdout_of;
-using zor::test::slurp;
-const auto put = zor::test::write_file;
-
-// Files go to this process's own scratch folder: parallel test processes
-// of this binary must not write the same file.
-std::string tmp_path(const std::string& name) {
-  std::string p = zor::test::scratch(name);
-  std::remove(p.c_str());
-  return p;
-}
+using namespace zor::test;
 
 struct ChildResult {
   int status = -1;
@@ -47,7 +36,7 @@ struct ChildResult {
 // `body` returns, or what the code under test exits with.
 ChildResult run_child(const std::string& input, const std::function<int()>& body) {
   static int count = 0;
-  std::string out_path = tmp_path("child_out_" + std::to_string(++count) + ".txt");
+  std::string out_path = scratch("child_out_" + std::to_string(++count) + ".txt");
   int fds[2];
   if (pipe(fds) != 0) return {};
   if (write(fds[1], input.data(), input.size()) != static_cast<ssize_t>(input.size())) return {};
@@ -74,13 +63,8 @@ ChildResult run_child(const std::string& input, const std::function<int()>& body
 
 class MessTest : public ::testing::Test {
  protected:
-  void SetUp() override { restore(); }
-  void TearDown() override { restore(); }
-  static void restore() {
-    zor::mess::reset();
-    zor::date::reset();
-    FLAG_set_batch(0);
-  }
+  void SetUp() override { zor::reset_all(); }
+  void TearDown() override { zor::reset_all(); }
 };
 
 TEST_F(MessTest, DefaultLevelShowsUpToOut2) {
@@ -94,55 +78,47 @@ TEST_F(MessTest, DefaultLevelShowsUpToOut2) {
   EXPECT_EQ(MESS_print(48, "an error %s\n", "here"), 1);
   EXPECT_EQ(MESS_print(64, "a warning\n"), 1);
   EXPECT_EQ(MESS_print(15, "prompt: "), 1);
-  std::string out = testing::internal::GetCapturedStdout();
-  std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(out, "out1 5\nprompt: ");
-  EXPECT_EQ(err, "an error here\na warning\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "out1 5\nprompt: ");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "an error here\na warning\n");
 
   EXPECT_EQ(stdout_of([] { MESS_print_prog("RADAR DATA PLOTTING"); }),
             "      RADAR DATA PLOTTING (Ver 5.59-LINUX-X11)\n\n");
 }
 
 TEST_F(MessTest, MessageResourceItems) {
-  struct Case {
-    const char* str;
-    M_type level;
-  };
   // "out" alone names no class; warnings have sub-levels c and d only.
-  const Case cases[] = {
+  const std::pair<const char*, M_type> cases[] = {
       {"out1", 0x0000FFFF},     {"+debug", 0xF00FFFFF},      {"-warn", 0x000FFF3F},      {"mess,-print", 0x00000FF0},
       {" mess , -print ", 0x00000FF0}, {"warn", 0x000000FF}, {"Warnings", 0x000000FF},   {"messages", 0x00000FFF},
       {"none", 0},              {"bogus", 0},                {"debugc", 0x7FFFFFFF},     {"+debugc", 0x400FFFFF},
       {"-outd", 0x000FFFFF},    {"print,+out2a", 0x0001000F}, {"error,+WARNd", 0x000000BF},
       {"error,+warnb", 0x0000003F}, {"out4,-out3,-out2d", 0x0F07FFFF},
   };
-  for (const Case& c : cases) {
+  for (const auto& [str, level] : cases) {
     zor::mess::reset();
-    EXPECT_EQ(MESS_set_str(c.str), 0) << c.str;
-    EXPECT_EQ(MESS_get(), c.level) << c.str;
-    EXPECT_EQ(MESS_check_set(), 1) << c.str;
+    EXPECT_EQ(MESS_set_str(str), 0) << str;
+    EXPECT_EQ(MESS_get(), level) << str;
+    EXPECT_EQ(MESS_check_set(), 1) << str;
   }
 }
 
 TEST_F(MessTest, LevelOperationsAndDefaultsThatGiveWay) {
   // Operations 19 and 20 set defaults that give way once a level is chosen;
   // 7 is no operation.
-  const struct {
-    int op;
-    M_type mask, want;
-  } steps[] = {{20, 255, 0xFF},          {0, 0x800, 0xFFF},         {19, 0xF, 0xFFF},
-               {1, M_DEBUG, 0xF0000FFF}, {-1, M_PRINT, 0xF0000FF0}, {9, M_ERROR, 0xF0000FC0},
-               {11, M_PRINT, 0xF0000FCF}, {7, 0, 0xF0000FCF},       {10, 0, 0}};
-  for (const auto& step : steps) {
-    MESS_set(step.op, step.mask);
-    EXPECT_EQ(MESS_get(), step.want) << step.op;
-    if (step.op == 20 || step.op == 0) { EXPECT_EQ(MESS_check_set(), step.op == 0 ? 1 : 0); }
+  const std::tuple<int, M_type, M_type> steps[] = {
+      {20, 255, 0xFF},          {0, 0x800, 0xFFF},         {19, 0xF, 0xFFF},
+      {1, M_DEBUG, 0xF0000FFF}, {-1, M_PRINT, 0xF0000FF0}, {9, M_ERROR, 0xF0000FC0},
+      {11, M_PRINT, 0xF0000FCF}, {7, 0, 0xF0000FCF},       {10, 0, 0}};
+  for (const auto& [op, mask, want] : steps) {
+    MESS_set(op, mask);
+    EXPECT_EQ(MESS_get(), want) << op;
+    if (op == 20 || op == 0) { EXPECT_EQ(MESS_check_set(), op == 0 ? 1 : 0); }
   }
   EXPECT_EQ(MESS_check_set(), 3);  // operations below 5 count
 }
 
 TEST_F(MessTest, LogOnlySinkKeepsTheTerminalQuiet) {
-  std::string log = tmp_path("run.log");
+  std::string log = scratch("run.log");
   ASSERT_EQ(MESS_set_str(("mess,fi=" + log).c_str()), 0);
   EXPECT_EQ(MESS_get(), 0xFFFu);
   EXPECT_EQ(zor::mess::out(), 0);
@@ -157,8 +133,8 @@ TEST_F(MessTest, LogOnlySinkKeepsTheTerminalQuiet) {
 }
 
 TEST_F(MessTest, TruncateAppendAndStampedLogs) {
-  std::string log = tmp_path("trunc.log");
-  put(log, "old line\n");
+  std::string log = scratch("trunc.log");
+  write_file(log, "old line\n");
   testing::internal::CaptureStdout();
   MESS_set_str(("-fi=" + log).c_str());
   EXPECT_EQ(MESS_print(15, "new\n"), 1);  // terminal and log
@@ -167,7 +143,7 @@ TEST_F(MessTest, TruncateAppendAndStampedLogs) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "new\nmore\n");
   EXPECT_EQ(slurp(log), "new\nmore\n");
 
-  std::string stamped = tmp_path("stamped.log");
+  std::string stamped = scratch("stamped.log");
   zor::date::set_clock(1709647439);
   testing::internal::CaptureStdout();
   MESS_set_str(("@fi:" + stamped).c_str());
@@ -178,7 +154,7 @@ TEST_F(MessTest, TruncateAppendAndStampedLogs) {
 }
 
 TEST_F(MessTest, ReopenedLogAndCopyFile) {
-  std::string log = tmp_path("reopen.log");
+  std::string log = scratch("reopen.log");
   testing::internal::CaptureStdout();
   MESS_set_str(("dfi=" + log).c_str());
   EXPECT_EQ(zor::mess::out(), 2);
@@ -188,7 +164,7 @@ TEST_F(MessTest, ReopenedLogAndCopyFile) {
   MESS_print(15, "second\n");
   EXPECT_EQ(slurp(log), "second\n");
 
-  std::string copy = tmp_path("copy.txt");
+  std::string copy = scratch("copy.txt");
   ASSERT_EQ(MESS_file(copy.c_str(), "w"), 0);
   MESS_print(15, "copied %s\n", "text");
   MESS_print(M_DEBUG, "never shown\n");
@@ -199,8 +175,8 @@ TEST_F(MessTest, ReopenedLogAndCopyFile) {
 }
 
 TEST_F(MessTest, UnopenableLogLeavesMessagesOnTheTerminal) {
-  std::string blocker = tmp_path("not_a_dir");
-  put(blocker, "x");
+  std::string blocker = scratch("not_a_dir");
+  write_file(blocker, "x");
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   MESS_set_str(("mess,fi=" + blocker + "/sub/run.log").c_str());
@@ -330,7 +306,7 @@ TEST_F(MessTest, SetCommandParsing) {
 }
 
 TEST_F(MessTest, BackgroundProcessSleepAndElapsedTime) {
-  std::string marker = tmp_path("back_proc.txt");
+  std::string marker = scratch("back_proc.txt");
   ChildResult r = run_child("", [marker] {
     int ret = ZOR_back_proc();
     // Only the detached child gets here.

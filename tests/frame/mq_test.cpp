@@ -9,11 +9,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "../common/files.h"
@@ -87,7 +85,6 @@ class Server {
   }
   bool ok() const { return pid_ > 0; }
   int client() const { return type_ == kQueue ? q_ : MQ_open(1); }
-  int id() const { return q_; }
   long key() const { return 0x30000000L + (getpid() & 0x3FFFFF) * 4 + 1; }
   std::string log() const {
     std::string text;

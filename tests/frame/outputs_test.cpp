@@ -2,13 +2,14 @@
 // every writer under a full disk or an unwritable name, and honest exits.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <cmath>
 #include <csignal>
 #include <filesystem>
 #include <set>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "../common/files.h"
@@ -141,65 +142,52 @@ struct FullDisk {
 };
 
 TEST_F(Outputs, AFailedWriteLeavesNoHalfFileAndExitsNonZero) {
-  struct Row {
-    const char* option;  // with %s for the file name
-    const char* name;
-  };
-  const Row rows[] = {{"-of png:@%s", "x.png"}, {"-pp gif:@%s", "x.gif"}, {"-pp xwd:@%s", "x.xwd"},
+  // {option with %s for the file name, the file name}
+  const std::pair<const char*, const char*> rows[] = {{"-of png:@%s", "x.png"}, {"-pp gif:@%s", "x.gif"}, {"-pp xwd:@%s", "x.xwd"},
                       {"-pp img:@%s", "x.img"}, {"-de p,%s", "x.ps"},     {"-de h,%s", "x.hpgl"},
                       {"-de m,%s,cgm", "x.cgm"}, {"-de m,%s", "x.meta"}};
-  auto args = [](const Row& row, const std::string& name) {
+  auto args = [](const char* option, const std::string& name) {
     char buf[128];
-    std::snprintf(buf, sizeof buf, row.option, name.c_str());
+    std::snprintf(buf, sizeof buf, option, name.c_str());
     return std::string(buf) + " @kbmx";
   };
   const std::set<std::string> own = {"kbmx", "a-b", "in.txt", "out.txt", "err.txt"};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.option);
+  for (const auto& [option, name] : rows) {
+    SCOPED_TRACE(option);
     // A full disk: the earlier file of that name stays as it was.
-    zor::test::write_file(path(row.name), "earlier");
+    zor::test::write_file(path(name), "earlier");
     zor::test::ProgramRun r;
     {
       FullDisk full;
-      r = radar(args(row, row.name));
+      r = radar(args(option, name));
     }
     EXPECT_EQ(r.status, 12) << r.err;
-    EXPECT_NE(r.err.find(row.name), std::string::npos) << r.err;
-    EXPECT_EQ(slurp(path(row.name)), "earlier");
-    fs::remove(path(row.name));
+    EXPECT_NE(r.err.find(name), std::string::npos) << r.err;
+    EXPECT_EQ(slurp(path(name)), "earlier");
+    fs::remove(path(name));
     for (const auto& e : fs::directory_iterator(dir_.path()))
       EXPECT_TRUE(own.count(e.path().filename().string())) << "left behind: " << e.path();
     // A device that refuses every byte, and a name in no folder at all.
-    r = radar(args(row, "/dev/full"));
+    r = radar(args(option, "/dev/full"));
     EXPECT_EQ(r.status, 12) << r.err;
     EXPECT_NE(r.err.find("/dev/full"), std::string::npos) << r.err;
-    r = radar(args(row, std::string("kbmx/") + row.name));
+    r = radar(args(option, std::string("kbmx/") + name));
     EXPECT_NE(r.status, 0);
-    EXPECT_NE(r.err.find(std::string("kbmx/") + row.name), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find(std::string("kbmx/") + name), std::string::npos) << r.err;
   }
 }
 
-// What the program tells a user when a run cannot do what was asked: one
-// clear message, an exit status that says so, and no file pretending to be a
-// result.
+// A run that cannot do what was asked says so once, exits accordingly, and
+// leaves no file pretending to be a result.
 class HonestExits : public Outputs {};
 
-struct ExitRow {
-  const char* args;
-  int status;
-  const char* message;  // once, on standard error or output, or ""
-  const char* file;     // written (relative to the run's directory), or ""
-  const char* absent;   // text that must not appear, or ""
-};
-
 TEST_F(HonestExits, EachRunSaysWhatWentWrongAndExitsAccordingly) {
-  const ExitRow rows[] = {
-      // Nothing requested and nothing to show it on.
+  // {arguments, status, message once on either stream or "", file written
+  // in the run's folder or "", text that must not appear or ""}
+  const std::tuple<const char*, int, const char*, const char*, const char*> rows[] = {
       {"@kbmx", 2, "without an output file: nothing would be written", "", ""},
-      // Output options that name nothing this program writes.
       {"-of pgn:x.png @kbmx", 2, "unknown output file type in -of (out_file): pgn:x.png", "", ""},
       {"-of xwd:x.xwd @kbmx", 2, "use -pp xwd:NAME", "", ""},
-      // Image files that cannot be written.
       {"-of png:@/proc/x.png @kbmx", 12, "1 of 1 image files could not be written (last: /proc/x.png)", "", ""},
       {"-pp gif:@/proc/x.gif @kbmx", 12, "could not be written (last: /proc/x.gif)", "", ""},
       {"-of png:@/dev/full @kbmx", 12, "could not be written (last: /dev/full)", "", ""},
@@ -210,7 +198,6 @@ TEST_F(HonestExits, EachRunSaysWhatWentWrongAndExitsAccordingly) {
       // Drawing switched off: one line, not one per drawing call.
       {"-pl none -of png:@n.png @kbmx", 2, "nothing is drawn (-pl none)", "", "GKS not opened"},
       {"-dr none -of png:@n.png @kbmx", 2, "nothing is drawn (-dr none)", "", "GKS not opened"},
-      // A missing input file is reported once.
       {"-of png:@m.png @nosuch", 10, "Unable to open file:nosuch", "", ""},
       // Names as typed: a plain existing name, and a literal one whose folder
       // holds a dash (otherwise read as a NIDS extension).
@@ -219,16 +206,16 @@ TEST_F(HonestExits, EachRunSaysWhatWentWrongAndExitsAccordingly) {
       // No watch asked for: no watch bulletins looked for.
       {"-of png:@w.png @kbmx", 0, "", "w.png", "WATCH_decode_file"},
   };
-  for (const ExitRow& row : rows) {
-    SCOPED_TRACE(row.args);
-    for (const char* f : {"x.png", "n.png", "m.png", row.file})
+  for (const auto& [args, status, message, file, absent] : rows) {
+    SCOPED_TRACE(args);
+    for (const char* f : {"x.png", "n.png", "m.png", file})
       if (*f) fs::remove(dir_ / f);
-    const zor::test::ProgramRun r = radar(row.args);
-    EXPECT_EQ(r.status, row.status) << r.err;
-    if (*row.message) { EXPECT_EQ(count_of(r.err + r.out, row.message), 1) << r.out << r.err; }
-    if (*row.file) { EXPECT_TRUE(fs::exists(dir_ / row.file) && fs::file_size(dir_ / row.file) > 1000u) << row.file; }
+    const zor::test::ProgramRun r = radar(args);
+    EXPECT_EQ(r.status, status) << r.err;
+    if (*message) { EXPECT_EQ(count_of(r.err + r.out, message), 1) << r.out << r.err; }
+    if (*file) { EXPECT_TRUE(fs::exists(dir_ / file) && fs::file_size(dir_ / file) > 1000u) << file; }
     for (const char* f : {"x.png", "n.png", "m.png"}) EXPECT_FALSE(fs::exists(dir_ / f)) << f;
-    if (*row.absent) { EXPECT_EQ(count_of(r.err + r.out, row.absent), 0) << r.out << r.err; }
+    if (*absent) { EXPECT_EQ(count_of(r.err + r.out, absent), 0) << r.out << r.err; }
   }
 }
 
@@ -243,9 +230,8 @@ TEST_F(HonestExits, TypedNamesAtThePromptAreUsedAsTyped) {
   EXPECT_GT(fs::file_size(dir_ / "zor.ps"), 10000u);
 }
 
-// Outputs complete for a product named as it stands: its date in the
-// output name and the labels, the own image header filled from the labels
-// and the domain.
+// A product named as it stands still dates the output name and labels, and
+// the own image header is filled from the labels and the domain.
 TEST_F(HonestExits, OutputsOfALiteralProductAreComplete) {
   zor::test::ProgramRun r = radar("-la ur:%y%m%d/%h%n -of png:@%Y%m%d_%h%n.png @kbmx");
   EXPECT_EQ(r.status, 0) << r.err;

@@ -1,8 +1,6 @@
 // The radar program itself: help output, input-type selection and the
 // dispatch to the formats.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -49,15 +47,10 @@ TEST(RadarProgram, EveryInputTypeEndsCleanlyWithoutData) {
   }
 }
 
-struct ChoiceCase {
-  std::vector<std::string> input, in_file;
-  int type;
-  const char* name_conv;
-  const char* model;
-};
-
 TEST(RadarInputChoice, InputChoosesTypeInFileChoosesConvention) {
-  const ChoiceCase cases[] = {
+  using Words = std::vector<std::string>;
+  // {input, in_file, input type, name convention, model}
+  const std::tuple<Words, Words, int, const char*, const char*> cases[] = {
       {{}, {}, 31, "rad_cvt", "mdr"}, {{"nids"}, {"nowrad"}, 33, "nowrad", "mdr"},
       {{}, {"lev2z_west"}, 38, "lev2z_west", "mdr"}, {{}, {"lev2_west"}, 37, "lev2_west", "mdr"},
       {{"lev2z"}, {}, 38, "lev2", "mdr"}, {{"LEV2"}, {}, 37, "lev2", "mdr"}, {{"Kavrad"}, {}, 36, "kavrad", "mdr"},
@@ -65,20 +58,16 @@ TEST(RadarInputChoice, InputChoosesTypeInFileChoosesConvention) {
       {{"rcm"}, {}, 31, "rcm_cvt", "rcm"}, {{"rcmsite"}, {}, 35, "rcm_dat", "mdr"},
       {{"site"}, {}, 32, "rrwds", "mdr"}, {{"Rawdata"}, {}, 31, "rad_dat", "mdr"},
       {{"raw"}, {"nids_west"}, 31, "nids_west", "mdr"},  // marked: in_file keeps the type
-      {{"radar"}, {"nowrad"}, 31, "nowrad", "mdr"},
-      {{"nowrad"}, {"mdr"}, 34, "rad_raw", "mdr"},
-      {{}, {"rcm"}, 31, "rcm_cvt", "rcm"},
-      {{}, {"RcmSite"}, 35, "rcm_dat", "mdr"},
-      {{}, {"CVTx"}, 31, "rad_cvt", "mdr"},
-      {{}, {"site"}, 32, "rrwds", "mdr"},
-      {{}, {"other"}, 31, "other", "mdr"},
+      {{"radar"}, {"nowrad"}, 31, "nowrad", "mdr"}, {{"nowrad"}, {"mdr"}, 34, "rad_raw", "mdr"},
+      {{}, {"rcm"}, 31, "rcm_cvt", "rcm"}, {{}, {"RcmSite"}, 35, "rcm_dat", "mdr"},
+      {{}, {"CVTx"}, 31, "rad_cvt", "mdr"}, {{}, {"site"}, 32, "rrwds", "mdr"}, {{}, {"other"}, 31, "other", "mdr"},
       {{"nids", "lev2"}, {"a", "b"}, 37, "b", "mdr"},
       {{"bogus"}, {"NIDS"}, 31, "NIDS", "mdr"},  // contains-tests are case-sensitive
   };
-  for (const auto& c : cases) {
-    auto got = zor::radar_entry::choose_input(c.input, c.in_file);
-    EXPECT_EQ(std::tuple(got.type, got.name_conv, got.model), std::tuple(c.type, c.name_conv, c.model))
-        << (c.input.empty() ? "-" : c.input[0]) << "/" << (c.in_file.empty() ? "-" : c.in_file[0]);
+  for (const auto& [input, in_file, type, name_conv, model] : cases) {
+    auto got = zor::radar_entry::choose_input(input, in_file);
+    EXPECT_EQ(std::tuple(got.type, got.name_conv, got.model), std::tuple(type, name_conv, model))
+        << (input.empty() ? "-" : input[0]) << "/" << (in_file.empty() ? "-" : in_file[0]);
   }
 }
 

@@ -18,6 +18,7 @@
 
 #include "zor/flag.h"
 #include "zor/mess.h"
+#include "zor/reset.h"
 #include "zor/text.h"
 
 namespace fs = std::filesystem;
@@ -39,10 +40,7 @@ class ResTest : public ::testing::Test {
  protected:
   void SetUp() override {
     for (const char* e : kEnvNames) unsetenv(e);
-    zor::res::reset();
-    zor::def::reset();
-    zor::flag::reset();
-    zor::mess::reset();
+    zor::reset_all();
     // No resource file is found unless a test names one.
     setenv("zordefault", (dir_ / "none").c_str(), 1);
   }
@@ -80,10 +78,8 @@ class ResTest : public ::testing::Test {
 };
 
 TEST(ResKeyTable, EveryKeyOnceWithOptionOrPosition) {
-  auto keys = zor::res::key_table();
-  EXPECT_EQ(keys.size(), 89u);
   std::set<int> seen;
-  for (const auto& k : keys) {
+  for (const auto& k : zor::res::key_table()) {
     EXPECT_TRUE(seen.insert(k.key).second) << k.def;
     EXPECT_TRUE(k.cmd || k.cmd_pos == 1 || k.cmd_pos == 10) << k.def;
     EXPECT_EQ(std::string(k.env).rfind("zor", 0), 0u) << k.def;
@@ -265,16 +261,13 @@ TEST_F(ResTest, NameMatchingAndTagLimit) {
 
 TEST_F(ResTest, Conversions) {
   // Into one int in turn: text that is no number leaves it; no text is "on".
-  const struct {
-    const char* text;
-    DEF_convert cvt;
-    int want;
-  } ints[] = {{"0x1F", CV_int, 31}, {"-12", CV_int, -12}, {"abc", CV_int, -12},
-              {nullptr, CV_bool, 1}, {"OFF", CV_bool, 0},  {"maybe", CV_bool, 0}};
+  const std::tuple<const char*, DEF_convert, int> ints[] = {
+      {"0x1F", CV_int, 31}, {"-12", CV_int, -12}, {"abc", CV_int, -12},
+      {nullptr, CV_bool, 1}, {"OFF", CV_bool, 0},  {"maybe", CV_bool, 0}};
   int i = 42;
-  for (const auto& c : ints) {
-    RES_conv_data(c.text, reinterpret_cast<char*>(&i), c.cvt);
-    EXPECT_EQ(i, c.want) << (c.text ? c.text : "no text");
+  for (const auto& [text, cvt, want] : ints) {
+    RES_conv_data(text, reinterpret_cast<char*>(&i), cvt);
+    EXPECT_EQ(i, want) << (text ? text : "no text");
   }
   short s = 0;
   long l = 0;
@@ -292,17 +285,14 @@ TEST_F(ResTest, Conversions) {
   EXPECT_STREQ(p, "out.ps");
 
   // Words that set flags: the device (2), file parameter (15), plot type (11).
-  const struct {
-    const char* text;
-    DEF_convert cvt;
-    int flag, want;
-  } flags[] = {{"ps,x", CV_device, 2, 4},         {"h", CV_device, 2, 5},         {"Q", CV_device, 2, 5},
-               {"m", CV_device, 2, 3},            {"w", CV_device, 2, 6},         {"x", CV_device, 2, 1},
-               {",name", CV_device, 2, 1},        {"ReUse", CV_file_param, 15, 3}, {"junk", CV_file_param, 15, 3},
-               {"STREAM", CV_plot_type, 11, 23}, {"none", CV_plot_type, 11, 99}};
-  for (const auto& c : flags) {
-    RES_conv_data(c.text, nullptr, c.cvt);
-    EXPECT_EQ(FLAG_get(c.flag), c.want) << c.text;
+  const std::tuple<const char*, DEF_convert, int, int> flags[] = {
+      {"ps,x", CV_device, 2, 4},         {"h", CV_device, 2, 5},         {"Q", CV_device, 2, 5},
+      {"m", CV_device, 2, 3},            {"w", CV_device, 2, 6},         {"x", CV_device, 2, 1},
+      {",name", CV_device, 2, 1},        {"ReUse", CV_file_param, 15, 3}, {"junk", CV_file_param, 15, 3},
+      {"STREAM", CV_plot_type, 11, 23}, {"none", CV_plot_type, 11, 99}};
+  for (const auto& [text, cvt, flag, want] : flags) {
+    RES_conv_data(text, nullptr, cvt);
+    EXPECT_EQ(FLAG_get(flag), want) << text;
   }
 
   // No value, or nowhere to store, converts nothing.

@@ -34,45 +34,25 @@ int two_ints(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, &o.i[0], 
 int int_word(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, &o.i[0], o.w); }
 int word(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, o.w); }
 int storm(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, o.id, o.w, &o.i[0], &o.i[1]); }
-int vad(Scanp* p, const char* fmt, Out& o) {
-  return scanp(p, fmt, &o.i[0], &o.c, &o.i[1], &o.i[2]);
-}
+int vad(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, &o.i[0], &o.c, &o.i[1], &o.i[2]); }
 int top(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, &o.i[0], &o.c); }
 int real(Scanp* p, const char* fmt, Out& o) { return scanp(p, fmt, &o.f); }
-
-Out ints(int a, int b = 0, int c = 0) {
-  Out o;
-  o.i[0] = a, o.i[1] = b, o.i[2] = c;
-  return o;
-}
-Out with_word(Out o, const char* w, const char* id = "", char c = 0) {
-  std::snprintf(o.w, sizeof o.w, "%s", w);
-  std::snprintf(o.id, sizeof o.id, "%s", id);
-  o.c = c;
-  return o;
-}
-Out flt(float f) {
-  Out o;
-  o.f = f;
-  return o;
-}
 
 const Case kCases[] = {
     {"1234 ROBUU 0320   /NEXRAA", "%*d %*s %*d ", none, 3, true, 18, {}},
     {"/NEXRAA 0320", "%*(/NEXRAA) ", none, 1, true, 8, {}}, {"/NEXRBB 0320", "%*(/NEXRAA) ", none, 0, false, 0, {}},
     {"UNEDITED /MD", "%*(EDITED|UNEDITED) ", none, 1, true, 9, {}},
     {"EDITED /MD", "%*(EDITED|UNEDITED) ", none, 1, true, 7, {}},
-    {"0201150217 U", "%2D%2D", two_ints, 2, true, 4, ints(2, 1)}, {"0 201", "%2D", one_int, 0, false, 0, {}},
-    {"/NI1003:  HMN", "%*(/NI)%d: ", one_int, 2, true, 10, ints(1003)},
-    {"/NI1003 HMN", "%*(/NI)%d: ", one_int, 2, false, 7, ints(1003)},
-    {"/MT330:GOL ", "%*(/MT)%d:%3s ", int_word, 3, true, 11, with_word(ints(330), "GOL")},
-    {"CM4LOB 260051, CZ", "%*(C)%2s%3s %3d%3d, ", storm, 5, true, 15,
-     with_word(ints(260, 51), "LOB", "M4")},
-    {"010C075013,030A", "%d%c%3d%3d, ", vad, 4, true, 11, with_word(ints(10, 75, 13), "", "", 'C')},
-    {"S089HN,", "%*(S)%3d%*(H)%c, ", top, 4, true, 7, with_word(ints(89), "", "", 'N')},
-    {"01  33.172", "%*2D%8F", real, 2, true, 10, flt(33.172f)},
+    {"0201150217 U", "%2D%2D", two_ints, 2, true, 4, {.i = {2, 1}}}, {"0 201", "%2D", one_int, 0, false, 0, {}},
+    {"/NI1003:  HMN", "%*(/NI)%d: ", one_int, 2, true, 10, {.i = {1003}}},
+    {"/NI1003 HMN", "%*(/NI)%d: ", one_int, 2, false, 7, {.i = {1003}}},
+    {"/MT330:GOL ", "%*(/MT)%d:%3s ", int_word, 3, true, 11, {.i = {330}, .w = "GOL"}},
+    {"CM4LOB 260051, CZ", "%*(C)%2s%3s %3d%3d, ", storm, 5, true, 15, {.i = {260, 51}, .w = "LOB", .id = "M4"}},
+    {"010C075013,030A", "%d%c%3d%3d, ", vad, 4, true, 11, {.i = {10, 75, 13}, .c = 'C'}},
+    {"S089HN,", "%*(S)%3d%*(H)%c, ", top, 4, true, 7, {.i = {89}, .c = 'N'}},
+    {"01  33.172", "%*2D%8F", real, 2, true, 10, {.f = 33.172f}},
     {"01  33.1x2", "%*2D%8F", real, 1, false, 2, {}},
-    {"/MDCLAR /SC", "%*(/MD)%4s ", word, 2, true, 8, with_word({}, "CLAR")},
+    {"/MDCLAR /SC", "%*(/MD)%4s ", word, 2, true, 8, {.w = "CLAR"}},
     {"", "%d", one_int, 0, false, 0, {}},
     {"abc", "%*(abcd)", none, 0, false, 0, {}},
 };

@@ -73,15 +73,11 @@ TEST_F(ClrTest, ReadsAllFourEntryFormsAndKeepsASlotForABadLine) {
 
 TEST_F(ClrTest, ColourNamesAndIndicesResolveWithinTheTable) {
   ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
-  struct Case {
-    const char* name;
-    int index;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, int> cases[] = {
       {nullptr, -1}, {"", -1},      {"END", -2},   {"none", -1}, {"Off", -1},  {"back", -1},   {"pblk", 500},
       {"ptgry", 508}, {"white", 1}, {"12", 12},    {"200", 200}, {"purple", -1}, {"#12", -1}, {"#GG0000", -1},
   };
-  for (const auto& c : cases) EXPECT_EQ(CLR_get_ind(c.name), c.index) << (c.name ? c.name : "(null)");
+  for (const auto& [name, index] : cases) EXPECT_EQ(CLR_get_ind(name), index) << (name ? name : "(null)");
   // Indices past the end read the last entry; the table is bounded.
   EXPECT_FLOAT_EQ(rgb(999).r, 1.0f);
   EXPECT_STREQ(CLR_get_name(999), "red");
@@ -116,14 +112,10 @@ class AttribTest : public ClrTest {
 };
 
 TEST_F(AttribTest, ParsesColourAndFields) {
-  struct Case {
-    const char* text;
-    Gattribs want;
-  };
   const int yellow = CLR_get_ind("yellow");
   const int red = CLR_get_ind("red");
   const int blue = CLR_get_ind("blue");
-  const Case cases[] = {
+  const std::pair<const char*, Gattribs> cases[] = {
       {"yellow:wi=2:st=dsh", {yellow, 2.0f, -9999.0f, -9999.0f, 2, -9999, -9999}},
       {"red:fM", {red, -9999.0f, -9999.0f, -9999.0f, -9999, -9999, -9999}},
       {"st=7", {-9999, -9999.0f, -9999.0f, -9999.0f, 7, -9999, -9999}},
@@ -138,14 +130,14 @@ TEST_F(AttribTest, ParsesColourAndFields) {
       {"st=dot:st=sol", {-9999, -9999.0f, -9999.0f, -9999.0f, 1, -9999, -9999}},
       {"", {-9999, -9999.0f, -9999.0f, -9999.0f, -9999, -9999, -9999}},
   };
-  for (const auto& c : cases) {
+  auto fields = [](const Gattribs& g) {
+    return std::tuple(g.color, g.width, g.height, g.expan, g.style, g.fill_pat, g.font);
+  };
+  for (const auto& [text, want] : cases) {
     Gattribs a;
     ATTRIB_init(&a);
-    ASSERT_EQ(ATTRIB_parse(c.text, &a), 0);
-    auto fields = [](const Gattribs& g) {
-      return std::tuple(g.color, g.width, g.height, g.expan, g.style, g.fill_pat, g.font);
-    };
-    EXPECT_EQ(fields(a), fields(c.want)) << c.text;
+    ASSERT_EQ(ATTRIB_parse(text, &a), 0);
+    EXPECT_EQ(fields(a), fields(want)) << text;
   }
 }
 

@@ -1,6 +1,5 @@
-// Fill lists of every form (colour runs, explicit and interpolated levels,
-// level files), value to colour at the boundaries, interval rounding and the
-// contour keywords.
+// Fill lists of every form, value to colour at the boundaries, interval
+// rounding and the contour keywords.
 #include <gtest/gtest.h>
 
 #include "../frame/captured.h"
@@ -130,9 +129,6 @@ TEST_F(ContTest, TheFillListIsBuiltOncePerPlotFromTheColourFillResourceUnlessDef
   float v[] = {1, 2};
   EXPECT_EQ(CONT_set_values(v, 2), -1);
   CONT_reset_fill_set();
-  EXPECT_EQ(CONT_set_fill_colors("1:green,2:cyan,3:red", 1), 0);
-  EXPECT_EQ(CONT_get_num_cont(), 3);
-  CONT_reset_fill_set();
   RES_put("color_fill", "def");
   ASSERT_EQ(CONT_set_fill_colors("5:blue,10:red", 0), 0);
   EXPECT_EQ(levels(), (std::vector<float>{5, 10}));
@@ -196,7 +192,6 @@ TEST_F(ContTest, ContourKeywordsOfThePlotParameters) {
   Gattribs a;
   CONT_get_fill_attrib(25, &a);
   EXPECT_EQ(a.fill_pat, 2);  // the common pattern applies to every step
-  EXPECT_EQ(CONT_get_fill_pat(), 2);
   CONT_set_type(52);  // stored as filled
   EXPECT_EQ(CONT_get_type(), 15);
 }

@@ -1,7 +1,5 @@
-// The colour bar's flash (Alt-f) on a colormap display: the colour of the
-// level under the pointer blinks black and back, watched from a second X
-// connection while the plot program blinks it. On colormap screens every
-// pixel of that colour, data included, blinks with it.
+// The colour bar's flash (Alt-f) on a colormap display, watched from a second
+// X connection: the level's colour cell, data included, blinks black and back.
 #include <gtest/gtest.h>
 #include <X11/Xlib.h>
 

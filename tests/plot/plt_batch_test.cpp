@@ -1,9 +1,7 @@
-// A batch run without a display: PLT_open falls back to the in-memory raster
-// device, and the colour bar and labels land on the right pixels in the
-// right colours, in the captured raster and in the PNG file dumped from it.
+// A batch run without a display: PLT_open falls back to the in-memory raster,
+// where the colour bar and labels land on the right pixels in their colours.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <optional>
 #include <string>
 
@@ -12,12 +10,9 @@
 #include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
-#include "zor/clr.h"
 #include "zor/cont.h"
-#include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
-#include "zor/img.h"
 #include "zor/plt.h"
 #include "zor/res.h"
 
@@ -25,8 +20,7 @@ using namespace zor::gks;
 
 namespace {
 
-using zor::test::Capture;
-using zor::test::rgb_of;
+using namespace zor::test;
 
 class BatchPlotTest : public ::testing::Test {
  protected:
@@ -47,6 +41,7 @@ TEST_F(BatchPlotTest, ColourBarAndLabelsOnTheMemoryRaster) {
   int width = 0, height = 0;
   gget_win_size(&width, &height);
 
+  EXPECT_EQ(CONT_get_bar_value(0.5f, 0.01f), ZOR_MISSING_F);  // no bar yet
   ASSERT_EQ(CONT_set_fill_colors("5:blue,10:green,15:yellow,20:red", 1), 0);
   ASSERT_EQ(CONT_draw_bar(1, "dBZ"), 0);
   PLT_label_up_left("KTLX Base Reflectivity");
@@ -74,6 +69,9 @@ TEST_F(BatchPlotTest, ColourBarAndLabelsOnTheMemoryRaster) {
     const float wx = xp_W(static_cast<float>(x)), wy = yp_W(static_cast<float>(y));
     EXPECT_FLOAT_EQ(CONT_get_bar_value(xW_NDC(wx), yW_NDC(wy)), 5.0f * static_cast<float>(i + 1)) << i;
   }
+  // Left of the bar, and above it in the plot, no level.
+  EXPECT_EQ(CONT_get_bar_value(left - 0.001f, vp.y_min - 0.5f * h), ZOR_MISSING_F);
+  EXPECT_EQ(CONT_get_bar_value(left + 0.5f * inc, vp.y_min + 0.01f), ZOR_MISSING_F);
   // Nothing left of the bar, and the white frame line at its left edge.
   const int x_left = static_cast<int>(xNDC_p(left));
   EXPECT_EQ(cap.pixel(x_left - 4, y), 0u);
@@ -86,9 +84,11 @@ TEST_F(BatchPlotTest, ColourBarAndLabelsOnTheMemoryRaster) {
       if (yy >= 0 && cap.pixel(xx, yy) == 0xFFFFFFu) ++white;
   EXPECT_GT(white, 30);
 
-  // The same picture dumped as PNG and read back with libpng.
+  // Dumped as PNG, "%i" naming the frame (the PNG's pixels are read back in
+  // plot_scene_test).
   const std::string dir = zor::test::scratch_dir().path().string();
   RES_put("image_path", dir.c_str());
+  EXPECT_EQ(PLT_dump(0), -1);  // none asked for
   PLT_set_dump(PLT_DUMP_PNG, "batch_%i.png");
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
@@ -100,14 +100,7 @@ TEST_F(BatchPlotTest, ColourBarAndLabelsOnTheMemoryRaster) {
   EXPECT_NE(out.find("Wrote PNG file: " + png), std::string::npos) << out;
   zor::test::Raster r;
   ASSERT_TRUE(zor::test::read_png(png, r));
-  ASSERT_EQ(r.width, width);
-  ASSERT_EQ(r.height, height);
-  for (int i = 0; i < 4; ++i) {
-    const int x = static_cast<int>(xNDC_p(left + (static_cast<float>(i) + 0.5f) * inc));
-    const unsigned char* p = r.at(x, y);
-    const std::uint32_t got = static_cast<std::uint32_t>(p[0]) << 16 | static_cast<std::uint32_t>(p[1]) << 8 | p[2];
-    EXPECT_EQ(got, rgb_of(colours[i])) << colours[i];
-  }
+  EXPECT_EQ(std::pair(r.width, r.height), std::pair(width, height));
 }
 
 }  // namespace

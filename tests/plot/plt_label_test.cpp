@@ -7,9 +7,8 @@
 #include <utility>
 
 #include "zor/date.h"
-#include "zor/flag.h"
 #include "zor/plt.h"
-#include "zor/res.h"
+#include "zor/reset.h"
 
 namespace {
 
@@ -28,21 +27,11 @@ std::string format(const char* form) {
 class LabelTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    PLT_init_labels();
-    PLT_set_overlay(0);
-    PLT_set_overlay_base(0);
-    PLT_set_label_type(0);
+    zor::reset_all();
     Date d = march_5_2024();
     PLT_label_date(&d);
-    PLT_label_for_time(0);
-    RES_put("label", "");
   }
-  void TearDown() override {
-    RES_put("label", "");
-    PLT_init_labels();
-    PLT_set_overlay(0);
-    PLT_set_label_type(0);
-  }
+  void TearDown() override { zor::reset_all(); }
 };
 
 TEST_F(LabelTest, FormatCodesWriteTheLabelDate) {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -185,7 +184,7 @@ TEST_F(WatchTest, TruncatedBulletinsNeitherCrashNorKeepHalfWatches) {
   Date d = at(2024, 5, 21, 9, 0);
   for (std::size_t n = 0; n < text.size(); n += 7) {
     zor::watch::reset();
-    std::ofstream(cut, std::ios::binary) << text.substr(0, n);
+    zor::test::write_file(cut, text.substr(0, n));
     EXPECT_EQ(WATCH_decode_file(cut.c_str(), &d, secs(2024, 5, 21, 12, 0)), 1) << n;
     ASSERT_LE(zor::watch::count(), 1);
     // A watch is kept once its times are read; its stations come later.
@@ -194,8 +193,6 @@ TEST_F(WatchTest, TruncatedBulletinsNeitherCrashNorKeepHalfWatches) {
     }
   }
 }
-
-// ---- Drawing ---------------------------------------------------------------
 
 using zor::test::Capture;
 using zor::test::rgb_of;

@@ -1,11 +1,10 @@
-// Wind barbs, arrows and tracks written to the text metafile and read back
-// record by record: the number of lines and filled pennants for each speed,
-// where their ends lie, and the grid-north turn of the _map variants.
+// Wind barbs, arrows and tracks read back from the text metafile: lines and
+// pennants per speed, where their ends lie, and the _map variants' grid north.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "../common/meta_records.h"
@@ -55,23 +54,18 @@ class WindTest : public ::testing::Test {
   std::string file_;
 };
 
-struct BarbCase {
-  float spd;
-  int lines;     // staff, barbs and pennant outlines
-  int pennants;  // filled triangles
-};
-
 TEST_F(WindTest, BarbCountsFollowTheSpeedRoundedToFiveKnots) {
-  // One metafile per barb, so the records counted are that barb's.
-  const std::vector<BarbCase> cases = {{3, 2, 0},  {5, 2, 0},  {7, 2, 0},  {10, 2, 0}, {15, 3, 0},
-                                       {48, 2, 1}, {65, 4, 1}, {400, 7, 6}, {300, 7, 6}, {103, 4, 2}};
+  // {knots, lines (staff, barbs, pennant outlines), filled pennants}; one
+  // metafile per barb, so the records counted are that barb's.
+  const std::tuple<float, int, int> cases[] = {{3, 2, 0},  {5, 2, 0},  {7, 2, 0},  {10, 2, 0}, {15, 3, 0},
+                                               {48, 2, 1}, {65, 4, 1}, {400, 7, 6}, {300, 7, 6}, {103, 4, 2}};
   zor::test::close_ws();
-  for (const auto& c : cases) {
+  for (const auto& [knots, lines, pennants] : cases) {
     ASSERT_TRUE(zor::test::open_ws(GWS_META, file_));
-    EXPECT_EQ(WIND_barb(0.5f, 0.2f, 0.0f, c.spd, 0.5f, 0.0f), 0);
+    EXPECT_EQ(WIND_barb(0.5f, 0.2f, 0.0f, knots, 0.5f, 0.0f), 0);
     const auto recs = finish();
-    EXPECT_EQ(count(recs, "PL"), c.lines) << c.spd << " knots";
-    EXPECT_EQ(count(recs, "FA"), c.pennants) << c.spd << " knots";
+    EXPECT_EQ(count(recs, "PL"), lines) << knots << " knots";
+    EXPECT_EQ(count(recs, "FA"), pennants) << knots << " knots";
   }
 }
 

@@ -1,1 +1,0 @@
-zor_add_test(test_scanp scanp_test.cpp)
