@@ -88,8 +88,7 @@ double same_share(const Picture& a, const Picture& b, const Box& box) {
 }
 
 // Echo pixels inside the frame: neither the black background, the red map
-// lines nor the white marks (their colours are checked against the batch
-// picture).
+// lines nor the white marks.
 long echoes(const Picture& p, const Box& box) {
   long n = 0;
   for (int y = box.top + 1; y < box.bottom; ++y)
@@ -190,12 +189,11 @@ class NidsWindowTest : public ::testing::Test {
     ASSERT_NE(dpy_, nullptr);
   }
   void TearDown() override {
-    // A program still running hangs: that fails the test.
+    // A program still running hangs; any X error or warning fails.
     if (radar_ && radar_->running()) {
       radar_->kill_now();
       ADD_FAILURE() << "the program did not end";
     }
-    // No X errors, no warnings.
     if (radar_) {
       EXPECT_EQ(radar_->err(), "");
     }
@@ -206,9 +204,6 @@ class NidsWindowTest : public ::testing::Test {
     }
   }
 
-  // The product linked into the working folder: the program reads a '-' in
-  // a file's path as the start of extension text, and the checkout's path
-  // may hold one.
   std::string product(const char* name) const { return zor::test::linked(dir_, data_path(name)); }
 
   // The batch plot of the same files, as PNG images named by frame.
@@ -358,7 +353,21 @@ class NidsWindowTest : public ::testing::Test {
   ReadOut idle_;  // the read-out at the window's corner
 };
 
-TEST_F(NidsWindowTest, WindowShowsTheBatchPictureAndReadsOutThePointer) {
+// The product's own domain, one and a half times as wide as high, the site
+// marked at its centre, echoes drawn: its frame box.
+Box own_domain(const Picture& p) {
+  const Box b = frame_of(p);
+  if (!b.found()) {
+    ADD_FAILURE() << "no frame";
+    return b;
+  }
+  EXPECT_NEAR(static_cast<double>(b.right - b.left) / (b.bottom - b.top), 1.5, 0.02);
+  EXPECT_TRUE(site_marked(p, b));
+  EXPECT_GT(echoes(p, b), 5000);
+  return b;
+}
+
+TEST_F(NidsWindowTest, WindowShowsTheBatchPictureReadsOutThePointerAndResizes) {
   const std::vector<std::string> files{"-pp", "site", product(kN0Q)};
   const std::vector<Picture> ref = batch(files, 1);
   ASSERT_EQ(ref.size(), 1u);
@@ -366,21 +375,10 @@ TEST_F(NidsWindowTest, WindowShowsTheBatchPictureAndReadsOutThePointer) {
   const Picture pic = capture();
   ASSERT_EQ(pic.width, ref[0].width);
   ASSERT_EQ(pic.height, ref[0].height);
-
-  // The product's own domain, one and a half times as wide as high, with
-  // the site marked at its centre.
-  const Box b = frame_of(pic);
+  const Box b = own_domain(pic);
   ASSERT_TRUE(b.found());
-  EXPECT_NEAR(static_cast<double>(b.right - b.left) / (b.bottom - b.top), 1.5, 0.02);
-  EXPECT_TRUE(site_marked(pic, b));
-
-  EXPECT_GT(echoes(pic, b), 5000);
-
-  // The same picture as the batch plot of the same product.
-  const Box rb = frame_of(ref[0]);
-  EXPECT_TRUE(rb == b);
-  const double share = same_share(pic, ref[0], b);
-  EXPECT_GE(share, 0.99);
+  EXPECT_TRUE(frame_of(ref[0]) == b);
+  EXPECT_GE(same_share(pic, ref[0], b), 0.99);
 
   // Alt-v reads the pointer out: at the site no distance.
   const ReadOut centre = read_out_at(b.cx(), b.cy());
@@ -395,10 +393,22 @@ TEST_F(NidsWindowTest, WindowShowsTheBatchPictureAndReadsOutThePointer) {
   EXPECT_GT(east.dist, 100.0);
   EXPECT_GT(east.alt, centre.alt + 1000.0);
 
-  // Return ends the program normally.
+  // Sizes one after another, as a user dragging the window's corner makes
+  // them: each is drawn, the last one stays, fitted by its height.
+  for (const auto& [w, h] : {std::pair{700, 560}, {760, 500}, {720, 520}, {800, 480}}) {
+    const int drawn = zor::test::count_of(radar_->out(), "Product type: ");
+    XResizeWindow(dpy_, win_, static_cast<unsigned>(w), static_cast<unsigned>(h));
+    XSync(dpy_, False);
+    ASSERT_TRUE(poll_until([&] { return zor::test::count_of(radar_->out(), "Product type: ") > drawn; }));
+  }
+  sync_with_program();
+  const Picture after = capture();
+  ASSERT_EQ(std::pair(after.width, after.height), std::pair(800, 480));
+  const Box wide = own_domain(after);
+  EXPECT_GT(wide.right - wide.left, b.right - b.left);
+
   key(XK_Return);
   EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
-  EXPECT_TRUE(radar_->err().empty()) << radar_->err();
 }
 
 TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
@@ -440,7 +450,6 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   ASSERT_TRUE(zb.found());
   EXPECT_NEAR(zb.left, b.left, 1);
   EXPECT_NEAR(zb.right, b.right, 1);
-  EXPECT_NEAR(zb.cx(), b.cx(), 2);
   EXPECT_NEAR(zb.cy(), b.cy(), 2);
   EXPECT_TRUE(site_marked(zoomed, zb));
   EXPECT_GT(echoes(zoomed, zb), data_before * 3);
@@ -468,32 +477,6 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
 }
 
-TEST_F(NidsWindowTest, ResizedWindowIsDrawnAgainAtItsNewSize) {
-  ASSERT_NO_FATAL_FAILURE(start({"-pp", "site", product(kN0Q)}));
-  const Box small = frame_of(capture());
-  ASSERT_TRUE(small.found());
-  // Sizes one after another, as a user dragging the window's corner makes
-  // them: each is drawn, the last one stays.
-  for (const auto& [w, h] : {std::pair{700, 560}, {760, 500}, {720, 520}, {800, 480}}) {
-    const int drawn = zor::test::count_of(radar_->out(), "Product type: ");
-    XResizeWindow(dpy_, win_, static_cast<unsigned>(w), static_cast<unsigned>(h));
-    XSync(dpy_, False);
-    ASSERT_TRUE(poll_until([&] { return zor::test::count_of(radar_->out(), "Product type: ") > drawn; }));
-  }
-  sync_with_program();
-  const Picture after = capture();
-  ASSERT_EQ(std::pair(after.width, after.height), std::pair(800, 480));
-  // Fitted into the wider window by its height, the site still at its centre.
-  const Box b = frame_of(after);
-  ASSERT_TRUE(b.found());
-  EXPECT_NEAR(static_cast<double>(b.right - b.left) / (b.bottom - b.top), 1.5, 0.02);
-  EXPECT_GT(b.right - b.left, small.right - small.left);
-  EXPECT_TRUE(site_marked(after, b));
-  EXPECT_GT(echoes(after, b), 5000);
-  key(XK_Return);
-  EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
-}
-
 TEST_F(NidsWindowTest, SeveralFilesLoopAndStepWithKeysAndButtons) {
   const std::vector<std::string> files{product(kN0R), product(kN0Q)};
   const std::vector<Picture> frames = batch(files, 2);
@@ -508,41 +491,37 @@ TEST_F(NidsWindowTest, SeveralFilesLoopAndStepWithKeysAndButtons) {
   EXPECT_GE(title_frame(), 0) << title();
 
   // Alt-l stops the loop; the steps then show each frame as the batch run
-  // drew it.
+  // drew it. The delay running when the loop stopped may step once more (a
+  // second at most): let it pass.
   key(XK_l, Mod1Mask);
   sync_with_program();
-  // The wait steps once more when the frame's delay that was running when
-  // the loop stopped is over: let that pass (at most the last frame's
-  // delay of a second).
   const int stopped_at = title_frame();
-  if (poll_until([&] { return title_frame() != stopped_at; }, 1.5))
-    std::printf("one more step after the loop stopped: frame %d -> %d\n", stopped_at, title_frame());
-  const int shown = title_frame();
+  poll_until([&] { return title_frame() != stopped_at; }, 1.5);
+  int shown = title_frame();
   ASSERT_TRUE(shown == 0 || shown == 1) << title();
   const Box b = frame_of(frames[0]);
   ASSERT_TRUE(b.found());
-  auto check_frame = [&](int n, const char* how) {
-    SCOPED_TRACE(how);
-    EXPECT_EQ(title_frame(), n) << title();
+  // Each step shows the other of the two frames.
+  const struct {
+    const char* how;
+    KeySym key;  // with Alt; 0: the button instead
+    unsigned button;
+  } steps[] = {{"Alt-l", 0, 0}, {"Alt-]", XK_bracketright, 0}, {"Alt-[", XK_bracketleft, 0},
+               {"button 3", 0, Button3}, {"button 1", 0, Button1}};
+  for (const auto& step : steps) {
+    SCOPED_TRACE(step.how);
+    if (step.key != 0) key(step.key, Mod1Mask);
+    if (step.button != 0) button(true, step.button, 50, 50);
+    if (step.key != 0 || step.button != 0) {
+      sync_with_program();
+      shown = 1 - shown;
+    }
+    EXPECT_EQ(title_frame(), shown) << title();
     const Picture p = capture();
-    const double share = same_share(p, frames[static_cast<std::size_t>(n)], b);
-    std::printf("frame %d after %s: %.2f%% identical plot pixels\n", n, how, share * 100.0);
+    const double share = same_share(p, frames[static_cast<std::size_t>(shown)], b);
     EXPECT_GE(share, 0.99);
-    EXPECT_LT(same_share(p, frames[static_cast<std::size_t>(1 - n)], b), share);
-  };
-  check_frame(shown, "Alt-l");
-  key(XK_bracketright, Mod1Mask);
-  sync_with_program();
-  check_frame(1 - shown, "Alt-]");
-  key(XK_bracketleft, Mod1Mask);
-  sync_with_program();
-  check_frame(shown, "Alt-[");
-  button(true, Button3, 50, 50);
-  sync_with_program();
-  check_frame(1 - shown, "button 3");
-  button(true, Button1, 50, 50);
-  sync_with_program();
-  check_frame(shown, "button 1");
+    EXPECT_LT(same_share(p, frames[static_cast<std::size_t>(1 - shown)], b), share);
+  }
 
   // Button 2 loops again.
   button(true, Button2, 50, 50);
