@@ -1,35 +1,13 @@
 // Level II plotting: every gate of a sweep checked where the data put it, the
 // sweep chosen by `variable`, and the program on real, cut and foreign files.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <cstdint>
-#include <filesystem>
-#include <string>
-#include <vector>
-
-#include "../common/radar_fixture.h"
-#include "../common/capture.h"
 #include "../gks/print_test_util.h"
-#include "device.h"
-#include "gks_kernel.h"
+#include "frame_test.h"
 #include "lev2_test_util.h"
-#include "radar_test_util.h"
-#include "zor/cont.h"
-#include "zor/gks.h"
 #include "zor/lev2.h"
-#include "zor/map.h"
-#include "zor/map_draw.h"
-#include "zor/plt.h"
-#include "zor/res.h"
 
 using namespace lev2_test;
 
 namespace {
-
-using zor::test::Capture;
-using zor::test::near;
-using zor::test::rgb_of_index;
 
 // One radial of the selected cut and moment, as the decoder gives it.
 struct Ray {
@@ -63,24 +41,15 @@ class Lev2PlotTest : public zor::test::RadarFrameTest {
     radar_ = zor::lev2::begin_volume(path.c_str());
     Domain dom = radar_;
     testing::internal::CaptureStdout();
-    ASSERT_EQ(PLT_open(DOM_aspect(&dom)), 0);
-    MAP_setup(&dom);
-    MAP_fill_cont(0);
+    ASSERT_TRUE(zor::test::open_frame(dom));
     LEV2_plot_frame();
     LEV2_close_file();
     testing::internal::GetCapturedStdout();
-    GPH_trans(2);
-    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+    ASSERT_TRUE(zor::test::grab(cap));
   }
 
   bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
     return zor::test::plot_pixel(cap, x, y, px, py);
-  }
-
-  static int colour_of(float v) {
-    Gattribs a;
-    CONT_get_fill_attrib(v, &a);
-    return a.color;
   }
 
   struct Check {
@@ -212,7 +181,6 @@ TEST_F(Lev2PlotTest, ChunkWithoutHeaderIsPlacedWhereItsRadialsSay) {
   EXPECT_NEAR(d.clon, -88.0844f, 0.001f);
 }
 
-// ---- The radar program ------------------------------------------------------
 
 using zor::test::ProgramRun;
 

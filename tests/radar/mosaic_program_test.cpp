@@ -2,15 +2,8 @@
 // 35 dBZ over Kansas lands over Kansas in its colour in the PNG, on the
 // default region and on a latitude-longitude domain; damaged and missing
 // files end with a message.
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <filesystem>
 #include <fstream>
-#include <string>
 
-#include "../common/capture.h"
-#include "../gks/print_test_util.h"
 #include "mosaic_gen.h"
 #include "radar_test_util.h"
 #include "zor/dom.h"
@@ -22,9 +15,9 @@ namespace {
 
 using zor::test::ProgramRun;
 
-class MosaicProgramTest : public ::testing::Test {
+class MosaicProgramTest : public zor::test::ProgramTest {
  protected:
-  ProgramRun radar(const std::string& args) { return zor::test::run_radar(dir_, "", "-ba " + args); }
+  MosaicProgramTest() : ProgramTest("mosaic_program", "-ba ") {}
 
   std::string make(const char* format, const char* name) {
     zor::mosaicgen::Pattern p;
@@ -33,9 +26,6 @@ class MosaicProgramTest : public ::testing::Test {
     EXPECT_TRUE(zor::mosaicgen::write_file(format, p, {}, path, nullptr));
     return path;
   }
-
-  zor::test::TempDir tmp_{"mosaic_program"};
-  const fs::path& dir_ = tmp_.path();
 };
 
 using zor::test::near;

@@ -3,17 +3,8 @@
 // compared cell by cell with the decoder, and several files as a loop (the
 // watch overlay is checked on mosaics, and through this program against an
 // endless bulletin in robust_test).
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <cstdint>
-#include <filesystem>
 #include <fstream>
-#include <string>
-#include <vector>
 
-#include "../common/files.h"
-#include "../gks/print_test_util.h"
 #include "nids_test_util.h"
 #include "radar_test_util.h"
 #include "zor/nids.h"
@@ -25,17 +16,10 @@ namespace {
 
 using zor::test::ProgramRun;
 
-class NidsProgramTest : public ::testing::Test {
+class NidsProgramTest : public zor::test::ProgramTest {
  protected:
-  ProgramRun radar(const std::string& args) { return zor::test::run_radar(dir_, "", "-ba -inp nids " + args); }
-
-  // The product linked into the working folder: the program reads a '-' in
-  // a file's path as the start of extension text, and the checkout's path
-  // may hold one.
-  std::string product(const char* name) const { return zor::test::linked(dir_, data_path(name)); }
-
-  zor::test::TempDir tmp_{"nids_plot_program"};
-  const fs::path& dir_ = tmp_.path();
+  NidsProgramTest() : ProgramTest("nids_plot_program", "-ba -inp nids ") {}
+  std::string product(const char* name) const { return file(data_path(name)); }
 };
 
 using zor::test::FrameBox;

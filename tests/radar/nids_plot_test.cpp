@@ -1,39 +1,21 @@
 // NIDS plotting inside the process: tables, storm lines, plot parameters, and
 // frames of real products whose pixels are checked where the data put them.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cmath>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <set>
-#include <string>
-#include <tuple>
-#include <vector>
 
-#include "../common/capture.h"
 #include "../common/expect.h"
-#include "../common/radar_fixture.h"
-#include "gks_kernel.h"
+#include "frame_test.h"
 #include "nids_test_util.h"
-#include "radar_test_util.h"
-#include "zor/cont.h"
 #include "zor/file.h"
-#include "zor/flag.h"
-#include "zor/gks.h"
-#include "zor/map.h"
-#include "zor/nids.h"
-#include "zor/map_draw.h"
 #include "zor/raw.h"
-#include "zor/res.h"
 #include "zor/var.h"
 
 using namespace nids_test;
 
 namespace {
 
-// ---- Tables and parsing ----------------------------------------------------
 
 TEST(NidsStormTable, HeaderLinesChooseTheLayout) {
   using zor::nids_plot::storm_table_type;
@@ -150,12 +132,6 @@ TEST(NidsPlotParam, GridRequestFromOutFile) {
   RES_put("out_file", "");
 }
 
-// ---- Frames on the in-memory raster ------------------------------------------
-
-using zor::test::Capture;
-using zor::test::near;
-using zor::test::rgb_of;
-using zor::test::rgb_of_index;
 
 // A Mercator domain of 241 x 161 cells of `cell` degrees around the radar.
 Domain mercator(const NIDS_info& info, float cell) {
@@ -176,26 +152,21 @@ class NidsFrameTest : public zor::test::RadarFrameTest {
 
   // Draws one frame of `path` on `dom` (the product's own domain when its
   // projection is missing) and captures it; transformation 2 stays selected.
-  void plot(const std::string& path, Domain dom, Capture& cap, bool open = true) {
+  void plot(const std::string& path, Domain dom, Capture& cap) {
     std::vector<char> name(path.begin(), path.end());
     name.push_back('\0');
     NIDS_plot_param();
     if (dom.proj == ZOR_MISSING) dom = decode(path).info.domain;
     ASSERT_NE(dom.proj, ZOR_MISSING) << path;
     testing::internal::CaptureStdout();
-    if (open) {
-      ASSERT_EQ(PLT_open(DOM_aspect(&dom)), 0);
-    }
-    MAP_setup(&dom);
-    MAP_fill_cont(0);
+    ASSERT_TRUE(zor::test::open_frame(dom));
     const int opened = NIDS_open_file(name.data());
     NIDS_plot_frame();
     NIDS_close_file();
     summary_ = testing::internal::GetCapturedStdout();
     ASSERT_EQ(opened, 1) << path;
     plot_domain_ = dom;
-    GPH_trans(2);
-    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+    ASSERT_TRUE(zor::test::grab(cap));
   }
 
   // The product's own projection on a window of n x 2n/3 bins around the
@@ -220,11 +191,6 @@ class NidsFrameTest : public zor::test::RadarFrameTest {
     }
     CONT_set_fill_colors(t.colours, 0);
   }
-  static int colour_of(float v) {
-    Gattribs a;
-    CONT_get_fill_attrib(v, &a);
-    return a.color;
-  }
 
   // The radar in product coordinates; the plot domain stays current.
   Gpt radar_xy(const NIDS_info& info) const {
@@ -239,14 +205,6 @@ class NidsFrameTest : public zor::test::RadarFrameTest {
   // The pixel of plot point (x, y); false outside the plot's window.
   bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
     return zor::test::plot_pixel(cap, x, y, px, py, 0.01f);
-  }
-
-  // The pixel of the centre of bin `b` of `rad` around `site`.
-  bool bin_pixel(const Gpt& site, double dx, const Radial& rad, std::size_t b, const Capture& cap, int* px,
-                 int* py) const {
-    const double a = (rad.start + rad.width / 2) * M_PI / 180.0, r = (b + 0.5) * dx;
-    return pixel_at(static_cast<float>(site.x + r * std::sin(a)), static_cast<float>(site.y + r * std::cos(a)), px, py,
-                    cap);
   }
 
   struct BinCheck {
@@ -293,13 +251,7 @@ class NidsFrameTest : public zor::test::RadarFrameTest {
         ++bc.checked;
         bc.colours.insert(c);
         if (near(cap.pixel(px, py), rgb_of_index(c))) continue;
-        if (bc.wrong++ == 0) {
-          char buf[200];
-          std::snprintf(buf, sizeof buf, "radial %zu (%.2f) bin %zu value %g at %d,%d: %06x, not %06x", i,
-                        static_cast<double>(rad.start), b, static_cast<double>(rad.bins[b]), px, py,
-                        cap.pixel(px, py), rgb_of_index(c));
-          bc.first_wrong = buf;
-        }
+        if (bc.wrong++ == 0) bc.first_wrong = "radial " + std::to_string(i) + " bin " + std::to_string(b);
       }
     }
     return bc;
@@ -374,7 +326,9 @@ TEST_F(NidsFrameTest, ClutterRadiusLeavesTheInnerBinsEmpty) {
     for (std::size_t b = 30; b < 55; b += 5) {
       int px = 0, py = 0;
       if (b >= rad.bins.size() || colour_of(rad.bins[b]) < 0) continue;
-      if (!bin_pixel(site, d.info.domain.dx, rad, b, cap, &px, &py)) continue;
+      const double a = (rad.start + rad.width / 2) * M_PI / 180.0, r = (b + 0.5) * d.info.domain.dx;
+      const float x = static_cast<float>(site.x + r * std::sin(a)), y = static_cast<float>(site.y + r * std::cos(a));
+      if (!pixel_at(x, y, &px, &py, cap)) continue;
       ++echoes;
       if (cap.pixel(px, py) == back) ++blank;
     }
@@ -392,14 +346,11 @@ TEST_F(NidsFrameTest, RasterProductsColourEveryCell) {
     Capture cap;
     plot(data_path(name), d.info.code == 81 ? Domain{} : zoomed(data_path(name)), cap);
     levels_of(d.info);
-    const Domain product = d.info.domain;
     const Gpt site = radar_xy(d.info);
-    const float x0 = site.x, y0 = site.y;
-    const double cx = product.dx;
-    const double xl = x0 - (d.info.nx - 1) / 2.0 * cx;
-    const double yt = y0 + (d.info.ny - 1) / 2.0 * cx;
-    const bool cell_big = std::fabs(xW_p(static_cast<float>(xl + cx)) - xW_p(static_cast<float>(xl))) >= 3;
-    ASSERT_TRUE(cell_big);
+    const double cx = d.info.domain.dx;
+    const double xl = site.x - (d.info.nx - 1) / 2.0 * cx;
+    const double yt = site.y + (d.info.ny - 1) / 2.0 * cx;
+    ASSERT_GE(std::fabs(xW_p(static_cast<float>(xl + cx)) - xW_p(static_cast<float>(xl))), 3);
     int checked = 0, wrong = 0;
     std::set<int> colours;
     for (std::size_t i = 1; i + 1 < d.rows.size(); ++i) {

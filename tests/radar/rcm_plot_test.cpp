@@ -1,44 +1,22 @@
 // Radar coded message frames on the in-memory raster: echo cells in their
 // colours, the symbols and barbs of a bulletin, and the station prompt.
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
-#include "../common/radar_fixture.h"
-#include "../common/capture.h"
-#include "radar_test_util.h"
-#include "device.h"
-#include "gks_kernel.h"
+#include "frame_test.h"
 #include "zor/clr.h"
-#include "zor/cont.h"
 #include "zor/cty.h"
 #include "zor/date.h"
 #include "zor/file.h"
-#include "zor/flag.h"
-#include "zor/gks.h"
-#include "zor/map.h"
-#include "zor/map_draw.h"
-#include "zor/plt.h"
 #include "zor/rcm.h"
-#include "zor/res.h"
 
 namespace {
 
 const std::string kDir = std::string(ZOR_TEST_DATA_DIR) + "/rcm/";
 constexpr float kCell = 0.11899f;
-
-using zor::test::Capture;
-using zor::test::near;
-using zor::test::rgb_of_index;
 
 Domain polar(float lat, float lon, int n, float step) {
   Domain d;
@@ -69,9 +47,7 @@ class RcmFrameTest : public zor::test::RadarFrameTest {
     CTY_get_loc("rad.cty", station, &lat_, &lon_);
     if (dom.proj == ZOR_MISSING) dom = polar(lat_, lon_, 100, kCell);
     testing::internal::CaptureStdout();
-    ASSERT_EQ(PLT_open(DOM_aspect(&dom)), 0);
-    MAP_setup(&dom);
-    MAP_fill_cont(0);
+    ASSERT_TRUE(zor::test::open_frame(dom));
     std::vector<char> name(path.begin(), path.end());
     name.push_back('\0');
     const int found = zor::rcm::open_station(name.data());
@@ -80,8 +56,7 @@ class RcmFrameTest : public zor::test::RadarFrameTest {
     testing::internal::GetCapturedStdout();
     ASSERT_EQ(found, 1) << path;
     dom_ = dom;
-    GPH_trans(2);
-    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+    ASSERT_TRUE(zor::test::grab(cap));
   }
 
   // The plot point of the centre of quarter-box (col, row), worked out from
