@@ -59,15 +59,12 @@ TEST(NidsAllFiles, DecodeOrRefuseClearly) {
   EXPECT_EQ(products, static_cast<int>(std::size(kProducts)));
 }
 
-TEST(NidsRefusal, EncryptedDataAfterTextHeader) {
+TEST(NidsRefusal, EncryptedEmptyAndMissingFiles) {
   Builder b;
   b.text("SDUS54 KBMX 020205\r\r\nN0RBMX\r\r\n").text("R3").i32(12345678).i32(0);
   const Listing l = dump_bytes(b.b);
   EXPECT_EQ(l.status, 1);
   EXPECT_NE(l.error.find("encrypted"), std::string::npos) << l.error;
-}
-
-TEST(NidsRefusal, EmptyAndMissingFiles) {
   EXPECT_EQ(dump_bytes({}).status, 1);
   NIDS_info info;
   EXPECT_EQ(NIDS_get_header(nullptr, &info), 0);
@@ -167,14 +164,6 @@ TEST(NidsItems, WindBarbsTextsAndVectorsOfWindProfile) {
     EXPECT_TRUE(dir >= 0.0f && dir <= 360.0f && spd >= 0.0f && spd < 300.0f) << s;
   }
   EXPECT_GT(std::min({barbs, texts, vectors}), 0) << barbs << " " << texts << " " << vectors;
-}
-
-TEST(NidsItems, StormTrackingPagesCarryTables) {
-  const Listing l = dump_file("KBMX_SDUS34_NSTBMX_201501020205");
-  ASSERT_EQ(l.status, 0);
-  bool storm_id = false;
-  for (const auto& s : l.lines) storm_id |= s.rfind("P1 T", 0) == 0 && s.find("STORM ID") != std::string::npos;
-  EXPECT_TRUE(storm_id);
 }
 
 TEST(NidsItems, HandMadeLayerWithEveryItemKind) {

@@ -64,19 +64,13 @@ void compare(const char* product, const char* var, float no_data, float offset) 
   EXPECT_GT(data, compared / 10) << "too few echoes to say anything";
 }
 
-TEST(NidsOracle, BaseReflectivityLevels) {
-  // Level 0 of this product is coded "no data" (0x8002). The other decoder
-  // leaves it missing; by our threshold rule every code 1-3 decodes to -90,
-  // below the first real level, so plotting leaves it blank as well.
+// The 4-bit product's "no data" level (0x8002) decodes to -90, below the
+// first real level, where the other decoder leaves it missing. The other
+// decoder scales 8-bit data from byte 2 (-32 + (b - 2) x 0.5), this program
+// from byte 0 (minimum + b x increment): 1 dBZ higher, as the colour levels
+// expect.
+TEST(NidsOracle, ReflectivityLevelsAgree) {
   compare("KBMX_SDUS54_N0RBMX_201501020205", "BaseReflectivity", -90.0f, 0.0f);
-}
-
-TEST(NidsOracle, DigitalReflectivity) {
-  // Bytes 0 and 1 (below threshold, range folded) are missing in both.
-  // The rules differ on the scale: the other decoder counts the first data
-  // byte (2) as the minimum, -32 + (b - 2) x 0.5, while this program's rule
-  // is minimum + b x increment, so its values sit exactly 2 x 0.5 = 1 dBZ
-  // higher. This program's rule is kept; the plotter's colour levels follow it.
   compare("KBMX_SDUS54_N0QBMX_201501020205", "BaseReflectivityDR", -9999.0f, 1.0f);
 }
 

@@ -237,12 +237,9 @@ TEST_F(RadRead, BadNetcdfFilesAreRefused) {
   MDR_report r;
   EXPECT_EQ(MDR_read(f.fd, &r, 0, 0), -1);
   EXPECT_EQ(Open(cvt_path("bad.txt")).got, -2);
-}
-
-// The header check before the library opens a file passes every classic
-// layout, and refuses a count larger than the file (gigabytes asked of the
-// library otherwise).
-TEST_F(RadRead, NetcdfHeaderCheck) {
+  // The header check before the library opens a file passes every classic
+  // layout, and refuses a count larger than the file (gigabytes asked of the
+  // library otherwise).
   for (const char* kind : {"64-bit offset", "cdf5"}) {
     const Open f(make_nc(station_cdl({}), "kind", kind));
     EXPECT_EQ(f.got, 0) << kind;
@@ -253,14 +250,8 @@ TEST_F(RadRead, NetcdfHeaderCheck) {
 // Oklahoma on the summary grids' projection as the map's domain.
 void map_oklahoma() {
   Domain d;
-  DOM_init(&d);
-  d.proj = DOM_PSTEREO;
-  d.plat = 90;
-  d.plon = -105;
-  d.clat = 35;
-  d.clon = -97;
-  d.nx = d.ny = 101;
-  d.dx = d.dy = 0.05f;
+  ASSERT_GE(DOM_decode("ps:90:-105,35,-97,101,101,0.05,0.05", &d), 1);
+  ASSERT_EQ(d.proj, DOM_PSTEREO);
   MAP_domain(&d);
 }
 
