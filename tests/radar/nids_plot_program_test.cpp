@@ -1,8 +1,5 @@
-// The radar program plotting NIDS products end to end without a display:
-// PNG images read back with libpng, the text grid of a raster product
-// compared cell by cell with the decoder, and several files as a loop (the
-// watch overlay is checked on mosaics, and through this program against an
-// endless bulletin in robust_test).
+// The radar program plotting NIDS products without a display: PNG images read
+// back, the text grid of a raster product, several files as a loop.
 #include <fstream>
 
 #include "nids_test_util.h"
@@ -125,10 +122,7 @@ TEST_F(NidsProgramTest, SeveralFilesMakeOneFramePerFile) {
   ASSERT_EQ(a.height, b.height);
   // Both frames are on the first product's domain; the 8-bit product has
   // finer steps, so the pictures differ.
-  int differ = 0;
-  for (int y = 0; y < a.height; ++y)
-    for (int x = 0; x < a.width; ++x) differ += a.pixel(x, y) != b.pixel(x, y);
-  EXPECT_GT(differ, 1000);
+  EXPECT_NE(a.rgb, b.rgb);
   // A single file that does not open ends the program.
   const ProgramRun alone = radar("-of png:@x.png @no_such_product");
   EXPECT_EQ(alone.status, 10);

@@ -133,16 +133,6 @@ TEST(NidsPlotParam, GridRequestFromOutFile) {
 }
 
 
-// A Mercator domain of 241 x 161 cells of `cell` degrees around the radar.
-Domain mercator(const NIDS_info& info, float cell) {
-  const double lon = info.domain.clon, lat = info.domain.clat;
-  char str[120];
-  std::snprintf(str, sizeof str, "merc:0:%.2f,%.3f,%.3f,241,161,%g,%g", lon, lat, lon, double(cell), double(cell));
-  Domain merc;
-  EXPECT_GE(DOM_decode(str, &merc), 0) << str;
-  return merc;
-}
-
 class NidsFrameTest : public zor::test::RadarFrameTest {
  protected:
   void SetUp() override {
@@ -307,7 +297,7 @@ TEST_F(NidsFrameTest, RadialProductsColourEveryBinByTheirTable) {
   }
 }
 
-TEST_F(NidsFrameTest, ClutterRadiusLeavesTheInnerBinsEmpty) {
+TEST_F(NidsFrameTest, ClutterRadiusLeavesTheInnerBinsEmptyAndRunsFillOnce) {
   const std::string name = "KBMX_SDUS54_N0QBMX_201501020205";
   const Decoded d = decode(data_path(name));
   RES_put("plot_param", "clutter=60");
@@ -335,6 +325,18 @@ TEST_F(NidsFrameTest, ClutterRadiusLeavesTheInnerBinsEmpty) {
   }
   EXPECT_GT(echoes, 10);
   EXPECT_EQ(blank, echoes);
+  // One polygon for each run of bins of one colour beyond the radius.
+  long runs = 0;
+  for (const Radial& r : d.radials) {
+    int prev = -1;
+    for (std::size_t i = 60; i < r.bins.size(); ++i) {
+      const int c = colour_of(r.bins[i]);
+      runs += c >= 0 && c != prev;
+      prev = c;
+    }
+  }
+  EXPECT_EQ(zor::nids_plot::fill_calls(), runs);
+  EXPECT_GT(runs, 5000);
 }
 
 TEST_F(NidsFrameTest, RasterProductsColourEveryCell) {
@@ -378,8 +380,12 @@ TEST_F(NidsFrameTest, RasterProductsColourEveryCell) {
 TEST_F(NidsFrameTest, OtherProjectionReprojectsEveryBin) {
   const std::string name = "KBMX_SDUS54_N0RBMX_201501020205";
   const Decoded d = decode(data_path(name));
-  // A Mercator domain of 0.5 km cells around the radar.
-  const Domain merc = mercator(d.info, 0.005f);
+  // A Mercator domain of 241 x 161 cells of 0.5 km around the radar.
+  const double lon = d.info.domain.clon, lat = d.info.domain.clat;
+  char str[120];
+  std::snprintf(str, sizeof str, "merc:0:%.2f,%.3f,%.3f,241,161,0.005,0.005", lon, lat, lon);
+  Domain merc;
+  ASSERT_GE(DOM_decode(str, &merc), 0) << str;
   ASSERT_EQ(merc.proj, DOM_MERC);
   ASSERT_EQ(DOM_comp_proj(&merc, &d.info.domain), 0);
   Capture cap;
@@ -448,27 +454,6 @@ TEST_F(NidsFrameTest, PointerReadsDistanceAndBeamHeight) {
   EXPECT_NEAR(lat, dom.clat, 0.05f);
   EXPECT_GT(lon, dom.clon + 1.0f);
   EXPECT_EQ(out.find("Lat:", 5), std::string::npos) << "only v-Alt reads out";
-}
-
-TEST_F(NidsFrameTest, OneFillAreaPerColourRun) {
-  // One polygon for each run of bins of one colour beyond the clutter radius.
-  const std::string radial = "KBMX_SDUS54_N0QBMX_201501020205";
-  const Decoded d = decode(data_path(radial));
-  RES_put("plot_param", "clutter=10");
-  Capture cap;
-  plot(data_path(radial), Domain{}, cap);
-  levels_of(d.info);
-  long runs = 0;
-  for (const Radial& r : d.radials) {
-    int prev = -1;
-    for (std::size_t i = 10; i < r.bins.size(); ++i) {
-      const int c = colour_of(r.bins[i]);
-      runs += c >= 0 && c != prev;
-      prev = c;
-    }
-  }
-  EXPECT_EQ(zor::nids_plot::fill_calls(), runs);
-  EXPECT_GT(runs, 10000);
 }
 
 TEST_F(NidsFrameTest, RefreshPlotsTheNewestFileOnce) {
