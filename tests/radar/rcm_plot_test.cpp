@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <iterator>
 
 #include "frame_test.h"
 #include "zor/clr.h"
@@ -202,32 +201,22 @@ struct Child {
   std::string station;
 };
 Child prompt_with(const std::string& input) {
-  const std::string out = testing::TempDir() + "rcm_prompt_" + std::to_string(getpid()) + ".txt";
-  int fds[2];
-  if (pipe(fds) != 0) return {-1, ""};
-  if (write(fds[1], input.data(), input.size()) != static_cast<ssize_t>(input.size()))
-    return {-1, ""};
-  close(fds[1]);
+  const std::string in = zor::test::scratch("rcm_prompt_in"), out = zor::test::scratch("rcm_prompt_out");
+  zor::test::write_file(in, input);
+  std::remove(out.c_str());
   std::fflush(nullptr);
   const pid_t pid = fork();
   if (pid == 0) {
     alarm(20);
-    dup2(fds[0], 0);
-    close(fds[0]);
-    if (std::freopen("/dev/null", "w", stdout) == nullptr) _exit(90);
+    if (!std::freopen(in.c_str(), "r", stdin) || !std::freopen("/dev/null", "w", stdout)) _exit(90);
     FLAG_set(19, 0);
     RCM_prompt_id();
-    std::ofstream(out) << zor::rcm::station();
+    zor::test::write_file(out, zor::rcm::station());
     _exit(3);
   }
-  close(fds[0]);
   int st = 0;
   waitpid(pid, &st, 0);
-  std::ifstream in(out);
-  Child c{WIFEXITED(st) ? WEXITSTATUS(st) : -1,
-          std::string(std::istreambuf_iterator<char>(in), {})};
-  std::remove(out.c_str());
-  return c;
+  return {WIFEXITED(st) ? WEXITSTATUS(st) : -1, zor::test::slurp(out)};
 }
 
 TEST(RcmPrompt, StationAnswers) {
