@@ -1,7 +1,5 @@
-// NOWRad and KAVRAD decoding from bytes laid out by hand: the packet and
-// header examples of both formats, then damaged input (missing tags, short
-// records, dates that do not parse); cut generated files are swept in
-// robust_test.
+// NOWRad and KAVRAD decoding from bytes laid out by hand, and damaged input
+// (cut generated files are swept in robust_test).
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -155,10 +153,7 @@ Bytes kavrad(const std::string& image, char kind = 'R', const char* when = "1345
   b[1996 + 14] = static_cast<std::uint8_t>(kind);
   std::memcpy(b.data() + 1996 + 16, when, std::strlen(when));
   b[1996 + 38] = static_cast<std::uint8_t>(res);
-  b[1996 + 42] = 0x01;
-  b[1996 + 43] = 0x02;
-  b[1996 + 44] = 0x03;
-  b[1996 + 45] = 0x04;
+  for (int i = 0; i < 4; ++i) b[1996 + 42 + i] = static_cast<std::uint8_t>(i + 1);  // start 0x0102, end 0x0304
   text(b, image);
   return b;
 }

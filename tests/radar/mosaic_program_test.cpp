@@ -1,7 +1,5 @@
-// The radar program plotting generated mosaics in batch mode: a block of
-// 35 dBZ over Kansas lands over Kansas in its colour in the PNG, on the
-// default region and on a latitude-longitude domain; damaged and missing
-// files end with a message.
+// The radar program plotting generated mosaics in batch mode: the block lands
+// where it belongs in its colour; damaged and missing files end with a message.
 #include <fstream>
 
 #include "mosaic_gen.h"

@@ -1,7 +1,5 @@
-// Converted radar report plots: frames drawn on the in-memory raster whose
-// pixels are checked where the files put the summary cells, the stations
-// and the intensity bar, and runs of the radar program on good and bad
-// files of every kind.
+// Converted radar report plots: summary cells, stations and the intensity bar
+// where the files put them, and the program on good and bad files.
 #include <unistd.h>
 
 #include "../gks/print_test_util.h"

@@ -1,8 +1,5 @@
-// Every reader of outside data against cut and damaged files: the prefixes
-// and seeded mutations of two real (or generated) files per binary format,
-// and the inputs the fuzzers once broke a reader with, kept in
-// tests/data/crashers/<reader>/. A reader must simply return; ASan and UBSan
-// catch the rest.
+// Readers of outside data against prefixes and mutations of real files and the
+// inputs the fuzzers once broke them with; ASan and UBSan catch the rest.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 

@@ -1,8 +1,5 @@
-// RRWDS frames drawn on the in-memory raster from generated files: each
-// level's wedges where the file puts them and in the level's colour, on the
-// site-centred default domain and on a latitude-longitude one; the clutter
-// radius at both ranges; a short file drawn up to its last radial; marker
-// and range ring.
+// RRWDS frames of generated files: each level's wedges where the file puts them
+// on two domains, the clutter radius, a short file, marker and range ring.
 #include <algorithm>
 
 #include "frame_test.h"

@@ -1,7 +1,5 @@
-// The radar program plotting RRWDS files in batch mode: the levels of the
-// generated Omaha file land in their colours in the PNG on the site-centred
-// default domain; short files, bad header digits, an unknown station and a
-// missing file end with a message and their exit status.
+// The radar program plotting RRWDS files: the levels land in their colours;
+// bad files end with a message and their exit status.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
