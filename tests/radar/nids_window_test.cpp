@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "../common/xvfb_env.h"
@@ -59,14 +60,6 @@ struct Picture {
   bool operator==(const Picture& o) const = default;
 };
 
-Picture from_raster(const zor::test::Raster& r) {
-  Picture p{r.width, r.height, {}};
-  p.px.reserve(static_cast<std::size_t>(r.width) * r.height);
-  for (int y = 0; y < r.height; ++y)
-    for (int x = 0; x < r.width; ++x) p.px.push_back(r.pixel(x, y));
-  return p;
-}
-
 using Box = zor::test::FrameBox;
 using zor::test::frame_of;
 
@@ -78,8 +71,10 @@ bool site_marked(const Picture& p, const Box& b) {
   return false;
 }
 
-// Share of equal pixels inside the box (its frame excluded).
-double same_share(const Picture& a, const Picture& b, const Box& box) {
+// Share of equal pixels inside the box (its frame excluded); `b` may be a
+// window's picture or a PNG's raster.
+template <class Other>
+double same_share(const Picture& a, const Other& b, const Box& box) {
   if (a.width != b.width || a.height != b.height) return 0.0;
   long same = 0, all = 0;
   for (int y = box.top + 1; y < box.bottom; ++y)
@@ -207,19 +202,17 @@ class NidsWindowTest : public ::testing::Test {
   std::string product(const char* name) const { return zor::test::linked(dir_, data_path(name)); }
 
   // The batch plot of the same files, as PNG images named by frame.
-  std::vector<Picture> batch(const std::vector<std::string>& args, int frames) {
+  std::vector<zor::test::Raster> batch(const std::vector<std::string>& args, int frames) {
     std::vector<std::string> a{"-ba", "-inp", "nids", "-of", "png:@batch_%i.png"};
     a.insert(a.end(), args.begin(), args.end());
     // No display: the batch run draws into memory.
     Radar r(dir_, a, false);
-    std::vector<Picture> out;
+    std::vector<zor::test::Raster> out(static_cast<std::size_t>(frames));
     EXPECT_EQ(r.wait_exit(), 0) << r.err();
     for (int i = 0; i < frames; ++i) {
       char name[32];
       std::snprintf(name, sizeof name, frames > 1 ? "batch_%02d.png" : "batch_win.png", i);
-      zor::test::Raster raster;
-      EXPECT_TRUE(zor::test::read_png((dir_ / name).string(), raster)) << name << "\n" << r.out();
-      out.push_back(from_raster(raster));
+      EXPECT_TRUE(zor::test::read_png((dir_ / name).string(), out[static_cast<std::size_t>(i)])) << name << r.out();
     }
     return out;
   }
@@ -276,19 +269,11 @@ class NidsWindowTest : public ::testing::Test {
     XImage* img = XGetImage(dpy_, win_, 0, 0, static_cast<unsigned>(a.width), static_cast<unsigned>(a.height),
                             AllPlanes, ZPixmap);
     if (img == nullptr) return p;
-    auto channel = [](unsigned long v, unsigned long mask) {
-      if (mask == 0) return 0ul;
-      while ((mask & 1) == 0) mask >>= 1, v >>= 1;
-      return (v & mask) * 255 / mask;
-    };
+    // The server runs at depth 24: 0xRRGGBB per pixel.
+    EXPECT_EQ(std::tuple(img->red_mask, img->green_mask, img->blue_mask), std::tuple(0xFF0000ul, 0xFF00ul, 0xFFul));
     p.width = a.width, p.height = a.height;
-    p.px.reserve(static_cast<std::size_t>(p.width) * p.height);
     for (int y = 0; y < p.height; ++y)
-      for (int x = 0; x < p.width; ++x) {
-        const unsigned long v = XGetPixel(img, x, y);
-        p.px.push_back(static_cast<std::uint32_t>(channel(v, img->red_mask) << 16 |
-                                                  channel(v, img->green_mask) << 8 | channel(v, img->blue_mask)));
-      }
+      for (int x = 0; x < p.width; ++x) p.px.push_back(static_cast<std::uint32_t>(XGetPixel(img, x, y) & 0xFFFFFF));
     XDestroyImage(img);
     return p;
   }
@@ -369,7 +354,7 @@ Box own_domain(const Picture& p) {
 
 TEST_F(NidsWindowTest, WindowShowsTheBatchPictureReadsOutThePointerAndResizes) {
   const std::vector<std::string> files{"-pp", "site", product(kN0Q)};
-  const std::vector<Picture> ref = batch(files, 1);
+  const std::vector<zor::test::Raster> ref = batch(files, 1);
   ASSERT_EQ(ref.size(), 1u);
   ASSERT_NO_FATAL_FAILURE(start(files));
   const Picture pic = capture();
@@ -479,9 +464,9 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
 
 TEST_F(NidsWindowTest, SeveralFilesLoopAndStepWithKeysAndButtons) {
   const std::vector<std::string> files{product(kN0R), product(kN0Q)};
-  const std::vector<Picture> frames = batch(files, 2);
+  const std::vector<zor::test::Raster> frames = batch(files, 2);
   ASSERT_EQ(frames.size(), 2u);
-  ASSERT_NE(frames[0], frames[1]);
+  ASSERT_NE(frames[0].rgb, frames[1].rgb);
   ASSERT_NO_FATAL_FAILURE(start(files));
 
   // Looping: the picture changes by itself, the title tells the frame.
