@@ -181,20 +181,15 @@ TEST_F(Lev2PlotTest, ChunkWithoutHeaderIsPlacedWhereItsRadialsSay) {
   EXPECT_NEAR(d.clon, -88.0844f, 0.001f);
 }
 
+class Lev2Program : public zor::test::ProgramTest {
+ protected:
+  Lev2Program() : ProgramTest("lev2_program", "-ba ") {}
+};
 
-using zor::test::ProgramRun;
-
-ProgramRun radar(const std::string& args, const fs::path& dir) {
-  fs::create_directories(dir);
-  return zor::test::run_radar(dir, "", "-ba " + args);
-}
-
-TEST(Lev2Program, PlotsRealTruncatedAndForeignFiles) {
-  const fs::path dir = temp_path("program");
-  fs::create_directories(dir);
+TEST_F(Lev2Program, PlotsRealTruncatedAndForeignFiles) {
   // Plain names: the file layer reads a dash in a name as an offset.
   auto copy = [&](const std::string& from, const char* to) {
-    fs::copy_file(from, dir / to, fs::copy_options::overwrite_existing);
+    fs::copy_file(from, dir_ / to, fs::copy_options::overwrite_existing);
     return std::string("@") + to;
   };
   struct Case {
@@ -215,19 +210,18 @@ TEST(Lev2Program, PlotsRealTruncatedAndForeignFiles) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.args);
-    fs::remove(dir / "a.png");
-    const ProgramRun r = radar(c.args, dir);
+    fs::remove(dir_ / "a.png");
+    const zor::test::ProgramRun r = radar(c.args);
     EXPECT_EQ(r.status, c.status) << r.err;
     EXPECT_NE(r.err.find(c.err), std::string::npos) << r.err;
     zor::test::Raster img;
-    ASSERT_EQ(zor::test::read_png((dir / "a.png").string(), img), c.image);
+    ASSERT_EQ(zor::test::read_png((dir_ / "a.png").string(), img), c.image);
     if (!c.image) continue;
     // Echo colours (anything but the black background, the white labels and
     // the red map) fill part of the picture.
     EXPECT_GT(zor::test::count_pixels(img, [](std::uint32_t v) { return v != 0 && v != 0xFFFFFF && v != 0xFF0000; }),
               1000);
   }
-  fs::remove_all(dir);
 }
 
 }  // namespace

@@ -257,9 +257,7 @@ TEST(NidsValues, ProductThresholdRules) {
   EXPECT_NEAR(t[1], 0.972f, 1e-4);
   EXPECT_FLOAT_EQ(t[2], 254.0f);
   zor::nids::decode_thresholds(186, {}, t);
-  EXPECT_FLOAT_EQ(t[0], -32.0f);
-  EXPECT_FLOAT_EQ(t[1], 0.5f);
-  EXPECT_FLOAT_EQ(t[2], 256.0f);
+  EXPECT_TRUE(zor::test::floats_eq({t[0], t[1], t[2]}, {-32.0f, 0.5f, 256.0f}));
   zor::nids::decode_thresholds(170, {0x4120, 0, 0, 0}, t);  // scale 10.0, offset 0
   EXPECT_FLOAT_EQ(t[0], 10.0f);
   zor::nids::decode_thresholds(170, {}, t);  // a zero scale would divide by zero
@@ -294,12 +292,10 @@ TEST(NidsValues, DigitalProductsScale) {
 }
 
 TEST(NidsValues, HalfAndSingleFloats) {
-  EXPECT_FLOAT_EQ(NIDS_float16(0x0000), 0.0f);
-  EXPECT_FLOAT_EQ(NIDS_float16(0x4000), 1.0f);
-  EXPECT_FLOAT_EQ(NIDS_float16(0x8400), -std::ldexp(1.0f, -15));
-  EXPECT_FLOAT_EQ(NIDS_float16(0x0200), 1.0f);  // e 0: 2 x 512 / 1024
-  EXPECT_FLOAT_EQ(NIDS_float32(0x4120, 0x0000), 10.0f);
-  EXPECT_FLOAT_EQ(NIDS_float32(0xBF80, 0x0000), -1.0f);
+  // 0x0200 has exponent 0: 2 x 512 / 1024.
+  EXPECT_TRUE(zor::test::floats_eq({NIDS_float16(0x0000), NIDS_float16(0x4000), NIDS_float16(0x8400),
+                                    NIDS_float16(0x0200), NIDS_float32(0x4120, 0x0000), NIDS_float32(0xBF80, 0x0000)},
+                                   {0.0f, 1.0f, -std::ldexp(1.0f, -15), 1.0f, 10.0f, -1.0f}));
 }
 
 TEST(NidsValues, DatesAndTimes) {
