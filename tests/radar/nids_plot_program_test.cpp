@@ -29,10 +29,8 @@ TEST_F(NidsProgramTest, OwnDomainPutsTheRadarAtTheCentreWithMapBarAndLabels) {
   const FrameBox b = frame_of(img);
   ASSERT_TRUE(b.found());
   ASSERT_GT(b.top, 0);
-  // The product's own domain is one and a half times as wide as high.
-  const double aspect = static_cast<double>(b.right - b.left) / (b.bottom - b.top);
-  EXPECT_NEAR(aspect, 1.5, 0.02);
-  // The site marker at the centre of the plot.
+  // The site marker at the centre of the plot (the domain's shape is checked
+  // on the same picture in the window test).
   const int xc = b.cx(), yc = b.cy();
   EXPECT_GT(img.count(xc - 1, yc - 1, xc + 2, yc + 2, 0xFFFFFF), 0);
   // Echoes of several table colours, red map lines, the colour bar below the

@@ -17,21 +17,18 @@ using namespace nids_test;
 namespace {
 
 
-TEST(NidsStormTable, HeaderLinesChooseTheLayout) {
-  using zor::nids_plot::storm_table_type;
-  EXPECT_EQ(storm_table_type("  STM ID  AZ/RAN TVS  MDA  POSH/POH/MX SIZE VIL DBZM", 0), 2);
-  EXPECT_EQ(storm_table_type(" STM  AZ RAN TVS MESO HAIL DBZM HT VLOW TOP", 0), 1);
-  EXPECT_EQ(storm_table_type("VLOW and VIL", 0), 2);
-  EXPECT_EQ(storm_table_type("    V3   44/ 19 NONE NONE", 2), 2);
-}
-
 // A storm's position, flags, hail, VIL, maximum, top and motion.
 std::vector<float> fields(const NIDS_report& s) {
   return {s.ang, s.rad, float(s.tvs), float(s.meso), float(s.shail), float(s.hail), s.hsize, s.vil,
           s.max_dbz, s.max_dbz_z, s.tops, s.dir, s.spd};
 }
 
-TEST(NidsStormTable, CombinedAttributeLinesParseByColumns) {
+TEST(NidsStormTable, HeaderLinesChooseTheLayoutAndCombinedLinesParseByColumns) {
+  using zor::nids_plot::storm_table_type;
+  EXPECT_EQ(storm_table_type("  STM ID  AZ/RAN TVS  MDA  POSH/POH/MX SIZE VIL DBZM", 0), 2);
+  EXPECT_EQ(storm_table_type(" STM  AZ RAN TVS MESO HAIL DBZM HT VLOW TOP", 0), 1);
+  EXPECT_EQ(storm_table_type("VLOW and VIL", 0), 2);
+  EXPECT_EQ(storm_table_type("    V3   44/ 19 NONE NONE", 2), 2);
   NIDS_report st;
   ASSERT_TRUE(zor::nids_plot::parse_storm_line(
       "    O8  157/ 86 NONE    2   10/ 60/ 1.25    17  53  9.7  16.9  162/ 66  ", 2, &st));
@@ -104,7 +101,7 @@ TEST(NidsStormValues, VariablesSelectTheStormField) {
   }
 }
 
-TEST(NidsPlotParam, WordsSetTheSettings) {
+TEST(NidsPlotParam, WordsSetTheSettingsAndTheOutFileAsksForAGrid) {
   // The shared site words and NIDS's own; later words override earlier ones.
   using T = std::tuple<int, float, float, float, int, int, int, int, int>;  // clutter, 3 rings, site .. numplt
   const std::pair<const char*, T> cases[] = {
@@ -122,9 +119,7 @@ TEST(NidsPlotParam, WordsSetTheSettings) {
               want)
         << words;
   }
-}
-
-TEST(NidsPlotParam, GridRequestFromOutFile) {
+  // A grid is asked for by the output file.
   for (const auto& [out, grid] : {std::pair{"png,gif", 0}, {"png,ZOR", 1}, {"zor=@/tmp/x.grd", 1}}) {
     RES_put("out_file", out);
     EXPECT_EQ(NIDS_grd_out_file(), grid) << out;
@@ -247,14 +242,6 @@ class NidsFrameTest : public zor::test::RadarFrameTest {
     return bc;
   }
 
-  BinCheck check_own_radials(const std::string& name, int zoom, int clutter = 0) {
-    const Decoded d = decode(data_path(name));
-    EXPECT_FALSE(d.radials.empty()) << name;
-    Capture cap;
-    plot(data_path(name), zoomed(data_path(name), zoom), cap);
-    return check_radials(d, cap, clutter, [](float&, float&) { return true; });
-  }
-
   Domain plot_domain_;
   bool strict_ = true;  // angular neighbours must share a checked bin's colour
   std::string summary_;
@@ -283,7 +270,10 @@ TEST_F(NidsFrameTest, RadialProductsColourEveryBinByTheirTable) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.file);
     strict_ = !c.sparse;
-    const BinCheck bc = check_own_radials(c.file, c.zoom);
+    const Decoded d = decode(data_path(c.file));
+    Capture cap;
+    plot(data_path(c.file), zoomed(data_path(c.file), c.zoom), cap);
+    const BinCheck bc = check_radials(d, cap, 0, [](float&, float&) { return true; });
     EXPECT_GT(bc.checked, 20);
     if (c.sparse) {
       EXPECT_LE(bc.wrong * 10, bc.checked) << bc.first_wrong;
@@ -414,22 +404,16 @@ TEST_F(NidsFrameTest, SiteMarkerAndRangeRing) {
   MAP_tran(d.info.domain.clat, d.info.domain.clon, &x0, &y0);
   int px = 0, py = 0;
   ASSERT_TRUE(pixel_at(x0, y0, &px, &py, cap));
-  const std::uint32_t white = rgb_of("white");
-  EXPECT_GT(cap.count_near(px, py, white, 1), 0);
-  // The ring passes 50 nautical miles from the site in every direction.
-  int on_ring = 0;
-  for (float ang : {0.0f, 90.0f, 180.0f, 270.0f}) {
+  EXPECT_GT(cap.count_near(px, py, rgb_of("white"), 1), 0);
+  // The ring passes 50 nautical miles from the site every way; halfway to it
+  // nothing is drawn.
+  for (const auto& [ang, nm] : {std::pair{0.0f, 50.0f}, {90.0f, 50.0f}, {180.0f, 50.0f}, {270.0f, 50.0f}, {45.0f, 25.0f}}) {
     float x = 0, y = 0;
-    MAP_offset(x0, y0, ang, 50 * 1.852f, &x, &y);
+    MAP_offset(x0, y0, ang, nm * 1.852f, &x, &y);
     ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
-    on_ring += cap.count_near(px, py, rgb_of_index(gget_back_color())) < 25;
+    const int blank = cap.count_near(px, py, rgb_of_index(gget_back_color()));
+    EXPECT_EQ(blank < 25, nm == 50.0f) << ang << " degrees, " << nm << " nm: " << blank << " of 25 blank";
   }
-  EXPECT_EQ(on_ring, 4);
-  // Halfway to the ring nothing is drawn.
-  float x = 0, y = 0;
-  MAP_offset(x0, y0, 45.0f, 25 * 1.852f, &x, &y);
-  ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
-  EXPECT_EQ(cap.pixel(px, py), rgb_of_index(gget_back_color()));
 }
 
 TEST_F(NidsFrameTest, PointerReadsDistanceAndBeamHeight) {
@@ -457,14 +441,10 @@ TEST_F(NidsFrameTest, PointerReadsDistanceAndBeamHeight) {
 }
 
 TEST_F(NidsFrameTest, RefreshPlotsTheNewestFileOnce) {
-  namespace fs = std::filesystem;
-  const fs::path dir = zor::test::scratch("nids_refresh");
-  fs::create_directories(dir);
-  fs::copy_file(data_path("KBMX_SDUS54_N0RBMX_201501020205"), dir / "201501020205.nids",
-                fs::copy_options::overwrite_existing);
-  setenv("zorcurtime", "201501020300", 1);
-  const std::string conv = "@" + dir.string() + "/%Y%m%d%h%n.nids";
-  ASSERT_EQ(FILE_set_name(conv.c_str()), 1);
+  const zor::test::TempDir dir("nids_refresh");
+  std::filesystem::copy_file(data_path("KBMX_SDUS54_N0RBMX_201501020205"), dir / "201501020205.nids");
+  const zor::test::EnvVar now("zorcurtime", "201501020300");
+  ASSERT_EQ(FILE_set_name(("@" + dir.path().string() + "/%Y%m%d%h%n.nids").c_str()), 1);
   Capture cap;
   plot(data_path("KBMX_SDUS54_N0QBMX_201501020205"), zoomed(data_path("KBMX_SDUS54_N0QBMX_201501020205")), cap);
   testing::internal::CaptureStdout();
@@ -472,9 +452,7 @@ TEST_F(NidsFrameTest, RefreshPlotsTheNewestFileOnce) {
   const long fills = zor::nids_plot::fill_calls();
   EXPECT_EQ(NIDS_plot_nextfile(), 0);  // no newer file: nothing drawn
   const std::string out = testing::internal::GetCapturedStdout();
-  unsetenv("zorcurtime");
   zor::file::reset();
-  fs::remove_all(dir);
   // The newest file (the 4-bit product) was drawn once.
   EXPECT_EQ(zor::test::count_of(out, "Product type:"), 1) << out;
   EXPECT_GT(fills, 1000);

@@ -97,7 +97,7 @@ long echoes(const Picture& p, const Box& box) {
 // The program as a child process, standard output and error in files.
 class Radar {
  public:
-  Radar(const fs::path& dir, const std::vector<std::string>& args, bool display = true) : dir_(dir) {
+  Radar(const fs::path& dir, const std::vector<std::string>& args) : dir_(dir) {
     std::vector<std::string> argv{ZOR_RADAR_BINARY};
     argv.insert(argv.end(), args.begin(), args.end());
     pid_ = fork();
@@ -105,7 +105,6 @@ class Radar {
     // Child: the test's directory, no resource files, no terminal.
     if (chdir(dir.c_str()) != 0) _exit(126);
     setenv("zordefault", (dir / "none").c_str(), 1);
-    if (!display) unsetenv("DISPLAY");
     const int in = open("/dev/null", O_RDONLY);
     const int out = open("out.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
     const int err = open("err.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -129,8 +128,7 @@ class Radar {
     pid_ = -1;
     return false;
   }
-  // The exit status, or -2 when the program did not end in time (it is
-  // killed then).
+  // The exit status; -2 (killed) when the program did not end in time.
   int wait_exit(double seconds = kWaitSeconds) {
     if (poll_until([this] { return !running(); }, seconds)) return status_;
     kill_now();
@@ -203,16 +201,15 @@ class NidsWindowTest : public ::testing::Test {
 
   // The batch plot of the same files, as PNG images named by frame.
   std::vector<zor::test::Raster> batch(const std::vector<std::string>& args, int frames) {
-    std::vector<std::string> a{"-ba", "-inp", "nids", "-of", "png:@batch_%i.png"};
-    a.insert(a.end(), args.begin(), args.end());
-    // No display: the batch run draws into memory.
-    Radar r(dir_, a, false);
+    std::string a = "-ba -inp nids -of png:@batch_%i.png";
+    for (const std::string& s : args) a += " " + s;
+    const zor::test::ProgramRun r = zor::test::run_radar(dir_, "", a);
     std::vector<zor::test::Raster> out(static_cast<std::size_t>(frames));
-    EXPECT_EQ(r.wait_exit(), 0) << r.err();
+    EXPECT_EQ(r.status, 0) << r.err;
     for (int i = 0; i < frames; ++i) {
       char name[32];
       std::snprintf(name, sizeof name, frames > 1 ? "batch_%02d.png" : "batch_win.png", i);
-      EXPECT_TRUE(zor::test::read_png((dir_ / name).string(), out[static_cast<std::size_t>(i)])) << name << r.out();
+      EXPECT_TRUE(zor::test::read_png((dir_ / name).string(), out[static_cast<std::size_t>(i)])) << name << r.out;
     }
     return out;
   }
@@ -321,8 +318,7 @@ class NidsWindowTest : public ::testing::Test {
   }
   void sync_with_program() { read_out_at(5, 5); }
 
-  // Waits for a picture unlike `old` on the window (the program shows a new
-  // picture in one copy).
+  // Waits for a picture unlike `old` (a new picture is shown in one copy).
   Picture next_picture(const Picture& old) {
     Picture p;
     EXPECT_TRUE(poll_until([&] { return (p = capture()) != old; })) << "the picture did not change";
@@ -371,8 +367,7 @@ TEST_F(NidsWindowTest, WindowShowsTheBatchPictureReadsOutThePointerAndResizes) {
   EXPECT_NEAR(centre.lon, -86.77, 0.03);
   EXPECT_LT(centre.dist, 1.5);
   EXPECT_LT(centre.alt, 100.0);
-  // A hundred pixels east: farther, the beam higher (the formulas are
-  // checked in the batch tests).
+  // A hundred pixels east: farther, the beam higher.
   const ReadOut east = read_out_at(b.cx() + 100, b.cy());
   EXPECT_GT(east.lon, centre.lon + 0.5);
   EXPECT_GT(east.dist, 100.0);
@@ -457,7 +452,6 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   EXPECT_TRUE(restored) << "identical plot pixels after unzoom: " << same_share(back, before, b);
   EXPECT_NE(radar_->out().find("Original domain: "), std::string::npos);
 
-  // Alt-q ends the program normally.
   key(XK_q, Mod1Mask);
   EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
 }
