@@ -48,19 +48,13 @@ class Lev2PlotTest : public zor::test::RadarFrameTest {
     ASSERT_TRUE(zor::test::grab(cap));
   }
 
-  bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
-    return zor::test::plot_pixel(cap, x, y, px, py);
-  }
-
   struct Check {
     int checked = 0, wrong = 0, inner = 0, blank = 0;
   };
 
-  // The centre pixel of every coloured gate holds the colour of that gate or
-  // of a neighbour (along the radial for a pixel each way, and the radials
-  // either side), so sub-pixel placement does not matter; gates inside
-  // `clutter_km` stay background. Radials that a later radial overlaps (the
-  // cut's last radials pass its first again) are left out.
+  // The centre pixel of every coloured gate holds its colour or a neighbour's
+  // (a pixel each way along the radial, the radials either side); gates inside
+  // `clutter_km` stay background. Radials a later one overlaps are left out.
   Check check_gates(const std::vector<Ray>& rays, const Capture& cap, float clutter_km = 0.0f) {
     Check c;
     float x0 = 0, y0 = 0;
@@ -87,9 +81,8 @@ class Lev2PlotTest : public zor::test::RadarFrameTest {
         if (km < near_km && km >= clutter_km - 1.0f) continue;
         int px = 0, py = 0;
         const float rr = km * radar_.dx;
-        if (!pixel_at(x0 + rr * static_cast<float>(std::sin(a)), y0 + rr * static_cast<float>(std::cos(a)), &px, &py,
-                      cap))
-          continue;
+        const float x = x0 + rr * static_cast<float>(std::sin(a)), y = y0 + rr * static_cast<float>(std::cos(a));
+        if (!zor::test::plot_pixel(cap, x, y, &px, &py)) continue;
         ++c.checked;
         const std::uint32_t got = cap.pixel(px, py);
         if (km < clutter_km - 1.0f) {

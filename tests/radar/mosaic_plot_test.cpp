@@ -73,7 +73,6 @@ class MosaicFrameTest : public zor::test::RadarFrameTest {
 
   static Domain domain(const char* str) {
     Domain d;
-    DOM_init(&d);
     EXPECT_GE(DOM_decode(str, &d), 1) << str;
     return d;
   }

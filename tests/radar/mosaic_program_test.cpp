@@ -52,10 +52,8 @@ TEST_F(MosaicProgramTest, KansasBlockLandsOverKansasInItsColour) {
     zor::test::Raster img;
     ASSERT_TRUE(zor::test::read_png((dir_ / "ks.png").string(), img)) << r.out;
     const zor::test::FrameBox f = frame_of(img);
-    ASSERT_GT(f.right, f.left + 100);
-    ASSERT_GT(f.bottom, f.top + 100);
+    ASSERT_TRUE(f.found());
     Domain d;
-    DOM_init(&d);
     ASSERT_GE(DOM_decode(c.region, &d), 1);
     MAP_domain(&d);
     auto pixel = [&](double lat, double lon) { return zor::test::map_pixel(img, f, lat, lon); };

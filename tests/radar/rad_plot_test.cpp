@@ -191,21 +191,17 @@ TEST_F(RadFrame, IntensityBarBoxesAndFlashing) {
 }
 
 TEST_F(RadFrame, RefreshDrawsTheNewestFileOnce) {
-  const fs::path dir = fs::path(ZOR_TEST_BINARY_DIR) / ("rad_refresh_" + std::to_string(::getpid()));
-  fs::create_directories(dir);
-  fs::copy_file(cvt_path("line_mdr.txt"), dir / "199505122335.cvt", fs::copy_options::overwrite_existing);
-  setenv("zorcurtime", "199505130000", 1);
-  const std::string conv = "@" + dir.string() + "/%Y%m%d%h%n.cvt";
-  ASSERT_EQ(FILE_set_name(conv.c_str()), 1);
+  const zor::test::TempDir dir("rad_refresh");
+  fs::copy_file(cvt_path("line_mdr.txt"), dir / "199505122335.cvt");
+  const zor::test::EnvVar now("zorcurtime", "199505130000");
+  ASSERT_EQ(FILE_set_name(("@" + dir.path().string() + "/%Y%m%d%h%n.cvt").c_str()), 1);
   Capture cap;
   plot(cvt_path("nodate.txt"), cap);
   testing::internal::CaptureStdout();
   EXPECT_EQ(RAD_plot_nextfile(), 0);
   EXPECT_EQ(RAD_plot_nextfile(), 0);  // no newer file: nothing drawn
   const std::string out = testing::internal::GetCapturedStdout();
-  unsetenv("zorcurtime");
   zor::file::reset();
-  fs::remove_all(dir);
   EXPECT_EQ(zor::test::count_of(out, "Date: "), 1) << out;
   EXPECT_STREQ(zor::rad::info().datim, "2335Z 12 MAY 95");
 }

@@ -168,18 +168,15 @@ TEST_F(RcmFrameTest, StormsMesocyclonesAndTvsStandWhereTheMessageSays) {
 }
 
 TEST_F(RcmFrameTest, RefreshDrawsTheNextMinutesFile) {
-  namespace fs = std::filesystem;
-  const fs::path dir = fs::path(testing::TempDir()) / ("rcm_refresh_" + std::to_string(getpid()));
-  fs::create_directories(dir);
-  fs::copy_file(kDir + "KBMX_SDUS44_RCMBMX_201501020217", dir / "201501020217.rcm",
-                fs::copy_options::overwrite_existing);
-  const fs::path first = dir / "first.txt";
-  std::ofstream(first) << "RCMBMX\n1234 ROBUU 0101\n/NEXRAA 0101 0201150216 EDITED\n/ENDAA\n";
-  ASSERT_EQ(FILE_set_name(("@" + dir.string() + "/%Y%m%d%h%n.rcm").c_str()), 1);
+  const zor::test::TempDir dir("rcm_refresh");
+  std::filesystem::copy_file(kDir + "KBMX_SDUS44_RCMBMX_201501020217", dir / "201501020217.rcm");
+  const std::string first = dir / "first.txt";
+  zor::test::write_file(first, "RCMBMX\n1234 ROBUU 0101\n/NEXRAA 0101 0201150216 EDITED\n/ENDAA\n");
+  ASSERT_EQ(FILE_set_name(("@" + dir.path().string() + "/%Y%m%d%h%n.rcm").c_str()), 1);
   char name[FILE_NAME_MAX] = {};
   FILE_set_date(DATE_to_struct(2015, 1, 2, 2, 16), name, sizeof name);
   Capture cap;
-  plot(first.string(), "BMX", cap);
+  plot(first, "BMX", cap);
   ASSERT_EQ(zor::rcm::report().num, 101);
   testing::internal::CaptureStdout();
   EXPECT_EQ(RCM_plot_nextfile(), 0);
@@ -187,11 +184,9 @@ TEST_F(RcmFrameTest, RefreshDrawsTheNextMinutesFile) {
   EXPECT_EQ(RCM_plot_nextfile(), 0);  // nothing a minute later
   const std::string out = testing::internal::GetCapturedStdout();
   zor::file::reset();
-  fs::remove_all(dir);
   EXPECT_EQ(num, 320) << "the message of 02:17 was read";
   EXPECT_EQ(zor::rcm::report().num, 320);
-  EXPECT_NE(out.find("File: " + (dir / "201501020217.rcm").string() + "\n"), std::string::npos)
-      << out;
+  EXPECT_NE(out.find("File: " + (dir / "201501020217.rcm") + "\n"), std::string::npos) << out;
   EXPECT_NE(out.find("201501020218.rcm"), std::string::npos) << out;
 }
 
