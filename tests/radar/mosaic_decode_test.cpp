@@ -123,11 +123,9 @@ TEST(NowradHeader, ProductsDatesAndProjections) {
             std::tuple(2003, 9, 5, 13, 45));
   const Domain& d = info.domain;
   EXPECT_EQ(std::tuple(d.proj, d.nx, d.ny), std::tuple(2, 600, 2));
-  EXPECT_NEAR(d.clon, -98.0, 1e-4);
-  EXPECT_NEAR(d.plon, -98.0, 1e-4);
-  EXPECT_NEAR(d.dx, 0.1, 1e-5);
-  EXPECT_NEAR(d.dy, 0.08, 1e-5);
-  EXPECT_NEAR(d.clat, 53.0 - 0.5 * 0.08, 1e-4);  // the top row's latitude less half the rows
+  // The centre latitude is the top row's less half the rows.
+  const float dg[] = {d.clon, d.plon, d.dx, d.dy, d.clat}, dw[] = {-98, -98, 0.1f, 0.08f, 53 - 0.5f * 0.08f};
+  for (int i = 0; i < 5; ++i) EXPECT_NEAR(dg[i], dw[i], 1e-4) << i;
 
   // The US product dates from character 23; a Lambert grid keeps its fixed
   // centre and spacing whatever the file says.
@@ -176,11 +174,9 @@ TEST(KavradPackets, ByteExamplesAndHeader) {
   const auto p = kavrad_packets(b, &info);
   const std::vector<std::pair<int, float>> want = {{1, 25},   {5, 25},  {200, 25}, {-1, 25},
                                                    {-1, 25},  {0, 100}, {1, -100}};
-  ASSERT_EQ(p.size(), want.size());
-  for (std::size_t i = 0; i < want.size(); ++i) {
-    EXPECT_EQ(p[i].run, want[i].first) << i;
-    EXPECT_FLOAT_EQ(p[i].value, want[i].second) << i;
-  }
+  std::vector<std::pair<int, float>> got;
+  for (const KAVRAD_packet& k : p) got.emplace_back(k.run, k.value);
+  EXPECT_EQ(got, want);
   EXPECT_STREQ(zor::mosaic::kavrad_error(), "");
   EXPECT_EQ(std::tuple(info.type, info.date.year, info.date.month, info.date.day, info.date.hour, info.date.min,
                        info.date.sec, info.start, info.end),

@@ -18,7 +18,6 @@ using namespace nids_test;
 
 namespace {
 
-// Every copied product decodes, or is refused with a reason.
 const char* const kProducts[] = {
     "KBMX_SDUS54_N0RBMX_201501020205", "KBMX_SDUS54_N0QBMX_201501020205",
     "KBMX_SDUS34_NVWBMX_201501020205", "KBMX_SDUS34_NSTBMX_201501020205",
@@ -243,14 +242,12 @@ TEST(NidsItems, ConcatenatedProductSelectedByExtension) {
   NIDS_set_ext_info("");
 }
 
-TEST(NidsValues, ThresholdWords) {
+TEST(NidsValues, ThresholdWordsAndProductRules) {
   const std::pair<int, float> cases[] = {{0x8000, -100.0f}, {0x8001, -90.0f}, {0x8003, -90.0f},
                                          {0x2032, 2.5f},    {0x1032, 5.0f},   {0x0105, -5.0f},
                                          {0x0832, 50.01f},  {0x0432, 49.99f}, {0x0232, 50.0f}};
   for (const auto& [word, value] : cases) EXPECT_FLOAT_EQ(zor::nids::generic_threshold(word), value) << word;
-}
-
-TEST(NidsValues, ProductThresholdRules) {
+  // Products with rules of their own.
   std::array<float, 16> t{};
   zor::nids::decode_thresholds(99, {0xFF9C, 5, 254}, t);  // -10.0 m/s, 0.5 m/s
   EXPECT_NEAR(t[0], -19.44f, 1e-4);

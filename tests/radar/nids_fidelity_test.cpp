@@ -2,7 +2,6 @@
 // super-resolution and TDWR products whose symbology is compressed without
 // being listed, and files that are not products at all.
 #include <algorithm>
-#include <sstream>
 #include <tuple>
 
 #include "nids_test_util.h"
@@ -107,22 +106,10 @@ TEST(NidsNewPackets, ContoursSymbolsAndGenericDataDecode) {
   EXPECT_EQ(dpr.lines[0].find("packet 0x1C"), dpr.lines[0].size() - 11) << dpr.lines[0];
   EXPECT_EQ(count(dpr, "S "), 0);
   EXPECT_EQ(count(dpr, "R "), 360);
-  float top = 0.0f;
-  int rain = 0;
-  for (const auto& line : dpr.lines) {
-    if (line.rfind("R ", 0) != 0) continue;
-    std::istringstream in(line.substr(2));
-    float v;
-    int n = -2;  // azimuth and width first
-    while (in >> v)
-      if (++n > 0) {
-        top = std::max(top, v);
-        rain += v >= 0.01f;
-      }
-    EXPECT_EQ(n, 920) << line.substr(0, 20);
-  }
-  EXPECT_FLOAT_EQ(top, 2.311f);
-  EXPECT_GT(rain, 50000);
+  const std::vector<float> rain = bins(dpr);
+  EXPECT_EQ(rain.size(), 360u * 920u);
+  EXPECT_FLOAT_EQ(*std::max_element(rain.begin(), rain.end()), 2.311f);
+  EXPECT_GT(std::count_if(rain.begin(), rain.end(), [](float v) { return v >= 0.01f; }), 50000);
 }
 
 TEST(NidsNewPackets, UnknownPacketIsSteppedOverByItsLength) {

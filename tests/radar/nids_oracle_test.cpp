@@ -44,7 +44,7 @@ void compare(const char* product, const char* var, float no_data, float offset) 
   ASSERT_FALSE(o.azimuth.empty()) << product;
   const std::vector<Radial> r = decode(data_path(product)).radials;
   ASSERT_EQ(r.size(), o.azimuth.size());
-  std::size_t compared = 0, data = 0;
+  std::size_t data = 0;
   for (std::size_t i = 0; i < r.size(); ++i) {
     EXPECT_NEAR(r[i].start, o.azimuth[i], 0.05) << product << " radial " << i;
     ASSERT_EQ(r[i].bins.size(), o.gates) << product << " radial " << i;
@@ -57,11 +57,9 @@ void compare(const char* product, const char* var, float no_data, float offset) 
         EXPECT_NEAR(got, want + offset, 1e-3) << product << " radial " << i << " gate " << g;
         ++data;
       }
-      ++compared;
     }
   }
-  EXPECT_EQ(compared, o.azimuth.size() * o.gates);
-  EXPECT_GT(data, compared / 10) << "too few echoes to say anything";
+  EXPECT_GT(data, o.values.size() / 10) << "too few echoes to say anything";
 }
 
 // The 4-bit product's "no data" level (0x8002) decodes to -90, below the

@@ -1,6 +1,5 @@
-// Converted radar report files read back: the kind of each file, dates and
-// summary grids of the text kinds and of netCDF files made from CDL, the
-// MDR and RCM station reports, the report variables, and bad input.
+// Converted radar report files read back: kinds, dates and summary grids of
+// text and netCDF files, MDR and RCM reports, report variables, bad input.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -228,9 +227,8 @@ TEST_F(RadRead, BadNetcdfFilesAreRefused) {
   MDR_report r;
   EXPECT_EQ(MDR_read(f.fd, &r, 0, 0), -1);
   EXPECT_EQ(Open(cvt_path("bad.txt")).got, -2);
-  // The header check before the library opens a file passes every classic
-  // layout, and refuses a count larger than the file (gigabytes asked of the
-  // library otherwise).
+  // The header check passes every classic layout and refuses a count larger
+  // than the file (gigabytes asked of the library otherwise).
   for (const char* kind : {"64-bit offset", "cdf5"}) {
     const Open f(make_nc(station_cdl({}), "kind", kind));
     EXPECT_EQ(f.got, 0) << kind;

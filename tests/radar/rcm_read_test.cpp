@@ -81,18 +81,17 @@ TEST(RcmRead, RealProductMessages) {
     RCM_report r;
     ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
     EXPECT_STREQ(zor::rcm::last_warning(), "");
-    EXPECT_STREQ(r.id, c.id);
     EXPECT_NEAR(r.lat, c.lat, 1e-4);
     EXPECT_NEAR(r.lon, c.lon, 1e-4);
     EXPECT_NEAR(r.elev, c.elev_ft * 0.3048f, 1e-3);
-    EXPECT_EQ(std::tuple(r.num, r.date.year, r.date.month, r.date.day, r.date.hour, r.date.min),
-              std::tuple(c.num, c.year, c.month, c.day, c.hour, c.min));
+    EXPECT_EQ(std::tuple(std::string(r.id), r.num, r.date.year, r.date.month, r.date.day, r.date.hour, r.date.min),
+              std::tuple(c.id, c.num, c.year, c.month, c.day, c.hour, c.min));
     EXPECT_EQ(std::tuple(r.mode, r.status, r.maxt, r.maxt_x, r.maxt_y, r.num_storm, r.num_vad, r.num_meso, r.num_tvs),
               std::tuple(1, ZOR_MISSING, c.maxt, c.maxt_x, c.maxt_y, c.storms, c.vads, c.meso, 0));
     const RCM_storm& s = r.storm[0];
-    EXPECT_STREQ(s.id, c.first.id);
-    EXPECT_EQ(std::tuple(s.x, s.y, s.hgt, s.dir, s.spd, s.hail),
-              std::tuple(c.first.x, c.first.y, c.first.hgt, c.first.dir, c.first.spd, c.first.hail));
+    EXPECT_EQ(std::tuple(std::string(s.id), s.x, s.y, s.hgt, s.dir, s.spd, s.hail),
+              std::tuple(std::string(c.first.id), c.first.x, c.first.y, c.first.hgt, c.first.dir, c.first.spd,
+                         c.first.hail));
     for (const auto& cell : c.cells)
       EXPECT_EQ(r.echo[cell.col][cell.row], cell.value) << cell.col << "," << cell.row;
     EXPECT_GT(cells_set(r), 100);

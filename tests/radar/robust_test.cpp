@@ -5,8 +5,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "entries.h"
@@ -19,8 +17,8 @@ namespace fs = std::filesystem;
 using zor::test::SweepBytes;
 
 SweepBytes bytes_of(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return SweepBytes(std::istreambuf_iterator<char>(in), {});
+  const std::string s = zor::test::slurp(p.string());
+  return {s.begin(), s.end()};
 }
 
 const std::string kData = ZOR_TEST_DATA_DIR;
