@@ -1,7 +1,5 @@
-// Level II decoding through real volumes: the per-cut summary and single
-// radials against an independent reading of the same files, the message
-// types passed over, and damaged or foreign input (truncated volumes, a bare
-// real-time chunk, corrupt bzip2, absurd pointers and gate counts).
+// Level II decoding of real volumes against an independent reading, the
+// message types passed over, and damaged or foreign input.
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -1,35 +1,13 @@
 // Level II plotting: every gate of a sweep checked where the data put it, the
 // sweep chosen by `variable`, and the program on real, cut and foreign files.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <cstdint>
-#include <filesystem>
-#include <string>
-#include <vector>
-
-#include "../common/radar_fixture.h"
-#include "../common/capture.h"
 #include "../gks/print_test_util.h"
-#include "device.h"
-#include "gks_kernel.h"
+#include "frame_test.h"
 #include "lev2_test_util.h"
-#include "radar_test_util.h"
-#include "zor/cont.h"
-#include "zor/gks.h"
 #include "zor/lev2.h"
-#include "zor/map.h"
-#include "zor/map_draw.h"
-#include "zor/plt.h"
-#include "zor/res.h"
 
 using namespace lev2_test;
 
 namespace {
-
-using zor::test::Capture;
-using zor::test::near;
-using zor::test::rgb_of_index;
 
 // One radial of the selected cut and moment, as the decoder gives it.
 struct Ray {
@@ -63,35 +41,20 @@ class Lev2PlotTest : public zor::test::RadarFrameTest {
     radar_ = zor::lev2::begin_volume(path.c_str());
     Domain dom = radar_;
     testing::internal::CaptureStdout();
-    ASSERT_EQ(PLT_open(DOM_aspect(&dom)), 0);
-    MAP_setup(&dom);
-    MAP_fill_cont(0);
+    ASSERT_TRUE(zor::test::open_frame(dom));
     LEV2_plot_frame();
     LEV2_close_file();
     testing::internal::GetCapturedStdout();
-    GPH_trans(2);
-    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
-  }
-
-  bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
-    return zor::test::plot_pixel(cap, x, y, px, py);
-  }
-
-  static int colour_of(float v) {
-    Gattribs a;
-    CONT_get_fill_attrib(v, &a);
-    return a.color;
+    ASSERT_TRUE(zor::test::grab(cap));
   }
 
   struct Check {
     int checked = 0, wrong = 0, inner = 0, blank = 0;
   };
 
-  // The centre pixel of every coloured gate holds the colour of that gate or
-  // of a neighbour (along the radial for a pixel each way, and the radials
-  // either side), so sub-pixel placement does not matter; gates inside
-  // `clutter_km` stay background. Radials that a later radial overlaps (the
-  // cut's last radials pass its first again) are left out.
+  // The centre pixel of every coloured gate holds its colour or a neighbour's
+  // (a pixel each way along the radial, the radials either side); gates inside
+  // `clutter_km` stay background. Radials a later one overlaps are left out.
   Check check_gates(const std::vector<Ray>& rays, const Capture& cap, float clutter_km = 0.0f) {
     Check c;
     float x0 = 0, y0 = 0;
@@ -118,9 +81,8 @@ class Lev2PlotTest : public zor::test::RadarFrameTest {
         if (km < near_km && km >= clutter_km - 1.0f) continue;
         int px = 0, py = 0;
         const float rr = km * radar_.dx;
-        if (!pixel_at(x0 + rr * static_cast<float>(std::sin(a)), y0 + rr * static_cast<float>(std::cos(a)), &px, &py,
-                      cap))
-          continue;
+        const float x = x0 + rr * static_cast<float>(std::sin(a)), y = y0 + rr * static_cast<float>(std::cos(a));
+        if (!zor::test::plot_pixel(cap, x, y, &px, &py)) continue;
         ++c.checked;
         const std::uint32_t got = cap.pixel(px, py);
         if (km < clutter_km - 1.0f) {
@@ -212,21 +174,15 @@ TEST_F(Lev2PlotTest, ChunkWithoutHeaderIsPlacedWhereItsRadialsSay) {
   EXPECT_NEAR(d.clon, -88.0844f, 0.001f);
 }
 
-// ---- The radar program ------------------------------------------------------
+class Lev2Program : public zor::test::ProgramTest {
+ protected:
+  Lev2Program() : ProgramTest("lev2_program", "-ba ") {}
+};
 
-using zor::test::ProgramRun;
-
-ProgramRun radar(const std::string& args, const fs::path& dir) {
-  fs::create_directories(dir);
-  return zor::test::run_radar(dir, "", "-ba " + args);
-}
-
-TEST(Lev2Program, PlotsRealTruncatedAndForeignFiles) {
-  const fs::path dir = temp_path("program");
-  fs::create_directories(dir);
+TEST_F(Lev2Program, PlotsRealTruncatedAndForeignFiles) {
   // Plain names: the file layer reads a dash in a name as an offset.
   auto copy = [&](const std::string& from, const char* to) {
-    fs::copy_file(from, dir / to, fs::copy_options::overwrite_existing);
+    fs::copy_file(from, dir_ / to, fs::copy_options::overwrite_existing);
     return std::string("@") + to;
   };
   struct Case {
@@ -247,19 +203,18 @@ TEST(Lev2Program, PlotsRealTruncatedAndForeignFiles) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.args);
-    fs::remove(dir / "a.png");
-    const ProgramRun r = radar(c.args, dir);
+    fs::remove(dir_ / "a.png");
+    const zor::test::ProgramRun r = radar(c.args);
     EXPECT_EQ(r.status, c.status) << r.err;
     EXPECT_NE(r.err.find(c.err), std::string::npos) << r.err;
     zor::test::Raster img;
-    ASSERT_EQ(zor::test::read_png((dir / "a.png").string(), img), c.image);
+    ASSERT_EQ(zor::test::read_png((dir_ / "a.png").string(), img), c.image);
     if (!c.image) continue;
     // Echo colours (anything but the black background, the white labels and
     // the red map) fill part of the picture.
     EXPECT_GT(zor::test::count_pixels(img, [](std::uint32_t v) { return v != 0 && v != 0xFFFFFF && v != 0xFF0000; }),
               1000);
   }
-  fs::remove_all(dir);
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -23,8 +22,8 @@ using Bytes = std::vector<std::uint8_t>;
 inline std::string data_path(const std::string& name) { return std::string(ZOR_TEST_DATA_DIR) + "/level2/" + name; }
 
 inline Bytes read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  const std::string s = zor::test::slurp(path);
+  return {s.begin(), s.end()};
 }
 
 // A file name in this process's scratch folder, removed at exit.

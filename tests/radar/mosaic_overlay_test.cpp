@@ -1,35 +1,16 @@
 // Mosaic overlays on the in-memory raster: a real watch bulletin's box drawn
 // over a generated mosaic on the mosaic's own grid, and the pointer read-out
 // (location at a known cell, the flash of that cell's level on the bar).
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <filesystem>
-#include <string>
-#include <tuple>
-
-#include "../common/radar_fixture.h"
-#include "../common/capture.h"
-#include "radar_test_util.h"
-#include "device.h"
-#include "gks_kernel.h"
+#include "frame_test.h"
 #include "mosaic_gen.h"
-#include "zor/cont.h"
-#include "zor/map.h"
-#include "zor/map_draw.h"
 #include "zor/mosaic.h"
-#include "zor/plt.h"
-#include "zor/res.h"
 #include "zor/watch.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using zor::test::Capture;
-using zor::test::near;
-using zor::test::rgb_of;
-using zor::test::rgb_of_index;
 
 enum class Kind { Nowrad, Kavrad };
 
@@ -69,9 +50,7 @@ class MosaicOverlayTest : public zor::test::RadarFrameTest {
     testing::internal::CaptureStderr();
     const int opened = now ? NOWRad_open_file(name.data()) : KAVRAD_open_file(name.data());
     Domain d = now ? zor::mosaic::nowrad_info().domain : zor::mosaic::kavrad_info().domain;
-    PLT_open(DOM_aspect(&d));
-    MAP_setup(&d);
-    MAP_fill_cont(0);
+    zor::test::open_frame(d);
     Date date = now ? zor::mosaic::nowrad_info().date : zor::mosaic::kavrad_info().date;  // the header's
     WATCH_decode(&date);
     now ? NOWRad_plot_summary() : KAVRAD_plot_summary();

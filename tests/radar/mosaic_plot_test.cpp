@@ -1,34 +1,13 @@
 // Mosaic frames of generated files on the in-memory raster: patterns where
 // they belong, on the product's projection and another, and damaged grids.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <cstdint>
-#include <filesystem>
-#include <string>
-#include <tuple>
-#include <vector>
-
-#include "../common/radar_fixture.h"
-#include "../common/capture.h"
-#include "radar_test_util.h"
-#include "device.h"
-#include "gks_kernel.h"
+#include "frame_test.h"
 #include "mosaic_gen.h"
-#include "zor/cont.h"
 #include "zor/file.h"
-#include "zor/map_draw.h"
 #include "zor/mosaic.h"
-#include "zor/res.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-using zor::test::near;
-
-using zor::test::fill_rgb;
-using zor::test::Capture;
 
 enum class Kind { Nowrad, Kavrad };
 
@@ -73,17 +52,14 @@ class MosaicFrameTest : public zor::test::RadarFrameTest {
       dom = product(k);
       k == Kind::Nowrad ? NOWRad_close_file() : KAVRAD_close_file();
     }
-    PLT_open(DOM_aspect(&dom));
-    MAP_setup(&dom);
-    MAP_fill_cont(0);
+    zor::test::open_frame(dom);
     const int opened = open(k, path);
     k == Kind::Nowrad ? NOWRad_plot_summary() : KAVRAD_plot_summary();
     k == Kind::Nowrad ? NOWRad_close_file() : KAVRAD_close_file();
     out_ = testing::internal::GetCapturedStdout();
     err_ = testing::internal::GetCapturedStderr();
     ASSERT_EQ(opened, 1);
-    GPH_trans(2);
-    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+    ASSERT_TRUE(zor::test::grab(cap));
   }
 
   // The pixel at a latitude and longitude of the current plot.
@@ -97,7 +73,6 @@ class MosaicFrameTest : public zor::test::RadarFrameTest {
 
   static Domain domain(const char* str) {
     Domain d;
-    DOM_init(&d);
     EXPECT_GE(DOM_decode(str, &d), 1) << str;
     return d;
   }

@@ -1,16 +1,7 @@
-// The radar program plotting generated mosaics in batch mode: a block of
-// 35 dBZ over Kansas lands over Kansas in its colour in the PNG, on the
-// default region and on a latitude-longitude domain; damaged and missing
-// files end with a message.
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <filesystem>
+// The radar program plotting generated mosaics in batch mode: the block lands
+// where it belongs in its colour; damaged and missing files end with a message.
 #include <fstream>
-#include <string>
 
-#include "../common/capture.h"
-#include "../gks/print_test_util.h"
 #include "mosaic_gen.h"
 #include "radar_test_util.h"
 #include "zor/dom.h"
@@ -22,9 +13,9 @@ namespace {
 
 using zor::test::ProgramRun;
 
-class MosaicProgramTest : public ::testing::Test {
+class MosaicProgramTest : public zor::test::ProgramTest {
  protected:
-  ProgramRun radar(const std::string& args) { return zor::test::run_radar(dir_, "", "-ba " + args); }
+  MosaicProgramTest() : ProgramTest("mosaic_program", "-ba ") {}
 
   std::string make(const char* format, const char* name) {
     zor::mosaicgen::Pattern p;
@@ -33,9 +24,6 @@ class MosaicProgramTest : public ::testing::Test {
     EXPECT_TRUE(zor::mosaicgen::write_file(format, p, {}, path, nullptr));
     return path;
   }
-
-  zor::test::TempDir tmp_{"mosaic_program"};
-  const fs::path& dir_ = tmp_.path();
 };
 
 using zor::test::near;
@@ -64,10 +52,8 @@ TEST_F(MosaicProgramTest, KansasBlockLandsOverKansasInItsColour) {
     zor::test::Raster img;
     ASSERT_TRUE(zor::test::read_png((dir_ / "ks.png").string(), img)) << r.out;
     const zor::test::FrameBox f = frame_of(img);
-    ASSERT_GT(f.right, f.left + 100);
-    ASSERT_GT(f.bottom, f.top + 100);
+    ASSERT_TRUE(f.found());
     Domain d;
-    DOM_init(&d);
     ASSERT_GE(DOM_decode(c.region, &d), 1);
     MAP_domain(&d);
     auto pixel = [&](double lat, double lon) { return zor::test::map_pixel(img, f, lat, lon); };

@@ -1,16 +1,9 @@
 // Today's products through the real decoder and the real program: the
 // super-resolution and TDWR products whose symbology is compressed without
 // being listed, and files that are not products at all.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <filesystem>
-#include <sstream>
-#include <string>
 #include <tuple>
 
-#include "../common/files.h"
-#include "../gks/print_test_util.h"
 #include "nids_test_util.h"
 #include "radar_test_util.h"
 
@@ -19,15 +12,9 @@ using namespace nids_test;
 
 namespace {
 
-class NidsFidelityTest : public ::testing::Test {
+class NidsFidelityTest : public zor::test::ProgramTest {
  protected:
-  zor::test::ProgramRun radar(const std::string& args) {
-    return zor::test::run_radar(dir_, "", "-ba -inp nids " + args);
-  }
-  // Linked into the working folder: a '-' in a path starts extension text.
-  std::string file(const std::string& path) const { return zor::test::linked(dir_, path); }
-  zor::test::TempDir tmp_{"nids_fidelity"};
-  const fs::path& dir_ = tmp_.path();
+  NidsFidelityTest() : ProgramTest("nids_fidelity", "-ba -inp nids ") {}
 };
 
 // Lines of a listing that start with `prefix`.
@@ -104,6 +91,7 @@ TEST(NidsNewPackets, ContoursSymbolsAndGenericDataDecode) {
       {"KOKX_SDUS31_NMDOKX_201108280702", "S 20 ", 1},    // mesocyclone point feature
       {"KOKX_SDUS31_NMDOKX_201108280702", "P1 T ", 3},    // and the pages behind it
       {"KBMX_SDUS34_NSTBMX_201501020205", "S 15 -384 -354 0 B4", 1},  // storm identifier
+      {"KBMX_SDUS34_NSTBMX_201501020205", "P1 T ", 5},  // its storm tracking table
       {"KOKX_SDUS61_NHIOKX_201108280702", "S 19 ", 1},    // hail
   };
   for (const auto& c : cases) {
@@ -118,22 +106,10 @@ TEST(NidsNewPackets, ContoursSymbolsAndGenericDataDecode) {
   EXPECT_EQ(dpr.lines[0].find("packet 0x1C"), dpr.lines[0].size() - 11) << dpr.lines[0];
   EXPECT_EQ(count(dpr, "S "), 0);
   EXPECT_EQ(count(dpr, "R "), 360);
-  float top = 0.0f;
-  int rain = 0;
-  for (const auto& line : dpr.lines) {
-    if (line.rfind("R ", 0) != 0) continue;
-    std::istringstream in(line.substr(2));
-    float v;
-    int n = -2;  // azimuth and width first
-    while (in >> v)
-      if (++n > 0) {
-        top = std::max(top, v);
-        rain += v >= 0.01f;
-      }
-    EXPECT_EQ(n, 920) << line.substr(0, 20);
-  }
-  EXPECT_FLOAT_EQ(top, 2.311f);
-  EXPECT_GT(rain, 50000);
+  const std::vector<float> rain = bins(dpr);
+  EXPECT_EQ(rain.size(), 360u * 920u);
+  EXPECT_FLOAT_EQ(*std::max_element(rain.begin(), rain.end()), 2.311f);
+  EXPECT_GT(std::count_if(rain.begin(), rain.end(), [](float v) { return v >= 0.01f; }), 50000);
 }
 
 TEST(NidsNewPackets, UnknownPacketIsSteppedOverByItsLength) {

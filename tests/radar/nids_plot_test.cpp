@@ -1,47 +1,21 @@
 // NIDS plotting inside the process: tables, storm lines, plot parameters, and
 // frames of real products whose pixels are checked where the data put them.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cmath>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <set>
-#include <string>
-#include <tuple>
-#include <vector>
 
-#include "../common/capture.h"
 #include "../common/expect.h"
-#include "../common/radar_fixture.h"
-#include "gks_kernel.h"
+#include "frame_test.h"
 #include "nids_test_util.h"
-#include "radar_test_util.h"
-#include "zor/cont.h"
 #include "zor/file.h"
-#include "zor/flag.h"
-#include "zor/gks.h"
-#include "zor/map.h"
-#include "zor/nids.h"
-#include "zor/map_draw.h"
 #include "zor/raw.h"
-#include "zor/res.h"
 #include "zor/var.h"
 
 using namespace nids_test;
 
 namespace {
 
-// ---- Tables and parsing ----------------------------------------------------
-
-TEST(NidsStormTable, HeaderLinesChooseTheLayout) {
-  using zor::nids_plot::storm_table_type;
-  EXPECT_EQ(storm_table_type("  STM ID  AZ/RAN TVS  MDA  POSH/POH/MX SIZE VIL DBZM", 0), 2);
-  EXPECT_EQ(storm_table_type(" STM  AZ RAN TVS MESO HAIL DBZM HT VLOW TOP", 0), 1);
-  EXPECT_EQ(storm_table_type("VLOW and VIL", 0), 2);
-  EXPECT_EQ(storm_table_type("    V3   44/ 19 NONE NONE", 2), 2);
-}
 
 // A storm's position, flags, hail, VIL, maximum, top and motion.
 std::vector<float> fields(const NIDS_report& s) {
@@ -49,7 +23,12 @@ std::vector<float> fields(const NIDS_report& s) {
           s.max_dbz, s.max_dbz_z, s.tops, s.dir, s.spd};
 }
 
-TEST(NidsStormTable, CombinedAttributeLinesParseByColumns) {
+TEST(NidsStormTable, HeaderLinesChooseTheLayoutAndCombinedLinesParseByColumns) {
+  using zor::nids_plot::storm_table_type;
+  EXPECT_EQ(storm_table_type("  STM ID  AZ/RAN TVS  MDA  POSH/POH/MX SIZE VIL DBZM", 0), 2);
+  EXPECT_EQ(storm_table_type(" STM  AZ RAN TVS MESO HAIL DBZM HT VLOW TOP", 0), 1);
+  EXPECT_EQ(storm_table_type("VLOW and VIL", 0), 2);
+  EXPECT_EQ(storm_table_type("    V3   44/ 19 NONE NONE", 2), 2);
   NIDS_report st;
   ASSERT_TRUE(zor::nids_plot::parse_storm_line(
       "    O8  157/ 86 NONE    2   10/ 60/ 1.25    17  53  9.7  16.9  162/ 66  ", 2, &st));
@@ -122,7 +101,7 @@ TEST(NidsStormValues, VariablesSelectTheStormField) {
   }
 }
 
-TEST(NidsPlotParam, WordsSetTheSettings) {
+TEST(NidsPlotParam, WordsSetTheSettingsAndTheOutFileAsksForAGrid) {
   // The shared site words and NIDS's own; later words override earlier ones.
   using T = std::tuple<int, float, float, float, int, int, int, int, int>;  // clutter, 3 rings, site .. numplt
   const std::pair<const char*, T> cases[] = {
@@ -140,9 +119,7 @@ TEST(NidsPlotParam, WordsSetTheSettings) {
               want)
         << words;
   }
-}
-
-TEST(NidsPlotParam, GridRequestFromOutFile) {
+  // A grid is asked for by the output file.
   for (const auto& [out, grid] : {std::pair{"png,gif", 0}, {"png,ZOR", 1}, {"zor=@/tmp/x.grd", 1}}) {
     RES_put("out_file", out);
     EXPECT_EQ(NIDS_grd_out_file(), grid) << out;
@@ -150,22 +127,6 @@ TEST(NidsPlotParam, GridRequestFromOutFile) {
   RES_put("out_file", "");
 }
 
-// ---- Frames on the in-memory raster ------------------------------------------
-
-using zor::test::Capture;
-using zor::test::near;
-using zor::test::rgb_of;
-using zor::test::rgb_of_index;
-
-// A Mercator domain of 241 x 161 cells of `cell` degrees around the radar.
-Domain mercator(const NIDS_info& info, float cell) {
-  const double lon = info.domain.clon, lat = info.domain.clat;
-  char str[120];
-  std::snprintf(str, sizeof str, "merc:0:%.2f,%.3f,%.3f,241,161,%g,%g", lon, lat, lon, double(cell), double(cell));
-  Domain merc;
-  EXPECT_GE(DOM_decode(str, &merc), 0) << str;
-  return merc;
-}
 
 class NidsFrameTest : public zor::test::RadarFrameTest {
  protected:
@@ -176,26 +137,21 @@ class NidsFrameTest : public zor::test::RadarFrameTest {
 
   // Draws one frame of `path` on `dom` (the product's own domain when its
   // projection is missing) and captures it; transformation 2 stays selected.
-  void plot(const std::string& path, Domain dom, Capture& cap, bool open = true) {
+  void plot(const std::string& path, Domain dom, Capture& cap) {
     std::vector<char> name(path.begin(), path.end());
     name.push_back('\0');
     NIDS_plot_param();
     if (dom.proj == ZOR_MISSING) dom = decode(path).info.domain;
     ASSERT_NE(dom.proj, ZOR_MISSING) << path;
     testing::internal::CaptureStdout();
-    if (open) {
-      ASSERT_EQ(PLT_open(DOM_aspect(&dom)), 0);
-    }
-    MAP_setup(&dom);
-    MAP_fill_cont(0);
+    ASSERT_TRUE(zor::test::open_frame(dom));
     const int opened = NIDS_open_file(name.data());
     NIDS_plot_frame();
     NIDS_close_file();
     summary_ = testing::internal::GetCapturedStdout();
     ASSERT_EQ(opened, 1) << path;
     plot_domain_ = dom;
-    GPH_trans(2);
-    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+    ASSERT_TRUE(zor::test::grab(cap));
   }
 
   // The product's own projection on a window of n x 2n/3 bins around the
@@ -220,11 +176,6 @@ class NidsFrameTest : public zor::test::RadarFrameTest {
     }
     CONT_set_fill_colors(t.colours, 0);
   }
-  static int colour_of(float v) {
-    Gattribs a;
-    CONT_get_fill_attrib(v, &a);
-    return a.color;
-  }
 
   // The radar in product coordinates; the plot domain stays current.
   Gpt radar_xy(const NIDS_info& info) const {
@@ -239,14 +190,6 @@ class NidsFrameTest : public zor::test::RadarFrameTest {
   // The pixel of plot point (x, y); false outside the plot's window.
   bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
     return zor::test::plot_pixel(cap, x, y, px, py, 0.01f);
-  }
-
-  // The pixel of the centre of bin `b` of `rad` around `site`.
-  bool bin_pixel(const Gpt& site, double dx, const Radial& rad, std::size_t b, const Capture& cap, int* px,
-                 int* py) const {
-    const double a = (rad.start + rad.width / 2) * M_PI / 180.0, r = (b + 0.5) * dx;
-    return pixel_at(static_cast<float>(site.x + r * std::sin(a)), static_cast<float>(site.y + r * std::cos(a)), px, py,
-                    cap);
   }
 
   struct BinCheck {
@@ -293,24 +236,10 @@ class NidsFrameTest : public zor::test::RadarFrameTest {
         ++bc.checked;
         bc.colours.insert(c);
         if (near(cap.pixel(px, py), rgb_of_index(c))) continue;
-        if (bc.wrong++ == 0) {
-          char buf[200];
-          std::snprintf(buf, sizeof buf, "radial %zu (%.2f) bin %zu value %g at %d,%d: %06x, not %06x", i,
-                        static_cast<double>(rad.start), b, static_cast<double>(rad.bins[b]), px, py,
-                        cap.pixel(px, py), rgb_of_index(c));
-          bc.first_wrong = buf;
-        }
+        if (bc.wrong++ == 0) bc.first_wrong = "radial " + std::to_string(i) + " bin " + std::to_string(b);
       }
     }
     return bc;
-  }
-
-  BinCheck check_own_radials(const std::string& name, int zoom, int clutter = 0) {
-    const Decoded d = decode(data_path(name));
-    EXPECT_FALSE(d.radials.empty()) << name;
-    Capture cap;
-    plot(data_path(name), zoomed(data_path(name), zoom), cap);
-    return check_radials(d, cap, clutter, [](float&, float&) { return true; });
   }
 
   Domain plot_domain_;
@@ -341,7 +270,10 @@ TEST_F(NidsFrameTest, RadialProductsColourEveryBinByTheirTable) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.file);
     strict_ = !c.sparse;
-    const BinCheck bc = check_own_radials(c.file, c.zoom);
+    const Decoded d = decode(data_path(c.file));
+    Capture cap;
+    plot(data_path(c.file), zoomed(data_path(c.file), c.zoom), cap);
+    const BinCheck bc = check_radials(d, cap, 0, [](float&, float&) { return true; });
     EXPECT_GT(bc.checked, 20);
     if (c.sparse) {
       EXPECT_LE(bc.wrong * 10, bc.checked) << bc.first_wrong;
@@ -355,7 +287,7 @@ TEST_F(NidsFrameTest, RadialProductsColourEveryBinByTheirTable) {
   }
 }
 
-TEST_F(NidsFrameTest, ClutterRadiusLeavesTheInnerBinsEmpty) {
+TEST_F(NidsFrameTest, ClutterRadiusLeavesTheInnerBinsEmptyAndRunsFillOnce) {
   const std::string name = "KBMX_SDUS54_N0QBMX_201501020205";
   const Decoded d = decode(data_path(name));
   RES_put("plot_param", "clutter=60");
@@ -374,13 +306,27 @@ TEST_F(NidsFrameTest, ClutterRadiusLeavesTheInnerBinsEmpty) {
     for (std::size_t b = 30; b < 55; b += 5) {
       int px = 0, py = 0;
       if (b >= rad.bins.size() || colour_of(rad.bins[b]) < 0) continue;
-      if (!bin_pixel(site, d.info.domain.dx, rad, b, cap, &px, &py)) continue;
+      const double a = (rad.start + rad.width / 2) * M_PI / 180.0, r = (b + 0.5) * d.info.domain.dx;
+      const float x = static_cast<float>(site.x + r * std::sin(a)), y = static_cast<float>(site.y + r * std::cos(a));
+      if (!pixel_at(x, y, &px, &py, cap)) continue;
       ++echoes;
       if (cap.pixel(px, py) == back) ++blank;
     }
   }
   EXPECT_GT(echoes, 10);
   EXPECT_EQ(blank, echoes);
+  // One polygon for each run of bins of one colour beyond the radius.
+  long runs = 0;
+  for (const Radial& r : d.radials) {
+    int prev = -1;
+    for (std::size_t i = 60; i < r.bins.size(); ++i) {
+      const int c = colour_of(r.bins[i]);
+      runs += c >= 0 && c != prev;
+      prev = c;
+    }
+  }
+  EXPECT_EQ(zor::nids_plot::fill_calls(), runs);
+  EXPECT_GT(runs, 5000);
 }
 
 TEST_F(NidsFrameTest, RasterProductsColourEveryCell) {
@@ -392,14 +338,11 @@ TEST_F(NidsFrameTest, RasterProductsColourEveryCell) {
     Capture cap;
     plot(data_path(name), d.info.code == 81 ? Domain{} : zoomed(data_path(name)), cap);
     levels_of(d.info);
-    const Domain product = d.info.domain;
     const Gpt site = radar_xy(d.info);
-    const float x0 = site.x, y0 = site.y;
-    const double cx = product.dx;
-    const double xl = x0 - (d.info.nx - 1) / 2.0 * cx;
-    const double yt = y0 + (d.info.ny - 1) / 2.0 * cx;
-    const bool cell_big = std::fabs(xW_p(static_cast<float>(xl + cx)) - xW_p(static_cast<float>(xl))) >= 3;
-    ASSERT_TRUE(cell_big);
+    const double cx = d.info.domain.dx;
+    const double xl = site.x - (d.info.nx - 1) / 2.0 * cx;
+    const double yt = site.y + (d.info.ny - 1) / 2.0 * cx;
+    ASSERT_GE(std::fabs(xW_p(static_cast<float>(xl + cx)) - xW_p(static_cast<float>(xl))), 3);
     int checked = 0, wrong = 0;
     std::set<int> colours;
     for (std::size_t i = 1; i + 1 < d.rows.size(); ++i) {
@@ -427,8 +370,12 @@ TEST_F(NidsFrameTest, RasterProductsColourEveryCell) {
 TEST_F(NidsFrameTest, OtherProjectionReprojectsEveryBin) {
   const std::string name = "KBMX_SDUS54_N0RBMX_201501020205";
   const Decoded d = decode(data_path(name));
-  // A Mercator domain of 0.5 km cells around the radar.
-  const Domain merc = mercator(d.info, 0.005f);
+  // A Mercator domain of 241 x 161 cells of 0.5 km around the radar.
+  const double lon = d.info.domain.clon, lat = d.info.domain.clat;
+  char str[120];
+  std::snprintf(str, sizeof str, "merc:0:%.2f,%.3f,%.3f,241,161,0.005,0.005", lon, lat, lon);
+  Domain merc;
+  ASSERT_GE(DOM_decode(str, &merc), 0) << str;
   ASSERT_EQ(merc.proj, DOM_MERC);
   ASSERT_EQ(DOM_comp_proj(&merc, &d.info.domain), 0);
   Capture cap;
@@ -457,22 +404,16 @@ TEST_F(NidsFrameTest, SiteMarkerAndRangeRing) {
   MAP_tran(d.info.domain.clat, d.info.domain.clon, &x0, &y0);
   int px = 0, py = 0;
   ASSERT_TRUE(pixel_at(x0, y0, &px, &py, cap));
-  const std::uint32_t white = rgb_of("white");
-  EXPECT_GT(cap.count_near(px, py, white, 1), 0);
-  // The ring passes 50 nautical miles from the site in every direction.
-  int on_ring = 0;
-  for (float ang : {0.0f, 90.0f, 180.0f, 270.0f}) {
+  EXPECT_GT(cap.count_near(px, py, rgb_of("white"), 1), 0);
+  // The ring passes 50 nautical miles from the site every way; halfway to it
+  // nothing is drawn.
+  for (const auto& [ang, nm] : {std::pair{0.0f, 50.0f}, {90.0f, 50.0f}, {180.0f, 50.0f}, {270.0f, 50.0f}, {45.0f, 25.0f}}) {
     float x = 0, y = 0;
-    MAP_offset(x0, y0, ang, 50 * 1.852f, &x, &y);
+    MAP_offset(x0, y0, ang, nm * 1.852f, &x, &y);
     ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
-    on_ring += cap.count_near(px, py, rgb_of_index(gget_back_color())) < 25;
+    const int blank = cap.count_near(px, py, rgb_of_index(gget_back_color()));
+    EXPECT_EQ(blank < 25, nm == 50.0f) << ang << " degrees, " << nm << " nm: " << blank << " of 25 blank";
   }
-  EXPECT_EQ(on_ring, 4);
-  // Halfway to the ring nothing is drawn.
-  float x = 0, y = 0;
-  MAP_offset(x0, y0, 45.0f, 25 * 1.852f, &x, &y);
-  ASSERT_TRUE(pixel_at(x, y, &px, &py, cap));
-  EXPECT_EQ(cap.pixel(px, py), rgb_of_index(gget_back_color()));
 }
 
 TEST_F(NidsFrameTest, PointerReadsDistanceAndBeamHeight) {
@@ -499,36 +440,11 @@ TEST_F(NidsFrameTest, PointerReadsDistanceAndBeamHeight) {
   EXPECT_EQ(out.find("Lat:", 5), std::string::npos) << "only v-Alt reads out";
 }
 
-TEST_F(NidsFrameTest, OneFillAreaPerColourRun) {
-  // One polygon for each run of bins of one colour beyond the clutter radius.
-  const std::string radial = "KBMX_SDUS54_N0QBMX_201501020205";
-  const Decoded d = decode(data_path(radial));
-  RES_put("plot_param", "clutter=10");
-  Capture cap;
-  plot(data_path(radial), Domain{}, cap);
-  levels_of(d.info);
-  long runs = 0;
-  for (const Radial& r : d.radials) {
-    int prev = -1;
-    for (std::size_t i = 10; i < r.bins.size(); ++i) {
-      const int c = colour_of(r.bins[i]);
-      runs += c >= 0 && c != prev;
-      prev = c;
-    }
-  }
-  EXPECT_EQ(zor::nids_plot::fill_calls(), runs);
-  EXPECT_GT(runs, 10000);
-}
-
 TEST_F(NidsFrameTest, RefreshPlotsTheNewestFileOnce) {
-  namespace fs = std::filesystem;
-  const fs::path dir = zor::test::scratch("nids_refresh");
-  fs::create_directories(dir);
-  fs::copy_file(data_path("KBMX_SDUS54_N0RBMX_201501020205"), dir / "201501020205.nids",
-                fs::copy_options::overwrite_existing);
-  setenv("zorcurtime", "201501020300", 1);
-  const std::string conv = "@" + dir.string() + "/%Y%m%d%h%n.nids";
-  ASSERT_EQ(FILE_set_name(conv.c_str()), 1);
+  const zor::test::TempDir dir("nids_refresh");
+  std::filesystem::copy_file(data_path("KBMX_SDUS54_N0RBMX_201501020205"), dir / "201501020205.nids");
+  const zor::test::EnvVar now("zorcurtime", "201501020300");
+  ASSERT_EQ(FILE_set_name(("@" + dir.path().string() + "/%Y%m%d%h%n.nids").c_str()), 1);
   Capture cap;
   plot(data_path("KBMX_SDUS54_N0QBMX_201501020205"), zoomed(data_path("KBMX_SDUS54_N0QBMX_201501020205")), cap);
   testing::internal::CaptureStdout();
@@ -536,9 +452,7 @@ TEST_F(NidsFrameTest, RefreshPlotsTheNewestFileOnce) {
   const long fills = zor::nids_plot::fill_calls();
   EXPECT_EQ(NIDS_plot_nextfile(), 0);  // no newer file: nothing drawn
   const std::string out = testing::internal::GetCapturedStdout();
-  unsetenv("zorcurtime");
   zor::file::reset();
-  fs::remove_all(dir);
   // The newest file (the 4-bit product) was drawn once.
   EXPECT_EQ(zor::test::count_of(out, "Product type:"), 1) << out;
   EXPECT_GT(fills, 1000);

@@ -1,7 +1,5 @@
-// Plot readability of NIDS products: the radar and product mnemonic from the
-// bulletin line, bar names for flag levels, hydrometeor classes and filter
-// states, range folding told from no data, plausible spectrum widths, and
-// the opt-in values of the interface control document.
+// NIDS readability: radar and product names, bar names of flags and classes,
+// range folding, spectrum widths, and the opt-in values of the ICD.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -14,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include "../common/files.h"
 #include "zor/nids.h"
 
 namespace nids_test {
@@ -25,8 +24,8 @@ inline std::string data_path(const std::string& name) {
 }
 
 inline Bytes read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  const std::string s = zor::test::slurp(path);
+  return {s.begin(), s.end()};
 }
 
 struct FileCloser {

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "../common/xvfb_env.h"
@@ -59,14 +60,6 @@ struct Picture {
   bool operator==(const Picture& o) const = default;
 };
 
-Picture from_raster(const zor::test::Raster& r) {
-  Picture p{r.width, r.height, {}};
-  p.px.reserve(static_cast<std::size_t>(r.width) * r.height);
-  for (int y = 0; y < r.height; ++y)
-    for (int x = 0; x < r.width; ++x) p.px.push_back(r.pixel(x, y));
-  return p;
-}
-
 using Box = zor::test::FrameBox;
 using zor::test::frame_of;
 
@@ -78,8 +71,10 @@ bool site_marked(const Picture& p, const Box& b) {
   return false;
 }
 
-// Share of equal pixels inside the box (its frame excluded).
-double same_share(const Picture& a, const Picture& b, const Box& box) {
+// Share of equal pixels inside the box (its frame excluded); `b` may be a
+// window's picture or a PNG's raster.
+template <class Other>
+double same_share(const Picture& a, const Other& b, const Box& box) {
   if (a.width != b.width || a.height != b.height) return 0.0;
   long same = 0, all = 0;
   for (int y = box.top + 1; y < box.bottom; ++y)
@@ -88,8 +83,7 @@ double same_share(const Picture& a, const Picture& b, const Box& box) {
 }
 
 // Echo pixels inside the frame: neither the black background, the red map
-// lines nor the white marks (their colours are checked against the batch
-// picture).
+// lines nor the white marks.
 long echoes(const Picture& p, const Box& box) {
   long n = 0;
   for (int y = box.top + 1; y < box.bottom; ++y)
@@ -103,7 +97,7 @@ long echoes(const Picture& p, const Box& box) {
 // The program as a child process, standard output and error in files.
 class Radar {
  public:
-  Radar(const fs::path& dir, const std::vector<std::string>& args, bool display = true) : dir_(dir) {
+  Radar(const fs::path& dir, const std::vector<std::string>& args) : dir_(dir) {
     std::vector<std::string> argv{ZOR_RADAR_BINARY};
     argv.insert(argv.end(), args.begin(), args.end());
     pid_ = fork();
@@ -111,7 +105,6 @@ class Radar {
     // Child: the test's directory, no resource files, no terminal.
     if (chdir(dir.c_str()) != 0) _exit(126);
     setenv("zordefault", (dir / "none").c_str(), 1);
-    if (!display) unsetenv("DISPLAY");
     const int in = open("/dev/null", O_RDONLY);
     const int out = open("out.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
     const int err = open("err.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -135,8 +128,7 @@ class Radar {
     pid_ = -1;
     return false;
   }
-  // The exit status, or -2 when the program did not end in time (it is
-  // killed then).
+  // The exit status; -2 (killed) when the program did not end in time.
   int wait_exit(double seconds = kWaitSeconds) {
     if (poll_until([this] { return !running(); }, seconds)) return status_;
     kill_now();
@@ -190,12 +182,11 @@ class NidsWindowTest : public ::testing::Test {
     ASSERT_NE(dpy_, nullptr);
   }
   void TearDown() override {
-    // A program still running hangs: that fails the test.
+    // A program still running hangs; any X error or warning fails.
     if (radar_ && radar_->running()) {
       radar_->kill_now();
       ADD_FAILURE() << "the program did not end";
     }
-    // No X errors, no warnings.
     if (radar_) {
       EXPECT_EQ(radar_->err(), "");
     }
@@ -206,25 +197,19 @@ class NidsWindowTest : public ::testing::Test {
     }
   }
 
-  // The product linked into the working folder: the program reads a '-' in
-  // a file's path as the start of extension text, and the checkout's path
-  // may hold one.
   std::string product(const char* name) const { return zor::test::linked(dir_, data_path(name)); }
 
   // The batch plot of the same files, as PNG images named by frame.
-  std::vector<Picture> batch(const std::vector<std::string>& args, int frames) {
-    std::vector<std::string> a{"-ba", "-inp", "nids", "-of", "png:@batch_%i.png"};
-    a.insert(a.end(), args.begin(), args.end());
-    // No display: the batch run draws into memory.
-    Radar r(dir_, a, false);
-    std::vector<Picture> out;
-    EXPECT_EQ(r.wait_exit(), 0) << r.err();
+  std::vector<zor::test::Raster> batch(const std::vector<std::string>& args, int frames) {
+    std::string a = "-ba -inp nids -of png:@batch_%i.png";
+    for (const std::string& s : args) a += " " + s;
+    const zor::test::ProgramRun r = zor::test::run_radar(dir_, "", a);
+    std::vector<zor::test::Raster> out(static_cast<std::size_t>(frames));
+    EXPECT_EQ(r.status, 0) << r.err;
     for (int i = 0; i < frames; ++i) {
       char name[32];
       std::snprintf(name, sizeof name, frames > 1 ? "batch_%02d.png" : "batch_win.png", i);
-      zor::test::Raster raster;
-      EXPECT_TRUE(zor::test::read_png((dir_ / name).string(), raster)) << name << "\n" << r.out();
-      out.push_back(from_raster(raster));
+      EXPECT_TRUE(zor::test::read_png((dir_ / name).string(), out[static_cast<std::size_t>(i)])) << name << r.out;
     }
     return out;
   }
@@ -281,19 +266,11 @@ class NidsWindowTest : public ::testing::Test {
     XImage* img = XGetImage(dpy_, win_, 0, 0, static_cast<unsigned>(a.width), static_cast<unsigned>(a.height),
                             AllPlanes, ZPixmap);
     if (img == nullptr) return p;
-    auto channel = [](unsigned long v, unsigned long mask) {
-      if (mask == 0) return 0ul;
-      while ((mask & 1) == 0) mask >>= 1, v >>= 1;
-      return (v & mask) * 255 / mask;
-    };
+    // The server runs at depth 24: 0xRRGGBB per pixel.
+    EXPECT_EQ(std::tuple(img->red_mask, img->green_mask, img->blue_mask), std::tuple(0xFF0000ul, 0xFF00ul, 0xFFul));
     p.width = a.width, p.height = a.height;
-    p.px.reserve(static_cast<std::size_t>(p.width) * p.height);
     for (int y = 0; y < p.height; ++y)
-      for (int x = 0; x < p.width; ++x) {
-        const unsigned long v = XGetPixel(img, x, y);
-        p.px.push_back(static_cast<std::uint32_t>(channel(v, img->red_mask) << 16 |
-                                                  channel(v, img->green_mask) << 8 | channel(v, img->blue_mask)));
-      }
+      for (int x = 0; x < p.width; ++x) p.px.push_back(static_cast<std::uint32_t>(XGetPixel(img, x, y) & 0xFFFFFF));
     XDestroyImage(img);
     return p;
   }
@@ -341,8 +318,7 @@ class NidsWindowTest : public ::testing::Test {
   }
   void sync_with_program() { read_out_at(5, 5); }
 
-  // Waits for a picture unlike `old` on the window (the program shows a new
-  // picture in one copy).
+  // Waits for a picture unlike `old` (a new picture is shown in one copy).
   Picture next_picture(const Picture& old) {
     Picture p;
     EXPECT_TRUE(poll_until([&] { return (p = capture()) != old; })) << "the picture did not change";
@@ -358,29 +334,32 @@ class NidsWindowTest : public ::testing::Test {
   ReadOut idle_;  // the read-out at the window's corner
 };
 
-TEST_F(NidsWindowTest, WindowShowsTheBatchPictureAndReadsOutThePointer) {
+// The product's own domain, one and a half times as wide as high, the site
+// marked at its centre, echoes drawn: its frame box.
+Box own_domain(const Picture& p) {
+  const Box b = frame_of(p);
+  if (!b.found()) {
+    ADD_FAILURE() << "no frame";
+    return b;
+  }
+  EXPECT_NEAR(static_cast<double>(b.right - b.left) / (b.bottom - b.top), 1.5, 0.02);
+  EXPECT_TRUE(site_marked(p, b));
+  EXPECT_GT(echoes(p, b), 5000);
+  return b;
+}
+
+TEST_F(NidsWindowTest, WindowShowsTheBatchPictureReadsOutThePointerAndResizes) {
   const std::vector<std::string> files{"-pp", "site", product(kN0Q)};
-  const std::vector<Picture> ref = batch(files, 1);
+  const std::vector<zor::test::Raster> ref = batch(files, 1);
   ASSERT_EQ(ref.size(), 1u);
   ASSERT_NO_FATAL_FAILURE(start(files));
   const Picture pic = capture();
   ASSERT_EQ(pic.width, ref[0].width);
   ASSERT_EQ(pic.height, ref[0].height);
-
-  // The product's own domain, one and a half times as wide as high, with
-  // the site marked at its centre.
-  const Box b = frame_of(pic);
+  const Box b = own_domain(pic);
   ASSERT_TRUE(b.found());
-  EXPECT_NEAR(static_cast<double>(b.right - b.left) / (b.bottom - b.top), 1.5, 0.02);
-  EXPECT_TRUE(site_marked(pic, b));
-
-  EXPECT_GT(echoes(pic, b), 5000);
-
-  // The same picture as the batch plot of the same product.
-  const Box rb = frame_of(ref[0]);
-  EXPECT_TRUE(rb == b);
-  const double share = same_share(pic, ref[0], b);
-  EXPECT_GE(share, 0.99);
+  EXPECT_TRUE(frame_of(ref[0]) == b);
+  EXPECT_GE(same_share(pic, ref[0], b), 0.99);
 
   // Alt-v reads the pointer out: at the site no distance.
   const ReadOut centre = read_out_at(b.cx(), b.cy());
@@ -388,17 +367,28 @@ TEST_F(NidsWindowTest, WindowShowsTheBatchPictureAndReadsOutThePointer) {
   EXPECT_NEAR(centre.lon, -86.77, 0.03);
   EXPECT_LT(centre.dist, 1.5);
   EXPECT_LT(centre.alt, 100.0);
-  // A hundred pixels east: farther, the beam higher (the formulas are
-  // checked in the batch tests).
+  // A hundred pixels east: farther, the beam higher.
   const ReadOut east = read_out_at(b.cx() + 100, b.cy());
   EXPECT_GT(east.lon, centre.lon + 0.5);
   EXPECT_GT(east.dist, 100.0);
   EXPECT_GT(east.alt, centre.alt + 1000.0);
 
-  // Return ends the program normally.
+  // Sizes one after another, as a user dragging the window's corner makes
+  // them: each is drawn, the last one stays, fitted by its height.
+  for (const auto& [w, h] : {std::pair{700, 560}, {760, 500}, {720, 520}, {800, 480}}) {
+    const int drawn = zor::test::count_of(radar_->out(), "Product type: ");
+    XResizeWindow(dpy_, win_, static_cast<unsigned>(w), static_cast<unsigned>(h));
+    XSync(dpy_, False);
+    ASSERT_TRUE(poll_until([&] { return zor::test::count_of(radar_->out(), "Product type: ") > drawn; }));
+  }
+  sync_with_program();
+  const Picture after = capture();
+  ASSERT_EQ(std::pair(after.width, after.height), std::pair(800, 480));
+  const Box wide = own_domain(after);
+  EXPECT_GT(wide.right - wide.left, b.right - b.left);
+
   key(XK_Return);
   EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
-  EXPECT_TRUE(radar_->err().empty()) << radar_->err();
 }
 
 TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
@@ -440,7 +430,6 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   ASSERT_TRUE(zb.found());
   EXPECT_NEAR(zb.left, b.left, 1);
   EXPECT_NEAR(zb.right, b.right, 1);
-  EXPECT_NEAR(zb.cx(), b.cx(), 2);
   EXPECT_NEAR(zb.cy(), b.cy(), 2);
   EXPECT_TRUE(site_marked(zoomed, zb));
   EXPECT_GT(echoes(zoomed, zb), data_before * 3);
@@ -463,42 +452,15 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   EXPECT_TRUE(restored) << "identical plot pixels after unzoom: " << same_share(back, before, b);
   EXPECT_NE(radar_->out().find("Original domain: "), std::string::npos);
 
-  // Alt-q ends the program normally.
   key(XK_q, Mod1Mask);
-  EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
-}
-
-TEST_F(NidsWindowTest, ResizedWindowIsDrawnAgainAtItsNewSize) {
-  ASSERT_NO_FATAL_FAILURE(start({"-pp", "site", product(kN0Q)}));
-  const Box small = frame_of(capture());
-  ASSERT_TRUE(small.found());
-  // Sizes one after another, as a user dragging the window's corner makes
-  // them: each is drawn, the last one stays.
-  for (const auto& [w, h] : {std::pair{700, 560}, {760, 500}, {720, 520}, {800, 480}}) {
-    const int drawn = zor::test::count_of(radar_->out(), "Product type: ");
-    XResizeWindow(dpy_, win_, static_cast<unsigned>(w), static_cast<unsigned>(h));
-    XSync(dpy_, False);
-    ASSERT_TRUE(poll_until([&] { return zor::test::count_of(radar_->out(), "Product type: ") > drawn; }));
-  }
-  sync_with_program();
-  const Picture after = capture();
-  ASSERT_EQ(std::pair(after.width, after.height), std::pair(800, 480));
-  // Fitted into the wider window by its height, the site still at its centre.
-  const Box b = frame_of(after);
-  ASSERT_TRUE(b.found());
-  EXPECT_NEAR(static_cast<double>(b.right - b.left) / (b.bottom - b.top), 1.5, 0.02);
-  EXPECT_GT(b.right - b.left, small.right - small.left);
-  EXPECT_TRUE(site_marked(after, b));
-  EXPECT_GT(echoes(after, b), 5000);
-  key(XK_Return);
   EXPECT_EQ(radar_->wait_exit(), 0) << radar_->err();
 }
 
 TEST_F(NidsWindowTest, SeveralFilesLoopAndStepWithKeysAndButtons) {
   const std::vector<std::string> files{product(kN0R), product(kN0Q)};
-  const std::vector<Picture> frames = batch(files, 2);
+  const std::vector<zor::test::Raster> frames = batch(files, 2);
   ASSERT_EQ(frames.size(), 2u);
-  ASSERT_NE(frames[0], frames[1]);
+  ASSERT_NE(frames[0].rgb, frames[1].rgb);
   ASSERT_NO_FATAL_FAILURE(start(files));
 
   // Looping: the picture changes by itself, the title tells the frame.
@@ -508,41 +470,37 @@ TEST_F(NidsWindowTest, SeveralFilesLoopAndStepWithKeysAndButtons) {
   EXPECT_GE(title_frame(), 0) << title();
 
   // Alt-l stops the loop; the steps then show each frame as the batch run
-  // drew it.
+  // drew it. The delay running when the loop stopped may step once more (a
+  // second at most): let it pass.
   key(XK_l, Mod1Mask);
   sync_with_program();
-  // The wait steps once more when the frame's delay that was running when
-  // the loop stopped is over: let that pass (at most the last frame's
-  // delay of a second).
   const int stopped_at = title_frame();
-  if (poll_until([&] { return title_frame() != stopped_at; }, 1.5))
-    std::printf("one more step after the loop stopped: frame %d -> %d\n", stopped_at, title_frame());
-  const int shown = title_frame();
+  poll_until([&] { return title_frame() != stopped_at; }, 1.5);
+  int shown = title_frame();
   ASSERT_TRUE(shown == 0 || shown == 1) << title();
   const Box b = frame_of(frames[0]);
   ASSERT_TRUE(b.found());
-  auto check_frame = [&](int n, const char* how) {
-    SCOPED_TRACE(how);
-    EXPECT_EQ(title_frame(), n) << title();
+  // Each step shows the other of the two frames.
+  const struct {
+    const char* how;
+    KeySym key;  // with Alt; 0: the button instead
+    unsigned button;
+  } steps[] = {{"Alt-l", 0, 0}, {"Alt-]", XK_bracketright, 0}, {"Alt-[", XK_bracketleft, 0},
+               {"button 3", 0, Button3}, {"button 1", 0, Button1}};
+  for (const auto& step : steps) {
+    SCOPED_TRACE(step.how);
+    if (step.key != 0) key(step.key, Mod1Mask);
+    if (step.button != 0) button(true, step.button, 50, 50);
+    if (step.key != 0 || step.button != 0) {
+      sync_with_program();
+      shown = 1 - shown;
+    }
+    EXPECT_EQ(title_frame(), shown) << title();
     const Picture p = capture();
-    const double share = same_share(p, frames[static_cast<std::size_t>(n)], b);
-    std::printf("frame %d after %s: %.2f%% identical plot pixels\n", n, how, share * 100.0);
+    const double share = same_share(p, frames[static_cast<std::size_t>(shown)], b);
     EXPECT_GE(share, 0.99);
-    EXPECT_LT(same_share(p, frames[static_cast<std::size_t>(1 - n)], b), share);
-  };
-  check_frame(shown, "Alt-l");
-  key(XK_bracketright, Mod1Mask);
-  sync_with_program();
-  check_frame(1 - shown, "Alt-]");
-  key(XK_bracketleft, Mod1Mask);
-  sync_with_program();
-  check_frame(shown, "Alt-[");
-  button(true, Button3, 50, 50);
-  sync_with_program();
-  check_frame(1 - shown, "button 3");
-  button(true, Button1, 50, 50);
-  sync_with_program();
-  check_frame(shown, "button 1");
+    EXPECT_LT(same_share(p, frames[static_cast<std::size_t>(1 - shown)], b), share);
+  }
 
   // Button 2 loops again.
   button(true, Button2, 50, 50);

@@ -1,45 +1,19 @@
-// Converted radar report plots: frames drawn on the in-memory raster whose
-// pixels are checked where the files put the summary cells, the stations
-// and the intensity bar, and runs of the radar program on good and bad
-// files of every kind.
-#include <gtest/gtest.h>
+// Converted radar report plots: summary cells, stations and the intensity bar
+// where the files put them, and the program on good and bad files.
 #include <unistd.h>
 
-#include <cstdint>
-#include <cstdlib>
-#include <filesystem>
-#include <tuple>
-#include <string>
-
-#include "../common/radar_fixture.h"
-#include "../common/capture.h"
 #include "../gks/print_test_util.h"
 #include "cvt_test_util.h"
-#include "radar_test_util.h"
-#include "device.h"
-#include "gks_kernel.h"
-#include "zor/clr.h"
-#include "zor/cont.h"
+#include "frame_test.h"
 #include "zor/cty.h"
-#include "zor/dom.h"
 #include "zor/file.h"
-#include "zor/flag.h"
-#include "zor/gks.h"
-#include "zor/map.h"
-#include "zor/map_draw.h"
-#include "zor/plt.h"
 #include "zor/rad.h"
-#include "zor/res.h"
 #include "zor/var.h"
 
 using namespace cvt_test;
 namespace fs = std::filesystem;
 
 namespace {
-
-using zor::test::Capture;
-using zor::test::near;
-using zor::test::rgb_of_index;
 
 // Southern Plains on the summary grids' own projection: every MDR box is
 // tens of pixels wide.
@@ -82,15 +56,13 @@ class RadFrame : public zor::test::RadarFrameTest {
     dom_ = plains();
     RAD_plot_param();
     if (const char* v = RES_get("variable"); v && *v) VAR_setup("rad.var", v);
-    ASSERT_EQ(PLT_open(DOM_aspect(&dom_)), 0);
-    MAP_setup(&dom_);
+    ASSERT_TRUE(zor::test::open_frame(dom_));
     CTY_store("rad.cty", 2, &dom_, ZOR_MISSING);
     std::string name = file;
     ASSERT_EQ(RAD_open_file(name.data()), 1);
     RAD_plot_frame();
     RAD_close_file();
-    GPH_trans(2);
-    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+    ASSERT_TRUE(zor::test::grab(cap));
   }
 
   bool pixel_at(float x, float y, int* px, int* py, const Capture& cap) const {
@@ -219,21 +191,17 @@ TEST_F(RadFrame, IntensityBarBoxesAndFlashing) {
 }
 
 TEST_F(RadFrame, RefreshDrawsTheNewestFileOnce) {
-  const fs::path dir = fs::path(ZOR_TEST_BINARY_DIR) / ("rad_refresh_" + std::to_string(::getpid()));
-  fs::create_directories(dir);
-  fs::copy_file(cvt_path("line_mdr.txt"), dir / "199505122335.cvt", fs::copy_options::overwrite_existing);
-  setenv("zorcurtime", "199505130000", 1);
-  const std::string conv = "@" + dir.string() + "/%Y%m%d%h%n.cvt";
-  ASSERT_EQ(FILE_set_name(conv.c_str()), 1);
+  const zor::test::TempDir dir("rad_refresh");
+  fs::copy_file(cvt_path("line_mdr.txt"), dir / "199505122335.cvt");
+  const zor::test::EnvVar now("zorcurtime", "199505130000");
+  ASSERT_EQ(FILE_set_name(("@" + dir.path().string() + "/%Y%m%d%h%n.cvt").c_str()), 1);
   Capture cap;
   plot(cvt_path("nodate.txt"), cap);
   testing::internal::CaptureStdout();
   EXPECT_EQ(RAD_plot_nextfile(), 0);
   EXPECT_EQ(RAD_plot_nextfile(), 0);  // no newer file: nothing drawn
   const std::string out = testing::internal::GetCapturedStdout();
-  unsetenv("zorcurtime");
   zor::file::reset();
-  fs::remove_all(dir);
   EXPECT_EQ(zor::test::count_of(out, "Date: "), 1) << out;
   EXPECT_STREQ(zor::rad::info().datim, "2335Z 12 MAY 95");
 }
@@ -278,15 +246,12 @@ TEST_F(RadFrame, PlotParametersAndTheVariableMenu) {
   EXPECT_EQ(RAD_prompt_variable(), 0);
 }
 
-// ---- The radar program -------------------------------------------------------
 
 using zor::test::ProgramRun;
 
-class RadProgram : public ::testing::Test {
+class RadProgram : public zor::test::ProgramTest {
  protected:
-  ProgramRun radar(const std::string& args) { return zor::test::run_radar(dir_, "", "-ba " + args); }
-  zor::test::TempDir tmp_{"rad_program"};
-  const fs::path& dir_ = tmp_.path();
+  RadProgram() : ProgramTest("rad_program", "-ba ") {}
 };
 
 TEST_F(RadProgram, EveryKindPlotsAndBadFilesEndWithAMessage) {

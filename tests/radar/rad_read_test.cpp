@@ -1,6 +1,5 @@
-// Converted radar report files read back: the kind of each file, dates and
-// summary grids of the text kinds and of netCDF files made from CDL, the
-// MDR and RCM station reports, the report variables, and bad input.
+// Converted radar report files read back: kinds, dates and summary grids of
+// text and netCDF files, MDR and RCM reports, report variables, bad input.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -35,6 +34,11 @@ struct Open {
     if (fd >= 0) RAD_close(fd);
   }
   int at(int c, int r) const { return info->summary[c][r]; }
+  std::vector<int> row(int c, int r, int n) const {
+    std::vector<int> v;
+    for (int i = 0; i < n; ++i) v.push_back(at(c + i, r));
+    return v;
+  }
 };
 
 class RadRead : public ::testing::Test {
@@ -80,13 +84,8 @@ TEST_F(RadRead, MdrTextGridRowsFromTheStartLine) {
   EXPECT_EQ(std::tuple(f.info->date.year, f.info->date.month, f.info->date.hour, f.info->date.min),
             std::tuple(1995, 5, 19, 35));
   // "+ 10 20": the first row line is row 11 from column 20.
-  auto row = [&](int c, int r, int n) {
-    std::vector<int> v;
-    for (int i = 0; i < n; ++i) v.push_back(f.at(c + i, r));
-    return v;
-  };
-  EXPECT_EQ(row(20, 11, 4), (std::vector{0, 0, 1, 2}));
-  EXPECT_EQ(row(20, 12, 4), (std::vector{9, 0, 3, 4}));
+  EXPECT_EQ(f.row(20, 11, 4), (std::vector{0, 0, 1, 2}));
+  EXPECT_EQ(f.row(20, 12, 4), (std::vector{9, 0, 3, 4}));
   // Nothing before or after (the closing '+' line); the second section
   // reaches past the last column and row: left out.
   EXPECT_EQ(std::tuple(f.at(20, 10), f.at(20, 13)), std::tuple(-1, -1));
@@ -96,15 +95,11 @@ TEST_F(RadRead, MdrTextGridRowsFromTheStartLine) {
 TEST_F(RadRead, RcmTextRowsContinueAndClamp) {
   const Open f(cvt_path("rcm.txt"));
   ASSERT_EQ(f.got, 0);
-  EXPECT_EQ(f.info->type, RAD_SUM_RCM);
-  EXPECT_EQ(f.info->date.hour, 21);
-  EXPECT_EQ(f.info->date.min, 35);  // a label without minutes
-  const int row5[] = {1, 1, 1, 2, 6, 0};  // "17=" then "8B0"
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(f.at(i, 5), row5[i]) << i;
-  EXPECT_EQ(f.at(6, 5), -1);
-  EXPECT_EQ(f.at(0, 359), 1);  // "+400" is row 359
-  EXPECT_EQ(f.at(479, 359), 1);  // 485 characters end on the last column
-  EXPECT_EQ(f.at(0, 0), 6);  // "+-3" is row 0
+  // The minutes of a label without them: 35.
+  EXPECT_EQ(std::tuple(f.info->type, f.info->date.hour, f.info->date.min), std::tuple(RAD_SUM_RCM, 21, 35));
+  EXPECT_EQ(f.row(0, 5, 7), (std::vector{1, 1, 1, 2, 6, 0, -1}));  // "17=" then "8B0"
+  // "+400" is row 359, whose 485 characters end on the last column; "+-3" is row 0.
+  EXPECT_EQ(std::tuple(f.at(0, 359), f.at(479, 359), f.at(0, 0)), std::tuple(1, 1, 6));
 
   // Row and column numbers far beyond the grid: nothing written, no overflow.
   const Open far(cvt_path("far.txt"));
@@ -118,9 +113,7 @@ TEST_F(RadRead, RcmTextRowsContinueAndClamp) {
   const Open n(cvt_path("nodate.txt"));
   ASSERT_EQ(n.got, 0);
   EXPECT_STREQ(n.info->datim, "");
-  EXPECT_EQ(n.info->date.year, ZOR_MISSING);
-  EXPECT_EQ(n.at(0, 1), 1);
-  EXPECT_EQ(n.at(2, 1), 3);
+  EXPECT_EQ(std::tuple(n.info->date.year, n.at(0, 1), n.at(2, 1)), std::tuple(ZOR_MISSING, 1, 3));
 }
 
 TEST_F(RadRead, MdrStationTable) {
@@ -145,11 +138,9 @@ TEST_F(RadRead, MdrStationTable) {
   // The blank line ends the table; earlier reports read again.
   EXPECT_EQ(MDR_read(f.fd, &r, 0, 5), -1);
   ASSERT_EQ(MDR_read(f.fd, &r, 1, 1), 0);
-  EXPECT_STREQ(r.id, "AMA");
-  EXPECT_STREQ(r.config, "");  // identifier only
+  EXPECT_EQ(std::tuple(str(r.id), str(r.config)), std::tuple("AMA", ""));  // identifier only
   ASSERT_EQ(MDR_read(f.fd, &r, 0, 1), 0);
-  EXPECT_STREQ(r.config, "LINE");
-  EXPECT_EQ(r.move[0].type, 'L');
+  EXPECT_EQ(std::tuple(str(r.config), r.move[0].type), std::tuple("LINE", 'L'));
 
   const Open n(cvt_path("nodate.txt"));
   EXPECT_EQ(MDR_read(n.fd, &r, 0, 0), -1);
@@ -159,8 +150,7 @@ TEST_F(RadRead, RcmReportsUpToTheNextHeader) {
   const Open f(cvt_path("rcm.txt"));
   auto r = std::make_unique<RCM_report>();
   ASSERT_EQ(RCM_read(f.fd, r.get()), 1);
-  EXPECT_STREQ(r->id, "TLX");
-  EXPECT_EQ(std::tuple(r->num, r->mode, r->maxt), std::tuple(12, 1, 450));
+  EXPECT_EQ(std::tuple(str(r->id), r->num, r->mode, r->maxt), std::tuple("TLX", 12, 1, 450));
   EXPECT_FLOAT_EQ(r->maxt_x, 35.6f);
   ASSERT_EQ(r->num_storm, 2);
   EXPECT_EQ(std::tuple(str(r->storm[1].id), r->storm[1].dir, r->storm[1].hail, r->num_meso), std::tuple("B2", 250, 1, 1));
@@ -237,12 +227,8 @@ TEST_F(RadRead, BadNetcdfFilesAreRefused) {
   MDR_report r;
   EXPECT_EQ(MDR_read(f.fd, &r, 0, 0), -1);
   EXPECT_EQ(Open(cvt_path("bad.txt")).got, -2);
-}
-
-// The header check before the library opens a file passes every classic
-// layout, and refuses a count larger than the file (gigabytes asked of the
-// library otherwise).
-TEST_F(RadRead, NetcdfHeaderCheck) {
+  // The header check passes every classic layout and refuses a count larger
+  // than the file (gigabytes asked of the library otherwise).
   for (const char* kind : {"64-bit offset", "cdf5"}) {
     const Open f(make_nc(station_cdl({}), "kind", kind));
     EXPECT_EQ(f.got, 0) << kind;
@@ -253,14 +239,8 @@ TEST_F(RadRead, NetcdfHeaderCheck) {
 // Oklahoma on the summary grids' projection as the map's domain.
 void map_oklahoma() {
   Domain d;
-  DOM_init(&d);
-  d.proj = DOM_PSTEREO;
-  d.plat = 90;
-  d.plon = -105;
-  d.clat = 35;
-  d.clon = -97;
-  d.nx = d.ny = 101;
-  d.dx = d.dy = 0.05f;
+  ASSERT_GE(DOM_decode("ps:90:-105,35,-97,101,101,0.05,0.05", &d), 1);
+  ASSERT_EQ(d.proj, DOM_PSTEREO);
   MAP_domain(&d);
 }
 

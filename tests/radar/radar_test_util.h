@@ -1,14 +1,19 @@
 // Helpers of the radar frame and program tests: plot points as pixels of a
-// captured frame, the fill colours of values, and real files linked into a
-// test's folder for the program.
+// captured frame, the fill colours of values, and runs of the program in a
+// folder of the test's own.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <utility>
 
 #include "../common/capture.h"
+#include "../common/files.h"
+#include "../gks/print_test_util.h"
 #include "zor/cont.h"
 #include "zor/gks.h"
 #include "zor/map.h"
@@ -43,6 +48,19 @@ inline std::string linked(const std::filesystem::path& dir, const std::string& p
   if (!std::filesystem::exists(link)) std::filesystem::create_symlink(path, link);
   return "@" + link.string();
 }
+
+// Runs of the radar program in a fresh folder of the test's own, every
+// argument list starting with `prefix`.
+class ProgramTest : public ::testing::Test {
+ protected:
+  ProgramTest(const char* stem, std::string prefix) : tmp_(stem), prefix_(std::move(prefix)) {}
+  ProgramRun radar(const std::string& args) { return run_radar(dir_, "", prefix_ + args); }
+  std::string file(const std::string& path) const { return linked(dir_, path); }
+
+  TempDir tmp_;
+  const std::filesystem::path& dir_ = tmp_.path();
+  std::string prefix_;
+};
 
 // Pixels of a picture (width, height, pixel(x, y) as 0xRRGGBB) that `keep`
 // accepts.

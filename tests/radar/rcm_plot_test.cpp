@@ -1,44 +1,21 @@
 // Radar coded message frames on the in-memory raster: echo cells in their
 // colours, the symbols and barbs of a bulletin, and the station prompt.
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <string>
-#include <vector>
 
-#include "../common/radar_fixture.h"
-#include "../common/capture.h"
-#include "radar_test_util.h"
-#include "device.h"
-#include "gks_kernel.h"
+#include "frame_test.h"
 #include "zor/clr.h"
-#include "zor/cont.h"
 #include "zor/cty.h"
 #include "zor/date.h"
 #include "zor/file.h"
-#include "zor/flag.h"
-#include "zor/gks.h"
-#include "zor/map.h"
-#include "zor/map_draw.h"
-#include "zor/plt.h"
 #include "zor/rcm.h"
-#include "zor/res.h"
 
 namespace {
 
 const std::string kDir = std::string(ZOR_TEST_DATA_DIR) + "/rcm/";
 constexpr float kCell = 0.11899f;
-
-using zor::test::Capture;
-using zor::test::near;
-using zor::test::rgb_of_index;
 
 Domain polar(float lat, float lon, int n, float step) {
   Domain d;
@@ -69,9 +46,7 @@ class RcmFrameTest : public zor::test::RadarFrameTest {
     CTY_get_loc("rad.cty", station, &lat_, &lon_);
     if (dom.proj == ZOR_MISSING) dom = polar(lat_, lon_, 100, kCell);
     testing::internal::CaptureStdout();
-    ASSERT_EQ(PLT_open(DOM_aspect(&dom)), 0);
-    MAP_setup(&dom);
-    MAP_fill_cont(0);
+    ASSERT_TRUE(zor::test::open_frame(dom));
     std::vector<char> name(path.begin(), path.end());
     name.push_back('\0');
     const int found = zor::rcm::open_station(name.data());
@@ -80,8 +55,7 @@ class RcmFrameTest : public zor::test::RadarFrameTest {
     testing::internal::GetCapturedStdout();
     ASSERT_EQ(found, 1) << path;
     dom_ = dom;
-    GPH_trans(2);
-    ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+    ASSERT_TRUE(zor::test::grab(cap));
   }
 
   // The plot point of the centre of quarter-box (col, row), worked out from
@@ -194,18 +168,15 @@ TEST_F(RcmFrameTest, StormsMesocyclonesAndTvsStandWhereTheMessageSays) {
 }
 
 TEST_F(RcmFrameTest, RefreshDrawsTheNextMinutesFile) {
-  namespace fs = std::filesystem;
-  const fs::path dir = fs::path(testing::TempDir()) / ("rcm_refresh_" + std::to_string(getpid()));
-  fs::create_directories(dir);
-  fs::copy_file(kDir + "KBMX_SDUS44_RCMBMX_201501020217", dir / "201501020217.rcm",
-                fs::copy_options::overwrite_existing);
-  const fs::path first = dir / "first.txt";
-  std::ofstream(first) << "RCMBMX\n1234 ROBUU 0101\n/NEXRAA 0101 0201150216 EDITED\n/ENDAA\n";
-  ASSERT_EQ(FILE_set_name(("@" + dir.string() + "/%Y%m%d%h%n.rcm").c_str()), 1);
+  const zor::test::TempDir dir("rcm_refresh");
+  std::filesystem::copy_file(kDir + "KBMX_SDUS44_RCMBMX_201501020217", dir / "201501020217.rcm");
+  const std::string first = dir / "first.txt";
+  zor::test::write_file(first, "RCMBMX\n1234 ROBUU 0101\n/NEXRAA 0101 0201150216 EDITED\n/ENDAA\n");
+  ASSERT_EQ(FILE_set_name(("@" + dir.path().string() + "/%Y%m%d%h%n.rcm").c_str()), 1);
   char name[FILE_NAME_MAX] = {};
   FILE_set_date(DATE_to_struct(2015, 1, 2, 2, 16), name, sizeof name);
   Capture cap;
-  plot(first.string(), "BMX", cap);
+  plot(first, "BMX", cap);
   ASSERT_EQ(zor::rcm::report().num, 101);
   testing::internal::CaptureStdout();
   EXPECT_EQ(RCM_plot_nextfile(), 0);
@@ -213,11 +184,9 @@ TEST_F(RcmFrameTest, RefreshDrawsTheNextMinutesFile) {
   EXPECT_EQ(RCM_plot_nextfile(), 0);  // nothing a minute later
   const std::string out = testing::internal::GetCapturedStdout();
   zor::file::reset();
-  fs::remove_all(dir);
   EXPECT_EQ(num, 320) << "the message of 02:17 was read";
   EXPECT_EQ(zor::rcm::report().num, 320);
-  EXPECT_NE(out.find("File: " + (dir / "201501020217.rcm").string() + "\n"), std::string::npos)
-      << out;
+  EXPECT_NE(out.find("File: " + (dir / "201501020217.rcm") + "\n"), std::string::npos) << out;
   EXPECT_NE(out.find("201501020218.rcm"), std::string::npos) << out;
 }
 
@@ -227,32 +196,22 @@ struct Child {
   std::string station;
 };
 Child prompt_with(const std::string& input) {
-  const std::string out = testing::TempDir() + "rcm_prompt_" + std::to_string(getpid()) + ".txt";
-  int fds[2];
-  if (pipe(fds) != 0) return {-1, ""};
-  if (write(fds[1], input.data(), input.size()) != static_cast<ssize_t>(input.size()))
-    return {-1, ""};
-  close(fds[1]);
+  const std::string in = zor::test::scratch("rcm_prompt_in"), out = zor::test::scratch("rcm_prompt_out");
+  zor::test::write_file(in, input);
+  std::remove(out.c_str());
   std::fflush(nullptr);
   const pid_t pid = fork();
   if (pid == 0) {
     alarm(20);
-    dup2(fds[0], 0);
-    close(fds[0]);
-    if (std::freopen("/dev/null", "w", stdout) == nullptr) _exit(90);
+    if (!std::freopen(in.c_str(), "r", stdin) || !std::freopen("/dev/null", "w", stdout)) _exit(90);
     FLAG_set(19, 0);
     RCM_prompt_id();
-    std::ofstream(out) << zor::rcm::station();
+    zor::test::write_file(out, zor::rcm::station());
     _exit(3);
   }
-  close(fds[0]);
   int st = 0;
   waitpid(pid, &st, 0);
-  std::ifstream in(out);
-  Child c{WIFEXITED(st) ? WEXITSTATUS(st) : -1,
-          std::string(std::istreambuf_iterator<char>(in), {})};
-  std::remove(out.c_str());
-  return c;
+  return {WIFEXITED(st) ? WEXITSTATUS(st) : -1, zor::test::slurp(out)};
 }
 
 TEST(RcmPrompt, StationAnswers) {

@@ -1,14 +1,7 @@
 // The radar program plotting radar coded messages end to end (input type
 // 35, "-inp rcmsite") without a display: the PNG read back with libpng, the
 // printed report, and the exit status of a station that is not there.
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-
-#include "../gks/print_test_util.h"
-
-namespace fs = std::filesystem;
+#include "radar_test_util.h"
 
 namespace {
 
@@ -16,14 +9,9 @@ const std::string kDir = std::string(ZOR_TEST_DATA_DIR) + "/rcm/";
 
 using zor::test::ProgramRun;
 
-class RcmProgramTest : public ::testing::Test {
+class RcmProgramTest : public zor::test::ProgramTest {
  protected:
-  ProgramRun radar(const std::string& args) {
-    return zor::test::run_radar(dir_, "", "-ba -inp rcmsite " + args);
-  }
-
-  zor::test::TempDir tmp_{"rcm_program"};
-  const fs::path& dir_ = tmp_.path();
+  RcmProgramTest() : ProgramTest("rcm_program", "-ba -inp rcmsite ") {}
 };
 
 TEST_F(RcmProgramTest, RealMessagePlotsItsEchoesAndPrintsItsReport) {
@@ -43,25 +31,21 @@ TEST_F(RcmProgramTest, RealMessagePlotsItsEchoesAndPrintsItsReport) {
 
 TEST_F(RcmProgramTest, StationsThatCannotBePlottedEndTheProgram) {
   struct Case {
-    const char* args;
+    std::string args;
     int status;
     const char* message;
   };
-  const std::string okx = "@" + kDir + "KOKX_SDUS41_RCMOKX_201108280716";
   const Case cases[] = {
-      {"-id bmx", 10, "no message of station BMX"},
-      {"-id", 10, "no station to plot"},
-      {"-id xxa", 11, "unknown radar station: XXA"},
+      {"-id bmx -of png:@x.png @" + kDir + "KOKX_SDUS41_RCMOKX_201108280716", 10, "no message of station BMX"},
+      {"-id -of png:@x.png @" + kDir + "KOKX_SDUS41_RCMOKX_201108280716", 10, "no station to plot"},
+      {"-id xxa -of png:@x.png @" + kDir + "plain_sites.txt", 11, "unknown radar station: XXA"},
+      {"-id okx -of png:@x.png @no_such_file", 10, ""},
   };
   for (const auto& c : cases) {
-    const std::string file =
-        std::string(c.args) == "-id xxa" ? "@" + kDir + "plain_sites.txt" : okx;
-    const ProgramRun r = radar(std::string(c.args) + " -of png:@x.png " + file);
+    const ProgramRun r = radar(c.args);
     EXPECT_EQ(r.status, c.status) << c.args << r.err;
     EXPECT_NE(r.err.find(c.message), std::string::npos) << c.args << r.err;
   }
-  const ProgramRun missing = radar("-id okx -of png:@x.png @no_such_file");
-  EXPECT_EQ(missing.status, 10) << missing.err;
 }
 
 }  // namespace

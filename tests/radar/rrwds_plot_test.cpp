@@ -1,27 +1,10 @@
-// RRWDS frames drawn on the in-memory raster from generated files: each
-// level's wedges where the file puts them and in the level's colour, on the
-// site-centred default domain and on a latitude-longitude one; the clutter
-// radius at both ranges; a short file drawn up to its last radial; marker
-// and range ring.
-#include <gtest/gtest.h>
-
+// RRWDS frames of generated files: each level's wedges where the file puts them
+// on two domains, the clutter radius, a short file, marker and range ring.
 #include <algorithm>
-#include <cmath>
-#include <cstdint>
-#include <filesystem>
-#include <string>
-#include <vector>
 
-#include "../common/batch_plot.h"
-#include "../common/capture.h"
-#include "radar_test_util.h"
-#include "device.h"
-#include "gks_kernel.h"
+#include "frame_test.h"
 #include "mosaic_gen.h"
-#include "zor/cont.h"
 #include "zor/img.h"
-#include "zor/map_draw.h"
-#include "zor/res.h"
 #include "zor/rrwds.h"
 
 namespace {
@@ -68,7 +51,7 @@ const Case kCases[] = {
 };
 
 // Draws the image of a generated file and captures the frame.
-void plot(const Case& c, const std::string& path, zor::test::Capture& cap, std::string& err) {
+void plot(const Case& c, const std::string& path, Capture& cap, std::string& err) {
   zor::mosaicgen::Options o;
   o.range = c.range;
   zor::mosaicgen::Pattern p;
@@ -88,20 +71,18 @@ void plot(const Case& c, const std::string& path, zor::test::Capture& cap, std::
   } else {
     DOM_decode(c.domain, &dom);
   }
-  PLT_open(DOM_aspect(&dom));
-  MAP_setup(&dom);
+  zor::test::open_frame(dom);
   const int opened = RRWDS_open_file(name.data());
   RRWDS_plot_data();
   RRWDS_close_file();
   err = testing::internal::GetCapturedStderr();
   ASSERT_EQ(opened, 1);
-  GPH_trans(2);
-  ASSERT_EQ(zor::gks::current_device()->capture(cap.img), 1);
+  ASSERT_TRUE(zor::test::grab(cap));
 }
 
 // The colours in the 3 x 3 pixels around a point at `az` and `nm` from the
 // site (0xFFFFFFFF off the picture).
-std::vector<std::uint32_t> around(const zor::test::Capture& cap, double az, double nm) {
+std::vector<std::uint32_t> around(const Capture& cap, double az, double nm) {
   double lat = kLat, lon = kLon;
   zor::mosaicgen::destination(kLat, kLon, az, nm, &lat, &lon);
   float x = 0, y = 0;
@@ -113,16 +94,14 @@ std::vector<std::uint32_t> around(const zor::test::Capture& cap, double az, doub
   return out;
 }
 
-TEST(RrwdsFrame, EachLevelWhereTheFilePutsIt) {
+class RrwdsFrame : public zor::test::RadarFrameTest {};
+
+TEST_F(RrwdsFrame, EachLevelWhereTheFilePutsIt) {
   const zor::test::TempDir dir("rrwds_plot");
   for (const Case& c : kCases) {
     SCOPED_TRACE(c.name);
-    for (const char* r : {"label", "color_fill", "map_file"}) RES_put(r, "");
-    zor::map::reset();
-    zor::rrwds::reset();
-    zor::test::BatchPlot batch;
-    FLAG_setplot(8, 0);  // no map: the wedges only
-    zor::test::Capture cap;
+    restart();
+    Capture cap;
     std::string err;
     ASSERT_NO_FATAL_FAILURE(plot(c, dir / "oax.rrwds", cap, err));
     EXPECT_EQ(err.find("ends after 180 of 360 radials") != std::string::npos, c.bytes > 0) << err;
@@ -130,16 +109,14 @@ TEST(RrwdsFrame, EachLevelWhereTheFilePutsIt) {
     for (const Point& p : c.points) {
       const std::vector<std::uint32_t> px = around(cap, p.az, p.nm);
       ASSERT_EQ(px.size(), 9u) << p.az << "/" << p.nm;
-      const std::uint32_t want = p.level < 0 ? kWhite : p.level == 0 ? kBlack : zor::test::fill_rgb(static_cast<float>(p.level));
+      const std::uint32_t want = p.level < 0 ? kWhite : p.level == 0 ? kBlack : fill_rgb(static_cast<float>(p.level));
       EXPECT_EQ(want == kBlack, p.level == 0);
       // Wedges fill all nine pixels; a one-pixel line crosses the middle.
       const auto hits =
-          std::count_if(px.begin(), px.end(), [want](std::uint32_t c) { return zor::test::near(c, want); });
+          std::count_if(px.begin(), px.end(), [want](std::uint32_t c) { return near(c, want); });
       EXPECT_GE(hits, p.level < 0 ? 1 : 9) << p.az << " deg " << p.nm << " nm: " << std::hex << px[4];
     }
   }
-  RES_put("plot_param", "");
-  zor::rrwds::reset();
 }
 
 }  // namespace
