@@ -1,8 +1,5 @@
-// Kernel core: transformations, clipping as the device sees it, primitives,
-// markers, attribute validation and the metafile records of kernel calls;
-// stroke fonts: the bundled font files and list, the font file reader on bad
-// input, text extents, alignment, up vector and long strokes as drawn, and
-// the Hershey converter.
+// Kernel core: transformations, clipping, primitives, attribute validation
+// and metafile records; stroke fonts as read and drawn; the Hershey converter.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -113,6 +110,15 @@ TEST_F(KernelTest, WideDeviceAndPanelAspect) {
   GPH_trans(1);
   EXPECT_FLOAT_EQ(xW_p(1.0f), 800.0f);
   EXPECT_FLOAT_EQ(yW_p(0.0f), 400.0f);
+  // A panel on the right half of the display with 10% margins left and right.
+  GPH_set_view_size(0.5f, 1.0f, 0.5f, 0.0f);
+  offset = {0.1f, 0.1f, 0.0f, 0.0f};
+  GPH_reset(1, GWS_WINDOW, 0.0f, &offset);
+  // Panel [0.55, 0.95] x [0, 0.5], aspect of the half display (0.5 : 0.5).
+  EXPECT_TRUE(floats_eq(lim(offset), {0.55f, 0.95f, 0.05f, 0.45f}));
+  Glim view;
+  GPH_get_view_size(&view);
+  EXPECT_TRUE(floats_eq({view.x_min, view.x_max, GPH_get_vert_win_size()}, {0.5f, 1.0f, 0.5f}));
 }
 
 TEST_F(KernelTest, AspectPlacementCodes) {
@@ -151,23 +157,6 @@ TEST_F(KernelTest, WorldNdcPixelAndBetweenTransformations) {
   EXPECT_EQ(current_tran(), 2);
 }
 
-TEST_F(KernelTest, InvalidTransformationsAreRejectedWithoutChange) {
-  open();
-  const Glim win{0.0f, 5.0f, 0.0f, 5.0f};
-  gset_win(1, &win);
-  gsel_norm_tran(1);
-  const std::string err = errors_of([&] {
-    EXPECT_EQ(gsel_norm_tran(6), -1);
-    EXPECT_EQ(gset_win(-1, &win), -1);
-  });
-  EXPECT_NE(err.find("gsel_norm_tran: invalid transformation number: 6\n"), std::string::npos);
-  EXPECT_NE(err.find("invalid transformation number: -1"), std::string::npos);
-  EXPECT_EQ(current_tran(), 1);
-  Gint e = 0;
-  Gtran t;
-  EXPECT_EQ(ginq_norm_tran(6, &e, &t), -1);
-}
-
 TEST_F(KernelTest, SelectingCurrentTransformationRecordsNothing) {
   open();
   set_object_recorder(count_objects);
@@ -190,9 +179,7 @@ TEST_F(KernelTest, PointsInWindowCountTouchingAsInside) {
   const Gpt touching[] = {{1.0f, 0.5f}, {2.0f, 0.5f}};
   const Gpt outside[] = {{1.01f, 0.5f}, {2.0f, 0.7f}};
   const Gpt spanning[] = {{-1.0f, -1.0f}, {2.0f, 2.0f}};
-  EXPECT_EQ(gpts_in_win(2, touching), 1);
-  EXPECT_EQ(gpts_in_win(2, outside), 0);
-  EXPECT_EQ(gpts_in_win(2, spanning), 1);
+  EXPECT_EQ(std::tuple(gpts_in_win(2, touching), gpts_in_win(2, outside), gpts_in_win(2, spanning)), std::tuple(1, 0, 1));
 }
 
 TEST_F(KernelTest, PolylineIsClippedToTheViewport) {
@@ -349,8 +336,12 @@ TEST_F(KernelTest, AttributeValidationMessages) {
       {"colour range", [] { return gset_line_colr_ind(300); }, "gset_line_colr_ind: invalid color index: 300\n"},
       {"colour unset", [] { return gset_marker_colr_ind(200); }, "gset_marker_colr_ind: color index not initialized\n"},
       {"text colour", [] { return gset_text_colr_ind(499); }, "invalid color index: 499\n"},
+      {"select", [] { return gsel_norm_tran(6); }, "gsel_norm_tran: invalid transformation number: 6\n"},
+      {"window", [] { Glim w{0, 5, 0, 5}; return gset_win(-1, &w); }, "invalid transformation number: -1"},
+      {"inquire", [] { Gint e = 0; Gtran t; return ginq_norm_tran(6, &e, &t); }, ""},
   };
   open();
+  lower_left_quarter();
   const float width = gget_line_width();
   for (const auto& c : cases) {
     int rc = 0;
@@ -359,8 +350,7 @@ TEST_F(KernelTest, AttributeValidationMessages) {
     EXPECT_NE(err.find(c.message), std::string::npos) << c.name << ": " << err;
   }
   // A rejected value leaves the state alone.
-  EXPECT_FLOAT_EQ(gget_line_width(), width);
-  EXPECT_EQ(gget_fill_style_ind(), 1);
+  EXPECT_EQ(std::tuple(gget_line_width(), gget_fill_style_ind(), current_tran()), std::tuple(width, 1, 1));
 }
 
 TEST_F(KernelTest, NothingWorksBeforeOpeningOrWithoutADevice) {
@@ -525,19 +515,6 @@ TEST_F(KernelTest, AttributeHelpersLeaveUnsetFieldsAlone) {
   EXPECT_EQ(GPH_text_attr(nullptr, 1.0f), -1);
 }
 
-TEST_F(KernelTest, PanelSizeAndMargins) {
-  open(801, 401);
-  GPH_set_view_size(0.5f, 1.0f, 0.5f, 0.0f);  // right half of the display
-  Glim offset{0.1f, 0.1f, 0.0f, 0.0f};       // 10% margins left and right
-  GPH_reset(1, GWS_WINDOW, 0.0f, &offset);
-  // Panel [0.55, 0.95] x [0, 0.5], aspect of the half display (0.5 : 0.5).
-  EXPECT_TRUE(floats_eq(lim(offset), {0.55f, 0.95f, 0.05f, 0.45f}));
-  Glim view;
-  GPH_get_view_size(&view);
-  EXPECT_TRUE(floats_eq({view.x_min, view.x_max}, {0.5f, 1.0f}));
-  EXPECT_FLOAT_EQ(GPH_get_vert_win_size(), 0.5f);
-}
-
 struct Box {
   float x_min = 1e9f, x_max = -1e9f, y_min = 1e9f, y_max = -1e9f;
   int strokes = 0;
@@ -556,8 +533,11 @@ class FontTest : public KernelTest {
     gset_char_ht(105.0f);  // one font unit per world unit
     dev->clear_calls();
   }
-  // Device-space bounding box of everything the last text drew.
-  Box drawn() const {
+  // Device-space bounding box of everything the text drew.
+  Box draw(const char* s, float x = 100.0f, float y = 200.0f) {
+    dev->clear_calls();
+    const Gpt p{x, y};
+    EXPECT_EQ(gtext(&p, s), 0);
     Box b;
     for (const auto& c : dev->calls()) {
       if (c.op != RecordedCall::Op::stroke) continue;
@@ -568,12 +548,6 @@ class FontTest : public KernelTest {
       }
     }
     return b;
-  }
-  Box draw(const char* s, float x = 100.0f, float y = 200.0f) {
-    dev->clear_calls();
-    const Gpt p{x, y};
-    EXPECT_EQ(gtext(&p, s), 0);
-    return drawn();
   }
 };
 
