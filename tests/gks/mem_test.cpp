@@ -204,24 +204,6 @@ TEST_F(MemoryDeviceTest, FramePixmapsStartEmptyAndUnknownOnesAreRefused) {
   EXPECT_FALSE(dev->set_draw_target(frame));
 }
 
-TEST_F(MemoryDeviceTest, PutPixelsHonoursTheMask) {
-  IMG_report img;
-  img.width = 10, img.height = 2, img.bits_pixel = 32, img.bytes_line = 40, img.byte_order = 0;
-  std::vector<unsigned char> data(80);
-  for (int i = 0; i < 20; ++i) data[4 * i] = 0x33, data[4 * i + 2] = 0x11;  // blue byte first
-  img.data = data.data();
-  // Rows padded to two bytes; bit 0 is the leftmost pixel.
-  const std::uint8_t mask[4] = {0x0F, 0x02, 0xFF, 0x03};
-  ASSERT_TRUE(dev->put_pixels(img, mask, 630, 100));
-  img.data = nullptr;
-  Capture c;
-  capture(c);
-  for (int x = 0; x < 10; ++x) {
-    EXPECT_EQ(c.pixel(630 + x, 100), (x < 4 || x == 9) ? 0x110033u : 0u) << x;
-    EXPECT_EQ(c.pixel(630 + x, 101), 0x110033u) << x;
-  }
-}
-
 // The image dumps write what the device captures.
 TEST_F(MemoryDeviceTest, DumpsWriteTheCapturedPicture) {
   gset_fill_colr_ind(2);

@@ -1,7 +1,5 @@
-// The window workstation, once on the X11 device under Xvfb and once on the
-// memory raster standing in for it: frames and their exchanges with the base
-// window, clears, loop stepping, pixel-replication zoom and direct-colour
-// PNG overlays (written here with libpng).
+// The window workstation on the X11 device under Xvfb and on the memory
+// raster: frames, clears, loop stepping, zoom, put pixels and PNG overlays.
 #include <gtest/gtest.h>
 #include <png.h>
 
@@ -383,6 +381,32 @@ TEST_P(Window, ManyOverlayColoursLeaveTheColourTableAlone) {
   im.bits_pixel = 24, im.bytes_line = 2;  // rows shorter than their pixels
   EXPECT_EQ(goverlay_image(&im, nullptr, 0, 0), 0);
   IMG_free(&im);
+}
+
+// Device pixels put where the mask says (bit 0 leftmost, rows of two bytes),
+// the rest of the picture kept.
+TEST_P(Window, PutPixelsThroughAMask) {
+  box(0, 0, 1, 1, 4);
+  // 10 x 2 pixels, 32 bits least significant byte first: red, then green.
+  std::vector<unsigned char> data(10 * 2 * 4);
+  for (int i = 0; i < 20; ++i)
+    for (int b = 0; b < 4; ++b) data[4 * i + b] = static_cast<unsigned char>(gget_color_ind(i < 10 ? 2 : 3) >> (8 * b));
+  IMG_report img;
+  img.width = 10, img.height = 2, img.depth = 24, img.bits_pixel = 32, img.bytes_line = 40, img.byte_order = 0;
+  img.data = data.data();
+  const std::uint8_t mask[] = {0x0F, 0x02, 0x55, 0x01};
+  ASSERT_TRUE(current_device()->put_pixels(img, mask, 30, 40));
+  Picture pic;
+  grab(&pic);
+  for (int x = 0; x <= 10; ++x) {  // the last beyond the image
+    EXPECT_EQ(pic.pixel(30 + x, 40), x < 4 || x == 9 ? kColour[0] : kColour[2]) << x;
+    EXPECT_EQ(pic.pixel(30 + x, 41), x % 2 == 0 && x < 10 ? kColour[1] : kColour[2]) << x;
+  }
+  ASSERT_TRUE(current_device()->put_pixels(img, nullptr, 0, 0));
+  img.data = nullptr;
+  Picture all;
+  grab(&all);
+  EXPECT_EQ(std::pair(all.pixel(1, 0), all.pixel(9, 1)), std::pair(kColour[0], kColour[1]));  // no mask: every pixel
 }
 
 INSTANTIATE_TEST_SUITE_P(WindowAndMemory, Window, ::testing::Values(false, true),

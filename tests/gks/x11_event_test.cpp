@@ -1,8 +1,6 @@
-// The X11 window under Xvfb: events sent from a second connection (keys,
-// buttons, rubber band, resize, loop-window messages, dumps), the wait,
-// server fonts, masked pixels, the window's placement and hints, drawing
-// into another program's pixmap (type 6) named every way, and the object
-// list replayed and printed as PostScript and metafile.
+// The X11 window under Xvfb: events from a second connection, the wait,
+// server fonts, placement and hints, drawing into another program's pixmap
+// (type 6), and the object list replayed and printed.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -334,7 +332,8 @@ TEST_F(Events, FrameNumberInTheTitleAndBoundedFrameData) {
 }
 
 TEST_F(Events, AFramePictureMadeByAnotherClient) {
-  Display* dpy = XOpenDisplay(nullptr);
+  Client c;
+  Display* dpy = c.dpy();
   ASSERT_NE(dpy, nullptr);
   const Pixmap pm = XCreatePixmap(dpy, DefaultRootWindow(dpy), 200, 160,
                                   static_cast<unsigned>(DefaultDepth(dpy, DefaultScreen(dpy))));
@@ -349,7 +348,6 @@ TEST_F(Events, AFramePictureMadeByAnotherClient) {
   ASSERT_EQ(gdisplay_frame(0), 1);
   EXPECT_EQ(centre(), kColour[2]);
   ginit_loop();  // released with the frame
-  XCloseDisplay(dpy);
 }
 
 // 24-bit colour of a pixel of a drawable, once the server has drawn it.
@@ -372,17 +370,15 @@ TEST_F(Events, ExposeShowsTheBackPixmapOncePerSeries) {
   XEvent focus{};
   focus.xfocus.type = FocusIn;  // ends the series the window's mapping began
   focus.xfocus.window = gget_root_window();
-  XSendEvent(c.dpy(), gget_root_window(), True, FocusChangeMask, &focus);
+  c.send(focus, FocusChangeMask);
   XEvent ev{};
   ev.xexpose.type = Expose, ev.xexpose.window = gget_root_window();
   ev.xexpose.width = 10, ev.xexpose.height = 10;
-  XSendEvent(c.dpy(), gget_root_window(), True, ExposureMask, &ev);
-  XSync(c.dpy(), False);
+  c.send(ev, ExposureMask);
   handle();
   EXPECT_EQ(window_centre(), kColour[1]);
   box(0, 0, 1, 1, 4);
-  XSendEvent(c.dpy(), gget_root_window(), True, ExposureMask, &ev);  // same series
-  XSync(c.dpy(), False);
+  c.send(ev, ExposureMask);  // same series
   handle();
   EXPECT_EQ(window_centre(), kColour[1]);
 }
@@ -411,30 +407,6 @@ TEST_F(Events, ServerFontsDrawText) {
   EXPECT_GT(green, 20);
   EXPECT_LT(green, 400);  // four characters of a small font
   EXPECT_EQ(read_font("#no-such-font-anywhere"), -1);
-}
-
-// Device pixels put where the mask says, the rest of the picture kept.
-TEST_F(Events, PutPixelsThroughAMask) {
-  box(0, 0, 1, 1, 4);
-  // 10 x 2 pixels: red on the first row, green on the second, 32 bits each.
-  std::vector<unsigned char> data(10 * 2 * 4);
-  for (int i = 0; i < 20; ++i)
-    for (int b = 0; b < 4; ++b) data[4 * i + b] = static_cast<unsigned char>(gget_color_ind(i < 10 ? 2 : 3) >> (8 * b));
-  IMG_report img;
-  img.width = 10, img.height = 2, img.depth = 24, img.bits_pixel = 32, img.bytes_line = 40, img.data = data.data();
-  const std::uint8_t mask[] = {0x55, 0x01, 0x55, 0x01};  // every other pixel; rows of two bytes
-  ASSERT_TRUE(dev->put_pixels(img, mask, 30, 40));
-  Picture pic;
-  grab(&pic);
-  const std::tuple<int, int, unsigned> want[] = {{30, 40, kColour[0]}, {31, 40, kColour[2]}, {38, 40, kColour[0]},
-                                                 {39, 40, kColour[2]}, {32, 41, kColour[1]}, {33, 41, kColour[2]},
-                                                 {40, 40, kColour[2]}};  // the last beyond the image
-  for (const auto& [x, y, c] : want) EXPECT_EQ(pic.pixel(x, y), c) << x << "," << y;
-  ASSERT_TRUE(dev->put_pixels(img, nullptr, 0, 0));
-  img.data = nullptr;
-  Picture all;
-  grab(&all);
-  EXPECT_EQ(all.pixel(1, 0), kColour[0]);  // without a mask every pixel
 }
 
 TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
@@ -505,54 +477,48 @@ TEST(WindowPlacement, DisplayFromTheConnectionId) {
 }
 
 // The other program: a window named as a loop window and a black pixmap.
-class LoopOwner {
+class LoopOwner : public zor::test::XClient {
  public:
   static constexpr int kWidth = 120, kHeight = 90;
-  LoopOwner() : dpy_(XOpenDisplay(nullptr)) {
-    if (dpy_ == nullptr) return;
-    const int scr = DefaultScreen(dpy_);
-    win_ = XCreateSimpleWindow(dpy_, RootWindow(dpy_, scr), 0, 0, kWidth, kHeight, 0, 0, 0);
-    XStoreName(dpy_, win_, "Loop [3]");
-    pm_ = XCreatePixmap(dpy_, win_, kWidth, kHeight, static_cast<unsigned>(DefaultDepth(dpy_, scr)));
-    GC gc = XCreateGC(dpy_, pm_, 0, nullptr);
-    XSetForeground(dpy_, gc, BlackPixel(dpy_, scr));
-    XFillRectangle(dpy_, pm_, gc, 0, 0, kWidth, kHeight);
-    XFreeGC(dpy_, gc);
-    XSync(dpy_, False);
+  LoopOwner() {
+    if (dpy() == nullptr) return;
+    const int scr = DefaultScreen(dpy());
+    set_window(XCreateSimpleWindow(dpy(), RootWindow(dpy(), scr), 0, 0, kWidth, kHeight, 0, 0, 0));
+    XStoreName(dpy(), window(), "Loop [3]");
+    pm_ = XCreatePixmap(dpy(), window(), kWidth, kHeight, static_cast<unsigned>(DefaultDepth(dpy(), scr)));
+    GC gc = XCreateGC(dpy(), pm_, 0, nullptr);
+    XSetForeground(dpy(), gc, BlackPixel(dpy(), scr));
+    XFillRectangle(dpy(), pm_, gc, 0, 0, kWidth, kHeight);
+    XFreeGC(dpy(), gc);
+    XSync(dpy(), False);
   }
   ~LoopOwner() {
-    if (dpy_ == nullptr) return;
-    XFreePixmap(dpy_, pm_);
-    XDestroyWindow(dpy_, win_);
-    XCloseDisplay(dpy_);
+    if (!ok()) return;
+    XFreePixmap(dpy(), pm_);
+    XDestroyWindow(dpy(), window());
   }
-  LoopOwner(const LoopOwner&) = delete;
-  LoopOwner& operator=(const LoopOwner&) = delete;
-  bool ok() const { return dpy_ != nullptr; }
   // Its id as "[+window:]pixmap[:WxH]" with `fmt` for the pixmap.
-  std::string id(bool window, const char* fmt = "%lu", bool size = true) const {
+  std::string id(bool with_window, const char* fmt = "%lu", bool size = true) const {
     char buf[80];
-    int n = window ? std::snprintf(buf, sizeof buf, "+%lu:", win_) : 0;
+    int n = with_window ? std::snprintf(buf, sizeof buf, "+%lu:", window()) : 0;
     n += std::snprintf(buf + n, sizeof buf - n, fmt, pm_);
     if (size) std::snprintf(buf + n, sizeof buf - n, ":%dx%d", kWidth, kHeight);
     return buf;
   }
   unsigned long pixmap() const { return pm_; }
-  unsigned long colormap() const { return DefaultColormap(dpy_, DefaultScreen(dpy_)); }
-  unsigned rgb(int x, int y) const { return pixel_of(dpy_, pm_, x, y); }
+  unsigned long colormap() const { return DefaultColormap(dpy(), DefaultScreen(dpy())); }
+  unsigned rgb(int x, int y) const { return pixel_of(dpy(), pm_, x, y); }
   // The first data byte of each loop message that arrived.
   std::vector<int> messages() {
-    XSync(dpy_, False);
+    XSync(dpy(), False);
     std::vector<int> got;
     XEvent ev;
-    while (XCheckTypedWindowEvent(dpy_, win_, ClientMessage, &ev))
+    while (XCheckTypedWindowEvent(dpy(), window(), ClientMessage, &ev))
       if (ev.xclient.message_type == XA_NOTICE && ev.xclient.format == 8) got.push_back(ev.xclient.data.b[0]);
     return got;
   }
 
  private:
-  Display* dpy_;
-  Window win_ = 0;
   Pixmap pm_ = 0;
 };
 
@@ -645,7 +611,6 @@ TEST(ForeignDrawable, BadIdsAreRefused) {
   kernel().reset();
 }
 
-// ---- Object list --------------------------------------------------------
 
 int g_redraw_calls = 0;
 void count_redraw(void* data) { ++*static_cast<int*>(data); }
