@@ -1,9 +1,6 @@
-// The print devices through the kernel: PostScript and EPS (framing,
-// attributes, options, pipes, appending, pages rendered by Ghostscript and
-// checked by pixel), HP-GL/2 (PCL framing, pens, shading, line types, page
-// options), the text metafile read back onto a second metafile and onto
-// PostScript, the binary CGM walked element by element, and the colour model
-// behind the print shades.
+// The print devices through the kernel: PostScript and EPS (pages rendered by
+// Ghostscript and checked by pixel), HP-GL/2, the text metafile read back, the
+// binary CGM element by element, and the colour model behind print shades.
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -47,17 +44,14 @@ class PrintTest : public ::testing::Test {
     zor::gks::clear_fixed_time();
   }
 
-  // Where an NDC point lands on a landscape page, while the workstation is
-  // open: pages are turned 90 degrees and moved by ".25 inch -8.25 inch
-  // translate" (EPS by the picture height: `right` 576, `lift` 0), so device
-  // y runs right to left from page x 594, device x up from page y 18; image
+  // Where an NDC point lands on a landscape page (turned 90 degrees, moved by
+  // ".25 inch -8.25 inch translate"; EPS by the picture height: 576, 0); image
   // rows count down from the page top (792).
   static PagePoint landscape(float x, float y, float right = 594.0f, float lift = 18.0f) {
     return {static_cast<int>(right - yW_ps(y)), static_cast<int>(792.0f - lift - xW_ps(x))};
   }
 
-  // The scene plus a nine-point polyline (continued over three lines), as a
-  // text metafile.
+  // The scene plus a nine-point polyline (over three lines), as a text metafile.
   static void write_scene(const std::string& file) {
     ASSERT_TRUE(zor::test::open_ws(GWS_META, file));
     zor::test::draw_scene();
@@ -130,8 +124,7 @@ TEST_F(PrintTest, ColourEpsHasABoundingBoxNoDictionaryAndRendersInColour) {
   ASSERT_TRUE(zor::test::open_ws(GWS_PS, eps + ",eps,color"));
   EXPECT_EQ(gget_inverse(), 1);
   zor::test::draw_scene();
-  // EPS landscape is translated by the picture height (576 points), so the
-  // picture fills its bounding box exactly.
+  // Translated by the picture height: the picture fills its bounding box.
   const PagePoint fill = landscape(0.2f, 0.2f, 576.0f, 0.0f);
   const PagePoint line = landscape(0.7f, Scene::line_y, 576.0f, 0.0f);
   const PagePoint blank = landscape(Scene::blank_x, Scene::blank_y, 576.0f, 0.0f);
@@ -363,8 +356,7 @@ TEST_F(PrintTest, BadOrMissingInputEndsTheReadCleanly) {
   EXPECT_EQ(rec, want);
 }
 
-using Element = zor::test::CgmElement;
-const auto elements = [](const std::string& bytes) { return zor::test::cgm_elements(bytes); };
+using zor::test::cgm_elements;
 
 int word(const std::vector<std::uint8_t>& p, std::size_t i) {
   return static_cast<std::int16_t>((p[2 * i] << 8) | p[2 * i + 1]);
@@ -386,7 +378,7 @@ TEST_F(PrintTest, BinaryCgmHasHeaderPictureAndPolylines) {
   GPH_frect(0.1f, 0.1f, 0.2f, 0.2f);
   zor::test::close_ws();
 
-  const auto els = elements(slurp(file));
+  const auto els = cgm_elements(slurp(file));
   ASSERT_GE(els.size(), 12u);
   const int head[8][2] = {{0, 1}, {1, 1}, {1, 2}, {1, 11}, {1, 9}, {2, 6}, {0, 3}, {0, 4}};
   for (int i = 0; i < 8; ++i) EXPECT_EQ(std::tuple(els[i].cls, els[i].id), std::tuple(head[i][0], head[i][1])) << i;
@@ -396,7 +388,7 @@ TEST_F(PrintTest, BinaryCgmHasHeaderPictureAndPolylines) {
   EXPECT_EQ(std::tuple(els[els.size() - 2].cls, els[els.size() - 2].id), std::tuple(0, 5));  // END PICTURE
   EXPECT_EQ(els.back().id, 2);           // END METAFILE
 
-  std::vector<const Element*> lines;
+  std::vector<const zor::test::CgmElement*> lines;
   int clips = 0, types = 0;
   for (const auto& e : els) {
     if (e.cls == 4 && e.id == 1) lines.push_back(&e);
@@ -424,7 +416,7 @@ TEST_F(PrintTest, AppendedCgmGetsNoSecondHeaderAndNoEndPicture) {
   ASSERT_TRUE(zor::test::open_ws(GWS_META, "+" + file + ",cgm"));
   GPH_line(0.1f, 0.3f, 0.9f, 0.3f);
   zor::test::close_ws();
-  const auto added = elements(slurp(file).substr(first));
+  const auto added = cgm_elements(slurp(file).substr(first));
   ASSERT_FALSE(added.empty());
   int polylines = 0;
   for (const auto& e : added) {
