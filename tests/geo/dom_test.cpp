@@ -31,30 +31,27 @@ const std::string kData = std::string(ZOR_TEST_DATA_DIR) + "/dom";
 class StdinFeed {
  public:
   explicit StdinFeed(const std::string& text) {
-    path_ = zor::test::scratch("dom_test_stdin.txt");
-    std::ofstream(path_) << text;
-    saved_ = dup(0);
-    const int fd = open(path_.c_str(), O_RDONLY);
-    dup2(fd, 0);
+    const std::string path = zor::test::scratch("dom_test_stdin.txt");
+    std::ofstream(path) << text;
+    const int fd = open(path.c_str(), O_RDONLY);
+    swap_in(fd);
     close(fd);
-    __fpurge(stdin);
-    clearerr(stdin);
-    std::cin.clear();
   }
   ~StdinFeed() {
-    __fpurge(stdin);
-    dup2(saved_, 0);
+    swap_in(saved_);
     close(saved_);
-    clearerr(stdin);
-    std::cin.clear();
-    std::remove(path_.c_str());
   }
   StdinFeed(const StdinFeed&) = delete;
   StdinFeed& operator=(const StdinFeed&) = delete;
 
  private:
-  std::string path_;
-  int saved_ = -1;
+  static void swap_in(int fd) {
+    __fpurge(stdin);
+    dup2(fd, 0);
+    clearerr(stdin);
+    std::cin.clear();
+  }
+  int saved_ = dup(0);
 };
 
 using zor::test::stdout_of;
@@ -66,9 +63,7 @@ class DomTest : public testing::Test {
     for (const char* r : {"plot_domain", "region", "file_path", "stat_prior", "city_file"}) RES_put(r, "");
     FLAG_set_batch(0);
   }
-  void TearDown() override {
-    FLAG_set_batch(0);
-  }
+  void TearDown() override { FLAG_set_batch(0); }
   std::string write_file(const std::string& name, const std::string& text) {
     const auto p = tmp_ / name;
     std::ofstream(p) << text;
@@ -276,7 +271,6 @@ TEST_F(DomTest, RegionFileMenuAndSearch) {
   const std::string out = stdout_of([&] { DOM_print_file(file.c_str()); });
   EXPECT_EQ(out.substr(0, 21), " Abbr    Description\n");
   EXPECT_NE(out.find("hid      Hidden_Region"), std::string::npos);
-
 }
 
 // The classic eight of the bundled region file agree with the built-in table

@@ -144,30 +144,21 @@ TEST_F(MapProj, DiagramAndPixelCodesRoundTrip) {
 }
 
 TEST_F(MapProj, PointsThatCannotBeDrawn) {
-  float x = 0, y = 0, lat = 0, lon = 0;
-  Domain ortho = make(5, 40, -100, 40, -100);
-  MAP_domain(&ortho);
-  EXPECT_EQ(MAP_tran(-40, 80, &x, &y), 0);
-  EXPECT_TRUE(zor::test::floats_eq({x, y}, {-9999, -9999}));
-  EXPECT_EQ(MAP_untran(70, 0, &lat, &lon), 0);
-  EXPECT_EQ(lat, -9999.0f);
-
-  Domain sat = make(9, 0, -75, 0, -75);
-  MAP_domain(&sat);
-  EXPECT_EQ(MAP_tran(20, 100, &x, &y), 0);
-  EXPECT_EQ(x, -9999.0f);
-  EXPECT_EQ(MAP_untran(200, 200, &lat, &lon), 0);  // line of sight misses the earth
-  EXPECT_EQ(lon, -9999.0f);
-
-  Domain laea = make(8, 45, 0, 45, 0);
-  MAP_domain(&laea);
-  EXPECT_EQ(MAP_untran(130, 0, &lat, &lon), 0);
-  EXPECT_EQ(MAP_tran(-45, 180, &x, &y), 0);  // antipode
-
-  Domain moll = make(7, 0, 0, 0, 0);
-  MAP_domain(&moll);
-  EXPECT_EQ(MAP_untran(0, 64, &lat, &lon), 0);
-
+  const Domain ortho = make(5, 40, -100, 40, -100), sat = make(9, 0, -75, 0, -75), laea = make(8, 45, 0, 45, 0);
+  const struct {
+    Domain dom;
+    bool forward;
+    float a, b;
+  } cases[] = {{ortho, true, -40, 80}, {ortho, false, 70, 0},  {sat, true, 20, 100},
+               {sat, false, 200, 200},  // line of sight misses the earth
+               {laea, false, 130, 0},   {laea, true, -45, 180},  // antipode
+               {make(7, 0, 0, 0, 0), false, 0, 64}};
+  float x = 0, y = 0;
+  for (const auto& c : cases) {
+    MAP_domain(&c.dom);
+    EXPECT_EQ(c.forward ? MAP_tran(c.a, c.b, &x, &y) : MAP_untran(c.a, c.b, &x, &y), 0) << c.a << "," << c.b;
+    EXPECT_TRUE(zor::test::floats_eq({x, y}, {-9999, -9999})) << c.a << "," << c.b;
+  }
   // Points far into the other hemisphere are drawn as if at 75 degrees.
   Domain ps = make(1, 90, -105, 40, -100);
   MAP_domain(&ps);

@@ -424,20 +424,12 @@ class MetafileTest : public KernelTest {
 };
 
 TEST_F(MetafileTest, PolylineAndFillRecordsBreakEveryFourPoints) {
-  const Gpt four[] = {{0.1f, 0.1f}, {0.2f, 0.2f}, {0.3f, 0.3f}, {0.4f, 0.4f}};
-  EXPECT_EQ(gpolyline(4, four), 1);
-  EXPECT_EQ(records(),
-            "PL 4 0.100000,0.100000 0.200000,0.200000 0.300000,0.300000 0.400000,0.400000 \n");
-  dev->clear_calls();
-  EXPECT_EQ(gfill_area(4, four), 1);
-  EXPECT_EQ(records(),
-            "FA 4 0.100000,0.100000 0.200000,0.200000 0.300000,0.300000 0.400000,0.400000 \n   ");
-  dev->clear_calls();
-  const Gpt five[] = {{0, 0}, {0, 0}, {0, 0}, {0, 0}, {1, 1}};
-  gpolyline(5, five);
-  EXPECT_EQ(records(),
-            "PL 5 0.000000,0.000000 0.000000,0.000000 0.000000,0.000000 0.000000,0.000000 \n   "
-            "1.000000,1.000000 \n");
+  const Gpt pts[] = {{0.1f, 0.1f}, {0.2f, 0.2f}, {0.3f, 0.3f}, {0.4f, 0.4f}, {1, 1}};
+  const std::string four = "0.100000,0.100000 0.200000,0.200000 0.300000,0.300000 0.400000,0.400000 \n";
+  EXPECT_EQ(gpolyline(4, pts), 1);
+  EXPECT_EQ(gfill_area(4, pts), 1);
+  EXPECT_EQ(gpolyline(5, pts), 1);
+  EXPECT_EQ(records(), "PL 4 " + four + "FA 4 " + four + "   PL 5 " + four + "   1.000000,1.000000 \n");
 }
 
 TEST_F(MetafileTest, KernelCallsWriteTheirRecords) {
