@@ -388,19 +388,6 @@ TEST_F(KernelTest, DeviceStringsSelectWorkstationTypes) {
   }
 }
 
-TEST_F(KernelTest, ConnectionIdIsSplitForTheDevice) {
-  RecordingDevice::Options o;
-  use_recording_device(GWS_WINDOW, o);
-  gopen_gks(nullptr, 0);
-  ASSERT_EQ(gopen_ws(1, ":1,extra", GWS_WINDOW), 0);
-  const auto& req = last_recording_device()->request();
-  EXPECT_EQ(req.conn_id, ":1,extra");
-  EXPECT_EQ(req.items, (std::vector<std::string>{":1", "extra"}));
-  EXPECT_EQ(std::tuple(gtype_is_WIN_PIX(), gtype_is_PS()), std::tuple(1, 0));
-  EXPECT_EQ(gclose_ws(1), 0);
-  EXPECT_EQ(gchk_graphics(), 0);
-}
-
 TEST_F(KernelTest, ResizeKeepsTransformations) {
   open();
   const Glim win{0.0f, 10.0f, 0.0f, 10.0f};

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "../common/capture.h"
+#include "../common/window_ws.h"
 #include "../common/xvfb_env.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -182,10 +183,7 @@ void draw_on(const Drawing& drawing, zor::test::Capture* out) {
   gset_linewidth(0.0f);
   drawing();
   EXPECT_EQ(current_device()->capture(out->img), 1);
-  gclose_ws(1);
-  gclose_gks();
-  kernel().reset();
-  reset_color_model();
+  zor::test::close_window_ws(false);
 }
 
 // Share of identical pixels between the window and the memory picture.

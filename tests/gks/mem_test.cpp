@@ -230,11 +230,8 @@ class FallbackTest : public ::testing::Test {
  protected:
   void SetUp() override { gopen_gks(nullptr, 0); }
   void TearDown() override {
-    gclose_ws(1);
-    gclose_gks();
     FLAG_set(19, 0);
-    kernel().reset();
-    reset_color_model();
+    zor::test::close_window_ws(false);
   }
   // A display that cannot exist: the window device cannot connect.
   zor::test::EnvVar display_{"DISPLAY", ":4097"};

@@ -48,14 +48,6 @@ struct Client : zor::test::XClient {
   Client() : XClient(gget_root_window()) {}
 };
 
-// A window opened without the fixture, closed with everything put back.
-void close_plain() {
-  gclose_ws(1);
-  gclose_gks();
-  kernel().reset();
-  reset_color_model();
-}
-
 // What the mouse callback received.
 struct Call {
   int kind;
@@ -421,7 +413,7 @@ TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
   ASSERT_NE(XGetClassHint(dpy, gget_root_window(), &cls), 0);
   EXPECT_STREQ(cls.res_class, "Zor");
   XFree(cls.res_name), XFree(cls.res_class);
-  close_plain();
+  zor::test::close_window_ws(false);
   gset_geometry("");
 }
 
@@ -461,7 +453,7 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
   EXPECT_NE(wa.colormap, DefaultColormap(dpy, DefaultScreen(dpy)));
   EXPECT_EQ(gset_cursor(6), 8);  // busy after opening
   EXPECT_EQ(gget_cursor_type(), 6);
-  close_plain();
+  zor::test::close_window_ws(false);
   EXPECT_EQ(gget_user_cmap(), 0u);  // freed with the window
   gset_iconic(0), gset_fixed_size(0), gset_local_colormap(0);
 }
@@ -473,7 +465,7 @@ TEST(WindowPlacement, DisplayFromTheConnectionId) {
   gclose_ws(1);
   FLAG_set(19, 0);  // not a batch run: no drawing into memory instead
   EXPECT_EQ(gopen_ws(1, ":299", GWS_WINDOW), -1);  // no server there
-  close_plain();
+  zor::test::close_window_ws(false);
 }
 
 // The other program: a window named as a loop window and a black pixmap.
@@ -523,7 +515,7 @@ class LoopOwner : public zor::test::XClient {
 };
 
 void shutdown() {
-  close_plain();
+  zor::test::close_window_ws(false);
   gset_pix_mode(0);
   gset_geometry("");
 }
@@ -543,7 +535,7 @@ TEST(ForeignDrawable, DrawsIntoTheOtherProgramsPixmap) {
   ASSERT_TRUE(owner.ok());
   gset_pix_mode(9);
   ASSERT_EQ(open_pixmap("," + owner.id(true) + ":" + std::to_string(owner.colormap())), 0);
-  EXPECT_EQ(gtype_is_PIX(), 1);
+  EXPECT_EQ(std::tuple(gtype_is_PIX(), gtype_is_WIN_PIX(), gtype_is_PS()), std::tuple(1, 1, 0));
   EXPECT_EQ(gget_redraw(), 0);  // nothing recorded for another program
   EXPECT_EQ(win_size(), std::pair(LoopOwner::kWidth, LoopOwner::kHeight));
   EXPECT_EQ(gget_user_cmap(), owner.colormap());

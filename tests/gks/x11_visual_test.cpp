@@ -43,7 +43,7 @@ struct Capture {
 class PseudoColorWindow : public ::testing::Test {
  protected:
   void SetUp() override { open(); }
-  void TearDown() override { close(); }
+  void TearDown() override { zor::test::close_window_ws(false); }
   void open() {
     ASSERT_EQ(gopen_gks(nullptr, 0), 0);
     ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
@@ -55,12 +55,6 @@ class PseudoColorWindow : public ::testing::Test {
     const DeviceSize sz = dev->size();
     side = std::min(sz.width, sz.height) - 1;
     bottom = sz.height - 1;
-  }
-  static void close() {
-    gclose_ws(1);
-    gclose_gks();
-    kernel().reset();
-    reset_color_model();
   }
   static void define(int ind, unsigned rgb) {
     const Gcolr_rep rep{(rgb >> 16) / 255.0f, (rgb >> 8 & 0xFF) / 255.0f, (rgb & 0xFF) / 255.0f};
@@ -144,7 +138,7 @@ TEST_F(PseudoColorWindow, AnIndexedImageOverlaidTakesCellsForItsColours) {
 TEST_F(PseudoColorWindow, RedefiningAnIndexRecoloursInPlaceOrTakesANewSharedCell) {
   for (int rw : {1, 0}) {
     SCOPED_TRACE(rw);
-    close();
+    zor::test::close_window_ws(false);
     gset_rw_colors(rw);
     open();
     ASSERT_EQ(gget_rw_colors(), rw);
