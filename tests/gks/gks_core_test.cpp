@@ -154,7 +154,11 @@ TEST_F(KernelTest, WorldNdcPixelAndBetweenTransformations) {
   EXPECT_TRUE(floats_eq({xW_trans(15.0f, 2, 0), yW_trans(0.25f, 0, 2)}, {0.75f, 150.0f}));
   // Far outside the device, pixels are clamped to what X11 can carry.
   EXPECT_TRUE(floats_eq({xW_p(1.0e9f), yW_p(1.0e9f)}, {30000.0f, -30000.0f}));
-  EXPECT_EQ(current_tran(), 2);
+  // A resize keeps the transformations.
+  ASSERT_EQ(gset_win_size(1001, 1001), 0);
+  Gxrect r;
+  gget_xviewport(&r);
+  EXPECT_EQ(std::tuple(current_tran(), xW_p(20.0f), r.width), std::tuple(2, 1000.0f, 501));  // half the width
 }
 
 TEST_F(KernelTest, SelectingCurrentTransformationRecordsNothing) {
@@ -257,7 +261,7 @@ TEST_F(KernelTest, FillPatternsFollowTheirBitmaps) {
   for (int p = 12; p <= 18; ++p) EXPECT_GT(ink(p), ink(p - 1)) << "grey levels of rising density";
 }
 
-TEST_F(KernelTest, MarkersAreStrokesInDeviceUnits) {
+TEST_F(KernelTest, MarkersAreStrokesInDeviceUnitsWithShadows) {
   open();
   gset_marker_type(6);
   gset_marker_size(1.0f);  // 10 pixels
@@ -280,10 +284,7 @@ TEST_F(KernelTest, MarkersAreStrokesInDeviceUnits) {
   dev->clear_calls();
   gpolymarker(1, &p);
   EXPECT_TRUE(calls(RecordedCall::Op::stroke).empty());
-}
-
-TEST_F(KernelTest, DropShadowDrawsCopiesInBlack) {
-  open();
+  // Drop shadows: copies in black under each marker.
   gset_marker_type(2);
   gset_marker_size(1.0f);
   gset_font_drop(2);
@@ -294,7 +295,7 @@ TEST_F(KernelTest, DropShadowDrawsCopiesInBlack) {
   auto groups = calls(RecordedCall::Op::begin_group);
   ASSERT_EQ(groups.size(), 1u);
   EXPECT_EQ(groups[0].fill.pattern, 10);  // the marker count
-  auto strokes = calls(RecordedCall::Op::stroke);
+  strokes = calls(RecordedCall::Op::stroke);
   ASSERT_EQ(strokes.size(), 10u * 3u * 2u);  // (2 shadows + marker) x 2 strokes
   EXPECT_EQ(std::count_if(strokes.begin(), strokes.end(), [](const auto& s) { return s.pen.shadow; }), 40);
   // The second shadow copy is one pixel right and down of the first.
@@ -386,17 +387,6 @@ TEST_F(KernelTest, DeviceStringsSelectWorkstationTypes) {
     EXPECT_EQ(gdevice_setup(c.str, &conn), c.type) << c.str;
     EXPECT_STREQ(conn, c.conn) << c.str;
   }
-}
-
-TEST_F(KernelTest, ResizeKeepsTransformations) {
-  open();
-  const Glim win{0.0f, 10.0f, 0.0f, 10.0f};
-  gset_win(2, &win);
-  gsel_norm_tran(2);
-  ASSERT_EQ(gset_win_size(1001, 1001), 0);
-  Gxrect r;
-  gget_xviewport(&r);
-  EXPECT_EQ(std::tuple(current_tran(), xW_p(10.0f), r.width), std::tuple(2, 1000.0f, 1001));
 }
 
 class MetafileTest : public KernelTest {
@@ -646,7 +636,7 @@ TEST_F(FontTest, UpVectorRotatesTheText) {
   EXPECT_FLOAT_EQ(turned.x_max, 205.0f);       // the capitals stand to its right
 }
 
-TEST_F(FontTest, LongStrokesAreSplitForTheDisplay) {
+TEST_F(FontTest, LongStrokesAreSplitAndClippedForTheDisplay) {
   // A glyph of one 40-point stroke: sent as 30 points, then the remaining
   // 10 continuing from the last point sent.
   std::string text = "255 128 35";
@@ -659,10 +649,8 @@ TEST_F(FontTest, LongStrokesAreSplitForTheDisplay) {
   for (const auto& c : dev->calls())
     if (c.op == RecordedCall::Op::stroke) sizes.push_back(c.pts.size());
   EXPECT_EQ(sizes, (std::vector<std::size_t>{30, 11}));
-}
-
-TEST_F(FontTest, TextOutsideTheViewportIsClipped) {
-  const Box b = draw("WWWWWWWWWWWWWWWW", 600.0f, 200.0f);
+  // Text past the viewport is clipped.
+  const Box b = draw("ZZZZZZZZZZZZZZZZ", 600.0f, 200.0f);
   ASSERT_GT(b.strokes, 0);
   EXPECT_LE(b.x_max, 639.0f);
   EXPECT_GE(b.x_min, 600.0f);
