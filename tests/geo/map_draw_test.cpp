@@ -473,6 +473,44 @@ TEST_F(MapDrawTest, MetafileAndPointDataItems) {
   EXPECT_GT(inked, 10);
 }
 
+// Map files are read once per process and redrawn from their projected
+// pieces: the pictures are those of a first drawing, even of a spoiled file.
+TEST_F(MapDrawTest, MapsAreRedrawnAsFirstDrawnWithoutReadingAgain) {
+  const auto states = zor::find_data_file("states.map");
+  ASSERT_TRUE(states);
+  const std::string cached = zor::test::scratch("cached.map");
+  zor::test::write_file(cached, slurp(*states));
+  RES_put("file_path", zor::test::scratch_dir().path().c_str());
+  const Domain ok = radar_domain(35.333f, -97.278f, 250);  // Oklahoma
+  const Domain al = radar_domain(33.172f, -86.770f, 250);  // Alabama
+  open(ok);
+  auto redraw = [&](const Domain& d) {
+    redo(d);
+    return draw("cached.map");
+  };
+  EXPECT_EQ(redraw(ok), "");
+  const Capture first_ok;
+  EXPECT_GT(first_ok.count(rgb_of("red")), 500);
+  zor::test::write_file(cached, "damaged");
+  EXPECT_EQ(redraw(ok), "");
+  const Capture again_ok;
+  EXPECT_EQ(redraw(al), "");
+  const Capture then_al;
+  EXPECT_EQ(redraw(ok), "");
+  EXPECT_TRUE(again_ok.same_as(first_ok) && Capture().same_as(first_ok));
+  // A new process state reads the spoiled file: nothing but the warning.
+  zor::map_draw::reset();
+  EXPECT_NE(redraw(ok), "");
+  EXPECT_EQ(Capture().count(rgb_of("red")), 0);
+  // The Alabama picture as drawn from the file for that domain first.
+  zor::test::write_file(cached, slurp(*states));
+  zor::map_draw::reset();
+  EXPECT_EQ(redraw(al), "");
+  EXPECT_TRUE(then_al.same_as(Capture()));
+  EXPECT_FALSE(then_al.same_as(first_ok));
+  EXPECT_FALSE(then_al.same_as(first_ok));
+}
+
 // The points of each polyline record of a text metafile.
 std::vector<std::vector<Gpt>> polylines(const std::string& file) {
   std::vector<std::vector<Gpt>> out;
