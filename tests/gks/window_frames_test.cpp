@@ -122,7 +122,8 @@ TEST_P(Window, CopyDeleteSwitchAndFrameData) {
   EXPECT_EQ(shown(), kColour[0]);  // the old frame 2 moved into place
   EXPECT_EQ(gdelete_frame(200), 0);
   EXPECT_EQ(gswitch_frame(0, 5), 0);  // no such frame
-  const unsigned char data[] = {9, 8, 7};
+  const unsigned char data[51] = {9, 8, 7};
+  EXPECT_EQ(gset_image_data(GFRAME_CURRENT, data, 51), 0);  // 50 bytes at most
   ASSERT_EQ(gset_image_data(GFRAME_CURRENT, data, 3), 1);
   unsigned char got[50] = {};
   EXPECT_EQ(gget_image_data(1, got), 3);

@@ -316,15 +316,6 @@ TEST_F(Events, AltGWritesOneGifPerFrameWhileLooping) {
   RES_put("image_path", "");
 }
 
-TEST_F(Events, FrameNumberInTheTitleAndBoundedFrameData) {
-  make_frames(3);
-  ASSERT_EQ(gdisplay_frame(2), 1);
-  EXPECT_EQ(Client().window_name(), "X11 Graph [2]");
-  const std::vector<unsigned char> big(51, 1);  // 50 bytes at most
-  EXPECT_EQ(gset_image_data(2, big.data(), 51), 0);
-  EXPECT_EQ(gprint_frame_ids(), 1);
-}
-
 TEST_F(Events, AFramePictureMadeByAnotherClient) {
   Client c;
   Display* dpy = c.dpy();
@@ -375,18 +366,6 @@ TEST_F(Events, ExposeShowsTheBackPixmapOncePerSeries) {
   c.send(ev, ExposureMask);  // same series
   handle();
   EXPECT_EQ(window_centre(), kColour[1]);
-}
-
-TEST_F(Events, XErrorsAreCountedNotFatal) {
-  EXPECT_EQ(gloop_sleep(), -1);  // no current frame
-  const int was = gset_xerror_print(0);
-  gclear_xerror();
-  const int before = gget_num_xerrors();
-  XFreePixmap(reinterpret_cast<Display*>(gget_display_id()), 0x3fffffff);
-  gsync();
-  EXPECT_EQ(gget_xerror(), 1);
-  EXPECT_EQ(gget_num_xerrors(), before + 1);
-  gset_xerror_print(was);
 }
 
 // "#" fonts are the server's own.
