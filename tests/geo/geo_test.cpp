@@ -376,10 +376,7 @@ class Cty : public ::testing::Test {
     zor::cty::reset();
     zor::map::reset();
   }
-  void TearDown() override {
-    zor::cty::reset();
-    zor::map::reset();
-  }
+  void TearDown() override { SetUp(); }
 };
 
 std::vector<CTY_data> read_all(const std::string& file) {

@@ -41,7 +41,6 @@ std::uint32_t rgb_of(const char* name) { return zor::test::rgb_of_index(CLR_get_
 
 struct Capture : zor::test::Capture {
   Capture() { EXPECT_EQ(gget_image(&img), 1); }
-  // Pixels of `rgb` within r pixels of the projection point (x, y).
   int near(float x, float y, std::uint32_t rgb, int r = 1) const {
     return count_near(static_cast<int>(std::lround(xW_p(x))), static_cast<int>(std::lround(yW_p(y))), rgb, r);
   }
@@ -100,7 +99,6 @@ class MapDrawTest : public ::testing::Test {
     MAP_setup(&domain_);
   }
 
-  // Pixels of the named colour within r pixels of (lat, lon), as drawn now.
   static int seen(float lat, float lon, const char* colour, int r = 1) {
     return Capture().near_ll(lat, lon, rgb_of(colour), r);
   }
@@ -511,14 +509,12 @@ TEST_F(MapDrawTest, MapsAreRedrawnAsFirstDrawnWithoutReadingAgain) {
   EXPECT_FALSE(then_al.same_as(first_ok));
 }
 
-// The points of each polyline record of a text metafile.
 std::vector<std::vector<Gpt>> polylines(const std::string& file) {
   std::vector<std::vector<Gpt>> out;
   for (const auto& r : zor::test::meta::only(zor::test::meta::records(file), "PL")) out.push_back(r.pts);
   return out;
 }
 
-// Fresh kernel, map and flags, and a text metafile open on `file`.
 ::testing::AssertionResult open_meta(const std::string& file) {
   zor::test::reset_devices();
   zor::map::reset();

@@ -17,6 +17,7 @@
 #include "../common/capture.h"
 #include "../common/expect.h"
 #include "../common/files.h"
+#include "../frame/captured.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "print_checks.h"
@@ -33,7 +34,6 @@ namespace {
 using zor::test::floats_eq;
 using zor::test::slurp;
 
-// {x_min, x_max, y_min, y_max}.
 template <class Rect>
 std::vector<float> lim(const Rect& l) {
   return {l.x_min, l.x_max, l.y_min, l.y_max};
@@ -90,13 +90,6 @@ class KernelTest : public ::testing::Test {
       if (c.op == op) out.push_back(c);
     return out;
   }
-  // Runs `f` and returns what it wrote to standard error.
-  template <class F>
-  std::string errors_of(F f) {
-    ::testing::internal::CaptureStderr();
-    f();
-    return ::testing::internal::GetCapturedStderr();
-  }
   RecordingDevice* dev = nullptr;
 };
 
@@ -114,7 +107,6 @@ TEST_F(KernelTest, WideDeviceAndPanelAspect) {
   GPH_get_win(3, &w3);
   EXPECT_TRUE(floats_eq({w1.x_max, w1.y_max, w3.x_min, offset.x_min}, {1.0f, 0.5f, 0.25f, 0.25f}));
   EXPECT_TRUE(floats_eq(lim(v2), {0.25f, 0.75f, 0.0f, 0.5f}));
-  // The whole display now maps to the whole device.
   GPH_trans(1);
   EXPECT_FLOAT_EQ(xW_p(1.0f), 800.0f);
   EXPECT_FLOAT_EQ(yW_p(0.0f), 400.0f);
@@ -162,7 +154,6 @@ TEST_F(KernelTest, WorldNdcPixelAndBetweenTransformations) {
   EXPECT_TRUE(floats_eq({xW_trans(15.0f, 2, 0), yW_trans(0.25f, 0, 2)}, {0.75f, 150.0f}));
   // Far outside the device, pixels are clamped to what X11 can carry.
   EXPECT_TRUE(floats_eq({xW_p(1.0e9f), yW_p(1.0e9f)}, {30000.0f, -30000.0f}));
-  // A resize keeps the transformations.
   ASSERT_EQ(gset_win_size(1001, 1001), 0);
   Gxrect r;
   gget_xviewport(&r);
@@ -241,7 +232,6 @@ TEST_F(KernelTest, FillAreaIsClippedAndClosed) {
   // Wholly inside: passed as given (open outline, four points).
   const Gpt inside_sq[] = {{0.1f, 0.1f}, {0.3f, 0.1f}, {0.3f, 0.3f}, {0.1f, 0.3f}};
   gfill_area(4, inside_sq);
-  // Half outside to the right.
   const Gpt wide[] = {{0.25f, 0.1f}, {1.75f, 0.1f}, {1.75f, 0.3f}, {0.25f, 0.3f}};
   gfill_area(4, wide);
   auto fills = calls(RecordedCall::Op::fill);
@@ -292,7 +282,6 @@ TEST_F(KernelTest, MarkersAreStrokesInDeviceUnitsWithShadows) {
   dev->clear_calls();
   gpolymarker(1, &p);
   EXPECT_TRUE(calls(RecordedCall::Op::stroke).empty());
-  // Drop shadows: copies in black under each marker.
   gset_marker_type(2);
   gset_marker_size(1.0f);
   gset_font_drop(2);
@@ -354,7 +343,7 @@ TEST_F(KernelTest, AttributeValidationMessages) {
   const float width = gget_line_width();
   for (const auto& c : cases) {
     int rc = 0;
-    std::string err = errors_of([&] { rc = c.call(); });
+    std::string err = zor::test::stderr_of([&] { rc = c.call(); });
     EXPECT_EQ(rc, -1) << c.name;
     EXPECT_NE(err.find(c.message), std::string::npos) << c.name << ": " << err;
   }
@@ -363,7 +352,7 @@ TEST_F(KernelTest, AttributeValidationMessages) {
 }
 
 TEST_F(KernelTest, NothingWorksBeforeOpeningOrWithoutADevice) {
-  std::string err = errors_of([] {
+  std::string err = zor::test::stderr_of([] {
     const Gpt p[2] = {{0, 0}, {1, 1}};
     EXPECT_EQ(gpolyline(2, p), -1);
     EXPECT_EQ(gset_linetype(2), -1);
@@ -650,7 +639,6 @@ TEST_F(FontTest, LongStrokesAreSplitAndClippedForTheDisplay) {
   for (const auto& c : dev->calls())
     if (c.op == RecordedCall::Op::stroke) sizes.push_back(c.pts.size());
   EXPECT_EQ(sizes, (std::vector<std::size_t>{30, 11}));
-  // Text past the viewport is clipped.
   const Box b = draw("ZZZZZZZZZZZZZZZZ", 600.0f, 200.0f);
   ASSERT_GT(b.strokes, 0);
   EXPECT_LE(b.x_max, 639.0f);
@@ -1234,7 +1222,6 @@ TEST_F(ColourModelTest, DisplayBackgroundComesFromTheNameOrInverseAndClears) {
 
 // The image writers on records of every pixel layout, read back with an
 // independent LZW decoder, giflib's gif2rgb and libpng; the image readers.
-const auto tmp_path = zor::test::scratch;
 const auto spit = zor::test::write_file;
 
 std::vector<unsigned char> bytes_of(const std::string& path) {
@@ -1427,17 +1414,17 @@ TEST(ImgWrite, EveryLayoutGivesThePicturesColoursInGifAndPng) {
     for (int r = 0; r < 9; ++r)
       for (int c = 0; c < 13; ++c) want.push_back(direct ? colour(r, c) : expected_indexed(value(r, c)));
     IMG_report im = make();
-    ASSERT_EQ(PNG_write(tmp_path("layout.png").c_str(), &im), 1);
+    ASSERT_EQ(PNG_write(out_path("layout.png").c_str(), &im), 1);
     IMG_free(&im);
-    Png p = read_png(tmp_path("layout.png"));
+    Png p = read_png(out_path("layout.png"));
     EXPECT_EQ(std::tuple(p.format & PNG_FORMAT_FLAG_COLORMAP, p.num_palette, p.pixels),
               std::tuple(PNG_FORMAT_FLAG_COLORMAP, 256u, want));
-    const std::string file = slurp(tmp_path("layout.png"));
+    const std::string file = slurp(out_path("layout.png"));
     for (const char* key : {"tEXtTitle", "tEXtSoftware", "tEXtCreation Time"}) EXPECT_NE(file.find(key), std::string::npos);
     im = make();
-    ASSERT_EQ(GIF_write(tmp_path("layout.gif").c_str(), &im), 1);
+    ASSERT_EQ(GIF_write(out_path("layout.gif").c_str(), &im), 1);
     IMG_free(&im);
-    EXPECT_EQ(gif_rgb(decode_gif(bytes_of(tmp_path("layout.gif")))), want);
+    EXPECT_EQ(gif_rgb(decode_gif(bytes_of(out_path("layout.gif")))), want);
   }
 }
 
@@ -1449,9 +1436,9 @@ TEST(ImgWrite, ColourTableSizeFlagsAndCodeSize) {
     SCOPED_TRACE(k.ncol);
     IMG_report im = make_indexed(20, 20, 8, 0, 0, k.ncol,
                                  [&](int r, int c) { return (r * 20 + c) % k.ncol; });
-    ASSERT_EQ(GIF_write(tmp_path("table.gif").c_str(), &im), 1);
+    ASSERT_EQ(GIF_write(out_path("table.gif").c_str(), &im), 1);
     IMG_free(&im);
-    Gif g = decode_gif(bytes_of(tmp_path("table.gif")));
+    Gif g = decode_gif(bytes_of(out_path("table.gif")));
     ASSERT_FALSE(g.codes.empty());
     EXPECT_EQ(std::tuple(g.flags, g.table, g.code_size, g.codes.front(), g.pixels.size()),
               std::tuple(k.flags, k.table, k.code_size, 1 << k.code_size, 400u));
@@ -1465,9 +1452,9 @@ TEST(ImgWrite, LongPicturesRestartTheTableWithClearCodes) {
   IMG_report im = make_indexed(1000, 1000, 8, 0, 0, 2, [](int r, int c) {
     return static_cast<int>(((r * 7919u + c * 104729u) * 2654435761u) >> 31);
   });
-  ASSERT_EQ(GIF_write(tmp_path("noise.gif").c_str(), &im), 1);
+  ASSERT_EQ(GIF_write(out_path("noise.gif").c_str(), &im), 1);
   IMG_free(&im);
-  Gif g = decode_gif(bytes_of(tmp_path("noise.gif")));
+  Gif g = decode_gif(bytes_of(out_path("noise.gif")));
   ASSERT_GE(g.table_at_clear.size(), 2u);
   for (int n : g.table_at_clear) EXPECT_EQ(n, 4096);
   EXPECT_EQ(std::tuple(g.codes.front(), g.pixels.size(), g.codes.back()), std::tuple(4, 1000u * 1000u, 5));
@@ -1477,11 +1464,11 @@ TEST(ImgWrite, InterlacedAndTransparent) {
   GIF_interlace(1);
   GIF_transparent(1);
   IMG_report im = make_indexed(5, 19, 8, 0, 0, 4, [](int r, int) { return r % 4; });
-  ASSERT_EQ(GIF_write(tmp_path("inter.gif").c_str(), &im), 1);
+  ASSERT_EQ(GIF_write(out_path("inter.gif").c_str(), &im), 1);
   IMG_free(&im);
   GIF_interlace(0);
   GIF_transparent(0);
-  Gif g = decode_gif(bytes_of(tmp_path("inter.gif")));
+  Gif g = decode_gif(bytes_of(out_path("inter.gif")));
   EXPECT_TRUE(g.has_gce);
   ASSERT_EQ(g.pixels.size(), 95u);
   // Rows in the file come pass by pass: 0, 8, 16, then 4, 12, ...
@@ -1489,8 +1476,8 @@ TEST(ImgWrite, InterlacedAndTransparent) {
   for (int i = 0; i < 19; ++i)
     EXPECT_EQ(g.palette[g.pixels[i * 5]], expected_indexed(order[i] % 4)) << i;
   // gif2rgb puts the rows back in place.
-  const std::string out = tmp_path("inter.rgb");
-  ASSERT_EQ(std::system(("gif2rgb -1 -o " + out + " " + tmp_path("inter.gif")).c_str()), 0);
+  const std::string out = out_path("inter.rgb");
+  ASSERT_EQ(std::system(("gif2rgb -1 -o " + out + " " + out_path("inter.gif")).c_str()), 0);
   const auto rgb = bytes_of(out);
   ASSERT_EQ(rgb.size(), 95u * 3u);
   for (int r = 0; r < 19; ++r)
@@ -1500,8 +1487,8 @@ TEST(ImgWrite, InterlacedAndTransparent) {
 TEST(ImgWrite, XwdHeaderColoursAndPixels) {
   IMG_report im = make_indexed(10, 3, 8, 1, 2, 5, [](int r, int c) { return (r + c) % 5; });
   std::strcpy(im.info, "xwdump");
-  ASSERT_EQ(XWD_write(tmp_path("a.xwd").c_str(), &im), 1);
-  const auto f = bytes_of(tmp_path("a.xwd"));
+  ASSERT_EQ(XWD_write(out_path("a.xwd").c_str(), &im), 1);
+  const auto f = bytes_of(out_path("a.xwd"));
   auto be32 = [&](std::size_t o) {
     return static_cast<unsigned>(f[o] << 24 | f[o + 1] << 16 | f[o + 2] << 8 | f[o + 3]);
   };
@@ -1545,10 +1532,10 @@ TEST(ImgRead, GifPngAndXwdRoundTrips) {
     std::strcpy(im.info, "radar window");
     const auto want = colours(im);  // the writers may remap the record
     GIF_interlace(k.interlace);
-    ASSERT_EQ(k.write(tmp_path(k.file).c_str(), &im), 1);
+    ASSERT_EQ(k.write(out_path(k.file).c_str(), &im), 1);
     GIF_interlace(0);
     IMG_report back;
-    ASSERT_EQ(IMG_read(tmp_path(k.file).c_str(), &back, 0), 1);
+    ASSERT_EQ(IMG_read(out_path(k.file).c_str(), &back, 0), 1);
     EXPECT_EQ(std::tuple(back.width, back.height), std::tuple(37, 23));
     EXPECT_EQ(colours(back), want);
     if (k.write == GIF_write) { EXPECT_STREQ(back.info, "GIF"); }
@@ -1564,13 +1551,13 @@ TEST(ImgRead, GifPngAndXwdRoundTrips) {
 
 TEST(ImgRead, GifSizeQueryAndStarLine) {
   IMG_report im = picture(9, 4, 3, 0);
-  ASSERT_EQ(GIF_write(tmp_path("s.gif").c_str(), &im), 1);
-  spit(tmp_path("star.gif"), "** produced elsewhere\n" + slurp(tmp_path("s.gif")));
+  ASSERT_EQ(GIF_write(out_path("s.gif").c_str(), &im), 1);
+  spit(out_path("star.gif"), "** produced elsewhere\n" + slurp(out_path("s.gif")));
   IMG_report back;
-  ASSERT_EQ(IMG_read(tmp_path("star.gif").c_str(), &back, 1), 1);
+  ASSERT_EQ(IMG_read(out_path("star.gif").c_str(), &back, 1), 1);
   EXPECT_EQ(std::tuple(back.width, back.height, back.data), std::tuple(9, 4, nullptr));
   IMG_free(&back);
-  ASSERT_EQ(IMG_read(tmp_path("star.gif").c_str(), &back, 0), 1);
+  ASSERT_EQ(IMG_read(out_path("star.gif").c_str(), &back, 0), 1);
   EXPECT_EQ(std::memcmp(back.data, im.data, 36), 0);  // 3 colours in first-seen order 0, 1, 2
   IMG_free(&back);
   IMG_free(&im);
@@ -1587,12 +1574,12 @@ TEST(ImgRead, OwnFormatPlainAndCompressedWithAndWithoutDomain) {
         im.domain.proj = 1, im.domain.plon = -105.0f, im.domain.clat = 35.3f, im.domain.clon = -97.3f;
         im.domain.dx = 0.01f, im.domain.dy = 0.01f, im.domain.nx = 300, im.domain.ny = 90;
       }
-      ASSERT_EQ(IMG_write(tmp_path("own.img").c_str(), &im, type), 1);
-      const std::string file = slurp(tmp_path("own.img"));
+      ASSERT_EQ(IMG_write(out_path("own.img").c_str(), &im, type), 1);
+      const std::string file = slurp(out_path("own.img"));
       EXPECT_EQ(file.substr(0, type ? 8 : 7), type ? "ZORIMGZ\n" : "ZORIMG\n");
       if (with_dom) { EXPECT_NE(file.find("\nPS:-105.000000 35.299999 "), std::string::npos); }
       IMG_report back;
-      ASSERT_EQ(IMG_read(tmp_path("own.img").c_str(), &back, 0), 1);
+      ASSERT_EQ(IMG_read(out_path("own.img").c_str(), &back, 0), 1);
       EXPECT_EQ(std::tuple(back.source, std::string(back.info), std::string(back.datim), back.domain.proj),
                 std::tuple(50, "Base reflectivity [KTLX]", "12:30 3 May 1999", with_dom ? 1 : -9999));
       ASSERT_EQ(std::pair(back.width, back.height), std::pair(300, 90));
@@ -1609,11 +1596,11 @@ TEST(ImgRead, OwnFormatPlainAndCompressedWithAndWithoutDomain) {
 TEST(ImgRead, OwnFormatVersionFourWithDomainLine) {
   std::string pixels(25 * 17, '\0');
   for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<char>(i % 251);
-  spit(tmp_path("v4.img"),
+  spit(out_path("v4.img"),
        "ZORIMG4\n12:00 1 Jan 2000\nv4 test\n"
        "pstereo:39.000:-97.000:::,39.000,-97.000,25,17,2.3000,2.3000\n\n" + pixels);
   IMG_report back;
-  ASSERT_EQ(IMG_read(tmp_path("v4.img").c_str(), &back, 0), 1);
+  ASSERT_EQ(IMG_read(out_path("v4.img").c_str(), &back, 0), 1);
   EXPECT_EQ(std::tuple(back.width, back.height, back.domain.proj), std::tuple(25, 17, 1));
   EXPECT_EQ(std::string(reinterpret_cast<char*>(back.data), pixels.size()), pixels);
   IMG_free(&back);
@@ -1622,41 +1609,41 @@ TEST(ImgRead, OwnFormatVersionFourWithDomainLine) {
 TEST(ImgRead, DamagedFilesFailCleanly) {
   IMG_set_read_retry(0, 0);
   IMG_report im = picture(64, 64, 100, 0);
-  ASSERT_EQ(GIF_write(tmp_path("d.gif").c_str(), &im), 1);
-  ASSERT_EQ(PNG_write(tmp_path("d.png").c_str(), &im), 1);
-  ASSERT_EQ(XWD_write(tmp_path("d.xwd").c_str(), &im), 1);
-  ASSERT_EQ(IMG_write(tmp_path("d.img").c_str(), &im, 1), 1);
+  ASSERT_EQ(GIF_write(out_path("d.gif").c_str(), &im), 1);
+  ASSERT_EQ(PNG_write(out_path("d.png").c_str(), &im), 1);
+  ASSERT_EQ(XWD_write(out_path("d.xwd").c_str(), &im), 1);
+  ASSERT_EQ(IMG_write(out_path("d.img").c_str(), &im, 1), 1);
   IMG_free(&im);
   for (const char* name : {"d.gif", "d.png", "d.xwd"}) {
-    const std::string whole = slurp(tmp_path(name));
+    const std::string whole = slurp(out_path(name));
     for (std::size_t cut : {std::size_t{3}, std::size_t{20}, whole.size() / 2, whole.size() - 20}) {
-      spit(tmp_path("cut"), whole.substr(0, cut));
+      spit(out_path("cut"), whole.substr(0, cut));
       IMG_report back;
-      EXPECT_EQ(IMG_read(tmp_path("cut").c_str(), &back, 0), 0) << name << " cut at " << cut;
+      EXPECT_EQ(IMG_read(out_path("cut").c_str(), &back, 0), 0) << name << " cut at " << cut;
       EXPECT_TRUE(back.data == nullptr && back.colors == nullptr);
     }
     // Garbage in the image data.
     std::string bad = whole;
     for (std::size_t i = bad.size() / 3; i < bad.size() - 10; i += 7) bad[i] = static_cast<char>(0xff);
-    spit(tmp_path("bad"), bad);
+    spit(out_path("bad"), bad);
     IMG_report back;
-    const int rc = IMG_read(tmp_path("bad").c_str(), &back, 0);
+    const int rc = IMG_read(out_path("bad").c_str(), &back, 0);
     if (rc != 1) { EXPECT_EQ(back.data, nullptr); }
     IMG_free(&back);
   }
   // A short own-format file gives what it has once the retries are spent.
-  const std::string whole = slurp(tmp_path("d.img"));
-  spit(tmp_path("short.img"), whole.substr(0, whole.size() - 40));
+  const std::string whole = slurp(out_path("d.img"));
+  spit(out_path("short.img"), whole.substr(0, whole.size() - 40));
   IMG_report back;
-  EXPECT_EQ(IMG_read(tmp_path("short.img").c_str(), &back, 0), 1);
+  EXPECT_EQ(IMG_read(out_path("short.img").c_str(), &back, 0), 1);
   EXPECT_NE(back.data, nullptr);
   IMG_free(&back);
-  spit(tmp_path("hdr.img"), "ZORIMG\nx\ny\n");
-  EXPECT_EQ(IMG_read(tmp_path("hdr.img").c_str(), &back, 0), -1);
-  spit(tmp_path("huge.img"), "ZORIMG\nx\ny\n99999999 99999999\n");
-  EXPECT_EQ(IMG_read(tmp_path("huge.img").c_str(), &back, 0), -1);
-  EXPECT_EQ(IMG_read(tmp_path("missing.img").c_str(), &back, 0), 0);
-  EXPECT_EQ(IMG_read_zor(tmp_path("d.gif").c_str(), &back, 0), -1);
+  spit(out_path("hdr.img"), "ZORIMG\nx\ny\n");
+  EXPECT_EQ(IMG_read(out_path("hdr.img").c_str(), &back, 0), -1);
+  spit(out_path("huge.img"), "ZORIMG\nx\ny\n99999999 99999999\n");
+  EXPECT_EQ(IMG_read(out_path("huge.img").c_str(), &back, 0), -1);
+  EXPECT_EQ(IMG_read(out_path("missing.img").c_str(), &back, 0), 0);
+  EXPECT_EQ(IMG_read_zor(out_path("d.gif").c_str(), &back, 0), -1);
   IMG_free(&back);
   IMG_set_read_retry(10, 1000);
 }
@@ -1664,7 +1651,7 @@ TEST(ImgRead, DamagedFilesFailCleanly) {
 // A 16-bit grey PNG keeps its samples in file order, most significant byte
 // first, and says so.
 TEST(ImgRead, SixteenBitGreyPngIsMostSignificantByteFirst) {
-  const std::string path = tmp_path("grey16.png");
+  const std::string path = out_path("grey16.png");
   const std::uint16_t samples[4] = {0x1234, 0xABCD, 0x0001, 0xFF00};
   png_image image{};
   image.version = PNG_IMAGE_VERSION, image.width = 2, image.height = 2, image.format = PNG_FORMAT_LINEAR_Y;

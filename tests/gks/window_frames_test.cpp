@@ -662,7 +662,6 @@ TEST_F(MemoryDeviceTest, FramePixmapsStartEmptyAndUnknownOnesAreRefused) {
   EXPECT_FALSE(dev->set_draw_target(frame));
 }
 
-// The image dumps write what the device captures.
 TEST_F(MemoryDeviceTest, DumpsWriteTheCapturedPicture) {
   gset_fill_colr_ind(2);
   const Gpt box[] = {{0.0f, 0.0f}, {0.5f, 0.0f}, {0.5f, 0.5f}, {0.0f, 0.5f}};
@@ -695,7 +694,6 @@ class FallbackTest : public ::testing::Test {
   zor::test::EnvVar display_{"DISPLAY", ":4097"};
 };
 
-// Batch runs draw in memory without a display; interactive runs still fail.
 TEST_F(FallbackTest, OnlyBatchRunsDrawInMemoryWithoutADisplay) {
   for (int batch : {0, 1}) {
     FLAG_set(19, batch);

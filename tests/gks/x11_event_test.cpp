@@ -45,7 +45,6 @@ namespace {
 
 const auto* const g_env = zor::test::add_xvfb_environment();
 
-// Another client of the server: sends events to the workstation's window.
 struct Client : zor::test::XClient {
   Client() : XClient(gget_root_window()) {}
 };
