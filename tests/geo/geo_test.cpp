@@ -279,8 +279,7 @@ TEST_F(DomTest, RegionFileMenuAndSearch) {
   EXPECT_NE(out.find("hid      Hidden_Region"), std::string::npos);
 }
 
-// The classic eight of the bundled region file agree with the built-in table
-// the program falls back on.
+// The bundled region file agrees with the built-in table the program falls back on.
 TEST_F(DomTest, BundledRegionsAgreeWithTheBuiltInTable) {
   for (const char* name : {"us", "ne", "at", "se", "mw", "sp", "nw", "sw"}) {
     Domain from_file, builtin;
@@ -566,7 +565,6 @@ Domain make(int proj, float plat, float plon, float clat, float clon, int nx = 2
   return {proj, plat, plon, {p0, p1, -9999, -9999, -9999}, clat, clon, dx, dy, nx, ny, ellipse};
 }
 
-// Two values each within `tol` of theirs.
 ::testing::AssertionResult near2(float a, float b, float want_a, float want_b, double tol) {
   if (std::fabs(a - want_a) <= tol && std::fabs(b - want_b) <= tol) return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << "(" << a << ", " << b << "), not (" << want_a << ", " << want_b << ")";

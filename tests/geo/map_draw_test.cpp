@@ -53,11 +53,6 @@ struct Capture : zor::test::Capture {
 
 using zor::test::slurp;
 
-std::string write_bytes(const std::string& name, const std::string& data) {
-  const std::string path = zor::test::scratch(name);
-  zor::test::write_file(path, data);
-  return path;
-}
 
 using zor::test::radar_domain;
 
@@ -185,7 +180,8 @@ TEST_F(MapDrawTest, DamagedFilesAreReportedNotFatal) {
       {"whole.map", data, 0, nullptr},
   };
   for (const Case& c : cases) {
-    const std::string path = write_bytes(c.name, c.bytes);
+    const std::string path = zor::test::scratch(c.name);
+    zor::test::write_file(path, c.bytes);
     zor::File fp = zor::open_file(path.c_str(), "rb");
     ASSERT_TRUE(fp);
     const std::string err = zor::test::stderr_of([&] { EXPECT_EQ(MAP_map(fp.get()), c.result) << c.name; });
@@ -210,7 +206,8 @@ TEST_F(MapDrawTest, DamagedFilesAreReportedNotFatal) {
   ASSERT_TRUE(txt);
   for (const std::string& whole : {data, slurp(*txt)}) {
     for (std::size_t n = 0; n < 1500; n += 7) {
-      const std::string path = write_bytes("prefix.map", whole.substr(0, n));
+      const std::string path = zor::test::scratch("prefix.map");
+      zor::test::write_file(path, whole.substr(0, n));
       zor::File fp = zor::open_file(path.c_str(), "rb");
       zor::test::stderr_of([&] { EXPECT_EQ(MAP_map(fp.get()), -1) << n; });
     }

@@ -60,7 +60,6 @@ class PseudoColorWindow : public ::testing::Test {
     const Gcolr_rep rep{(rgb >> 16) / 255.0f, (rgb >> 8 & 0xFF) / 255.0f, (rgb & 0xFF) / 255.0f};
     ASSERT_EQ(gset_colr_rep(1, ind, &rep), 0);
   }
-  // The colour and the cell at a world point of the unit square.
   unsigned colour_at(const Capture& c, float x, float y) const { return c.color(px(x), py(y)); }
   int cell_at(const Capture& c, float x, float y) const { return c.pixel(px(x), py(y)); }
   int px(float x) const { return static_cast<int>(std::lround(x * static_cast<float>(side))); }
@@ -148,8 +147,7 @@ TEST_F(PseudoColorWindow, RedefiningAnIndexRecoloursInPlaceOrTakesANewSharedCell
     zor::test::box(0.6f, 0.5f, 0.9f, 0.6f, 5);
     gupdate_window();
     Capture cap;
-    // Writable cells: the violet square turns yellow without a redraw. Shared
-    // cells: a new one, and old pixels keep their colour.
+    // Writable cells recolour the old pixels; a shared cell is a new one.
     EXPECT_EQ(gget_color_ind(5) == cell, rw == 1);
     EXPECT_TRUE(near(colour_at(cap, 0.75f, 0.25f), rw ? kYellow : kViolet, 1));
     EXPECT_EQ(colour_at(cap, 0.75f, 0.55f), kYellow);
