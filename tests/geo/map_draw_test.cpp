@@ -4,7 +4,6 @@
 #include <png.h>
 
 #include <cmath>
-#include <cstdio>
 #include <fstream>
 #include <optional>
 #include <string>
@@ -38,13 +37,10 @@ namespace {
 
 const std::string kMaps = std::string(ZOR_TEST_DATA_DIR) + "/maps";
 
-// The pixel value a named colour has on the open workstation.
 std::uint32_t rgb_of(const char* name) { return zor::test::rgb_of_index(CLR_get_ind(name)); }
 
-// The open workstation's picture, taken at construction.
 struct Capture : zor::test::Capture {
   Capture() { EXPECT_EQ(gget_image(&img), 1); }
-  // Pixels of `rgb` within r pixels of the projection point (x, y).
   int near(float x, float y, std::uint32_t rgb, int r = 1) const {
     return count_near(static_cast<int>(std::lround(xW_p(x))), static_cast<int>(std::lround(yW_p(y))), rgb, r);
   }
@@ -57,16 +53,10 @@ struct Capture : zor::test::Capture {
 
 using zor::test::slurp;
 
-std::string write_bytes(const std::string& name, const std::string& data) {
-  const std::string path = zor::test::scratch(name);
-  zor::test::write_file(path, data);
-  return path;
-}
 
 using zor::test::radar_domain;
 
-// A polar stereographic domain centred at (lat, lon) whose plot height is
-// `height` projection units.
+// Polar stereographic, centred at (lat, lon), `height` projection units high.
 Domain sized_domain(float lat, float lon, float height) {
   return {.proj = DOM_PSTEREO, .plat = 90, .plon = lon, .clat = lat, .clon = lon, .dx = height / 16, .dy = height / 16,
           .nx = 25, .ny = 17};
@@ -88,7 +78,6 @@ class MapDrawTest : public ::testing::Test {
     for (const char* r : kResources) RES_put(r, "");
   }
 
-  // Opens the plot for the domain and makes it the map's.
   void open(Domain d) {
     domain_ = d;
     testing::internal::CaptureStdout();
@@ -99,14 +88,12 @@ class MapDrawTest : public ::testing::Test {
     MAP_setup(&domain_);
   }
 
-  // Clears the picture and makes `d` the map's domain.
   void redo(Domain d) {
     gclear_ws(1, GALWAYS);
     domain_ = d;
     MAP_setup(&domain_);
   }
 
-  // Pixels of the named colour within r pixels of (lat, lon), as drawn now.
   static int seen(float lat, float lon, const char* colour, int r = 1) {
     return Capture().near_ll(lat, lon, rgb_of(colour), r);
   }
@@ -126,9 +113,7 @@ class MapDrawTest : public ::testing::Test {
   std::optional<zor::test::BatchPlot> batch_;
 };
 
-// ---- bundled maps on known places ---------------------------------------------
-
-TEST_F(MapDrawTest, DefaultMapOfTheUsDomain) {
+TEST_F(MapDrawTest, DefaultListByPlace) {
   Domain us;
   ASSERT_EQ(DOM_get_def_region("us", &us), 1);
   open(us);
@@ -142,11 +127,8 @@ TEST_F(MapDrawTest, DefaultMapOfTheUsDomain) {
   EXPECT_GT(lake, 0);
   EXPECT_EQ(cap.near_ll(43.0f, -87.0f, red, 1), 0);  // the open lake
   EXPECT_GT(cap.count(red), 2000);
-}
-
-TEST_F(MapDrawTest, WorldMapsAndTheDefaultListByPlace) {
   // 40N 100W, height 50: the North American map, state borders included.
-  open(sized_domain(40.0f, -100.0f, 50.0f));
+  redo(sized_domain(40.0f, -100.0f, 50.0f));
   EXPECT_EQ(draw(""), "");
   EXPECT_GT(seen(41.0f, -106.0f, "red"), 0);
   // Height 80, and a centre in Europe: continents and countries only.
@@ -156,15 +138,13 @@ TEST_F(MapDrawTest, WorldMapsAndTheDefaultListByPlace) {
   EXPECT_GT(seen(49.0f, -105.0f, "red", 2), 0);  // Canada: a country border
   redo(sized_domain(50.0f, 10.0f, 50.0f));
   EXPECT_EQ(draw(""), "");
-  Capture cap;
+  Capture europe;
   // The Baltic coast near Rostock (54.1N 12.1E), not the middle of Germany.
   int baltic = 0;
-  for (float la = 53.9f; la <= 54.3f; la += 0.05f) baltic += cap.near_ll(la, 12.1f, rgb_of("red"), 0);
+  for (float la = 53.9f; la <= 54.3f; la += 0.05f) baltic += europe.near_ll(la, 12.1f, red, 0);
   EXPECT_GT(baltic, 0);
-  EXPECT_EQ(cap.near_ll(51.0f, 10.0f, rgb_of("red"), 2), 0);
+  EXPECT_EQ(europe.near_ll(51.0f, 10.0f, red, 2), 0);
 }
-
-// ---- map files ---------------------------------------------------------------------
 
 TEST_F(MapDrawTest, TextAndBinaryFilesDrawAlike) {
   open(sized_domain(38.0f, -95.0f, 20.0f));
@@ -200,7 +180,8 @@ TEST_F(MapDrawTest, DamagedFilesAreReportedNotFatal) {
       {"whole.map", data, 0, nullptr},
   };
   for (const Case& c : cases) {
-    const std::string path = write_bytes(c.name, c.bytes);
+    const std::string path = zor::test::scratch(c.name);
+    zor::test::write_file(path, c.bytes);
     zor::File fp = zor::open_file(path.c_str(), "rb");
     ASSERT_TRUE(fp);
     const std::string err = zor::test::stderr_of([&] { EXPECT_EQ(MAP_map(fp.get()), c.result) << c.name; });
@@ -220,13 +201,13 @@ TEST_F(MapDrawTest, DamagedFilesAreReportedNotFatal) {
     EXPECT_EQ(err.find("MAP_map: Damaged map file: segment of 3 points ends after 2") != std::string::npos, damaged)
         << name << ": " << err;
   }
-  // Every prefix of the first segments, binary and text, ends cleanly
-  // without the end marker.
+  // Every prefix of the first segments, binary and text, ends cleanly.
   const auto txt = zor::find_data_file("states_text.map");
   ASSERT_TRUE(txt);
   for (const std::string& whole : {data, slurp(*txt)}) {
     for (std::size_t n = 0; n < 1500; n += 7) {
-      const std::string path = write_bytes("prefix.map", whole.substr(0, n));
+      const std::string path = zor::test::scratch("prefix.map");
+      zor::test::write_file(path, whole.substr(0, n));
       zor::File fp = zor::open_file(path.c_str(), "rb");
       zor::test::stderr_of([&] { EXPECT_EQ(MAP_map(fp.get()), -1) << n; });
     }
@@ -248,8 +229,6 @@ TEST_F(MapDrawTest, NoMapsOffTheEarth) {
   // No domain sets up nothing.
   EXPECT_EQ(zor::test::stderr_of([] { EXPECT_EQ(MAP_setup(nullptr), -1); }), "");
 }
-
-// ---- map lists ---------------------------------------------------------------------
 
 TEST_F(MapDrawTest, RegionBoxesAndSignsOfAListFile) {
   RES_put("file_path", kMaps.c_str());
@@ -370,16 +349,10 @@ TEST_F(MapDrawTest, AttributesOfMapItems) {
   RES_put("map_file", "");
   MAP_draw(4);
   EXPECT_GT(seen(26.0f, -90.0f, "green"), 0);
-}
-
-TEST_F(MapDrawTest, FilledMapItem) {
-  RES_put("file_path", kMaps.c_str());
-  open(sized_domain(38.0f, -95.0f, 20.0f));
+  redo(sized_domain(38.0f, -95.0f, 20.0f));
   draw("states.map:blue:fi=sol");
   EXPECT_GT(seen(38.5f, -98.5f, "blue", 2), 20);  // Kansas' interior is filled
 }
-
-// ---- latitude/longitude lines --------------------------------------------------------
 
 TEST_F(MapDrawTest, LatitudeLongitudeLinesAndLabels) {
   RES_put("file_path", kMaps.c_str());
@@ -417,8 +390,6 @@ TEST_F(MapDrawTest, LatitudeLongitudeLinesAndLabels) {
   EXPECT_EQ(Capture().count(rgb_of("yellow")), 0);
 }
 
-// ---- image, metafile and point-data items -------------------------------------------
-
 // A 20x10 palette PNG: white left half, blue right half.
 std::string write_overlay_png() {
   const std::string path = zor::test::scratch("overlay.png");
@@ -450,8 +421,8 @@ TEST_F(MapDrawTest, ImageOverlayItems) {
   // Negative offsets count from the right and bottom; a named colour is clear.
   gclear_ws(1, GALWAYS);
   EXPECT_EQ(draw("im:overlay.png:white:-5:-7", 4), "");
-  EXPECT_EQ(row(view.x + view.width - 25, view.y + view.height - 17)[0], 0u);
-  EXPECT_EQ(row(view.x + view.width - 25, view.y + view.height - 17)[1], blue);
+  const auto corner = row(view.x + view.width - 25, view.y + view.height - 17);
+  EXPECT_EQ(std::pair(corner[0], corner[1]), std::pair(0u, blue));
   // "if:" places it in the whole-page transformation, then back to the map's.
   gclear_ws(1, GALWAYS);
   GPH_trans(1);
@@ -497,16 +468,50 @@ TEST_F(MapDrawTest, MetafileAndPointDataItems) {
   EXPECT_GT(inked, 10);
 }
 
-// ---- exact geometry through the text metafile --------------------------------------
+// Map files are read once per process and redrawn from their projected
+// pieces: the pictures are those of a first drawing, even of a spoiled file.
+TEST_F(MapDrawTest, MapsAreRedrawnAsFirstDrawnWithoutReadingAgain) {
+  const auto states = zor::find_data_file("states.map");
+  ASSERT_TRUE(states);
+  const std::string cached = zor::test::scratch("cached.map");
+  zor::test::write_file(cached, slurp(*states));
+  RES_put("file_path", zor::test::scratch_dir().path().c_str());
+  const Domain ok = radar_domain(35.333f, -97.278f, 250);  // Oklahoma
+  const Domain al = radar_domain(33.172f, -86.770f, 250);  // Alabama
+  open(ok);
+  auto redraw = [&](const Domain& d) {
+    redo(d);
+    return draw("cached.map");
+  };
+  EXPECT_EQ(redraw(ok), "");
+  const Capture first_ok;
+  EXPECT_GT(first_ok.count(rgb_of("red")), 500);
+  zor::test::write_file(cached, "damaged");
+  EXPECT_EQ(redraw(ok), "");
+  const Capture again_ok;
+  EXPECT_EQ(redraw(al), "");
+  const Capture then_al;
+  EXPECT_EQ(redraw(ok), "");
+  EXPECT_TRUE(again_ok.same_as(first_ok) && Capture().same_as(first_ok));
+  // A new process state reads the spoiled file: nothing but the warning.
+  zor::map_draw::reset();
+  EXPECT_NE(redraw(ok), "");
+  EXPECT_EQ(Capture().count(rgb_of("red")), 0);
+  // The Alabama picture as drawn from the file for that domain first.
+  zor::test::write_file(cached, slurp(*states));
+  zor::map_draw::reset();
+  EXPECT_EQ(redraw(al), "");
+  EXPECT_TRUE(then_al.same_as(Capture()));
+  EXPECT_FALSE(then_al.same_as(first_ok));
+  EXPECT_FALSE(then_al.same_as(first_ok));
+}
 
-// The points of each polyline record of a text metafile.
 std::vector<std::vector<Gpt>> polylines(const std::string& file) {
   std::vector<std::vector<Gpt>> out;
   for (const auto& r : zor::test::meta::only(zor::test::meta::records(file), "PL")) out.push_back(r.pts);
   return out;
 }
 
-// Fresh kernel, map and flags, and a text metafile open on `file`.
 ::testing::AssertionResult open_meta(const std::string& file) {
   zor::test::reset_devices();
   zor::map::reset();
@@ -567,8 +572,7 @@ TEST(MapMetafileTest, SeamCrossingByProjection) {
     const std::string file = zor::test::out_path(std::string("seam_") + c.name + ".meta");
     ASSERT_TRUE(open_meta(file));
     RES_put("map_file", map.c_str());
-    // Wide enough to hold both sides of the seam, or the kernel drops the
-    // pieces outside.
+    // Wide enough to hold both sides of the seam, or the kernel drops pieces.
     Domain d{.proj = c.proj, .plat = 90, .plon = 0, .clat = 40, .clon = 0, .dx = 20, .dy = 20, .nx = 25, .ny = 17};
     if (c.proj == DOM_LATLON) d = kGlobe, d.plat = 90;
     ASSERT_EQ(MAP_setup(&d), 0);

@@ -1,13 +1,18 @@
-// The window workstation, once on the X11 device under Xvfb and once on the
-// memory raster standing in for it: frames and their exchanges with the base
-// window, clears, loop stepping, pixel-replication zoom and direct-colour
-// PNG overlays (written here with libpng).
+// The window workstation on the X11 device under Xvfb and on the memory
+// raster: frames, clears, loop stepping, zoom, put pixels and PNG overlays;
+// the memory device by itself and against the X server.
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <random>
+#include <set>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "../common/capture.h"
@@ -17,12 +22,19 @@
 #include "device.h"
 #include "gks_kernel.h"
 #include "gks_zoom.h"
+#include "raster_canvas.h"
+#include "zor/flag.h"
 #include "zor/gks.h"
 #include "zor/gks_dev.h"
 #include "zor/gks_win.h"
 #include "zor/img.h"
 
+// After the test framework: Xlib defines None.
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
 using namespace zor::gks;
+using namespace zor::gks::raster;
 using zor::test::box;
 using zor::test::kColour;
 using zor::test::make_frames;
@@ -110,7 +122,8 @@ TEST_P(Window, CopyDeleteSwitchAndFrameData) {
   EXPECT_EQ(shown(), kColour[0]);  // the old frame 2 moved into place
   EXPECT_EQ(gdelete_frame(200), 0);
   EXPECT_EQ(gswitch_frame(0, 5), 0);  // no such frame
-  const unsigned char data[] = {9, 8, 7};
+  const unsigned char data[51] = {9, 8, 7};
+  EXPECT_EQ(gset_image_data(GFRAME_CURRENT, data, 51), 0);  // 50 bytes at most
   ASSERT_EQ(gset_image_data(GFRAME_CURRENT, data, 3), 1);
   unsigned char got[50] = {};
   EXPECT_EQ(gget_image_data(1, got), 3);
@@ -385,6 +398,32 @@ TEST_P(Window, ManyOverlayColoursLeaveTheColourTableAlone) {
   IMG_free(&im);
 }
 
+// Device pixels put where the mask says (bit 0 leftmost, rows of two bytes),
+// the rest of the picture kept.
+TEST_P(Window, PutPixelsThroughAMask) {
+  box(0, 0, 1, 1, 4);
+  // 10 x 2 pixels, 32 bits least significant byte first: red, then green.
+  std::vector<unsigned char> data(10 * 2 * 4);
+  for (int i = 0; i < 20; ++i)
+    for (int b = 0; b < 4; ++b) data[4 * i + b] = static_cast<unsigned char>(gget_color_ind(i < 10 ? 2 : 3) >> (8 * b));
+  IMG_report img;
+  img.width = 10, img.height = 2, img.depth = 24, img.bits_pixel = 32, img.bytes_line = 40, img.byte_order = 0;
+  img.data = data.data();
+  const std::uint8_t mask[] = {0x0F, 0x02, 0x55, 0x01};
+  ASSERT_TRUE(current_device()->put_pixels(img, mask, 30, 40));
+  Picture pic;
+  grab(&pic);
+  for (int x = 0; x <= 10; ++x) {  // the last beyond the image
+    EXPECT_EQ(pic.pixel(30 + x, 40), x < 4 || x == 9 ? kColour[0] : kColour[2]) << x;
+    EXPECT_EQ(pic.pixel(30 + x, 41), x % 2 == 0 && x < 10 ? kColour[1] : kColour[2]) << x;
+  }
+  ASSERT_TRUE(current_device()->put_pixels(img, nullptr, 0, 0));
+  img.data = nullptr;
+  Picture all;
+  grab(&all);
+  EXPECT_EQ(std::pair(all.pixel(1, 0), all.pixel(9, 1)), std::pair(kColour[0], kColour[1]));  // no mask: every pixel
+}
+
 INSTANTIATE_TEST_SUITE_P(WindowAndMemory, Window, ::testing::Values(false, true),
                          [](const auto& info) { return info.param ? "memory" : "window"; });
 
@@ -443,5 +482,483 @@ TEST(ReplicatePixels, EveryPixelSize) {
   IMG_report out;
   EXPECT_FALSE(replicate_pixels(odd, 0, 0, 2, 2, 2, &out));
 }
+
+constexpr std::uint32_t kRed = kColour[0], kGreen = kColour[1], kBlue = kColour[2];
+
+// A world point for pixel (px, py): the default mapping puts the unit square
+// on pixels 0..511 with y upwards.
+Gpt at(int px, int py) {
+  return {static_cast<float>(px) / 511.0f, 1.0f - static_cast<float>(py) / 511.0f};
+}
+
+// The painted (non-black) pixels inside a box.
+struct Capture : zor::test::Capture {
+  std::set<std::pair<int, int>> painted(int x0, int y0, int x1, int y1) const {
+    std::set<std::pair<int, int>> s;
+    for (int y = y0; y <= y1; ++y)
+      for (int x = x0; x <= x1; ++x)
+        if (pixel(x, y) != 0) s.insert({x, y});
+    return s;
+  }
+};
+
+class MemoryDeviceTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    zor::test::open_window_ws(true);  // red, green and blue at 2 to 4
+    dev = current_device();
+    gset_linewidth(0.0f);
+  }
+  void TearDown() override { zor::test::close_window_ws(true); }
+  void capture(Capture& c) { ASSERT_EQ(dev->capture(c.img), 1); }
+  void fill(std::vector<Gpt> pts, int colour = 2) {
+    gset_fill_colr_ind(colour);
+    gfill_area(static_cast<int>(pts.size()), pts.data());
+  }
+  void line(std::vector<Gpt> pts, int colour = 2) {
+    gset_line_colr_ind(colour);
+    gpolyline(static_cast<int>(pts.size()), pts.data());
+  }
+  Device* dev = nullptr;
+};
+
+TEST_F(MemoryDeviceTest, CaptureHasTheLayoutOfADepth24Screen) {
+  const Gcolr_rep grey{0.5f, 0.25f, 1.0f};
+  gset_colr_rep(1, 9, &grey);
+  // Pixels are 0xRRGGBB; the background black.
+  EXPECT_TRUE(dev->headless());
+  EXPECT_EQ(std::tuple(gget_color_ind(2), gget_color_ind(-1), gget_color_ind(9)), std::tuple(0xFF0000, 0, 0x7F3FFF));
+  fill({at(0, 0), at(3, 0), at(3, 3), at(0, 3)}, 9);
+
+  Capture c;
+  capture(c);
+  const IMG_report& i = c.img;
+  EXPECT_EQ(std::tuple(i.width, i.height, i.depth, i.bits_pixel, i.bytes_line, i.byte_order, i.color_type, i.num_colors),
+            std::tuple(640, 512, 24, 32, 640 * 4, 0, 0, 0));
+  EXPECT_EQ(std::tuple(i.red, i.grn, i.blu), std::tuple(0xFF0000u, 0x00FF00u, 0x0000FFu));
+  EXPECT_STREQ(c.img.info, "xwdump");
+  // Least significant byte first: blue, green, red, pad.
+  EXPECT_EQ(std::tuple(c.img.data[0], c.img.data[1], c.img.data[2], c.img.data[3]), std::tuple(0xFF, 0x3F, 0x7F, 0));
+  EXPECT_EQ(c.pixel(4, 4), 0u);
+
+  gset_win_title("Reflectivity KTLX");
+  Capture titled;
+  capture(titled);
+  EXPECT_STREQ(titled.img.info, "Reflectivity KTLX");
+}
+
+TEST_F(MemoryDeviceTest, FillCoversInteriorAndOutline) {
+  // The interior leaves the right and bottom edges to the outline, which the
+  // fill context draws too: 11 x 11 pixels in all.
+  fill({at(10, 10), at(20, 10), at(20, 20), at(10, 20), at(10, 10)});
+  // Open outline: the closing left edge belongs to the interior anyway.
+  fill({at(40, 10), at(50, 10), at(50, 20), at(40, 20)}, 3);
+  Capture c;
+  capture(c);
+  EXPECT_EQ(c.painted(0, 0, 30, 30).size(), 121u);
+  EXPECT_EQ(std::tuple(c.pixel(10, 10), c.pixel(20, 20), c.pixel(21, 20)), std::tuple(kRed, kRed, 0u));
+  EXPECT_EQ(c.painted(35, 0, 60, 30).size(), 121u);
+  EXPECT_EQ(c.pixel(40, 20), kGreen);
+}
+
+TEST_F(MemoryDeviceTest, StipplesAreAnchoredAtTheDrawableOrigin) {
+  gset_fill_int_style(GPAT);
+  gset_fill_style_ind(3);
+  fill({at(101, 203), at(141, 203), at(141, 243), at(101, 243)}, 4);
+  gset_fill_int_style(GHOLLOW);  // keeps the context as it was: still stippled
+  fill({at(300, 300), at(340, 300), at(340, 340), at(300, 340)}, 4);
+  Capture c;
+  capture(c);
+  int wrong = 0;
+  for (int y = 204; y < 243; ++y)
+    for (int x = 102; x < 141; ++x) wrong += c.pixel(x, y) != (gfill_test(3, x, y) ? kBlue : 0u);
+  for (int x = 302; x < 338; ++x) wrong += (c.pixel(x, 320) != 0) != (gfill_test(3, x, 320) != 0);
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(MemoryDeviceTest, WideLinesAreButtCappedRectangles) {
+  gset_linewidth(1.0f);  // up to 1: a thin line, last point included
+  line({at(10, 50), at(20, 50)});
+  gset_linewidth(3.0f);
+  line({at(10, 60), at(20, 60)});
+  gset_linewidth(2.0f);
+  line({at(50, 10), at(50, 20)});
+  // As the server draws it: a closed 10 x 10 square of width 3 with mitred
+  // joins, the closing corner included, is a 13 x 13 frame of 120 pixels.
+  gset_linewidth(3.0f);
+  line({at(110, 110), at(120, 110), at(120, 120), at(110, 120), at(110, 110)});
+  Capture c;
+  capture(c);
+  EXPECT_EQ(c.painted(0, 45, 30, 55).size(), 11u);
+  // Width 3: rows 59..61, columns 10..19; the last point is not part of a
+  // butt-capped line.
+  EXPECT_EQ(c.painted(0, 56, 30, 66).size(), 30u);
+  EXPECT_EQ(std::tuple(c.pixel(10, 59), c.pixel(19, 61), c.pixel(20, 60)), std::tuple(kRed, kRed, 0u));
+  // Width 2, vertical: columns 49 and 50.
+  EXPECT_EQ(c.painted(45, 5, 55, 25).size(), 20u);
+  EXPECT_EQ(std::tuple(c.pixel(49, 10), c.pixel(51, 10)), std::tuple(kRed, 0u));
+  EXPECT_EQ(c.painted(100, 100, 130, 130).size(), 120u);
+  EXPECT_EQ(std::tuple(c.pixel(109, 109), c.pixel(121, 121), c.pixel(112, 112)), std::tuple(kRed, kRed, 0u));
+}
+
+TEST_F(MemoryDeviceTest, DashListsRunOnAcrossVertices) {
+  gset_linetype(2);  // 6 on, 6 off
+  line({at(0, 100), at(100, 100)});
+  gset_linetype(5);  // 2 on, 2 off, over a corner
+  line({at(0, 200), at(5, 200), at(5, 210)});
+  gset_linetype(7);  // undefined: keeps the list last installed (type 5)
+  line({at(0, 300), at(20, 300)});
+  Capture c;
+  capture(c);
+  int wrong = 0;
+  for (int x = 0; x <= 100; ++x) wrong += (c.pixel(x, 100) != 0) != (x % 12 < 6);
+  // Along the path: x 0..4 at y 200 (pixels 0..4), then y 200..210 at x 5.
+  for (int x = 0; x < 5; ++x) wrong += (c.pixel(x, 200) != 0) != (x % 4 < 2);
+  for (int y = 200; y <= 210; ++y) wrong += (c.pixel(5, y) != 0) != ((5 + y - 200) % 4 < 2);
+  for (int x = 0; x <= 20; ++x) wrong += (c.pixel(x, 300) != 0) != (x % 4 < 2);
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(MemoryDeviceTest, DrawingStaysInsideTheViewport) {
+  const Glim vp{0.25f, 0.5f, 0.25f, 0.5f};
+  gset_vp(1, &vp);
+  gset_win(1, &vp);
+  gsel_norm_tran(1);
+  gset_linewidth(5.0f);
+  // A wide line along the clip edge and a fill larger than the viewport.
+  fill({at(0, 0), at(511, 0), at(511, 511), at(0, 511)});
+  line({at(0, 255), at(511, 255)}, 3);
+  Capture c;
+  capture(c);
+  Gxrect r{};
+  gget_xviewport(&r);
+  ASSERT_GT(r.width, 100);
+  int inside = 0;
+  for (int y = 0; y < 512; ++y)
+    for (int x = 0; x < 640; ++x) {
+      if (c.pixel(x, y) == 0) continue;
+      EXPECT_TRUE(x >= r.x && x < r.x + r.width && y >= r.y && y < r.y + r.height) << x << "," << y;
+      ++inside;
+    }
+  // Every pixel of the viewport is painted, none outside it.
+  EXPECT_EQ(inside, r.width * r.height);
+}
+
+// Pictures drawn in frames are checked through the kernel on this device in
+// window_frames_test; here a new pixmap's background and unknown pixmaps.
+TEST_F(MemoryDeviceTest, FramePixmapsStartEmptyAndUnknownOnesAreRefused) {
+  fill({at(0, 0), at(9, 0), at(9, 9), at(0, 9)});
+  const unsigned long frame = dev->create_pixmap();
+  ASSERT_NE(frame, 0u);
+  ASSERT_TRUE(dev->set_draw_target(frame));
+  EXPECT_EQ(dev->draw_target(), frame);
+  Capture empty;
+  capture(empty);
+  EXPECT_EQ(empty.painted(0, 0, 639, 511).size(), 0u);  // cleared to the background
+  EXPECT_FALSE(dev->set_draw_target(frame + 100));
+  EXPECT_FALSE(dev->copy_pixmap(frame + 100, 0));
+  dev->free_pixmap(frame);
+  EXPECT_EQ(dev->draw_target(), 0u);
+  EXPECT_FALSE(dev->set_draw_target(frame));
+}
+
+TEST_F(MemoryDeviceTest, DumpsWriteTheCapturedPicture) {
+  gset_fill_colr_ind(2);
+  const Gpt box[] = {{0.0f, 0.0f}, {0.5f, 0.0f}, {0.5f, 0.5f}, {0.0f, 0.5f}};
+  gfill_area(4, box);
+  GIF_transparent(1);
+  ASSERT_EQ(GIF_dump(zor::test::scratch("d.gif").c_str()), 1);
+  GIF_transparent(0);
+  IMG_set_dump_labels("Reflectivity", "KTLX", "12:00 1 May 1999");
+  ASSERT_EQ(IMG_dump(zor::test::scratch("d.img").c_str()), 1);
+  IMG_report back;
+  ASSERT_EQ(IMG_read(zor::test::scratch("d.gif").c_str(), &back, 0), 1);
+  EXPECT_EQ(std::tuple(back.width, back.num_colors), std::tuple(640, 2));  // black and red
+  // The transparent index is the black background's entry.
+  EXPECT_EQ(back.trans_color, back.colors[0].red == 0.0f ? 0 : 1);
+  IMG_free(&back);
+  ASSERT_EQ(IMG_read(zor::test::scratch("d.img").c_str(), &back, 0), 1);
+  EXPECT_STREQ(back.info, "Reflectivity [KTLX]");  // the labels
+  IMG_free(&back);
+  EXPECT_EQ(GIF_dump("/nonexistent/dir/x.gif"), 0);
+}
+
+class FallbackTest : public ::testing::Test {
+ protected:
+  void SetUp() override { gopen_gks(nullptr, 0); }
+  void TearDown() override {
+    FLAG_set(19, 0);
+    zor::test::close_window_ws(false);
+  }
+  // A display that cannot exist: the window device cannot connect.
+  zor::test::EnvVar display_{"DISPLAY", ":4097"};
+};
+
+TEST_F(FallbackTest, OnlyBatchRunsDrawInMemoryWithoutADisplay) {
+  for (int batch : {0, 1}) {
+    FLAG_set(19, batch);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int rc = gopen_ws(1, "", GWS_WINDOW);
+    const std::string out = testing::internal::GetCapturedStdout(), err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(out.find("Drawing without a display\n") != std::string::npos, batch == 1) << out;
+    EXPECT_EQ(rc, batch ? 0 : -1);
+    if (rc != 0) continue;
+    EXPECT_TRUE(current_device()->headless() && gtype_is_WIN());
+    // The failed connection is not reported as an error on this path.
+    EXPECT_EQ(err.find("unable to connect to display"), std::string::npos) << err;
+    int w = 0, h = 0;
+    gget_win_size(&w, &h);
+    EXPECT_EQ(std::tuple(w, h), std::tuple(640, 512));
+    gclose_ws(1);
+  }
+}
+
+// The memory device against the X server: its scan converter on random
+// shapes drawn with Xlib and into a canvas, and whole drawings.
+constexpr int kW = 200;
+constexpr int kH = 160;
+constexpr unsigned long kWhite = 0xFFFFFF;
+
+class RasterVsServerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    display_ = XOpenDisplay(nullptr);
+    ASSERT_NE(display_, nullptr);
+    pixmap_ = XCreatePixmap(display_, DefaultRootWindow(display_), kW, kH, 24);
+    gc_ = XCreateGC(display_, pixmap_, 0, nullptr);
+    paint_.pixel = kWhite;
+    paint_.clip = {0, 0, kW - 1, kH - 1};
+  }
+  void TearDown() override {
+    if (display_ == nullptr) return;
+    XFreeGC(display_, gc_);
+    XFreePixmap(display_, pixmap_);
+    XCloseDisplay(display_);
+  }
+  // Clears both pictures and sets the server's pen.
+  void begin(int width, int line_style, int cap, int join) {
+    XSetFillStyle(display_, gc_, FillSolid);
+    XSetForeground(display_, gc_, 0);
+    XFillRectangle(display_, pixmap_, gc_, 0, 0, kW, kH);
+    XSetForeground(display_, gc_, kWhite);
+    XSetLineAttributes(display_, gc_, static_cast<unsigned>(width), line_style, cap, join);
+    canvas_ = Canvas(kW, kH, 0);
+  }
+  // Pixels where the server's picture and the canvas differ.
+  long differing() {
+    XImage* im = XGetImage(display_, pixmap_, 0, 0, kW, kH, AllPlanes, ZPixmap);
+    long n = 0;
+    for (int y = 0; y < kH; ++y)
+      for (int x = 0; x < kW; ++x) n += (XGetPixel(im, x, y) & 0xFFFFFF) != canvas_.at(x, y);
+    XDestroyImage(im);
+    return n;
+  }
+  int pick(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng_); }
+  // Random points, as XPoints and canvas points.
+  void random_points(int n, int lo_x, int hi_x, int lo_y, int hi_y) {
+    xp_.resize(static_cast<std::size_t>(n));
+    ip_.resize(static_cast<std::size_t>(n));
+    for (int k = 0; k < n; ++k) {
+      ip_[k] = {pick(lo_x, hi_x), pick(lo_y, hi_y)};
+      xp_[k] = {static_cast<short>(ip_[k].x), static_cast<short>(ip_[k].y)};
+    }
+  }
+  // The same outline drawn or filled by the server.
+  void server_lines() { XDrawLines(display_, pixmap_, gc_, xp_.data(), static_cast<int>(xp_.size()), CoordModeOrigin); }
+  void server_fill() {
+    XFillPolygon(display_, pixmap_, gc_, xp_.data(), static_cast<int>(xp_.size()), Nonconvex, CoordModeOrigin);
+  }
+
+  Display* display_ = nullptr;
+  Pixmap pixmap_ = 0;
+  GC gc_ = nullptr;
+  Canvas canvas_;
+  Paint paint_;
+  PolygonScratch scratch_;
+  std::mt19937 rng_{7};
+  std::vector<XPoint> xp_;
+  std::vector<IntPoint> ip_;
+};
+
+// Every third one stippled, with its outline drawn in the stipple too.
+TEST_F(RasterVsServerTest, PlainAndStippledPolygonsMatchExactly) {
+  static const std::uint8_t bits[8] = {0x24, 0x11, 0x82, 0x48, 0x42, 0x11, 0x28, 0x84};
+  Pixmap stipple = XCreateBitmapFromData(display_, pixmap_, reinterpret_cast<const char*>(bits), 8, 8);
+  Paint stippled = paint_;
+  stippled.stipple = bits;
+  long diff = 0;
+  for (int i = 0; i < 400; ++i) {
+    // Half of them small cells, half large self-crossing outlines off the edges.
+    if (i % 2) random_points(4, 90, 98, 70, 78);
+    else random_points(pick(3, 8), -10, kW + 10, -10, kH + 10);
+    begin(0, LineSolid, CapButt, JoinBevel);
+    if (i % 3 == 0) {
+      XSetStipple(display_, gc_, stipple);
+      XSetFillStyle(display_, gc_, FillStippled);
+      server_lines();
+      thin_polyline(canvas_, ip_, stippled, Dashes{});
+    }
+    server_fill();
+    fill_polygon(canvas_, ip_, i % 3 == 0 ? stippled : paint_, FillRule::even_odd, scratch_);
+    diff += differing();
+  }
+  XFreePixmap(display_, stipple);
+  EXPECT_EQ(diff, 0);
+}
+
+TEST_F(RasterVsServerTest, ThinLinesAndDashesMatchExactly) {
+  long diff = 0;
+  const char dash_list[4] = {6, 6, 3, 6};
+  for (int i = 0; i < 300; ++i) {
+    random_points(pick(2, 5), -20, kW + 20, -20, kH + 20);
+    const bool dashed = i % 3 == 0;
+    begin(0, dashed ? LineOnOffDash : LineSolid, CapButt, JoinBevel);
+    if (dashed) XSetDashes(display_, gc_, 0, dash_list, 4);
+    server_lines();
+    thin_polyline(canvas_, ip_, paint_, dashed ? Dashes{{6, 6, 3, 6}} : Dashes{});
+    diff += differing();
+  }
+  EXPECT_EQ(diff, 0);
+}
+
+TEST_F(RasterVsServerTest, WideLinesMatchNearlyExactly) {
+  struct Style {
+    const char* name;
+    int cap, join;
+    Cap our_cap;
+    Join our_join;
+  };
+  const Style styles[] = {{"wide, butt, bevel", CapButt, JoinBevel, Cap::butt, Join::bevel},
+                          {"wide, projecting, bevel", CapProjecting, JoinBevel, Cap::projecting, Join::bevel},
+                          {"wide, butt, miter", CapButt, JoinMiter, Cap::butt, Join::miter}};
+  for (const auto& st : styles) {
+    long diff = 0, painted = 0;
+    for (int i = 0; i < 150; ++i) {
+      random_points(pick(2, 4), 0, kW, 0, kH);
+      const int width = 1 + i % 5;
+      begin(width, LineSolid, st.cap, st.join);
+      server_lines();
+      wide_polyline(canvas_, ip_, width, paint_, Dashes{}, st.our_join, st.our_cap, scratch_);
+      diff += differing();
+      for (auto v : canvas_.pixels()) painted += v != 0;
+    }
+    // An odd pixel at the tip of a sharp join at most.
+    EXPECT_LT(static_cast<double>(diff), 1e-3 * static_cast<double>(painted)) << st.name;
+  }
+}
+
+using Drawing = std::function<void()>;
+
+Gpt at(float px, float py) { return {px / 511.0f, 1.0f - py / 511.0f}; }
+
+void palette() {
+  for (int i = 0; i < 20; ++i) {
+    const float t = static_cast<float>(i) / 19.0f;
+    Gcolr_rep c{t, std::fmod(t * 3.0f, 1.0f), 1.0f - t};
+    gset_colr_rep(1, i, &c);
+  }
+  Gcolr_rep shade{0.7f, 0.35f, 0.1f};  // between two 8-bit levels
+  gset_colr_rep(1, 20, &shade);
+}
+
+// Opens a window workstation on the device in use, draws and captures.
+void draw_on(const Drawing& drawing, zor::test::Capture* out) {
+  ASSERT_EQ(gopen_gks(nullptr, 0), 0);
+  ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+  palette();
+  gset_linewidth(0.0f);
+  drawing();
+  EXPECT_EQ(current_device()->capture(out->img), 1);
+  zor::test::close_window_ws(false);
+}
+
+// Share of identical pixels between the window and the memory picture.
+double identical_share(const Drawing& drawing, const char* name) {
+  zor::test::Capture window, memory;
+  unregister_device(GWS_WINDOW);
+  draw_on(drawing, &window);
+  register_device(GWS_WINDOW, "memory", make_memory_device);
+  draw_on(drawing, &memory);
+  unregister_device(GWS_WINDOW);
+  const IMG_report &w = window.img, &m = memory.img;
+  if (w.data == nullptr || m.data == nullptr || w.bits_pixel != 32 || m.bits_pixel != 32 || w.width != m.width ||
+      w.height != m.height) {
+    ADD_FAILURE() << name << ": pictures differ in layout";
+    return 0.0;
+  }
+  long same = 0, painted = 0;
+  for (int y = 0; y < w.height; ++y)
+    for (int x = 0; x < w.width; ++x) {
+      same += window.pixel(x, y) == memory.pixel(x, y);
+      painted += window.pixel(x, y) != 0 || memory.pixel(x, y) != 0;
+    }
+  const double share = static_cast<double>(same) / (w.width * w.height);
+  EXPECT_GT(painted, 1000) << name << ": the drawing drew nothing";
+  return share;
+}
+
+std::mt19937& rng() {
+  static std::mt19937 r;
+  return r;
+}
+float uniform(float lo, float hi) { return std::uniform_real_distribution<float>(lo, hi)(rng()); }
+
+// Each drawing, with the share of pixels the memory raster must draw as
+// the window does.
+struct Case {
+  const char* name;
+  double min_share;
+  Drawing drawing;
+};
+
+const Case kCases[] = {
+    {"Dashes", 0.998, [] {
+      rng().seed(13);
+      for (int i = 0; i < 120; ++i) {
+        std::vector<Gpt> p;
+        for (int k = 0; k < 2 + i % 3; ++k) p.push_back(at(uniform(0, 511), uniform(0, 511)));
+        gset_linetype(2 + i % 4);
+        gset_linewidth(i % 3 == 0 ? 2.0f : 0.0f);
+        gset_line_colr_ind(1 + i % 20);
+        gpolyline(static_cast<int>(p.size()), p.data());
+      }
+    }},
+    {"Stipples", 0.999, [] {
+      gset_fill_int_style(GPAT);
+      for (int i = 0; i < 20; ++i) {
+        const float x = 10.0f + (i % 5) * 100.0f, y = 10.0f + (i / 5) * 120.0f;
+        const Gpt p[5] = {at(x, y), at(x + 90, y + 7), at(x + 80, y + 100), at(x + 3, y + 90), at(x, y)};
+        gset_fill_style_ind(i);
+        gset_fill_colr_ind(1 + i);
+        gfill_area(5, p);
+      }
+    }},
+    {"Markers", 0.999, [] {
+      for (int type = 1; type <= 9; ++type)
+        for (int k = 0; k < 6; ++k) {
+          gset_marker_type(type);
+          gset_marker_size(0.5f + k * 0.6f);
+          gset_marker_width(static_cast<float>(k % 3));
+          gset_marker_colr_ind(1 + (type + k) % 20);
+          const Gpt p = at(30.0f + k * 80.0f, 30.0f + type * 50.0f);
+          gpolymarker(1, &p);
+        }
+    }},
+};
+
+class MemoryVsXvfbTest : public ::testing::TestWithParam<Case> {
+ protected:
+  void SetUp() override {
+    if (find_device(GWS_WINDOW) == nullptr) GTEST_SKIP() << "needs the X11 device";
+  }
+};
+
+TEST_P(MemoryVsXvfbTest, DrawsAsTheWindowDoes) {
+  EXPECT_GE(identical_share(GetParam().drawing, GetParam().name), GetParam().min_share);
+}
+
+INSTANTIATE_TEST_SUITE_P(Drawings, MemoryVsXvfbTest, ::testing::ValuesIn(kCases),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

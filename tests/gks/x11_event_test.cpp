@@ -1,11 +1,11 @@
-// The X11 window under Xvfb: events sent from a second connection (keys,
-// buttons, rubber band, resize, loop-window messages, dumps), the wait,
-// server fonts, masked pixels, the window's placement and hints, drawing
-// into another program's pixmap (type 6) named every way, and the object
-// list replayed and printed as PostScript and metafile.
+// The X11 window under Xvfb: events from a second connection, the wait,
+// server fonts, placement and hints, drawing into another program's pixmap
+// (type 6), the object list replayed and printed, and fatal display errors.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -45,18 +45,9 @@ namespace {
 
 const auto* const g_env = zor::test::add_xvfb_environment();
 
-// Another client of the server: sends events to the workstation's window.
 struct Client : zor::test::XClient {
   Client() : XClient(gget_root_window()) {}
 };
-
-// A window opened without the fixture, closed with everything put back.
-void close_plain() {
-  gclose_ws(1);
-  gclose_gks();
-  kernel().reset();
-  reset_color_model();
-}
 
 // What the mouse callback received.
 struct Call {
@@ -324,17 +315,9 @@ TEST_F(Events, AltGWritesOneGifPerFrameWhileLooping) {
   RES_put("image_path", "");
 }
 
-TEST_F(Events, FrameNumberInTheTitleAndBoundedFrameData) {
-  make_frames(3);
-  ASSERT_EQ(gdisplay_frame(2), 1);
-  EXPECT_EQ(Client().window_name(), "X11 Graph [2]");
-  const std::vector<unsigned char> big(51, 1);  // 50 bytes at most
-  EXPECT_EQ(gset_image_data(2, big.data(), 51), 0);
-  EXPECT_EQ(gprint_frame_ids(), 1);
-}
-
 TEST_F(Events, AFramePictureMadeByAnotherClient) {
-  Display* dpy = XOpenDisplay(nullptr);
+  Client c;
+  Display* dpy = c.dpy();
   ASSERT_NE(dpy, nullptr);
   const Pixmap pm = XCreatePixmap(dpy, DefaultRootWindow(dpy), 200, 160,
                                   static_cast<unsigned>(DefaultDepth(dpy, DefaultScreen(dpy))));
@@ -349,7 +332,6 @@ TEST_F(Events, AFramePictureMadeByAnotherClient) {
   ASSERT_EQ(gdisplay_frame(0), 1);
   EXPECT_EQ(centre(), kColour[2]);
   ginit_loop();  // released with the frame
-  XCloseDisplay(dpy);
 }
 
 // 24-bit colour of a pixel of a drawable, once the server has drawn it.
@@ -372,31 +354,17 @@ TEST_F(Events, ExposeShowsTheBackPixmapOncePerSeries) {
   XEvent focus{};
   focus.xfocus.type = FocusIn;  // ends the series the window's mapping began
   focus.xfocus.window = gget_root_window();
-  XSendEvent(c.dpy(), gget_root_window(), True, FocusChangeMask, &focus);
+  c.send(focus, FocusChangeMask);
   XEvent ev{};
   ev.xexpose.type = Expose, ev.xexpose.window = gget_root_window();
   ev.xexpose.width = 10, ev.xexpose.height = 10;
-  XSendEvent(c.dpy(), gget_root_window(), True, ExposureMask, &ev);
-  XSync(c.dpy(), False);
+  c.send(ev, ExposureMask);
   handle();
   EXPECT_EQ(window_centre(), kColour[1]);
   box(0, 0, 1, 1, 4);
-  XSendEvent(c.dpy(), gget_root_window(), True, ExposureMask, &ev);  // same series
-  XSync(c.dpy(), False);
+  c.send(ev, ExposureMask);  // same series
   handle();
   EXPECT_EQ(window_centre(), kColour[1]);
-}
-
-TEST_F(Events, XErrorsAreCountedNotFatal) {
-  EXPECT_EQ(gloop_sleep(), -1);  // no current frame
-  const int was = gset_xerror_print(0);
-  gclear_xerror();
-  const int before = gget_num_xerrors();
-  XFreePixmap(reinterpret_cast<Display*>(gget_display_id()), 0x3fffffff);
-  gsync();
-  EXPECT_EQ(gget_xerror(), 1);
-  EXPECT_EQ(gget_num_xerrors(), before + 1);
-  gset_xerror_print(was);
 }
 
 // "#" fonts are the server's own.
@@ -413,30 +381,6 @@ TEST_F(Events, ServerFontsDrawText) {
   EXPECT_EQ(read_font("#no-such-font-anywhere"), -1);
 }
 
-// Device pixels put where the mask says, the rest of the picture kept.
-TEST_F(Events, PutPixelsThroughAMask) {
-  box(0, 0, 1, 1, 4);
-  // 10 x 2 pixels: red on the first row, green on the second, 32 bits each.
-  std::vector<unsigned char> data(10 * 2 * 4);
-  for (int i = 0; i < 20; ++i)
-    for (int b = 0; b < 4; ++b) data[4 * i + b] = static_cast<unsigned char>(gget_color_ind(i < 10 ? 2 : 3) >> (8 * b));
-  IMG_report img;
-  img.width = 10, img.height = 2, img.depth = 24, img.bits_pixel = 32, img.bytes_line = 40, img.data = data.data();
-  const std::uint8_t mask[] = {0x55, 0x01, 0x55, 0x01};  // every other pixel; rows of two bytes
-  ASSERT_TRUE(dev->put_pixels(img, mask, 30, 40));
-  Picture pic;
-  grab(&pic);
-  const std::tuple<int, int, unsigned> want[] = {{30, 40, kColour[0]}, {31, 40, kColour[2]}, {38, 40, kColour[0]},
-                                                 {39, 40, kColour[2]}, {32, 41, kColour[1]}, {33, 41, kColour[2]},
-                                                 {40, 40, kColour[2]}};  // the last beyond the image
-  for (const auto& [x, y, c] : want) EXPECT_EQ(pic.pixel(x, y), c) << x << "," << y;
-  ASSERT_TRUE(dev->put_pixels(img, nullptr, 0, 0));
-  img.data = nullptr;
-  Picture all;
-  grab(&all);
-  EXPECT_EQ(all.pixel(1, 0), kColour[0]);  // without a mask every pixel
-}
-
 TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
   gset_geometry("-10-10");
   ASSERT_EQ(gopen_gks(nullptr, 0), 0);
@@ -449,7 +393,7 @@ TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
   ASSERT_NE(XGetClassHint(dpy, gget_root_window(), &cls), 0);
   EXPECT_STREQ(cls.res_class, "Zor");
   XFree(cls.res_name), XFree(cls.res_class);
-  close_plain();
+  zor::test::close_window_ws(false);
   gset_geometry("");
 }
 
@@ -489,7 +433,7 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
   EXPECT_NE(wa.colormap, DefaultColormap(dpy, DefaultScreen(dpy)));
   EXPECT_EQ(gset_cursor(6), 8);  // busy after opening
   EXPECT_EQ(gget_cursor_type(), 6);
-  close_plain();
+  zor::test::close_window_ws(false);
   EXPECT_EQ(gget_user_cmap(), 0u);  // freed with the window
   gset_iconic(0), gset_fixed_size(0), gset_local_colormap(0);
 }
@@ -501,63 +445,57 @@ TEST(WindowPlacement, DisplayFromTheConnectionId) {
   gclose_ws(1);
   FLAG_set(19, 0);  // not a batch run: no drawing into memory instead
   EXPECT_EQ(gopen_ws(1, ":299", GWS_WINDOW), -1);  // no server there
-  close_plain();
+  zor::test::close_window_ws(false);
 }
 
 // The other program: a window named as a loop window and a black pixmap.
-class LoopOwner {
+class LoopOwner : public zor::test::XClient {
  public:
   static constexpr int kWidth = 120, kHeight = 90;
-  LoopOwner() : dpy_(XOpenDisplay(nullptr)) {
-    if (dpy_ == nullptr) return;
-    const int scr = DefaultScreen(dpy_);
-    win_ = XCreateSimpleWindow(dpy_, RootWindow(dpy_, scr), 0, 0, kWidth, kHeight, 0, 0, 0);
-    XStoreName(dpy_, win_, "Loop [3]");
-    pm_ = XCreatePixmap(dpy_, win_, kWidth, kHeight, static_cast<unsigned>(DefaultDepth(dpy_, scr)));
-    GC gc = XCreateGC(dpy_, pm_, 0, nullptr);
-    XSetForeground(dpy_, gc, BlackPixel(dpy_, scr));
-    XFillRectangle(dpy_, pm_, gc, 0, 0, kWidth, kHeight);
-    XFreeGC(dpy_, gc);
-    XSync(dpy_, False);
+  LoopOwner() {
+    if (dpy() == nullptr) return;
+    const int scr = DefaultScreen(dpy());
+    set_window(XCreateSimpleWindow(dpy(), RootWindow(dpy(), scr), 0, 0, kWidth, kHeight, 0, 0, 0));
+    XStoreName(dpy(), window(), "Loop [3]");
+    pm_ = XCreatePixmap(dpy(), window(), kWidth, kHeight, static_cast<unsigned>(DefaultDepth(dpy(), scr)));
+    GC gc = XCreateGC(dpy(), pm_, 0, nullptr);
+    XSetForeground(dpy(), gc, BlackPixel(dpy(), scr));
+    XFillRectangle(dpy(), pm_, gc, 0, 0, kWidth, kHeight);
+    XFreeGC(dpy(), gc);
+    XSync(dpy(), False);
   }
   ~LoopOwner() {
-    if (dpy_ == nullptr) return;
-    XFreePixmap(dpy_, pm_);
-    XDestroyWindow(dpy_, win_);
-    XCloseDisplay(dpy_);
+    if (!ok()) return;
+    XFreePixmap(dpy(), pm_);
+    XDestroyWindow(dpy(), window());
   }
-  LoopOwner(const LoopOwner&) = delete;
-  LoopOwner& operator=(const LoopOwner&) = delete;
-  bool ok() const { return dpy_ != nullptr; }
   // Its id as "[+window:]pixmap[:WxH]" with `fmt` for the pixmap.
-  std::string id(bool window, const char* fmt = "%lu", bool size = true) const {
+  std::string id(bool with_window, const char* fmt = "%lu", bool size = true) const {
     char buf[80];
-    int n = window ? std::snprintf(buf, sizeof buf, "+%lu:", win_) : 0;
+    int n = with_window ? std::snprintf(buf, sizeof buf, "+%lu:", window()) : 0;
     n += std::snprintf(buf + n, sizeof buf - n, fmt, pm_);
     if (size) std::snprintf(buf + n, sizeof buf - n, ":%dx%d", kWidth, kHeight);
     return buf;
   }
   unsigned long pixmap() const { return pm_; }
-  unsigned long colormap() const { return DefaultColormap(dpy_, DefaultScreen(dpy_)); }
-  unsigned rgb(int x, int y) const { return pixel_of(dpy_, pm_, x, y); }
+  unsigned long colormap() const { return DefaultColormap(dpy(), DefaultScreen(dpy())); }
+  unsigned rgb(int x, int y) const { return pixel_of(dpy(), pm_, x, y); }
   // The first data byte of each loop message that arrived.
   std::vector<int> messages() {
-    XSync(dpy_, False);
+    XSync(dpy(), False);
     std::vector<int> got;
     XEvent ev;
-    while (XCheckTypedWindowEvent(dpy_, win_, ClientMessage, &ev))
+    while (XCheckTypedWindowEvent(dpy(), window(), ClientMessage, &ev))
       if (ev.xclient.message_type == XA_NOTICE && ev.xclient.format == 8) got.push_back(ev.xclient.data.b[0]);
     return got;
   }
 
  private:
-  Display* dpy_;
-  Window win_ = 0;
   Pixmap pm_ = 0;
 };
 
 void shutdown() {
-  close_plain();
+  zor::test::close_window_ws(false);
   gset_pix_mode(0);
   gset_geometry("");
 }
@@ -577,7 +515,7 @@ TEST(ForeignDrawable, DrawsIntoTheOtherProgramsPixmap) {
   ASSERT_TRUE(owner.ok());
   gset_pix_mode(9);
   ASSERT_EQ(open_pixmap("," + owner.id(true) + ":" + std::to_string(owner.colormap())), 0);
-  EXPECT_EQ(gtype_is_PIX(), 1);
+  EXPECT_EQ(std::tuple(gtype_is_PIX(), gtype_is_WIN_PIX(), gtype_is_PS()), std::tuple(1, 1, 0));
   EXPECT_EQ(gget_redraw(), 0);  // nothing recorded for another program
   EXPECT_EQ(win_size(), std::pair(LoopOwner::kWidth, LoopOwner::kHeight));
   EXPECT_EQ(gget_user_cmap(), owner.colormap());
@@ -645,7 +583,6 @@ TEST(ForeignDrawable, BadIdsAreRefused) {
   kernel().reset();
 }
 
-// ---- Object list --------------------------------------------------------
 
 int g_redraw_calls = 0;
 void count_redraw(void* data) { ++*static_cast<int*>(data); }
@@ -699,26 +636,10 @@ class ObjectList : public Events {
   }
 };
 
-TEST_F(ObjectList, ReplayMakesTheSamePicture) {
+TEST_F(ObjectList, PrintsAsPostScriptAndMetafileAndReplaysTheSamePicture) {
   draw();
   const auto picture = bytes();
   EXPECT_GE(gget_num_recorded(), 20);
-  g_redraw_calls = 0;
-  ASSERT_EQ(gclear_frame(GFRAME_BASE), 1);
-  ASSERT_NE(bytes(), picture);
-  ASSERT_EQ(gobj_redraw_plot(), 0);
-  EXPECT_EQ(g_redraw_calls, 1);
-  EXPECT_EQ(bytes(), picture);
-  EXPECT_EQ(gget_redraw(), 1);  // recording on again
-  gclear_ws(1, GALWAYS);       // a new picture: nothing to redraw
-  EXPECT_EQ(gget_num_recorded(), 0);
-  gset_redraw(0);
-  EXPECT_EQ(gobj_redraw_plot(), -1);
-}
-
-TEST_F(ObjectList, PrintsAsPostScriptAndMetafile) {
-  draw();
-  const auto picture = bytes();
   g_redraw_calls = 0;
   {
     const zor::test::EnvVar ps("zorps_print", scratch("plot.ps").c_str()), meta("METAOUT", scratch("plot.meta").c_str());
@@ -737,6 +658,16 @@ TEST_F(ObjectList, PrintsAsPostScriptAndMetafile) {
   // The window draws and records on as before, in its own colours.
   EXPECT_EQ(std::tuple(gtype_is_WIN(), gget_redraw()), std::tuple(1, 1));
   EXPECT_EQ(bytes(), picture);
+  ASSERT_EQ(gclear_frame(GFRAME_BASE), 1);
+  ASSERT_NE(bytes(), picture);
+  ASSERT_EQ(gobj_redraw_plot(), 0);
+  EXPECT_EQ(g_redraw_calls, 3);
+  EXPECT_EQ(bytes(), picture);
+  EXPECT_EQ(gget_redraw(), 1);  // recording on again
+  gclear_ws(1, GALWAYS);       // a new picture: nothing to redraw
+  EXPECT_EQ(gget_num_recorded(), 0);
+  gset_redraw(0);
+  EXPECT_EQ(gobj_redraw_plot(), -1);
 }
 
 TEST_F(ObjectList, SegmentsAreRemovedAndRecordingCanBeRefused) {
@@ -762,6 +693,32 @@ TEST_F(ObjectList, SegmentsAreRemovedAndRecordingCanBeRefused) {
   gpolyline(2, line);
   EXPECT_EQ(gget_num_objects(), counted + 1);  // counted, not kept
   EXPECT_EQ(gget_num_recorded(), 0);
+}
+
+// The display's fatal conditions (25 protocol errors, a broken connection)
+// end a helper program, run as a child against the test's Xvfb, with status 4.
+TEST(X11Exit, ProtocolErrorsOrABrokenConnectionEndTheProgramWithStatus4) {
+  // Ending from a handler leaves the connection's client-side records to the
+  // process's end on purpose: a leak check would only change the status.
+  const char* asan = std::getenv("ASAN_OPTIONS");
+  const std::string env = "ASAN_OPTIONS='" + std::string(asan != nullptr ? asan : "") + ":detect_leaks=0' ";
+  const struct {
+    const char *mode, *message;
+  } cases[] = {{"errors", "X11 error: too many errors\n"}, {"fatal", "Fatal X11 Error\n"}};
+  for (const auto& k : cases) {
+    SCOPED_TRACE(k.mode);
+    const std::string out = zor::test::scratch(std::string("x11_exit_") + k.mode);
+    const std::string cmd = env + "timeout 60 '" + X11_EXIT_HELPER + "' " + k.mode + " >'" + out + "' 2>&1";
+    const int status = std::system(cmd.c_str());
+    const std::string text = zor::test::slurp(out);
+    ASSERT_TRUE(WIFEXITED(status)) << text;
+    EXPECT_EQ(WEXITSTATUS(status), 4) << text;  // 124: it did not end
+    EXPECT_NE(text.find("ready\n"), std::string::npos) << text;
+    EXPECT_NE(text.find(k.message), std::string::npos) << text;
+    EXPECT_EQ(text.find("survived"), std::string::npos) << text;
+  }
+  // Every error is reported, the 25th too.
+  EXPECT_EQ(zor::test::count_of(zor::test::slurp(zor::test::scratch("x11_exit_errors")), " in X_FreePixmap\n"), 25);
 }
 
 }  // namespace

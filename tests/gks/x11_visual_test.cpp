@@ -43,7 +43,7 @@ struct Capture {
 class PseudoColorWindow : public ::testing::Test {
  protected:
   void SetUp() override { open(); }
-  void TearDown() override { close(); }
+  void TearDown() override { zor::test::close_window_ws(false); }
   void open() {
     ASSERT_EQ(gopen_gks(nullptr, 0), 0);
     ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
@@ -56,17 +56,10 @@ class PseudoColorWindow : public ::testing::Test {
     side = std::min(sz.width, sz.height) - 1;
     bottom = sz.height - 1;
   }
-  static void close() {
-    gclose_ws(1);
-    gclose_gks();
-    kernel().reset();
-    reset_color_model();
-  }
   static void define(int ind, unsigned rgb) {
     const Gcolr_rep rep{(rgb >> 16) / 255.0f, (rgb >> 8 & 0xFF) / 255.0f, (rgb & 0xFF) / 255.0f};
     ASSERT_EQ(gset_colr_rep(1, ind, &rep), 0);
   }
-  // The colour and the cell at a world point of the unit square.
   unsigned colour_at(const Capture& c, float x, float y) const { return c.color(px(x), py(y)); }
   int cell_at(const Capture& c, float x, float y) const { return c.pixel(px(x), py(y)); }
   int px(float x) const { return static_cast<int>(std::lround(x * static_cast<float>(side))); }
@@ -144,7 +137,7 @@ TEST_F(PseudoColorWindow, AnIndexedImageOverlaidTakesCellsForItsColours) {
 TEST_F(PseudoColorWindow, RedefiningAnIndexRecoloursInPlaceOrTakesANewSharedCell) {
   for (int rw : {1, 0}) {
     SCOPED_TRACE(rw);
-    close();
+    zor::test::close_window_ws(false);
     gset_rw_colors(rw);
     open();
     ASSERT_EQ(gget_rw_colors(), rw);
@@ -154,8 +147,7 @@ TEST_F(PseudoColorWindow, RedefiningAnIndexRecoloursInPlaceOrTakesANewSharedCell
     zor::test::box(0.6f, 0.5f, 0.9f, 0.6f, 5);
     gupdate_window();
     Capture cap;
-    // Writable cells: the violet square turns yellow without a redraw. Shared
-    // cells: a new one, and old pixels keep their colour.
+    // Writable cells recolour the old pixels; a shared cell is a new one.
     EXPECT_EQ(gget_color_ind(5) == cell, rw == 1);
     EXPECT_TRUE(near(colour_at(cap, 0.75f, 0.25f), rw ? kYellow : kViolet, 1));
     EXPECT_EQ(colour_at(cap, 0.75f, 0.55f), kYellow);
