@@ -743,6 +743,20 @@ void set_fold_code1(bool on) {
   s.fold_code1 = on;
 }
 
+namespace {
+
+// The rest of the current radial's bytes in one read; false on a read error.
+bool rest_of_radial(FILE* f, State& s, std::vector<std::uint8_t>& bytes) {
+  bytes.clear();
+  if (!s.in_radial || s.cur_radius >= s.radial_bytes) return true;
+  bytes.resize(static_cast<std::size_t>(s.radial_bytes - s.cur_radius));
+  if (!item_read(f, bytes.data(), static_cast<int>(bytes.size()))) return false;
+  s.cur_radius = s.radial_bytes;
+  return true;
+}
+
+}  // namespace
+
 bool radial_codes_available() { return state().kind == Kind::digital_radial; }
 
 const std::array<float, 256>& radial_code_values() { return digital_table(state()); }
@@ -751,11 +765,7 @@ int get_radial_codes(FILE* ifile, std::vector<std::uint8_t>& codes) {
   codes.clear();
   State& s = state();
   if (ifile == nullptr || s.kind != Kind::digital_radial) return 0;
-  if (!s.in_radial || s.cur_radius >= s.radial_bytes) return 0;
-  codes.resize(static_cast<std::size_t>(s.radial_bytes - s.cur_radius));
-  if (!item_read(ifile, codes.data(), static_cast<int>(codes.size()))) return -1;
-  s.cur_radius = s.radial_bytes;
-  return 0;
+  return rest_of_radial(ifile, s, codes) ? 0 : -1;
 }
 
 int get_radial_runs(FILE* ifile, std::vector<NIDS_data>& runs) {
@@ -774,12 +784,8 @@ int get_radial_runs(FILE* ifile, std::vector<NIDS_data>& runs) {
     return 0;
   }
   if (s.kind != Kind::radial && s.kind != Kind::digital_radial) return 0;
-  if (!s.in_radial || s.cur_radius >= s.radial_bytes) return 0;
-  const int n = s.radial_bytes - s.cur_radius;
-  s.radial_buf.resize(static_cast<std::size_t>(n));
-  if (!item_read(ifile, s.radial_buf.data(), n)) return -1;
-  s.cur_radius = s.radial_bytes;
-  runs.resize(static_cast<std::size_t>(n));
+  if (!rest_of_radial(ifile, s, s.radial_buf)) return -1;
+  runs.resize(s.radial_buf.size());
   if (s.kind == Kind::radial) {
     for (std::size_t i = 0; i < runs.size(); ++i) runs[i] = radial_bin(s, s.radial_buf[i]);
   } else {
@@ -808,7 +814,8 @@ int NIDS_get_data(FILE* ifile, NIDS_data* data) {
       const GenericRadial& r = s.generic.radials[static_cast<std::size_t>(s.cur_radial - 1)];
       if (s.cur_radius >= r.bins) return 0;
       data->run = 1.0f;
-      data->val = generic_value(s, rules(s.mess.code), s.generic.values[r.first + static_cast<std::size_t>(s.cur_radius++)]);
+      const float raw = s.generic.values[r.first + static_cast<std::size_t>(s.cur_radius++)];
+      data->val = generic_value(s, rules(s.mess.code), raw);
       return 1;
     }
     case Kind::raster:
