@@ -180,20 +180,22 @@ const std::vector<int> kIcdFromTwo = {32, 94, 99, 153, 154, 182, 186};
 
 // Row by row, each row's codes set: a later row wins, as the tables are
 // written (and start-up does not scan every table for every code).
+using Table = std::array<ProductRules, kMaxCode + 1>;
+
 template <typename Rows, typename Set>
-void apply(std::array<ProductRules, kMaxCode + 1>& t, const Rows& rows, Set set) {
+void apply(Table& t, const Rows& rows, Set set) {
   for (const auto& r : rows)
     for (int c : r.codes)
       if (c >= 0 && c <= kMaxCode) set(t[static_cast<std::size_t>(c)], r);
 }
 
-void flag(std::array<ProductRules, kMaxCode + 1>& t, const std::vector<int>& codes, bool ProductRules::*f) {
+void flag(Table& t, const std::vector<int>& codes, bool ProductRules::*f) {
   for (int c : codes)
     if (c >= 0 && c <= kMaxCode) t[static_cast<std::size_t>(c)].*f = true;
 }
 
-std::array<ProductRules, kMaxCode + 1> build() {
-  std::array<ProductRules, kMaxCode + 1> t{};
+Table build() {
+  Table t{};
   apply(t, kSiteGeometry, [](ProductRules& p, const Geometry& g) {
     p.in_site_table = true;
     p.site_res = g.res;
@@ -228,7 +230,7 @@ const ProductRules kUnknown{};
 }  // namespace
 
 const ProductRules& rules(int code) {
-  static const std::array<ProductRules, kMaxCode + 1> table = build();
+  static const Table table = build();
   if (code < 0 || code > kMaxCode) return kUnknown;
   return table[static_cast<std::size_t>(code)];
 }
