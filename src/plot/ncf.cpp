@@ -85,11 +85,14 @@ const Api& api() {
 bool classic_header_fits(const char* path) {
   std::FILE* f = std::fopen(path, "rb");
   if (f == nullptr) return true;  // the library says why
-  std::vector<std::uint8_t> head(1 << 20);
+  const long file_size = std::fseek(f, 0, SEEK_END) == 0 ? std::ftell(f) : -1;
+  std::rewind(f);
+  // The first megabyte at most, and no more than the file holds: most files
+  // are small, and this runs at every open.
+  constexpr long kHead = 1 << 20;
+  std::vector<std::uint8_t> head(static_cast<std::size_t>(file_size < 0 || file_size > kHead ? kHead : file_size));
   head.resize(std::fread(head.data(), 1, head.size(), f));
   const bool whole = std::fgetc(f) == EOF;
-  std::fseek(f, 0, SEEK_END);
-  const long file_size = std::ftell(f);
   std::fclose(f);
   if (head.size() < 4 || head[0] != 'C' || head[1] != 'D' || head[2] != 'F') return true;
   const int version = head[3];
