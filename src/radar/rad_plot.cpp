@@ -7,8 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "zor/attrib.h"
 #include "zor/cont.h"
@@ -56,7 +58,14 @@ struct State {
   bool sites_stored = false;
   Domain sites_domain;
 
-  State() { std::memset(info->summary, -1, sizeof info->summary); }
+  State() { clear_summary(); }
+  // Starts again in a record already allocated: the summary grid is large.
+  explicit State(std::unique_ptr<RAD_info> reuse) : info(std::move(reuse)) {
+    static_assert(std::is_trivially_destructible_v<RAD_info>);
+    ::new (info.get()) RAD_info;
+    clear_summary();
+  }
+  void clear_summary() { std::memset(info->summary, -1, sizeof info->summary); }
 };
 
 State& state() {
@@ -295,7 +304,7 @@ void close_all();
 void reset() {
   close_all();
   auto& s = state();
-  s = State{};
+  s = State{std::move(s.info)};
 }
 
 }  // namespace zor::rad
