@@ -17,6 +17,13 @@
 #include "zor/mess.h"
 #include "file_internal.h"
 
+// The user database is reached only where the C library is a shared object.
+// A fully static tool (nidsdump, whose start-up is most of its run) leaves a
+// "~user" name as it is rather than link the static library's name-service
+// code, which needs the shared libraries at run time all the same.
+#pragma weak getpwnam
+#pragma weak getpwuid
+
 namespace zor::file {
 namespace {
 
@@ -59,9 +66,9 @@ std::string expand_user(const std::string& file) {
   if (user.empty()) {
     home = std::getenv("HOME");
     if (!home || !*home) {
-      if (const passwd* pw = getpwuid(getuid())) home = pw->pw_dir;
+      if (const passwd* pw = &getpwuid != nullptr ? getpwuid(getuid()) : nullptr) home = pw->pw_dir;
     }
-  } else if (const passwd* pw = getpwnam(user.c_str())) {
+  } else if (const passwd* pw = &getpwnam != nullptr ? getpwnam(user.c_str()) : nullptr) {
     home = pw->pw_dir;
   }
   if (!home) return file;  // unknown user: leave the name alone
