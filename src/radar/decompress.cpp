@@ -5,6 +5,8 @@
 #include <zlib.h>
 
 #include <climits>
+#include <cstdlib>
+#include <cstring>
 
 namespace zor {
 
@@ -29,6 +31,47 @@ namespace {
 constexpr std::size_t kSlice = UINT_MAX / 2;
 
 unsigned slice(std::size_t n) { return static_cast<unsigned>(n < kSlice ? n : kSlice); }
+
+// bzip2 asks for a table of 0.4 to 3.6 MB for every stream, and a Level II
+// volume is hundreds of streams. The C library reuses such a block, but the
+// sanitizer builds map and unmap it each time, which halved the speed of the
+// Level II tests and fuzzing: the last large block freed is kept for the next
+// stream. Each block carries its size in front. No destructor: a stream still
+// open in a static object may end after this one would be gone.
+struct BzipBlocks {
+  static constexpr std::size_t kHead = 16;  // keeps the block aligned
+  static constexpr std::size_t kKeepFrom = 128 << 10;
+  void* kept = nullptr;
+  std::size_t kept_size = 0;
+};
+constinit thread_local BzipBlocks bzip_blocks;
+
+void* bz_alloc(void*, int n, int m) {
+  if (n < 0 || m < 0) return nullptr;
+  const std::size_t size = static_cast<std::size_t>(n) * static_cast<std::size_t>(m);
+  auto& b = bzip_blocks;
+  void* block = nullptr;
+  if (b.kept != nullptr && b.kept_size == size) {
+    block = b.kept;
+    b.kept = nullptr;
+  } else if ((block = std::malloc(size + BzipBlocks::kHead)) == nullptr) {
+    return nullptr;
+  }
+  std::memcpy(block, &size, sizeof size);
+  return static_cast<char*>(block) + BzipBlocks::kHead;
+}
+
+void bz_free(void*, void* p) {
+  if (p == nullptr) return;
+  void* block = static_cast<char*>(p) - BzipBlocks::kHead;
+  std::size_t size = 0;
+  std::memcpy(&size, block, sizeof size);
+  auto& b = bzip_blocks;
+  if (size < BzipBlocks::kKeepFrom) return std::free(block);
+  std::free(b.kept);
+  b.kept = block;
+  b.kept_size = size;
+}
 
 }  // namespace
 
@@ -65,6 +108,8 @@ Decompressor::Status Decompressor::read(std::span<std::uint8_t> out, std::size_t
       rc = inflateInit2(&s.zs, 15 + 32) == Z_OK ? 0 : -1;  // +32: zlib or gzip header
     } else {
       s.bz = bz_stream{};
+      s.bz.bzalloc = bz_alloc;
+      s.bz.bzfree = bz_free;
       rc = BZ2_bzDecompressInit(&s.bz, 0, 0) == BZ_OK ? 0 : -1;
     }
     if (rc != 0) {
