@@ -701,6 +701,7 @@ TEST(Hershey2Fnt, ConvertsGlyphsIntoFontUnits) {
 
 // The print devices through the kernel: PostScript and EPS (pages rendered by
 // Ghostscript and checked by pixel), HP-GL/2, metafiles and the print colours.
+using zor::test::cgm_elements;
 using zor::test::count_of;
 using zor::test::lines_of;
 using zor::test::out_path;
@@ -831,14 +832,6 @@ TEST_F(PrintTest, ColourEpsHasABoundingBoxNoDictionaryAndRendersInColour) {
   EXPECT_EQ(r.inked_near(blank.col, blank.row, 3), 0);
 }
 
-TEST_F(PrintTest, PortraitEpsKeepsTheDeviceUpright) {
-  ASSERT_TRUE(zor::test::open_ws(GWS_PS, out_path("portrait.eps") + ",port,eps"));
-  zor::test::close_ws();
-  const std::string text = slurp(out_path("portrait.eps"));
-  EXPECT_NE(text.find("%%BoundingBox: 0 0 756 576\n"), std::string::npos);
-  EXPECT_EQ(count_of(text, "rotate") + count_of(text, "translate"), 0);
-}
-
 TEST_F(PrintTest, OptionsSetPaperScaleAndWidthsFromEnvironmentAndConnection) {
   setenv("zorps_param", "a4,lwidth=2", 1);
   const std::string ps = out_path("options.ps");
@@ -866,30 +859,52 @@ TEST_F(PrintTest, OptionsSetPaperScaleAndWidthsFromEnvironmentAndConnection) {
   ASSERT_TRUE(zor::test::open_ws(GWS_PS, out_path("size.ps") + ",sz=20x10"));
   EXPECT_EQ(zor::test::win_size(), std::pair(1404, 684));
   zor::test::close_ws();
+  // Portrait EPS keeps the device upright.
+  zor::gks::reset_ps();
+  ASSERT_TRUE(zor::test::open_ws(GWS_PS, out_path("portrait.eps") + ",port,eps"));
+  zor::test::close_ws();
+  const std::string eps = slurp(out_path("portrait.eps"));
+  EXPECT_NE(eps.find("%%BoundingBox: 0 0 756 576\n"), std::string::npos);
+  EXPECT_EQ(count_of(eps, "rotate") + count_of(eps, "translate"), 0);
 }
 
+// The first PostScript file is written through a pipe. Appended to ("+name"),
+// a file gets one more plot: no second header or page end, the pen set again.
 TEST_F(PrintTest, PipesAndAppendsWriteWhereTheNameSays) {
-  const std::string target = out_path("piped.ps");
-  std::remove(target.c_str());
-  ASSERT_TRUE(zor::test::open_ws(GWS_PS, "|cat > " + target));
-  GPH_line(0.1f, 0.1f, 0.9f, 0.1f);
-  zor::test::close_ws();
-  const std::string piped = slurp(target);
-  EXPECT_EQ(piped.rfind("%!PS-Adobe-1.0\n", 0), 0u);
-  EXPECT_EQ(piped.substr(piped.size() - 6), "%%EOF\n");
-
-  const std::size_t first_size = piped.size();
-  zor::gks::reset_ps();
-  ASSERT_TRUE(zor::test::open_ws(GWS_PS, "+" + target));
-  GPH_line(0.1f, 0.2f, 0.9f, 0.2f);
-  zor::test::close_ws();
-  const std::string both = slurp(target);
-  ASSERT_GT(both.size(), first_size);
-  const std::string appended = both.substr(first_size);
-  EXPECT_EQ(appended.rfind("0 setgray\n1 dot lw\n[] 0 setdash\n%%ZOR Plot: radar test\n", 0), 0u);
-  EXPECT_EQ(count_of(appended, "%!PS"), 0);
-  EXPECT_EQ(count_of(appended, "showpage"), 0);
-  EXPECT_EQ(appended.substr(appended.size() - 14), "%%End of plot\n");
+  const struct {
+    Gws_type type;
+    const char *name, *first, *opts, *first_end, *start, *end, *mark, *absent[2];
+  } cases[] = {
+      {GWS_PS, "piped.ps", "|cat > ", "", "%%EOF\n", "0 setgray\n1 dot lw\n[] 0 setdash\n%%ZOR Plot: radar test\n",
+       "%%End of plot\n", "%%PL: ", {"%!PS", "showpage"}},
+      {GWS_HPGL, "append.hpgl", "", "", "E\n", "PW0.2;SV;LT;\n", "", "PD", {"IN;", "PG;"}},
+      {GWS_META, "append.cgm", "", ",cgm", "", "", "", "", {}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::string file = out_path(c.name);
+    std::remove(file.c_str());
+    std::size_t first = 0;
+    for (const std::string& conn : {c.first + file, "+" + file}) {
+      zor::test::reset_devices();
+      ASSERT_TRUE(zor::test::open_ws(c.type, conn + c.opts));
+      GPH_line(0.1f, 0.2f, 0.9f, 0.2f);
+      zor::test::close_ws();
+      if (conn[0] != '+') first = slurp(file).size();
+    }
+    const std::string whole = slurp(file), added = whole.substr(first);
+    if (c.type == GWS_META) {
+      int delimiters = 0, polylines = 0;
+      for (const auto& e : cgm_elements(added)) delimiters += e.cls == 0, polylines += e.cls == 4 && e.id == 1;
+      EXPECT_EQ(std::pair(delimiters, polylines), std::pair(0, 1));
+      continue;
+    }
+    EXPECT_EQ(whole.substr(first - std::strlen(c.first_end), std::strlen(c.first_end)), c.first_end);
+    EXPECT_EQ(added.rfind(c.start, 0), 0u);
+    if (*c.end) { EXPECT_EQ(added.substr(added.size() - std::strlen(c.end)), c.end); }
+    EXPECT_EQ(std::tuple(count_of(added, c.mark), count_of(added, c.absent[0]), count_of(added, c.absent[1])),
+              std::tuple(1, 0, 0));
+  }
 }
 
 TEST_F(PrintTest, UnopenableFilesFailTheOpen) {
@@ -968,23 +983,6 @@ TEST_F(PrintTest, OptionsSetRollPaperRotationAndLaserJetWrapper) {
   EXPECT_NE(slurp(out_path("a3.hpgl")).find("PA;\nRO90;\nPW"), std::string::npos);
 }
 
-TEST_F(PrintTest, AppendingSkipsFramingButSetsThePen) {
-  const std::string file = out_path("append.hpgl");
-  std::remove(file.c_str());
-  ASSERT_TRUE(zor::test::open_ws(GWS_HPGL, file));
-  GPH_line(0.1f, 0.1f, 0.9f, 0.1f);
-  zor::test::close_ws();
-  const std::size_t first = slurp(file).size();
-
-  zor::gks::reset_hpgl();
-  ASSERT_TRUE(zor::test::open_ws(GWS_HPGL, "+" + file));
-  GPH_line(0.1f, 0.2f, 0.9f, 0.2f);
-  zor::test::close_ws();
-  const std::string added = slurp(file).substr(first);
-  EXPECT_EQ(added.rfind("PW0.2;SV;LT;\n", 0), 0u);
-  EXPECT_EQ(std::tuple(count_of(added, "IN;"), count_of(added, "PG;"), count_of(added, "PD")), std::tuple(0, 0, 1));
-}
-
 TEST_F(PrintTest, TextMetafileHasItsHeaderAndOneRecordPerCall) {
   const std::string file = out_path("scene.meta");
   write_scene(file);
@@ -1036,8 +1034,6 @@ TEST_F(PrintTest, BadOrMissingInputEndsTheReadCleanly) {
   EXPECT_EQ(rec, want);
 }
 
-using zor::test::cgm_elements;
-
 int word(const std::vector<std::uint8_t>& p, std::size_t i) {
   return static_cast<std::int16_t>((p[2 * i] << 8) | p[2 * i + 1]);
 }
@@ -1082,28 +1078,6 @@ TEST_F(PrintTest, BinaryCgmHasHeaderPictureAndPolylines) {
   EXPECT_EQ(std::tuple(word(lines[0]->params, 0), word(lines[0]->params, 1), word(lines[0]->params, 2)),
             std::tuple(x0, y0, x1));
   EXPECT_EQ(lines[1]->params.size(), 3000u * 4u);  // long form, every point kept
-}
-
-TEST_F(PrintTest, AppendedCgmGetsNoSecondHeaderAndNoEndPicture) {
-  const std::string file = out_path("append.cgm");
-  std::remove(file.c_str());
-  ASSERT_TRUE(zor::test::open_ws(GWS_META, file + ",cgm"));
-  GPH_line(0.1f, 0.2f, 0.9f, 0.2f);
-  zor::test::close_ws();
-  const std::size_t first = slurp(file).size();
-
-  zor::gks::reset_meta();
-  ASSERT_TRUE(zor::test::open_ws(GWS_META, "+" + file + ",cgm"));
-  GPH_line(0.1f, 0.3f, 0.9f, 0.3f);
-  zor::test::close_ws();
-  const auto added = cgm_elements(slurp(file).substr(first));
-  ASSERT_FALSE(added.empty());
-  int polylines = 0;
-  for (const auto& e : added) {
-    EXPECT_FALSE(e.cls == 0) << "picture or metafile delimiter " << e.id << " in the appended part";
-    polylines += e.cls == 4 && e.id == 1;
-  }
-  EXPECT_EQ(polylines, 1);
 }
 
 // Grey levels as written are checked in the scene above; here the reverse.
@@ -1221,7 +1195,7 @@ TEST_F(ColourModelTest, DisplayBackgroundComesFromTheNameOrInverseAndClears) {
 }
 
 // The image writers on records of every pixel layout, read back with an
-// independent LZW decoder, giflib's gif2rgb and libpng; the image readers.
+// independent LZW decoder and libpng; the image readers.
 const auto spit = zor::test::write_file;
 
 std::vector<unsigned char> bytes_of(const std::string& path) {
@@ -1229,79 +1203,55 @@ std::vector<unsigned char> bytes_of(const std::string& path) {
   return {s.begin(), s.end()};
 }
 
-// A record whose pixel (r, c) is value(r, c), stored at `bits` per pixel.
-struct Rgb {
-  int r, g, b;
-  bool operator==(const Rgb&) const = default;
-};
+// Table colour i as the writers turn it into bytes, 0xRRGGBB.
+float part(int v) { return static_cast<float>(v % 256) / 255.0f; }
+unsigned expected_indexed(int i) {
+  auto byte = [](int v) { return static_cast<unsigned>(part(v) * 255); };
+  return byte(i * 37) << 16 | byte(i * 91) << 8 | byte(i);
+}
 
-IMG_report make_indexed(int width, int height, int bits, int byte_order, int pad_bytes,
-                        int ncolors, const std::function<int(int, int)>& value) {
+// A record whose pixel (r, c) is value(r, c) at `bits` per pixel: an index
+// into `ncolors` table colours, or (no table) 0xRRGGBB at 24 or 32 bits.
+IMG_report make_record(int width, int height, int bits, int order, int pad, int ncolors,
+                       const std::function<unsigned(int, int)>& value) {
   IMG_report im;
   IMG_init(&im);
   im.width = width, im.height = height, im.bits_pixel = bits, im.depth = bits == 32 ? 24 : bits;
-  im.bytes_line = (width * bits + 7) / 8 + pad_bytes, im.byte_order = byte_order, im.color_type = 1;
-  im.num_colors = ncolors, im.colors = static_cast<IMG_color*>(std::calloc(ncolors, sizeof(IMG_color)));
-  for (int i = 0; i < ncolors; ++i) {
-    im.colors[i].red = static_cast<float>((i * 37) % 256) / 255.0f;
-    im.colors[i].grn = static_cast<float>((i * 91) % 256) / 255.0f;
-    im.colors[i].blu = static_cast<float>(i % 256) / 255.0f;
-  }
+  im.bytes_line = (width * bits + 7) / 8 + pad, im.byte_order = order, im.color_type = ncolors > 0;
+  im.num_colors = ncolors;
+  if (ncolors == 0) im.red = 0xff0000, im.grn = 0x00ff00, im.blu = 0x0000ff;
+  else im.colors = static_cast<IMG_color*>(std::calloc(ncolors, sizeof(IMG_color)));
+  for (int i = 0; i < ncolors; ++i) im.colors[i] = {part(i * 37), part(i * 91), part(i)};
   im.data = static_cast<unsigned char*>(std::calloc(im.bytes_line * height, 1));
   for (int r = 0; r < height; ++r)
     for (int c = 0; c < width; ++c) {
-      unsigned v = static_cast<unsigned>(value(r, c));
+      const unsigned v = value(r, c);
       unsigned char* p = im.data + r * im.bytes_line;
       switch (bits) {
         case 1: p[c / 8] |= (v & 1) << (c % 8); break;
         case 4: p[c / 2] |= (c % 2 == 0) ? (v & 15) << 4 : (v & 15); break;
         case 8: p[c] = v; break;
-        case 16:
-          p[2 * c + (byte_order ? 1 : 0)] = v & 0xff;
-          p[2 * c + (byte_order ? 0 : 1)] = v >> 8;
-          break;
-        default: ADD_FAILURE() << "layout not covered";
-      }
-    }
-  return im;
-}
-
-Rgb expected_indexed(int v) {
-  return {static_cast<int>(static_cast<float>((v * 37) % 256) / 255.0f * 255),
-          static_cast<int>(static_cast<float>((v * 91) % 256) / 255.0f * 255),
-          static_cast<int>(static_cast<float>(v % 256) / 255.0f * 255)};
-}
-
-// Direct colour, 8 bits a channel, 24 or 32 bits a pixel.
-IMG_report make_direct(int width, int height, int bits, int byte_order,
-                       const std::function<Rgb(int, int)>& colour) {
-  IMG_report im;
-  IMG_init(&im);
-  im.width = width, im.height = height, im.bits_pixel = bits, im.depth = 24, im.bytes_line = width * bits / 8;
-  im.byte_order = byte_order, im.color_type = 0, im.red = 0xff0000, im.grn = 0x00ff00, im.blu = 0x0000ff;
-  im.data = static_cast<unsigned char*>(std::calloc(im.bytes_line * height, 1));
-  for (int r = 0; r < height; ++r)
-    for (int c = 0; c < width; ++c) {
-      Rgb k = colour(r, c);
-      unsigned char* p = im.data + r * im.bytes_line + c * bits / 8;
-      if (bits == 32 && byte_order == 1) ++p;  // pad byte first
-      if (byte_order == 1) {
-        p[0] = k.r, p[1] = k.g, p[2] = k.b;
-      } else {
-        p[0] = k.b, p[1] = k.g, p[2] = k.r;
+        case 16: p[2 * c + order] = v & 0xff, p[2 * c + 1 - order] = v >> 8; break;
+        default:  // blue first, or red first after the pad byte
+          p += c * bits / 8 + (bits == 32 && order == 1);
+          for (int k = 0; k < 3; ++k) p[k] = v >> (order ? 16 - 8 * k : 8 * k);
       }
     }
   return im;
 }
 
 struct Gif {
-  int width = 0, height = 0, flags = 0, table = 0, code_size = 0;
-  std::vector<Rgb> palette;
+  int flags = 0, table = 0, code_size = 0;
+  std::vector<unsigned> palette;
   std::vector<int> codes;  // every code in the data, in order
   std::vector<int> pixels;
   std::vector<int> table_at_clear;  // decoder's table size at each later clear code
   bool has_gce = false;
-  int trans_index = -1;
+  std::vector<unsigned> rgb() const {
+    std::vector<unsigned> out;
+    for (int p : pixels) out.push_back(palette.at(p));
+    return out;
+  }
 };
 
 // An independent GIF decoder for what the writer produces.
@@ -1309,24 +1259,17 @@ Gif decode_gif(const std::vector<unsigned char>& f) {
   Gif g;
   EXPECT_GE(f.size(), 13u);
   EXPECT_EQ(std::string(f.begin(), f.begin() + 6), "GIF89a");
-  g.width = f[6] | f[7] << 8, g.height = f[8] | f[9] << 8, g.flags = f[10];
-  g.table = 1 << ((g.flags & 7) + 1);
+  g.flags = f[10], g.table = 1 << ((g.flags & 7) + 1);
   std::size_t i = 13;
-  for (int k = 0; k < g.table; ++k, i += 3) g.palette.push_back({f[i], f[i + 1], f[i + 2]});
-  if (f[i] == 0x21 && f[i + 1] == 0xF9) {
-    g.has_gce = true, g.trans_index = f[i + 6];
-    i += 8;
-  }
+  for (int k = 0; k < g.table; ++k, i += 3) g.palette.push_back(f[i] << 16 | f[i + 1] << 8 | f[i + 2]);
+  g.has_gce = f[i] == 0x21 && f[i + 1] == 0xF9;
+  i += g.has_gce ? 8 : 0;
   EXPECT_EQ(f[i], 0x2C);
   i += 10;
   g.code_size = f[i++];
   std::vector<unsigned char> data;
-  while (f[i] != 0) {
-    int n = f[i++];
-    data.insert(data.end(), f.begin() + i, f.begin() + i + n);
-    i += n;
-  }
-  EXPECT_EQ(f[i + 1], 0x3B);
+  for (int n; (n = f[i++]) != 0; i += n) data.insert(data.end(), f.begin() + i, f.begin() + i + n);
+  EXPECT_EQ(f[i], 0x3B);
   const int clear = 1 << g.code_size, end = clear + 1;
   std::vector<std::vector<int>> dict;
   auto reset = [&] {
@@ -1334,34 +1277,24 @@ Gif decode_gif(const std::vector<unsigned char>& f) {
     for (int k = 0; k < clear; ++k) dict[k] = {k};
   };
   reset();
-  int width = g.code_size + 1;
-  std::size_t bitpos = 0;
-  int prev = -1;
-  while (bitpos + width <= data.size() * 8) {
+  int width = g.code_size + 1, prev = -1;
+  for (std::size_t bitpos = 0; bitpos + width <= data.size() * 8;) {
     int code = 0;
-    for (int b = 0; b < width; ++b, ++bitpos)
-      code |= ((data[bitpos / 8] >> (bitpos % 8)) & 1) << b;
+    for (int b = 0; b < width; ++b, ++bitpos) code |= ((data[bitpos / 8] >> (bitpos % 8)) & 1) << b;
     g.codes.push_back(code);
     if (code == clear) {
       if (prev >= 0) g.table_at_clear.push_back(static_cast<int>(dict.size()));
       reset();
-      width = g.code_size + 1;
-      prev = -1;
+      width = g.code_size + 1, prev = -1;
       continue;
     }
     if (code == end) break;
-    std::vector<int> entry;
-    if (code < static_cast<int>(dict.size())) {
-      entry = dict[code];
-      if (prev >= 0) {
-        auto n = dict[prev];
-        n.push_back(entry[0]);
-        dict.push_back(n);
-      }
-    } else {
-      entry = dict[prev];
-      entry.push_back(entry[0]);
-      dict.push_back(entry);
+    std::vector<int> entry = code < static_cast<int>(dict.size()) ? dict[code] : dict[prev];
+    if (code >= static_cast<int>(dict.size())) entry.push_back(entry[0]);
+    if (prev >= 0) {
+      auto n = dict[prev];
+      n.push_back(entry[0]);
+      dict.push_back(n);
     }
     g.pixels.insert(g.pixels.end(), entry.begin(), entry.end());
     prev = code;
@@ -1370,72 +1303,52 @@ Gif decode_gif(const std::vector<unsigned char>& f) {
   return g;
 }
 
-std::vector<Rgb> gif_rgb(const Gif& g) {
-  std::vector<Rgb> out;
-  for (int p : g.pixels) out.push_back(g.palette.at(p));
-  return out;
-}
-
-// The PNG read with libpng itself: its format flags, palette size and pixels.
-struct Png {
-  png_uint_32 format = 0, num_palette = 0;
-  std::vector<Rgb> pixels;
-};
-
-Png read_png(const std::string& path) {
-  Png out;
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  if (!png_image_begin_read_from_file(&image, path.c_str())) return out;
-  out.format = image.format, out.num_palette = image.colormap_entries;
-  image.format = PNG_FORMAT_RGB;
-  std::vector<unsigned char> rgb(PNG_IMAGE_SIZE(image));
-  if (png_image_finish_read(&image, nullptr, rgb.data(), 0, nullptr) == 0) return out;
-  for (std::size_t i = 0; i + 2 < rgb.size(); i += 3) out.pixels.push_back({rgb[i], rgb[i + 1], rgb[i + 2]});
-  return out;
-}
-
-struct Layout {
-  int bits, order, pad;
-};
-
 TEST(ImgWrite, EveryLayoutGivesThePicturesColoursInGifAndPng) {
+  struct Layout {
+    int bits, order, pad;
+  };
   for (Layout l : {Layout{1, 0, 0}, Layout{4, 0, 1}, Layout{8, 0, 3}, Layout{16, 0, 2}, Layout{16, 1, 2},
                    Layout{24, 0, 0}, Layout{24, 1, 0}, Layout{32, 0, 0}, Layout{32, 1, 0}}) {
     SCOPED_TRACE(l.bits * 10 + l.order);
-    const bool direct = l.bits >= 24;
-    const int ncol = l.bits == 1 ? 2 : 12;
-    auto value = [&](int r, int c) { return (r * 3 + c) % ncol; };
-    auto colour = [](int r, int c) { return Rgb{(r * 40) % 256, (c * 20) % 256, 200}; };
-    auto make = [&] {
-      return direct ? make_direct(13, 9, l.bits, l.order, colour) : make_indexed(13, 9, l.bits, l.order, l.pad, ncol, value);
+    const int ncol = l.bits >= 24 ? 0 : l.bits == 1 ? 2 : 12;
+    auto value = [&](int r, int c) -> unsigned {
+      return ncol ? (r * 3 + c) % ncol : (r * 40) % 256 << 16 | (c * 20) % 256 << 8 | 200;
     };
-    std::vector<Rgb> want;
+    std::vector<unsigned> want;
     for (int r = 0; r < 9; ++r)
-      for (int c = 0; c < 13; ++c) want.push_back(direct ? colour(r, c) : expected_indexed(value(r, c)));
-    IMG_report im = make();
+      for (int c = 0; c < 13; ++c) want.push_back(ncol ? expected_indexed(value(r, c)) : value(r, c));
+    IMG_report im = make_record(13, 9, l.bits, l.order, l.pad, ncol, value);
     ASSERT_EQ(PNG_write(out_path("layout.png").c_str(), &im), 1);
     IMG_free(&im);
-    Png p = read_png(out_path("layout.png"));
-    EXPECT_EQ(std::tuple(p.format & PNG_FORMAT_FLAG_COLORMAP, p.num_palette, p.pixels),
-              std::tuple(PNG_FORMAT_FLAG_COLORMAP, 256u, want));
+    png_image png{};
+    png.version = PNG_IMAGE_VERSION;
+    ASSERT_NE(png_image_begin_read_from_file(&png, out_path("layout.png").c_str()), 0);
+    EXPECT_EQ(std::tuple(png.format & PNG_FORMAT_FLAG_COLORMAP, png.colormap_entries),
+              std::tuple(PNG_FORMAT_FLAG_COLORMAP, 256u));
+    png_image_free(&png);
+    zor::test::Raster back;
+    ASSERT_TRUE(zor::test::read_png(out_path("layout.png"), back));
+    std::vector<unsigned> got;
+    for (int i = 0; i < 13 * 9; ++i) got.push_back(back.pixel(i % 13, i / 13));
+    EXPECT_EQ(got, want);
     const std::string file = slurp(out_path("layout.png"));
     for (const char* key : {"tEXtTitle", "tEXtSoftware", "tEXtCreation Time"}) EXPECT_NE(file.find(key), std::string::npos);
-    im = make();
+    im = make_record(13, 9, l.bits, l.order, l.pad, ncol, value);
     ASSERT_EQ(GIF_write(out_path("layout.gif").c_str(), &im), 1);
     IMG_free(&im);
-    EXPECT_EQ(gif_rgb(decode_gif(bytes_of(out_path("layout.gif")))), want);
+    EXPECT_EQ(decode_gif(bytes_of(out_path("layout.gif"))).rgb(), want);
   }
 }
 
-TEST(ImgWrite, ColourTableSizeFlagsAndCodeSize) {
+// The colour table's size and flags, the code size; a picture of noise
+// fills the table soon, which restarts with a clear code when full.
+TEST(ImgWrite, GifTablesAndClearCodes) {
   struct Case {
     int ncol, table, flags, code_size;
   };
   for (Case k : {Case{1, 2, 0x80, 2}, Case{3, 4, 0x91, 2}, Case{200, 256, 0xF7, 8}}) {
     SCOPED_TRACE(k.ncol);
-    IMG_report im = make_indexed(20, 20, 8, 0, 0, k.ncol,
-                                 [&](int r, int c) { return (r * 20 + c) % k.ncol; });
+    IMG_report im = make_record(20, 20, 8, 0, 0, k.ncol, [&](int r, int c) { return (r * 20 + c) % k.ncol; });
     ASSERT_EQ(GIF_write(out_path("table.gif").c_str(), &im), 1);
     IMG_free(&im);
     Gif g = decode_gif(bytes_of(out_path("table.gif")));
@@ -1443,14 +1356,8 @@ TEST(ImgWrite, ColourTableSizeFlagsAndCodeSize) {
     EXPECT_EQ(std::tuple(g.flags, g.table, g.code_size, g.codes.front(), g.pixels.size()),
               std::tuple(k.flags, k.table, k.code_size, 1 << k.code_size, 400u));
   }
-}
-
-TEST(ImgWrite, LongPicturesRestartTheTableWithClearCodes) {
-  // A uniform picture of n pixels builds strings of length 1, 2, 3, ...; with
-  // two colours the 4090 free codes are used up after about 8.4 million pixels,
-  // so a picture of noise fills the table much sooner: use both.
-  IMG_report im = make_indexed(1000, 1000, 8, 0, 0, 2, [](int r, int c) {
-    return static_cast<int>(((r * 7919u + c * 104729u) * 2654435761u) >> 31);
+  IMG_report im = make_record(1000, 1000, 8, 0, 0, 2, [](int r, int c) {
+    return ((r * 7919u + c * 104729u) * 2654435761u) >> 31;
   });
   ASSERT_EQ(GIF_write(out_path("noise.gif").c_str(), &im), 1);
   IMG_free(&im);
@@ -1460,10 +1367,11 @@ TEST(ImgWrite, LongPicturesRestartTheTableWithClearCodes) {
   EXPECT_EQ(std::tuple(g.codes.front(), g.pixels.size(), g.codes.back()), std::tuple(4, 1000u * 1000u, 5));
 }
 
+// Reading interlaced files back in place: ImgRead.GifPngAndXwdRoundTrips.
 TEST(ImgWrite, InterlacedAndTransparent) {
   GIF_interlace(1);
   GIF_transparent(1);
-  IMG_report im = make_indexed(5, 19, 8, 0, 0, 4, [](int r, int) { return r % 4; });
+  IMG_report im = make_record(5, 19, 8, 0, 0, 4, [](int r, int) { return r % 4; });
   ASSERT_EQ(GIF_write(out_path("inter.gif").c_str(), &im), 1);
   IMG_free(&im);
   GIF_interlace(0);
@@ -1473,25 +1381,15 @@ TEST(ImgWrite, InterlacedAndTransparent) {
   ASSERT_EQ(g.pixels.size(), 95u);
   // Rows in the file come pass by pass: 0, 8, 16, then 4, 12, ...
   const int order[] = {0, 8, 16, 4, 12, 2, 6, 10, 14, 18, 1, 3, 5, 7, 9, 11, 13, 15, 17};
-  for (int i = 0; i < 19; ++i)
-    EXPECT_EQ(g.palette[g.pixels[i * 5]], expected_indexed(order[i] % 4)) << i;
-  // gif2rgb puts the rows back in place.
-  const std::string out = out_path("inter.rgb");
-  ASSERT_EQ(std::system(("gif2rgb -1 -o " + out + " " + out_path("inter.gif")).c_str()), 0);
-  const auto rgb = bytes_of(out);
-  ASSERT_EQ(rgb.size(), 95u * 3u);
-  for (int r = 0; r < 19; ++r)
-    EXPECT_EQ((Rgb{rgb[r * 15], rgb[r * 15 + 1], rgb[r * 15 + 2]}), expected_indexed(r % 4));
+  for (int i = 0; i < 19; ++i) EXPECT_EQ(g.palette[g.pixels[i * 5]], expected_indexed(order[i] % 4)) << i;
 }
 
 TEST(ImgWrite, XwdHeaderColoursAndPixels) {
-  IMG_report im = make_indexed(10, 3, 8, 1, 2, 5, [](int r, int c) { return (r + c) % 5; });
+  IMG_report im = make_record(10, 3, 8, 1, 2, 5, [](int r, int c) { return (r + c) % 5; });
   std::strcpy(im.info, "xwdump");
   ASSERT_EQ(XWD_write(out_path("a.xwd").c_str(), &im), 1);
   const auto f = bytes_of(out_path("a.xwd"));
-  auto be32 = [&](std::size_t o) {
-    return static_cast<unsigned>(f[o] << 24 | f[o + 1] << 16 | f[o + 2] << 8 | f[o + 3]);
-  };
+  auto be32 = [&](std::size_t o) { return static_cast<unsigned>(f[o] << 24 | f[o + 1] << 16 | f[o + 2] << 8 | f[o + 3]); };
   ASSERT_EQ(f.size(), 107u + 5 * 12 + 3 * 12);
   // Header size, version, visual class (PseudoColor), colours; colour 2's entry.
   EXPECT_EQ(std::tuple(be32(0), be32(4), be32(13 * 4), be32(18 * 4)), std::tuple(107u, 7u, 3u, 5u));
@@ -1504,18 +1402,17 @@ TEST(ImgWrite, XwdHeaderColoursAndPixels) {
 
 // An 8-bit indexed picture of `ncol` colours with padded rows.
 IMG_report picture(int width, int height, int ncol, int pad) {
-  return make_indexed(width, height, 8, 0, pad, ncol, [&](int r, int c) { return (r * 5 + c * c) % ncol; });
+  return make_record(width, height, 8, 0, pad, ncol, [&](int r, int c) { return (r * 5 + c * c) % ncol; });
 }
 
-// Colour of every pixel of an 8-bit indexed record, as bytes.
-std::vector<Rgb> colours(const IMG_report& im) {
-  std::vector<Rgb> out;
-  for (int r = 0; r < im.height; ++r)
-    for (int c = 0; c < im.width; ++c) {
-      const IMG_color& k = im.colors[im.data[r * im.bytes_line + c]];
-      out.push_back({static_cast<int>(k.red * 255 + 0.5f), static_cast<int>(k.grn * 255 + 0.5f),
-                     static_cast<int>(k.blu * 255 + 0.5f)});
-    }
+// Colour of every pixel of an 8-bit indexed record.
+std::vector<unsigned> colours(const IMG_report& im) {
+  std::vector<unsigned> out;
+  auto byte = [](float v) { return static_cast<unsigned>(v * 255 + 0.5f); };
+  for (int i = 0; i < im.width * im.height; ++i) {
+    const IMG_color& k = im.colors[im.data[i / im.width * im.bytes_line + i % im.width]];
+    out.push_back(byte(k.red) << 16 | byte(k.grn) << 8 | byte(k.blu));
+  }
   return out;
 }
 
