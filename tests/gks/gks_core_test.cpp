@@ -90,6 +90,13 @@ class KernelTest : public ::testing::Test {
       if (c.op == op) out.push_back(c);
     return out;
   }
+  // Every point of the calls of `op`, as x, y, x, y, ...
+  std::vector<float> coords(RecordedCall::Op op) const {
+    std::vector<float> out;
+    for (const auto& c : calls(op))
+      for (const auto& p : c.pts) out.insert(out.end(), {p.x, p.y});
+    return out;
+  }
   RecordingDevice* dev = nullptr;
 };
 
@@ -197,18 +204,14 @@ TEST_F(KernelTest, PolylineIsClippedToTheViewport) {
   // From inside to far right: cut at the right edge.
   const Gpt across[] = {{0.25f, 0.5f}, {1.0f, 0.5f}};
   EXPECT_EQ(gpolyline(2, across), 0);
-  auto lines = calls(RecordedCall::Op::polyline);
-  ASSERT_EQ(lines.size(), 1u);
-  ASSERT_EQ(lines[0].pts.size(), 2u);
   // trunc(127.75 * 0.5 + 0.5), trunc(383.25 + 0.5)
-  EXPECT_TRUE(floats_eq({lines[0].pts[0].x, lines[0].pts[0].y, lines[0].pts[1].x, lines[0].pts[1].y},
-                        {64, 383, 256, 383}));
+  EXPECT_TRUE(floats_eq(coords(RecordedCall::Op::polyline), {64, 383, 256, 383}));
 
   // Out and back in: two pieces, both inside.
   dev->clear_calls();
   const Gpt zigzag[] = {{0.2f, 0.2f}, {1.8f, 0.2f}, {1.8f, 0.4f}, {0.2f, 0.4f}};
   gpolyline(4, zigzag);
-  lines = calls(RecordedCall::Op::polyline);
+  const auto lines = calls(RecordedCall::Op::polyline);
   ASSERT_EQ(lines.size(), 2u);
   for (const auto& l : lines)
     for (const auto& p : l.pts) EXPECT_TRUE(p.x <= 256.0f && p.y >= 256.0f) << p.x << "," << p.y;
@@ -266,18 +269,13 @@ TEST_F(KernelTest, MarkersAreStrokesInDeviceUnitsWithShadows) {
   dev->clear_calls();
   const Gpt p{0.5f, 0.5f};  // pixel (256, 256)
   gpolymarker(1, &p);
-  auto strokes = calls(RecordedCall::Op::stroke);
-  ASSERT_EQ(strokes.size(), 1u);
-  std::vector<float> got;
-  for (const auto& q : strokes[0].pts) got.insert(got.end(), {q.x, q.y});
-  EXPECT_TRUE(floats_eq(got, {251, 261, 261, 261, 261, 251, 251, 251, 251, 261}));
+  ASSERT_EQ(calls(RecordedCall::Op::stroke).size(), 1u);
+  EXPECT_TRUE(floats_eq(coords(RecordedCall::Op::stroke), {251, 261, 261, 261, 261, 251, 251, 251, 251, 261}));
   // Size 0.1 gives h = 0: a single-pixel figure.
   gset_marker_size(0.1f);
   dev->clear_calls();
   gpolymarker(1, &p);
-  strokes = calls(RecordedCall::Op::stroke);
-  ASSERT_EQ(strokes.size(), 1u);
-  for (const auto& q : strokes[0].pts) EXPECT_TRUE(floats_eq({q.x, q.y}, {256, 256}));
+  EXPECT_TRUE(floats_eq(coords(RecordedCall::Op::stroke), {256, 256, 256, 256, 256, 256, 256, 256, 256, 256}));
   gset_marker_type(10);  // unknown: nothing
   dev->clear_calls();
   gpolymarker(1, &p);
@@ -292,7 +290,7 @@ TEST_F(KernelTest, MarkersAreStrokesInDeviceUnitsWithShadows) {
   auto groups = calls(RecordedCall::Op::begin_group);
   ASSERT_EQ(groups.size(), 1u);
   EXPECT_EQ(groups[0].fill.pattern, 10);  // the marker count
-  strokes = calls(RecordedCall::Op::stroke);
+  const auto strokes = calls(RecordedCall::Op::stroke);
   ASSERT_EQ(strokes.size(), 10u * 3u * 2u);  // (2 shadows + marker) x 2 strokes
   EXPECT_EQ(std::count_if(strokes.begin(), strokes.end(), [](const auto& s) { return s.pen.shadow; }), 40);
   // The second shadow copy is one pixel right and down of the first.
