@@ -378,11 +378,14 @@ TEST_F(Events, ServerFontsDrawText) {
   EXPECT_EQ(read_font("#no-such-font-anywhere"), -1);
 }
 
-TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
+// The display named by the connection; negative offsets count from the
+// screen edges.
+TEST(WindowPlacement, DisplayFromTheConnectionAndNegativeOffsets) {
   gset_geometry("-10-10");
   ASSERT_EQ(gopen_gks(nullptr, 0), 0);
-  ASSERT_EQ(gopen_ws(1, "", GWS_WINDOW), 0);
+  ASSERT_EQ(gopen_ws(1, zor::test::shared_xvfb()->display().c_str(), GWS_WINDOW), 0);
   Display* dpy = reinterpret_cast<Display*>(gget_display_id());
+  ASSERT_NE(dpy, nullptr);
   XWindowAttributes wa{};
   ASSERT_NE(XGetWindowAttributes(dpy, gget_root_window(), &wa), 0);
   EXPECT_EQ(std::tuple(wa.width, wa.height, wa.x, wa.y), std::tuple(640, 512, 1280 - 650, 1024 - 522));
@@ -390,8 +393,11 @@ TEST(WindowPlacement, NegativeOffsetsCountFromTheScreenEdges) {
   ASSERT_NE(XGetClassHint(dpy, gget_root_window(), &cls), 0);
   EXPECT_STREQ(cls.res_class, "Zor");
   XFree(cls.res_name), XFree(cls.res_class);
-  zor::test::close_window_ws(false);
+  gclose_ws(1);
   gset_geometry("");
+  FLAG_set(19, 0);  // not a batch run: no drawing into memory instead
+  EXPECT_EQ(gopen_ws(1, ":299", GWS_WINDOW), -1);  // no server there
+  zor::test::close_window_ws(false);
 }
 
 TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
@@ -433,16 +439,6 @@ TEST(WindowPlacement, IconicStartTitleAndFixedSize) {
   zor::test::close_window_ws(false);
   EXPECT_EQ(gget_user_cmap(), 0u);  // freed with the window
   gset_iconic(0), gset_fixed_size(0), gset_local_colormap(0);
-}
-
-TEST(WindowPlacement, DisplayFromTheConnectionId) {
-  ASSERT_EQ(gopen_gks(nullptr, 0), 0);
-  ASSERT_EQ(gopen_ws(1, zor::test::shared_xvfb()->display().c_str(), GWS_WINDOW), 0);
-  EXPECT_NE(gget_display_id(), 0u);
-  gclose_ws(1);
-  FLAG_set(19, 0);  // not a batch run: no drawing into memory instead
-  EXPECT_EQ(gopen_ws(1, ":299", GWS_WINDOW), -1);  // no server there
-  zor::test::close_window_ws(false);
 }
 
 // The other program: a window named as a loop window and a black pixmap.
