@@ -813,11 +813,11 @@ TEST_F(PrintTest, ColourEpsHasABoundingBoxNoDictionaryAndRendersInColour) {
 
   const std::string text = slurp(eps);
   EXPECT_EQ(text.rfind("%!PS-Adobe-3.0 EPSF-3.0\n%%BoundingBox: 0 0 576 756\n", 0), 0u);
-  EXPECT_EQ(count_of(text, "30 dict begin"), 0);
-  EXPECT_EQ(count_of(text, "saveobj"), 0);
-  EXPECT_NE(text.find("90 rotate\n0. inch -8.00 inch translate\n0 0 0 setrgbcolor\n"), std::string::npos);
-  EXPECT_NE(text.find("1.00 0.00 0.00 setrgbcolor\n"), std::string::npos);
-  EXPECT_EQ(count_of(text, "0.00 0.00 1.00 setrgbcolor\n"), 2);  // the fill, then the markers
+  // No dictionary or save; red for the line and the text, blue for the fill and the markers.
+  EXPECT_EQ(std::tuple(count_of(text, "30 dict begin"), count_of(text, "saveobj"),
+                       count_of(text, "90 rotate\n0. inch -8.00 inch translate\n0 0 0 setrgbcolor\n"),
+                       count_of(text, "1.00 0.00 0.00 setrgbcolor\n"), count_of(text, "0.00 0.00 1.00 setrgbcolor\n")),
+            std::tuple(0, 0, 1, 2, 2));
   EXPECT_EQ(text.substr(text.size() - 20), "%%End of plot\n%%EOF\n");
 
   if (!zor::test::have_ghostscript()) GTEST_SKIP() << "Ghostscript not installed";
@@ -846,11 +846,10 @@ TEST_F(PrintTest, OptionsSetPaperScaleAndWidthsFromEnvironmentAndConnection) {
   unsetenv("zorps_param");
 
   const std::string text = slurp(ps);
-  EXPECT_NE(text.find(".25 inch .25 inch translate\n"), std::string::npos);
-  EXPECT_NE(text.find("1.50 1.50 scale\n"), std::string::npos);
-  EXPECT_EQ(count_of(text, "16 dot lw\n"), 1);  // trunc(4 x base 2 x width 2), written once
-  EXPECT_EQ(count_of(text, "1 setgray\n"), 1);
-  EXPECT_EQ(count_of(text, "%%PL: 2\n"), 3);
+  // The width trunc(4 x base 2 x width 2) written once.
+  EXPECT_EQ(std::tuple(count_of(text, ".25 inch .25 inch translate\n"), count_of(text, "1.50 1.50 scale\n"),
+                       count_of(text, "16 dot lw\n"), count_of(text, "1 setgray\n"), count_of(text, "%%PL: 2\n")),
+            std::tuple(1, 1, 1, 1, 3));
 
   // "sz" takes a free size; the size in inches is kept for the page.
   zor::gks::reset_ps();
@@ -919,8 +918,7 @@ TEST_F(PrintTest, SceneIsFramedForPclWithPensShadingAndPaths) {
   ASSERT_TRUE(zor::test::open_ws(GWS_HPGL, file));
   int ox = 0, oy = 0;
   gget_win_offset(&ox, &oy);
-  EXPECT_EQ(zor::test::win_size(), std::pair(10150, 7612));
-  EXPECT_EQ(std::tuple(ox, oy), std::tuple(10, 10));
+  EXPECT_EQ(std::tuple(zor::test::win_size(), ox, oy), std::tuple(std::pair(10150, 7612), 10, 10));
   zor::test::draw_scene();
   zor::test::close_ws();
 
@@ -928,11 +926,10 @@ TEST_F(PrintTest, SceneIsFramedForPclWithPensShadingAndPaths) {
   EXPECT_EQ(text.rfind(kEsc + "E" + kEsc + "%1B" + kEsc + "&l1O\nIN;SP1;PA;\nPW0.2;SV;LT;\n", 0), 0u);
   EXPECT_EQ(text.substr(text.size() - 13), "SP;PG;" + kEsc + "%0A" + kEsc + "E\n");
   EXPECT_GE(count_of(text, "IW "), 1);
-  // The blue fill: grey level 0.8 / 2.7, printed as 70% shading.
-  EXPECT_NE(text.find("FT10,70;\nPU"), std::string::npos);
-  EXPECT_EQ(count_of(text, "PM1;PM2;FP;\n"), 1);
-  EXPECT_NE(text.find("PW2.0;\n"), std::string::npos);  // line width 10 x base 0.2
-  EXPECT_EQ(count_of(text, "LT2,5,1;\n"), 1);
+  // The blue fill: grey level 0.8 / 2.7, printed as 70% shading; line width 10 x base 0.2.
+  EXPECT_EQ(std::tuple(count_of(text, "FT10,70;\nPU"), count_of(text, "PM1;PM2;FP;\n"), count_of(text, "PW2.0;\n"),
+                       count_of(text, "LT2,5,1;\n")),
+            std::tuple(1, 1, 1, 1));
   // Three plus markers of two strokes each, and the three glyphs of "ZOR".
   EXPECT_GE(count_of(text, "PU"), 1 + 5 + 6 + 3);
 }
@@ -952,15 +949,13 @@ TEST_F(PrintTest, RepeatedAttributesAreWrittenOnceAndLongLinesAreBroken) {
 
   const std::string text = slurp(file);
   EXPECT_EQ(text.rfind("IN;SP1;PA;\n", 0), 0u);  // no PCL wrapper
-  EXPECT_EQ(count_of(text, kEsc), 0);
-  EXPECT_EQ(count_of(text, "SV1,0;\n"), 1);
-  EXPECT_EQ(count_of(text, "SV1,30;\n"), 1);
-  EXPECT_EQ(count_of(text, "PW0.4;\n"), 1);  // 507 doubles the base width
+  // Shades written once each; 507 doubles the base width.
+  EXPECT_EQ(std::tuple(count_of(text, kEsc), count_of(text, "SV1,0;\n"), count_of(text, "SV1,30;\n"), count_of(text, "PW0.4;\n")),
+            std::tuple(0, 1, 1, 1));
   // 25 points: a break after points 10 and 20, and the closing one.
   const std::size_t start = text.rfind("PU");
   const std::string last = text.substr(start, text.find("SP;PG;") - start);
-  EXPECT_EQ(count_of(last, "PD"), 24);
-  EXPECT_EQ(count_of(last, "\n"), 3);
+  EXPECT_EQ(std::pair(count_of(last, "PD"), count_of(last, "\n")), std::pair(24, 3));
 }
 
 TEST_F(PrintTest, OptionsSetRollPaperRotationAndLaserJetWrapper) {
@@ -981,22 +976,18 @@ TEST_F(PrintTest, OptionsSetRollPaperRotationAndLaserJetWrapper) {
   EXPECT_NE(slurp(out_path("a3.hpgl")).find("PA;\nRO90;\nPW"), std::string::npos);
 }
 
-TEST_F(PrintTest, TextMetafileHasItsHeaderAndOneRecordPerCall) {
-  const std::string file = out_path("scene.meta");
-  write_scene(file);
-  const std::string text = slurp(file);
-  EXPECT_EQ(text.rfind("ZORMETA\n#Title: ZOR Graphics Display: radar test\n#Creator: ZOR Metafile Processor-1.0\n"
+// A text metafile has its header and one record per call. Read back onto a
+// second metafile the records come out the same; onto PostScript, the
+// primitives are drawn in the colours the CLR records bring.
+TEST_F(PrintTest, TextMetafileRecordsAndReadingThemBack) {
+  const std::string first = out_path("first.meta"), second = out_path("second.meta"), ps = out_path("replay.ps");
+  write_scene(first);
+  const std::string meta = slurp(first);
+  EXPECT_EQ(meta.rfind("ZORMETA\n#Title: ZOR Graphics Display: radar test\n#Creator: ZOR Metafile Processor-1.0\n"
                        "#CreationDate: Tue Nov 14 22:13:20 2023\n", 0), 0u);
   for (const char* want : {"CLR 1 40 1.000000 0.000000 0.000000\n", "PL 2 0.500000,0.200000 0.900000,0.200000 \n",
                            "TE 0.100000,0.550000 ZOR\n", "PM 3 ", "FA 5 "})
-    EXPECT_NE(text.find(want), std::string::npos) << want;
-}
-
-// Read back onto a second metafile the records come out the same; onto
-// PostScript, the primitives are drawn in the colours the CLR records bring.
-TEST_F(PrintTest, ReadingBackReproducesTheRecordsOrDrawsThePrimitives) {
-  const std::string first = out_path("first.meta"), second = out_path("second.meta"), ps = out_path("replay.ps");
-  write_scene(first);
+    EXPECT_NE(meta.find(want), std::string::npos) << want;
   for (const auto& [out, type] : {std::pair(second, GWS_META), std::pair(ps, GWS_PS)}) {
     zor::gks::reset_color_model();
     zor::clr::reset();
