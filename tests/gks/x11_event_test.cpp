@@ -227,19 +227,17 @@ TEST_F(Events, ResizeReachesTheCallbackOnlyWhenTheSizeChanged) {
   Client c;
   c.configure(200, 160);  // the size it has
   handle();
-  EXPECT_TRUE(calls().empty());
-  EXPECT_EQ(gget_num_images(), 1);
+  EXPECT_EQ(std::pair(calls().size(), gget_num_images()), std::pair(0ul, 1));
   XResizeWindow(c.dpy(), gget_root_window(), 300, 200);
   XSync(c.dpy(), False);
   handle();
   ASSERT_EQ(calls().size(), 1u);
   EXPECT_EQ(std::tuple(calls()[0].kind, calls()[0].label), std::tuple(2, "size"));
   EXPECT_TRUE(floats_eq({calls()[0].x, calls()[0].y}, {300, 200}));
-  EXPECT_EQ(win_size(), std::pair(300, 200));
   Picture pic;
   grab(&pic);
-  EXPECT_EQ(pic.img.width, 300);
-  EXPECT_EQ(gget_frame_id(0), 0u);  // the frames' pixmaps went
+  // The frames' pixmaps went.
+  EXPECT_EQ(std::tuple(win_size(), pic.img.width, gget_frame_id(0)), std::tuple(std::pair(300, 200), 300, 0ul));
 }
 
 TEST_F(Events, LoopWindowMessagesFileThePictureAndEndTheWait) {
@@ -248,19 +246,17 @@ TEST_F(Events, LoopWindowMessagesFileThePictureAndEndTheWait) {
   gset_input_mode(1);
   Client c;
   message(c, 2);
-  EXPECT_EQ(std::tuple(gget_num_images(), gget_looping()), std::tuple(1, 1));
-  EXPECT_EQ(gget_frame_id(0), drawn);  // the picture is frame 0 now
+  // The picture is frame 0 now.
+  EXPECT_EQ(std::tuple(gget_num_images(), gget_looping(), gget_frame_id(0)), std::tuple(1, 1, drawn));
   EXPECT_NE(gget_base_window(), drawn);
   EXPECT_EQ(frame_centre(0), kColour[0]);
   char extra[60];
   ASSERT_EQ(gget_win_title_extra(extra), 1);
   EXPECT_STREQ(extra, "");
   message(c, 2);  // with frames: the picture is kept, the drawable cleaned
-  EXPECT_EQ(gget_num_images(), 2);
+  EXPECT_EQ(std::tuple(gget_num_images(), gget_frame_id(1), gget_input_mode()), std::tuple(2, drawn, 1));
   EXPECT_EQ(frame_centre(0), kColour[0]);
-  EXPECT_EQ(gget_frame_id(1), drawn);
   EXPECT_EQ(frame_centre(1), 0u);
-  EXPECT_EQ(gget_input_mode(), 1);
   message(c, 9);
   EXPECT_EQ(gget_input_mode(), 0);
 }
@@ -275,8 +271,7 @@ TEST_F(Events, WaitEndsFromTheRefreshCallback) {
   g_refreshes = 0;
   gset_refresh_callback(1, refresh_and_stop);
   EXPECT_EQ(ghold(), 0);
-  EXPECT_EQ(g_refreshes, 1);
-  EXPECT_EQ(gget_cursor_type(), 0);  // X_cursor after the wait
+  EXPECT_EQ(std::pair(g_refreshes, gget_cursor_type()), std::pair(1, 0));  // X_cursor after the wait
   // Looping frames: the refresh still comes.
   make_frames(2);
   gset_looping(1);
@@ -508,10 +503,10 @@ TEST(ForeignDrawable, DrawsIntoTheOtherProgramsPixmap) {
   ASSERT_TRUE(owner.ok());
   gset_pix_mode(9);
   ASSERT_EQ(open_pixmap("," + owner.id(true) + ":" + std::to_string(owner.colormap())), 0);
-  EXPECT_EQ(std::tuple(gtype_is_PIX(), gtype_is_WIN_PIX(), gtype_is_PS()), std::tuple(1, 1, 0));
-  EXPECT_EQ(gget_redraw(), 0);  // nothing recorded for another program
+  // Nothing recorded for another program.
+  EXPECT_EQ(std::tuple(gtype_is_PIX(), gtype_is_WIN_PIX(), gtype_is_PS(), gget_redraw(), gget_user_cmap()),
+            std::tuple(1, 1, 0, 0, owner.colormap()));
   EXPECT_EQ(win_size(), std::pair(LoopOwner::kWidth, LoopOwner::kHeight));
-  EXPECT_EQ(gget_user_cmap(), owner.colormap());
   IMG_report img;
   ASSERT_EQ(current_device()->capture(img), 1);
   EXPECT_STREQ(img.info, "Loop");  // its name up to " ["
@@ -540,9 +535,7 @@ TEST(ForeignDrawable, HexAndDecimalIdsAndPanels) {
   gset_colr_rep(1, 2, &kRed);
   box(0, 0, 1, 1, 2);
   shutdown();
-  EXPECT_EQ(owner.rgb(90, 20), 0xff0000u);
-  EXPECT_EQ(owner.rgb(30, 20), 0u);
-  EXPECT_EQ(owner.rgb(90, 70), 0u);
+  EXPECT_EQ(std::tuple(owner.rgb(90, 20), owner.rgb(30, 20), owner.rgb(90, 70)), std::tuple(0xff0000u, 0u, 0u));
 }
 
 // Ids from a file the connection names, or from the environment; bad ones.
@@ -643,10 +636,8 @@ TEST_F(ObjectList, PrintsAsPostScriptAndMetafileAndReplaysTheSamePicture) {
   }
   const std::string ps = zor::test::slurp(scratch("plot.ps")), meta = zor::test::slurp(scratch("plot.meta"));
   EXPECT_EQ(ps.rfind("%!", 0), 0u);
-  EXPECT_NE(ps.find("%%Message: object list"), std::string::npos);
-  EXPECT_NE(ps.find("%%CLR"), std::string::npos);
-  EXPECT_NE(meta.find("ME object list"), std::string::npos);
-  EXPECT_NE(meta.find("CLR_REG"), std::string::npos);
+  for (const auto& [text, want] : {std::pair(ps, "%%Message: object list"), {ps, "%%CLR"}, {meta, "ME object list"}, {meta, "CLR_REG"}})
+    EXPECT_NE(text.find(want), std::string::npos) << want;
   EXPECT_EQ(g_redraw_calls, 2);
   // The window draws and records on as before, in its own colours.
   EXPECT_EQ(std::tuple(gtype_is_WIN(), gget_redraw()), std::tuple(1, 1));
@@ -654,9 +645,8 @@ TEST_F(ObjectList, PrintsAsPostScriptAndMetafileAndReplaysTheSamePicture) {
   ASSERT_EQ(gclear_frame(GFRAME_BASE), 1);
   ASSERT_NE(bytes(), picture);
   ASSERT_EQ(gobj_redraw_plot(), 0);
-  EXPECT_EQ(g_redraw_calls, 3);
+  EXPECT_EQ(std::pair(g_redraw_calls, gget_redraw()), std::pair(3, 1));  // recording on again
   EXPECT_EQ(bytes(), picture);
-  EXPECT_EQ(gget_redraw(), 1);  // recording on again
   gclear_ws(1, GALWAYS);       // a new picture: nothing to redraw
   EXPECT_EQ(gget_num_recorded(), 0);
   gset_redraw(0);
@@ -680,12 +670,10 @@ TEST_F(ObjectList, SegmentsAreRemovedAndRecordingCanBeRefused) {
     const zor::test::EnvVar no("zorredraw", "No");
     ginit_objs();
   }
-  EXPECT_EQ(gget_redraw(), 0);
-  EXPECT_EQ(gget_num_recorded(), 0);
+  EXPECT_EQ(std::pair(gget_redraw(), gget_num_recorded()), std::pair(0, 0));
   const long counted = gget_num_objects();
   gpolyline(2, line);
-  EXPECT_EQ(gget_num_objects(), counted + 1);  // counted, not kept
-  EXPECT_EQ(gget_num_recorded(), 0);
+  EXPECT_EQ(std::pair(gget_num_objects(), gget_num_recorded()), std::pair(counted + 1, 0));  // counted, not kept
 }
 
 // The display's fatal conditions (25 protocol errors, a broken connection)
