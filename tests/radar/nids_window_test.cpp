@@ -1,19 +1,15 @@
 // The radar program's NIDS window under Xvfb, driven as a user would: the
 // picture against the batch plot, the pointer read-out, zoom, resize, the
 // frame loop and the keys that end the program.
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <fcntl.h>
 
 #include <chrono>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <functional>
-#include <string>
 #include <tuple>
 #include <vector>
 
@@ -71,8 +67,7 @@ bool site_marked(const Picture& p, const Box& b) {
   return false;
 }
 
-// Share of equal pixels inside the box (its frame excluded); `b` may be a
-// window's picture or a PNG's raster.
+// Share of equal pixels inside the box, its frame excluded.
 template <class Other>
 double same_share(const Picture& a, const Other& b, const Box& box) {
   if (a.width != b.width || a.height != b.height) return 0.0;
@@ -82,8 +77,7 @@ double same_share(const Picture& a, const Other& b, const Box& box) {
   return all > 0 ? static_cast<double>(same) / static_cast<double>(all) : 0.0;
 }
 
-// Echo pixels inside the frame: neither the black background, the red map
-// lines nor the white marks.
+// Echo pixels inside the frame: not black background, red map or white marks.
 long echoes(const Picture& p, const Box& box) {
   long n = 0;
   for (int y = box.top + 1; y < box.bottom; ++y)
@@ -97,23 +91,20 @@ long echoes(const Picture& p, const Box& box) {
 // The program as a child process, standard output and error in files.
 class Radar {
  public:
-  Radar(const fs::path& dir, const std::vector<std::string>& args) : dir_(dir) {
-    std::vector<std::string> argv{ZOR_RADAR_BINARY};
-    argv.insert(argv.end(), args.begin(), args.end());
+  Radar(const fs::path& dir, std::vector<std::string> args) : dir_(dir) {
+    args.insert(args.begin(), ZOR_RADAR_BINARY);
+    std::vector<char*> argv;
+    for (auto& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
     pid_ = fork();
     if (pid_ != 0) return;
     // Child: the test's directory, no resource files, no terminal.
-    if (chdir(dir.c_str()) != 0) _exit(126);
     setenv("zordefault", (dir / "none").c_str(), 1);
-    const int in = open("/dev/null", O_RDONLY);
-    const int out = open("out.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    const int err = open("err.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (in < 0 || out < 0 || err < 0) _exit(126);
+    const int in = open("/dev/null", O_RDONLY), out = open((dir / "out.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644),
+              err = open((dir / "err.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (chdir(dir.c_str()) != 0 || in < 0 || out < 0 || err < 0) _exit(126);
     dup2(in, 0), dup2(out, 1), dup2(err, 2);
-    std::vector<char*> cargs;
-    for (auto& a : argv) cargs.push_back(a.data());
-    cargs.push_back(nullptr);
-    execv(cargs[0], cargs.data());
+    execv(argv[0], argv.data());
     _exit(127);
   }
   Radar(const Radar&) = delete;
@@ -214,9 +205,8 @@ class NidsWindowTest : public ::testing::Test {
     return out;
   }
 
-  // Starts the program on the display and waits for its window and for the
-  // wait for the user: a key is dropped until then, so the first read-out
-  // answered means the picture is complete.
+  // Starts the program and waits for its window and its first answer to a
+  // key (keys are dropped until the picture is complete).
   void start(const std::vector<std::string>& args) {
     std::vector<std::string> a{"-inp", "nids", "-de", "d"};
     a.insert(a.end(), args.begin(), args.end());
@@ -297,9 +287,8 @@ class NidsWindowTest : public ::testing::Test {
     XSync(dpy_, False);
   }
 
-  // Alt-v with the pointer at (x, y): the read-out it prints. Keys are
-  // handled in order, so an answer also means every earlier event was. A
-  // late answer to the start-up keys reads the window's corner: skipped.
+  // Alt-v at (x, y): its read-out, which also means every earlier event was
+  // handled; late answers to the start-up keys (the corner) are skipped.
   ReadOut read_out_at(int x, int y) {
     pointer(x, y);
     const std::size_t before = read_outs(radar_->out()).size();
@@ -334,8 +323,7 @@ class NidsWindowTest : public ::testing::Test {
   ReadOut idle_;  // the read-out at the window's corner
 };
 
-// The product's own domain, one and a half times as wide as high, the site
-// marked at its centre, echoes drawn: its frame box.
+// The frame box of the product's own domain: 3:2, site marked, echoes drawn.
 Box own_domain(const Picture& p) {
   const Box b = frame_of(p);
   if (!b.found()) {
@@ -351,11 +339,9 @@ Box own_domain(const Picture& p) {
 TEST_F(NidsWindowTest, WindowShowsTheBatchPictureReadsOutThePointerAndResizes) {
   const std::vector<std::string> files{"-pp", "site", product(kN0Q)};
   const std::vector<zor::test::Raster> ref = batch(files, 1);
-  ASSERT_EQ(ref.size(), 1u);
   ASSERT_NO_FATAL_FAILURE(start(files));
   const Picture pic = capture();
-  ASSERT_EQ(pic.width, ref[0].width);
-  ASSERT_EQ(pic.height, ref[0].height);
+  ASSERT_EQ(std::pair(pic.width, pic.height), std::pair(ref[0].width, ref[0].height));
   const Box b = own_domain(pic);
   ASSERT_TRUE(b.found());
   EXPECT_TRUE(frame_of(ref[0]) == b);
@@ -408,8 +394,7 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
   EXPECT_EQ(capture(), before);
   EXPECT_EQ(radar_->out().find("New domain: "), std::string::npos);
 
-  // A box half as wide and high as the plot around the site, dragged from
-  // its lower right corner; the rubber band shows meanwhile.
+  // A box half the plot's size around the site; the rubber band shows.
   const int hw = (b.right - b.left) / 4, hh = (b.bottom - b.top) / 4;
   button(true, Button1, b.cx() + hw, b.cy() + hh, ShiftMask);
   motion(b.cx() - hw, b.cy() - hh);
@@ -459,7 +444,6 @@ TEST_F(NidsWindowTest, ShiftDragZoomsToTheBoxAndAltUBringsTheDomainBack) {
 TEST_F(NidsWindowTest, SeveralFilesLoopAndStepWithKeysAndButtons) {
   const std::vector<std::string> files{product(kN0R), product(kN0Q)};
   const std::vector<zor::test::Raster> frames = batch(files, 2);
-  ASSERT_EQ(frames.size(), 2u);
   ASSERT_NE(frames[0].rgb, frames[1].rgb);
   ASSERT_NO_FATAL_FAILURE(start(files));
 
@@ -469,9 +453,8 @@ TEST_F(NidsWindowTest, SeveralFilesLoopAndStepWithKeysAndButtons) {
   EXPECT_NE(first, second);
   EXPECT_GE(title_frame(), 0) << title();
 
-  // Alt-l stops the loop; the steps then show each frame as the batch run
-  // drew it. The delay running when the loop stopped may step once more (a
-  // second at most): let it pass.
+  // Alt-l stops the loop (the running delay may step once more, within a
+  // second); each step then shows a frame as the batch run drew it.
   key(XK_l, Mod1Mask);
   sync_with_program();
   const int stopped_at = title_frame();

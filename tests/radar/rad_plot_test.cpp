@@ -15,30 +15,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Southern Plains on the summary grids' own projection: every MDR box is
-// tens of pixels wide.
-Domain plains() {
+Domain domain(const char* str) {
   Domain d;
-  DOM_init(&d);
-  d.proj = DOM_PSTEREO;
-  d.plat = 90.0f;
-  d.plon = -105.0f;
-  d.clat = 35.5f;
-  d.clon = -98.0f;
-  d.nx = 61;
-  d.ny = 41;
-  d.dx = d.dy = 0.1f;
+  EXPECT_GE(DOM_decode(str, &d), 1) << str;
   return d;
 }
-
+// Southern Plains on the summary grids' own projection: every MDR box is
+// tens of pixels wide.
+Domain plains() { return domain("ps:90:-105,35.5,-98,61,41,0.1,0.1"); }
 Domain summary_grid(int type) {
-  Domain d = plains();
-  d.clat = type == RAD_SUM_MDR ? 40.027382f : 39.711208f;
-  d.clon = type == RAD_SUM_MDR ? -96.106903f : -97.094521f;
-  d.nx = type == RAD_SUM_MDR ? 120 : 449;
-  d.ny = type == RAD_SUM_MDR ? 90 : 353;
-  d.dx = d.dy = type == RAD_SUM_MDR ? 0.47596f : 0.11899f;
-  return d;
+  return domain(type == RAD_SUM_MDR ? "ps:90:-105,40.027382,-96.106903,120,90,0.47596,0.47596"
+                                    : "ps:90:-105,39.711208,-97.094521,449,353,0.11899,0.11899");
 }
 
 class RadFrame : public zor::test::RadarFrameTest {

@@ -218,10 +218,8 @@ TEST_F(RadRead, BadNetcdfFilesAreRefused) {
   narrow.nx = 100;
   NcOptions no_stations;
   no_stations.stations = false;
-  EXPECT_EQ(Open(nc11(no_summary)).got, -1);
-  EXPECT_EQ(Open(nc12(no_summary)).got, -1);
-  EXPECT_EQ(Open(nc11(narrow)).got, -1);
-  EXPECT_EQ(Open(nc12(narrow)).got, -1);
+  for (const NcOptions* o : {&no_summary, &narrow})
+    EXPECT_EQ(std::tuple(Open(nc11(*o)).got, Open(nc12(*o)).got), std::tuple(-1, -1));
   const Open f(nc11(no_stations));
   EXPECT_EQ(f.got, 0);
   MDR_report r;

@@ -124,8 +124,20 @@ TEST(RcmRead, PlainBulletinsSiteBySite) {
   EXPECT_EQ(std::tuple(r.storm[0].hail, r.storm[1].hail, r.storm[2].hail, r.storm[3].hail), std::tuple(2, 1, -1, 0));
   EXPECT_EQ(std::tuple(r.storm[0].hgt, r.storm[1].hgt, r.storm[2].hgt, r.storm[3].hgt), std::tuple(350, 120, 80, 200));
   EXPECT_EQ(std::tuple(r.storm[3].dir, r.storm[2].spd), std::tuple(ZOR_MISSING, 5));
+  // The printed report.
+  testing::internal::CaptureStdout();
+  RCM_print(M_PRINT, &r);
+  const std::string a = testing::internal::GetCapturedStdout();
+  EXPECT_NE(a.find("ID: XXA\nNum: 101\nLoc: -9999.000 -9999.000\n"), std::string::npos) << a;
+  EXPECT_NE(a.find("Max Top: 350  46, 38\n"), std::string::npos) << a;
+  EXPECT_NE(a.find("TVS:  A1  46, 38\n"), std::string::npos) << a;
+  EXPECT_NE(a.find("MESO: B2  40, 40\n"), std::string::npos) << a;
+  EXPECT_NE(a.find("STRM: A1  46, 38 225-030 350 2\n"), std::string::npos) << a;
 
   ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
+  testing::internal::CaptureStdout();
+  RCM_print(M_PRINT, &r);
+  EXPECT_NE(testing::internal::GetCapturedStdout().find("Status: out for maintenance\n"), std::string::npos);
   EXPECT_EQ(std::tuple(std::string(r.id), r.status), std::tuple("XXB", 2));
   ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
   EXPECT_EQ(std::tuple(std::string(r.id), r.status, r.mode, cells_set(r)), std::tuple("XXC", 1, 2, 0));
@@ -161,26 +173,6 @@ TEST(RcmRead, PacketForm) {
   EXPECT_NEAR(r.lat, 33.172f, 1e-4);
   EXPECT_NEAR(r.lon, -86.770f, 1e-4);
   EXPECT_NEAR(r.elev, 759 * 0.3048f, 1e-3);
-}
-
-TEST(RcmRead, PrintedReport) {
-  File f = open("plain_sites.txt");
-  ASSERT_TRUE(f);
-  RCM_report r;
-  ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
-  testing::internal::CaptureStdout();
-  RCM_print(M_PRINT, &r);
-  const std::string a = testing::internal::GetCapturedStdout();
-  EXPECT_NE(a.find("ID: XXA\nNum: 101\nLoc: -9999.000 -9999.000\n"), std::string::npos) << a;
-  EXPECT_NE(a.find("Max Top: 350  46, 38\n"), std::string::npos) << a;
-  EXPECT_NE(a.find("TVS:  A1  46, 38\n"), std::string::npos) << a;
-  EXPECT_NE(a.find("MESO: B2  40, 40\n"), std::string::npos) << a;
-  EXPECT_NE(a.find("STRM: A1  46, 38 225-030 350 2\n"), std::string::npos) << a;
-  ASSERT_EQ(RCM_read_site(f.get(), &r), 1);
-  testing::internal::CaptureStdout();
-  RCM_print(M_PRINT, &r);
-  EXPECT_NE(testing::internal::GetCapturedStdout().find("Status: out for maintenance\n"),
-            std::string::npos);
 }
 
 // Bad input: every outcome is a return value and a message (prefixes of the

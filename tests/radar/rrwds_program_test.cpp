@@ -1,14 +1,5 @@
 // The radar program plotting RRWDS files: the levels land in their colours;
 // bad files end with a message and their exit status.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <string>
-
-#include "../common/capture.h"
-#include "../common/files.h"
-#include "../gks/print_test_util.h"
 #include "mosaic_gen.h"
 #include "radar_test_util.h"
 #include "zor/dom.h"
