@@ -61,14 +61,12 @@ TEST_F(ClrTest, ReadsAllFourEntryFormsAndKeepsASlotForABadLine) {
   ASSERT_EQ(CLR_read_table(data("forms.clr").c_str()), 0);
   ASSERT_EQ(CLR_get_num(), 6);
   // Green's leading index is ignored; an unparsable line is an empty name, black.
-  const std::vector<std::string> names = {CLR_get_name(0), CLR_get_name(1), CLR_get_name(2), CLR_get_name(3),
-                                          CLR_get_name(4)};
-  EXPECT_EQ(names, (std::vector<std::string>{"red", "orange", "green", "navy", ""}));
+  EXPECT_EQ((std::vector<std::string>{CLR_get_name(0), CLR_get_name(1), CLR_get_name(2), CLR_get_name(3), CLR_get_name(4)}),
+            (std::vector<std::string>{"red", "orange", "green", "navy", ""}));
   EXPECT_TRUE(zor::test::floats_eq({rgb(1).r, rgb(1).g, rgb(1).b, rgb(2).g, rgb(3).b, rgb(4).r + rgb(4).g + rgb(4).b},
                                    {1.0f, 165.0f / 255.0f, 0.0f, 1.0f, 128.0f / 255.0f, 0.0f}));
   // Names compare case-insensitively and the lowest index wins.
-  EXPECT_EQ(CLR_get_ind("RED"), 0);
-  EXPECT_EQ(CLR_get_ind("Orange"), 1);
+  EXPECT_EQ(std::pair(CLR_get_ind("RED"), CLR_get_ind("Orange")), std::pair(0, 1));
 }
 
 TEST_F(ClrTest, ColourNamesAndIndicesResolveWithinTheTable) {
@@ -141,7 +139,7 @@ TEST_F(AttribTest, ParsesColourAndFields) {
   }
 }
 
-TEST_F(AttribTest, FillMissingClearsAnEarlierPatternAndUpdateCopiesSetFields) {
+TEST_F(AttribTest, FillMissingUpdateAndGet) {
   Gattribs a;
   ATTRIB_init(&a);
   ATTRIB_parse("red:f5", &a);
@@ -158,10 +156,8 @@ TEST_F(AttribTest, FillMissingClearsAnEarlierPatternAndUpdateCopiesSetFields) {
   ATTRIB_update(&base, &over);
   EXPECT_EQ(std::tuple(base.color, base.width, base.style), std::tuple(CLR_get_ind("blue"), 4.0f, 2));
   EXPECT_FLOAT_EQ(base.height, 0.3f);
-}
 
-TEST_F(AttribTest, GetParsesTheDefaultThenTheResourceOverIt) {
-  Gattribs a;
+  // ATTRIB_get parses the default, then the resource over it.
   ATTRIB_init(&a);
   RES_put("color_text", "");
   EXPECT_EQ(ATTRIB_get("color_text", "white:wi=2", &a), 0);
