@@ -162,7 +162,7 @@ TEST_F(DateTest, TimeZoneLabels) {
   EXPECT_EQ(label(make(2024, 3, 5, 18, 30)), "1830 UTC  5 MAR 24");
 }
 
-TEST_F(DateTest, ValidTimeLabels) {
+TEST_F(DateTest, ValidTimeAndForecastPeriodLabels) {
   Date d = make(2024, 3, 5, 18, 0);
   // Forecast hours in the last three digits; 900 and missing add nothing.
   for (const auto& [fhour, want] : {std::pair{0, "18Z TUE  5 MAR 24"}, {12, "6Z WED  6 MAR 24"},
@@ -171,9 +171,7 @@ TEST_F(DateTest, ValidTimeLabels) {
   EXPECT_EQ(valid_label(24, make(2024, 3, 5)), "WED  6 MAR 24");
   DATE_set_TZ("-EDT:-4");
   EXPECT_EQ(valid_label(6, d), "8 PM EDT [00Z] TUE  5 MAR 24");
-}
 
-TEST_F(DateTest, ForecastPeriodLabels) {
   const std::tuple<int, int, const char*> cases[] = {
       {84, 0, "3.5 day"}, {36, 0, "36 hour"}, {36, 1, "1.5 day"}, {12, 1, "0.5 day"}, {60, 1, "2.5 day"},
       {72, 0, "3 day"},   {803, 0, "3 day"},  {900, 0, "100 day"}, {901, 0, "1 month"}, {906, 1, "6 month"},
@@ -185,7 +183,7 @@ TEST_F(DateTest, ForecastPeriodLabels) {
   }
 }
 
-TEST_F(DateTest, DecodeLabels) {
+TEST_F(DateTest, DecodeLabelsMonthNamesAndSequences) {
   const int M = -9999;
   // A blank-padded hour; an unknown month name is 0; no date leaves all
   // missing. "1830Z  5 MAR 24" is a label as DATE_make_label writes it.
@@ -201,9 +199,7 @@ TEST_F(DateTest, DecodeLabels) {
     EXPECT_EQ(std::tuple(rc, d.year, d.month, d.day, d.hour, d.min, d.sec, d.jday, d.wday), want) << text;
   }
   EXPECT_EQ(DATE_decode_label(nullptr, &d), -1);
-}
 
-TEST_F(DateTest, DecodeMonthNamesAndSequences) {
   for (int m = 1; m <= 12; ++m) {
     EXPECT_EQ(DATE_decode_month(DATE_month(m)), m);
     EXPECT_EQ(DATE_decode_month(DATE_month_lower(m)), m);
@@ -213,7 +209,6 @@ TEST_F(DateTest, DecodeMonthNamesAndSequences) {
                                 {"FEBRUARY", 2}})
     EXPECT_EQ(DATE_decode_month(text), m) << (text ? text : "null");
 
-  Date d;
   DATE_init(&d);
   EXPECT_EQ(DATE_decode_seq("202403051830", &d), 0);
   EXPECT_EQ(std::tuple(d.year, d.month, d.day, d.hour, d.min), std::tuple(2024, 3, 5, 18, 30));

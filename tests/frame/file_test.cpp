@@ -136,8 +136,7 @@ TEST_F(FileTest, HourSpecificationOverridesDate) {
 TEST_F(FileTest, ConventionFileMatches) {
   EXPECT_EQ(FILE_set_name("okx"), 1);
   EXPECT_EQ(FILE_get_late_off(), 3600);
-  // Partial match: the extension comes from the type's last "_" part, keys
-  // from ":c=" suffixes.
+  // Partial match: the extension comes from the type's last "_" part, keys from ":c=" suffixes.
   EXPECT_EQ(FILE_set_name("nids_n0r:s=TLX"), 1);
   Date t = make_date(2024, 3, 5, 18, 40);
   char out[FILE_NAME_MAX];
@@ -160,8 +159,7 @@ TEST_F(FileTest, ConventionFileMatches) {
   EXPECT_EQ(FILE_set_name("stdo"), 1);
   EXPECT_EQ(FILE_set_date(&t, out), 1);
   EXPECT_STREQ(out, "-");
-  // A named convention file, relative to file_path; a missing one warns and
-  // falls back to the type.
+  // A named convention file, relative to file_path; a missing one warns and falls back to the type.
   std::ofstream(dir_ / "other_conv") << "okx  %D/other_%h  -  0\n";
   put("name_conv", "other_conv");
   EXPECT_EQ(FILE_set_name("okx"), 1);
@@ -204,8 +202,7 @@ TEST_F(FileTest, LatestFileWithinWindow) {
   EXPECT_EQ(std::string(out), at("201108280602"));
   FILE_set_min_size(0);
 
-  // A bounded search leaves the last name tried; offsets before and after
-  // the search; forward search.
+  // A bounded search leaves the last name tried; offsets before and after the search; forward search.
   const std::pair<const char*, const char*> searches[] = {
       {"#201108281000la#2", "201108280802"},    {"#201108281000la#3", "201108280702"},
       {"#201108281000-2la", "201108280702"},    {"#201108280930la-1", "201108280602"},
@@ -357,8 +354,7 @@ TEST_F(FileTest, GetFileBatchAndCurrent) {
   EXPECT_EXIT(run("KOKX_SDUS61_NMLOKX_201108280802\nKOKX_SDUS61_NMLOKX_201108280702\n"), ::testing::ExitedWithCode(3), "");
   EXPECT_EXIT(run("exit\n"), ::testing::ExitedWithCode(0), "");
   EXPECT_EXIT(run("a\nb\nc\nd\nKOKX_SDUS61_NMLOKX_201108280702\n"), ::testing::ExitedWithCode(10), "");
-  // End of input ends the run (the prompt layer may treat it as "exit"), it
-  // never hangs or picks a file.
+  // End of input ends the run (the prompt layer may treat it as "exit"), it never hangs or picks a file.
   auto ended = [](int status) { return WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 10); };
   EXPECT_EXIT(run(""), ended, "");
 }

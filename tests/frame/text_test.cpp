@@ -43,7 +43,7 @@ TEST(ParseString, SplitsKeepingEmptyItemsAndDroppingTrailingDelimiters) {
   EXPECT_EQ(free_parsed_array(0, nullptr), 0);
 }
 
-TEST(StringEdits, InPlaceEdits) {
+TEST(StringEdits, InPlaceEditsNumbersAndComparison) {
   const std::tuple<const char*, void (*)(char*), const char*> edits[] = {
       {"a_b_c", [](char* s) { fill_string(s, '_', ' '); }, "a b c"},
       {"a b c", [](char* s) { strip_string(s, ' '); }, "abc"},
@@ -61,9 +61,7 @@ TEST(StringEdits, InPlaceEdits) {
     EXPECT_STREQ(s, want) << text;
   }
   EXPECT_EQ(low_string(nullptr), 0);
-}
 
-TEST(StringEdits, NumbersAndComparison) {
   for (const auto& [text, num] : {std::pair{"72469", 1}, {"-12", 1}, {"-", 0}, {"", 0}, {"12a", 0}, {"+1", 0}})
     EXPECT_EQ(string_is_num(text), num) << text;
 

@@ -174,13 +174,6 @@ TEST_F(PlotTest, PanelSizesCountPanelsOrGiveFractions) {
   EXPECT_EQ(PLT_panel_decode("2x2"), -1);  // not all four numbers: no change
 }
 
-TEST_F(PlotTest, NothingToPlotRefusesTheOpen) {
-  FLAG_set(11, 99);  // plot type "none"
-  EXPECT_EQ(PLT_open(1.0f), -1);
-  FLAG_set(11, 0);
-  FLAG_setplot(12, 0);  // every component off
-  EXPECT_EQ(PLT_open(1.0f), -1);
-}
 
 TEST_F(PlotTest, BarBoxesSitUnderTheViewportInTheirColours) {
   open();
@@ -225,8 +218,7 @@ TEST_F(PlotTest, EvenlySpacedBarStartsOnTheBaseGridAndThinsItsLabels) {
   EXPECT_EQ(fills[0].fill.color_ind, CLR_get_ind("blue"));
   EXPECT_EQ(fills[4].fill.color_ind, CLR_get_ind("red"));
   EXPECT_EQ(labels(), (std::vector<std::string>{"0", "10", "20", "30", "40", "50"}));
-  // Forty levels: every third edge is labelled (two significant digits), and
-  // the top one.
+  // Forty levels: every third edge is labelled (two significant digits), and the top one.
   dev->clear_calls();
   CONT_set_intrvl(1);
   CONT_set_range(39.5f, 0);
@@ -235,7 +227,14 @@ TEST_F(PlotTest, EvenlySpacedBarStartsOnTheBaseGridAndThinsItsLabels) {
                                                 "33", "36", "39", "40"}));
 }
 
-TEST_F(PlotTest, BarIsRefusedWithoutRoomOrLevels) {
+// Nothing to plot refuses the open; a bar without room or levels is refused.
+TEST_F(PlotTest, NothingToPlotOrNoBarRoomIsRefused) {
+  FLAG_set(11, 99);  // plot type "none"
+  EXPECT_EQ(PLT_open(1.0f), -1);
+  FLAG_set(11, 0);
+  FLAG_setplot(12, 0);  // every component off
+  EXPECT_EQ(PLT_open(1.0f), -1);
+  FLAG_resetplot(1);
   open();
   ASSERT_EQ(CONT_set_fill_colors("blue,red", 1), 0);
   EXPECT_EQ(CONT_draw_bar(1, ""), -1);  // no upper value
@@ -272,7 +271,7 @@ TEST_F(PlotTest, SixCornerTextsAroundTheViewport) {
   EXPECT_TRUE(border);
 }
 
-TEST_F(PlotTest, OverlayLinesStackUpwardsAboveThePlot) {
+TEST_F(PlotTest, OverlayLinesStackUpwardsAndABarTakesTheLowerLeftAndCentre) {
   open();
   PLT_label_up_left("first");
   PLT_next_overlay();
@@ -281,10 +280,9 @@ TEST_F(PlotTest, OverlayLinesStackUpwardsAboveThePlot) {
   ASSERT_TRUE(find_text("first") != nullptr && find_text("second") != nullptr);
   const float first_top = find_text("first")->y_min;
   EXPECT_LT(find_text("second")->y_max, first_top);  // overlay 1 on the line above overlay 0
-}
-
-TEST_F(PlotTest, AColourBarTakesTheLowerLeftAndCentre) {
-  open();
+  // A colour bar takes the lower left and centre.
+  PLT_init_labels();
+  dev->clear_calls();
   CONT_set_bar(1);
   PLT_label_low_left("LL");
   PLT_label_low_center("LC");
