@@ -271,7 +271,7 @@ TEST_F(PlotTest, SixCornerTextsAroundTheViewport) {
   EXPECT_TRUE(border);
 }
 
-TEST_F(PlotTest, OverlayLinesStackUpwardsAndABarTakesTheLowerLeftAndCentre) {
+TEST_F(PlotTest, OverlayLinesStackUpwardsAboveThePlot) {
   open();
   PLT_label_up_left("first");
   PLT_next_overlay();
@@ -280,9 +280,10 @@ TEST_F(PlotTest, OverlayLinesStackUpwardsAndABarTakesTheLowerLeftAndCentre) {
   ASSERT_TRUE(find_text("first") != nullptr && find_text("second") != nullptr);
   const float first_top = find_text("first")->y_min;
   EXPECT_LT(find_text("second")->y_max, first_top);  // overlay 1 on the line above overlay 0
-  // A colour bar takes the lower left and centre.
-  PLT_init_labels();
-  dev->clear_calls();
+}
+
+TEST_F(PlotTest, AColourBarTakesTheLowerLeftAndCentre) {
+  open();
   CONT_set_bar(1);
   PLT_label_low_left("LL");
   PLT_label_low_center("LC");
