@@ -1,6 +1,5 @@
 // A picture captured from a workstation (memory raster or X window) as a
-// 32-bit IMG_report, read as 0xRRGGBB per pixel, and the bundled colours
-// in the same form.
+// 32-bit IMG_report, read as 0xRRGGBB per pixel, and the bundled colours in the same form.
 #pragma once
 
 #include <cstdint>
@@ -64,8 +63,7 @@ inline std::uint32_t rgb_of_index(int ind) {
   return static_cast<std::uint32_t>(r) << 16 | static_cast<std::uint32_t>(g) << 8 | static_cast<std::uint32_t>(b);
 }
 
-// Colours equal but for `slack` in each channel: devices round the colours
-// they allocate.
+// Colours equal but for `slack` in each channel: devices round the colours they allocate.
 inline bool near(std::uint32_t a, std::uint32_t b, int slack = 2) {
   for (int shift : {0, 8, 16})
     if (std::abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF)) > slack) return false;

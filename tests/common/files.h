@@ -64,8 +64,7 @@ inline void write_file(const std::string& path, const std::string& text) {
   out << text;
 }
 
-// Sets (or, given nullptr, unsets) an environment variable and puts the old
-// value back at scope end.
+// Sets (or, given nullptr, unsets) an environment variable and puts the old value back at scope end.
 class EnvVar {
  public:
   EnvVar(const char* name, const char* value) : name_(name) {
@@ -107,8 +106,7 @@ struct ProgramRun {
 };
 
 // Runs the radar program in `dir` with no resource files, no display and
-// standard input from `in` (closed by default); `env` holds extra
-// assignments ("a=1 b=2").
+// standard input from `in` (closed by default); `env` holds extra assignments ("a=1 b=2").
 inline ProgramRun run_radar(const std::filesystem::path& dir, const std::string& env, const std::string& args,
                             const std::string& in = "/dev/null") {
   const std::string cmd = "cd '" + dir.string() + "' && env -u DISPLAY zordefault='" + (dir / "none").string() +

@@ -35,26 +35,22 @@ inline std::vector<Record> records(const std::string& file) {
         continue;
       }
       in_points = tok == "PL" || tok == "FA" || tok == "PM";
-      Record r{tok, "", {}};
+      out.push_back({tok, "", {}});
       if (in_points) {
         in >> tok;  // the count
-      } else if (tok == "TE") {
+        continue;
+      }
+      Record& r = out.back();
+      if (tok == "TE") {
         std::string pos;
         in >> pos;
-        Gpt p;
+        Gpt p{};
         std::sscanf(pos.c_str(), "%f,%f", &p.x, &p.y);
         r.pts.push_back(p);
-        std::getline(in, r.text);
-        if (!r.text.empty() && r.text[0] == ' ') r.text.erase(0, 1);
-        out.push_back(r);
-        break;
-      } else {
-        std::getline(in, r.text);
-        if (!r.text.empty() && r.text[0] == ' ') r.text.erase(0, 1);
-        out.push_back(r);
-        break;
       }
-      out.push_back(r);
+      std::getline(in, r.text);
+      if (!r.text.empty() && r.text[0] == ' ') r.text.erase(0, 1);
+      break;
     }
   }
   return out;

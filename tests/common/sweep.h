@@ -1,8 +1,7 @@
 // Robustness sweeps over a reader: every prefix of a real file (in steps for
 // large ones) and seeded random mutations of it, each handed to `read`, which
 // must simply return. Run under ASan/UBSan, any out-of-bounds access, leak or
-// undefined behaviour ends the test; the count of inputs read is returned so
-// callers can check the sweep ran.
+// undefined behaviour ends the test; the count of inputs read is returned so callers can check the sweep ran.
 #pragma once
 
 #include <algorithm>

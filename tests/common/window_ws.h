@@ -1,7 +1,6 @@
 // The window workstation of the frame, zoom and event tests: opened on the
 // X11 device, or on the memory raster standing in for it, with four pure
-// colours at indices 2 to 5; frames filled one colour each; and closed
-// with the kernel and colours put back.
+// colours at indices 2 to 5; frames filled one colour each; and closed with the kernel and colours put back.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -45,8 +44,7 @@ inline void box(float x0, float y0, float x1, float y1, int colour) {
   gfill_area(4, pts);
 }
 
-// Frames 0 to n-1, frame i filled with colour index 2 + i; the base window
-// selected again.
+// Frames 0 to n-1, frame i filled with colour index 2 + i; the base window selected again.
 inline void make_frames(int n) {
   for (int i = 0; i < n; ++i) {
     ASSERT_EQ(gcreate_frame(-1), i);

@@ -71,8 +71,7 @@ class XClient {
     ev.xconfigure.width = width, ev.xconfigure.height = height;
     send(ev, StructureNotifyMask);
   }
-  // The message another loop window sends (the kind of change in its first
-  // byte).
+  // The message another loop window sends (the kind of change in its first byte).
   void loop_message(int what) {
     XEvent ev{};
     ev.xclient.type = ClientMessage;

@@ -1,6 +1,5 @@
 // One Xvfb server for a whole test program: started before its first test,
-// stopped after its last, DISPLAY naming it meanwhile. A test file registers
-// it once at namespace scope:
+// stopped after its last, DISPLAY naming it meanwhile. A test file registers it once at namespace scope:
 //   const auto* const g_env = zor::test::add_xvfb_environment();
 #pragma once
 

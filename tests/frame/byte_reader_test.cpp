@@ -7,7 +7,7 @@
 using zor::ByteReader;
 using zor::DecodeError;
 
-TEST(ByteReader, ReadsBigEndianValues) {
+TEST(ByteReader, ReadsBigEndianValuesAndRefusesReadsPastTheEnd) {
   const std::array<std::uint8_t, 14> b = {0xFF, 0xFE, 0x12, 0x34, 0x80, 0x00, 0x00, 0x01,
                                           0x3F, 0x80, 0x00, 0x00, 0x41, 0x42};
   ByteReader r(b);
@@ -17,18 +17,17 @@ TEST(ByteReader, ReadsBigEndianValues) {
   EXPECT_FLOAT_EQ(r.f32(), 1.0f);
   EXPECT_EQ(r.text(2), "AB");
   EXPECT_TRUE(r.empty());
-}
 
-TEST(ByteReader, RefusesReadsPastTheEndOfTheDataOrOfASubBlock) {
-  const std::array<std::uint8_t, 3> b = {1, 2, 3};
-  ByteReader r(b);
-  EXPECT_THROW(r.u32(), DecodeError);
-  EXPECT_EQ(r.pos(), 0u);  // a failed read consumes nothing
-  EXPECT_EQ(r.u16(), 0x0102);
-  EXPECT_THROW(r.u16(), DecodeError);
-  EXPECT_THROW(r.seek(4), DecodeError);
-  EXPECT_THROW(r.window(2, 2), DecodeError);
-  EXPECT_THROW(r.window(SIZE_MAX, 2), DecodeError);
+  // Reads past the end of the data or of a sub-block are refused.
+  const std::array<std::uint8_t, 3> b3 = {1, 2, 3};
+  ByteReader s(b3);
+  EXPECT_THROW(s.u32(), DecodeError);
+  EXPECT_EQ(s.pos(), 0u);  // a failed read consumes nothing
+  EXPECT_EQ(s.u16(), 0x0102);
+  EXPECT_THROW(s.u16(), DecodeError);
+  EXPECT_THROW(s.seek(4), DecodeError);
+  EXPECT_THROW(s.window(2, 2), DecodeError);
+  EXPECT_THROW(s.window(SIZE_MAX, 2), DecodeError);
   // A sub-reader is limited to its block.
   const std::array<std::uint8_t, 6> b2 = {0, 2, 0xAA, 0xBB, 0xCC, 0xDD};
   ByteReader parent(b2);

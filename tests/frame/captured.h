@@ -1,5 +1,4 @@
-// What a call writes on standard error or standard output, for checks of
-// the messages a module prints.
+// What a call writes on standard error or standard output, for checks of the messages a module prints.
 #pragma once
 
 #include <gtest/gtest.h>

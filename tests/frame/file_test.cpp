@@ -63,6 +63,11 @@ class FileTest : public ::testing::Test {
     fs::copy_file(kProduct, dir_ / ("KOKX_SDUS61_NMLOKX_" + stamp), fs::copy_options::overwrite_existing);
   }
   std::string at(const std::string& stamp) const { return (dir_ / ("KOKX_SDUS61_NMLOKX_" + stamp)).string(); }
+  static std::tuple<int, int, int, int> date_read() {
+    Date got;
+    FILE_get_date(&got);
+    return std::tuple(got.year, got.month, got.day, got.hour);
+  }
 
   zor::test::TempDir tmp_{"file_test"};
   const fs::path& dir_ = tmp_.path();
@@ -131,8 +136,7 @@ TEST_F(FileTest, HourSpecificationOverridesDate) {
 TEST_F(FileTest, ConventionFileMatches) {
   EXPECT_EQ(FILE_set_name("okx"), 1);
   EXPECT_EQ(FILE_get_late_off(), 3600);
-  // Partial match: the extension comes from the type's last "_" part, keys
-  // from ":c=" suffixes.
+  // Partial match: the extension comes from the type's last "_" part, keys from ":c=" suffixes.
   EXPECT_EQ(FILE_set_name("nids_n0r:s=TLX"), 1);
   Date t = make_date(2024, 3, 5, 18, 40);
   char out[FILE_NAME_MAX];
@@ -155,17 +159,15 @@ TEST_F(FileTest, ConventionFileMatches) {
   EXPECT_EQ(FILE_set_name("stdo"), 1);
   EXPECT_EQ(FILE_set_date(&t, out), 1);
   EXPECT_STREQ(out, "-");
-  // A named convention file, relative to file_path; a missing one warns and
-  // falls back to the type.
+  // A named convention file, relative to file_path; a missing one warns and falls back to the type.
   std::ofstream(dir_ / "other_conv") << "okx  %D/other_%h  -  0\n";
   put("name_conv", "other_conv");
   EXPECT_EQ(FILE_set_name("okx"), 1);
   EXPECT_EQ(name(), dir_.string() + "/other_18");
   put("name_conv", "missing_conv");
   EXPECT_EQ(FILE_set_name("okx"), 0);
-}
-
-TEST_F(FileTest, BundledConventionsCoverEveryInputType) {
+  // The bundled conventions cover every input type.
+  put("name_conv", "");
   put("file_path", (dir_ / "empty").string());
   for (const char* type : {"nids", "lev2", "lev2z", "nowrad", "kavrad", "rrwds", "rcm_dat", "rcm_cvt", "rad_cvt",
                            "rad_raw", "rad_dat", "wat_dat", "nids_grd_zor"}) {
@@ -174,26 +176,24 @@ TEST_F(FileTest, BundledConventionsCoverEveryInputType) {
   }
   // The grid convention is not taken for the plain nids one.
   FILE_set_name("nids_grd_zor");
-  Date t = make_date(2024, 3, 5, 18, 40);
-  char out[FILE_NAME_MAX];
-  FILE_set_date(&t, out);
-  EXPECT_THAT(std::string(out), HasSubstr(".grd"));
+  EXPECT_THAT(name(), HasSubstr(".grd"));
 }
 
 TEST_F(FileTest, LatestFileWithinWindow) {
   product_at("201108280502");
   std::ofstream(at("201108280602")) << "ten bytes.";  // below the convention's minimum size of 100
   product_at("201108280702");
+  std::ofstream(dir_ / "unrelated.txt") << "x";
   ASSERT_EQ(FILE_set_name("okx"), 1);
+  EXPECT_THAT(zor::test::stdout_of(FILE_list_file),
+              ::testing::AllOf(HasSubstr("NMLOKX_201108280502"), HasSubstr("NMLOKX_201108280702"),
+                               ::testing::Not(HasSubstr("unrelated"))));
   char out[FILE_NAME_MAX];
-
   long t = FILE_set_current("#201108280930la", out);
   EXPECT_EQ(std::string(out), at("201108280702"));
   Date seven = make_date(2011, 8, 28, 7, 0);
   EXPECT_EQ(t, DATE_num_sec(&seven));
-  Date got;
-  FILE_get_date(&got);
-  EXPECT_EQ(std::tuple(got.year, got.month, got.day, got.hour), std::tuple(2011, 8, 28, 7));
+  EXPECT_EQ(date_read(), std::tuple(2011, 8, 28, 7));
 
   FILE_set_current("#201108280650la", out);  // skips the too-small file
   EXPECT_EQ(std::string(out), at("201108280502"));
@@ -202,8 +202,7 @@ TEST_F(FileTest, LatestFileWithinWindow) {
   EXPECT_EQ(std::string(out), at("201108280602"));
   FILE_set_min_size(0);
 
-  // A bounded search leaves the last name tried; offsets before and after
-  // the search; forward search.
+  // A bounded search leaves the last name tried; offsets before and after the search; forward search.
   const std::pair<const char*, const char*> searches[] = {
       {"#201108281000la#2", "201108280802"},    {"#201108281000la#3", "201108280702"},
       {"#201108281000-2la", "201108280702"},    {"#201108280930la-1", "201108280602"},
@@ -232,13 +231,11 @@ TEST_F(FileTest, LatestFileWithinWindow) {
 TEST_F(FileTest, TypedNamesReadBackIntoDates) {
   product_at("201108280702");
   char out[FILE_NAME_MAX];
-  Date got;
   // Only the date typed: path and suffix from the template.
   ASSERT_EQ(FILE_set_name("hrs"), 1);
   EXPECT_EQ(FILE_set_file("24030518", out), 0);
   EXPECT_EQ(std::string(out), dir_.string() + "/24030518.nids");
-  FILE_get_date(&got);
-  EXPECT_EQ(std::tuple(got.year, got.month, got.day, got.hour), std::tuple(2024, 3, 5, 18));
+  EXPECT_EQ(date_read(), std::tuple(2024, 3, 5, 18));
   // Text that is not a date is kept whole after the path.
   FILE_set_file("notadate", out);
   EXPECT_EQ(std::string(out), dir_.string() + "/notadate");
@@ -248,8 +245,7 @@ TEST_F(FileTest, TypedNamesReadBackIntoDates) {
   EXPECT_EQ(FILE_set_file("KOKX_SDUS61_NMLOKX_201108280702", out), 0);
   EXPECT_EQ(std::string(out), at("201108280702"));
   EXPECT_TRUE(FILE_exist(out));
-  FILE_get_date(&got);
-  EXPECT_EQ(std::tuple(got.year, got.month, got.day, got.hour), std::tuple(2011, 8, 28, 7));
+  EXPECT_EQ(date_read(), std::tuple(2011, 8, 28, 7));
   EXPECT_EQ(FILE_set_file("/elsewhere/x/KOKX_SDUS61_NMLOKX_201108280702", out), 0);
   EXPECT_STREQ(out, "/elsewhere/x/KOKX_SDUS61_NMLOKX_201108280702");
   // Literal and standard-stream names.
@@ -267,6 +263,7 @@ TEST_F(FileTest, TypedNamesReadBackIntoDates) {
   // Month names and days of the year read back.
   ASSERT_EQ(FILE_set_name("@%D/%Y%b%d.%j"), 1);
   FILE_set_file("2024mar05.065", out);
+  Date got;
   FILE_get_date(&got);
   EXPECT_EQ(std::tuple(got.month, got.day, got.jday), std::tuple(3, 5, 65));
 
@@ -344,36 +341,22 @@ TEST_F(FileTest, GetFileBatchAndCurrent) {
   FLAG_set_batch(1);
   setenv("zorcurtime", "201001010000", 1);
   EXPECT_EXIT(FILE_get_file("prompt", out), ::testing::ExitedWithCode(10), "File not found");
-}
 
-// Answers typed at the prompt: a missing name, then a good one.
-TEST_F(FileTest, GetFilePromptsUntilFound) {
-  product_at("201108280702");
-  ASSERT_EQ(FILE_set_name("okx"), 1);
+  // Answers typed at the prompt: a missing name, then a good one.
+  FLAG_set_batch(0);
   const fs::path answers = dir_ / "answers";
   auto run = [&](const std::string& text) {
     std::ofstream(answers) << text;
     if (!std::freopen(answers.c_str(), "r", stdin)) std::exit(99);
-    char out[FILE_NAME_MAX];
     int rc = FILE_get_file("Enter the NIDS filename: ", out);
     std::exit(rc == 1 && std::string(out) == at("201108280702") ? 3 : 4);
   };
   EXPECT_EXIT(run("KOKX_SDUS61_NMLOKX_201108280802\nKOKX_SDUS61_NMLOKX_201108280702\n"), ::testing::ExitedWithCode(3), "");
   EXPECT_EXIT(run("exit\n"), ::testing::ExitedWithCode(0), "");
   EXPECT_EXIT(run("a\nb\nc\nd\nKOKX_SDUS61_NMLOKX_201108280702\n"), ::testing::ExitedWithCode(10), "");
-  // End of input ends the run (the prompt layer may treat it as "exit"), it
-  // never hangs or picks a file.
+  // End of input ends the run (the prompt layer may treat it as "exit"), it never hangs or picks a file.
   auto ended = [](int status) { return WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 10); };
   EXPECT_EXIT(run(""), ended, "");
-}
-
-TEST_F(FileTest, ListingShowsMatchingFiles) {
-  product_at("201108280502");
-  product_at("201108280702");
-  std::ofstream(dir_ / "unrelated.txt") << "x";
-  ASSERT_EQ(FILE_set_name("okx"), 1);
-  EXPECT_THAT(zor::test::stdout_of(FILE_list_file), ::testing::AllOf(HasSubstr("KOKX_SDUS61_NMLOKX_201108280502"),
-                                        HasSubstr("KOKX_SDUS61_NMLOKX_201108280702"), ::testing::Not(HasSubstr("unrelated"))));
 }
 
 TEST_F(FileTest, FileSystemHelpers) {
@@ -427,7 +410,7 @@ TEST_F(FileTest, FileSystemHelpers) {
 }
 
 // main hands a 40-character buffer: a longer name is refused, not cut.
-TEST_F(FileTest, LongNamesAreRefused) {
+TEST_F(FileTest, LongNamesRefusedAndConventionRestored) {
   ASSERT_EQ(FILE_set_name("okx"), 1);
   Date t = make_date(2011, 8, 28, 7, 0);
   char small[40];
@@ -441,10 +424,8 @@ TEST_F(FileTest, LongNamesAreRefused) {
   char tiny[4] = "abc";
   EXPECT_EQ(FILE_add_path_delim(tiny, sizeof tiny), nullptr);
   EXPECT_STREQ(tiny, "abc");
-}
 
-TEST_F(FileTest, SaveAndRestoreConvention) {
-  ASSERT_EQ(FILE_set_name("okx"), 1);
+  // The convention saved and restored around another one.
   char out[FILE_NAME_MAX];
   FILE_set_file("KOKX_SDUS61_NMLOKX_201108280702", out);
   FILE_save_name_conv();
@@ -453,7 +434,7 @@ TEST_F(FileTest, SaveAndRestoreConvention) {
   FILE_restore_name_conv();
   EXPECT_EQ(FILE_get_late_off(), 3600);
   EXPECT_EQ(std::string(FILE_get_filename(nullptr)), at("201108280702"));
-  Date t = make_date(2011, 8, 28, 5, 0);
+  t = make_date(2011, 8, 28, 5, 0);
   EXPECT_EQ(FILE_set_date_off(&t, 7200, out), 2);
   EXPECT_EQ(std::string(out), at("201108280702"));
 }

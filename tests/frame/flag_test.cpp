@@ -1,5 +1,4 @@
-// Flag table and plot-component table, and the draw resource that sets the
-// components.
+// Flag table and plot-component table, and the draw resource that sets the components.
 #include "zor/flag.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +6,7 @@
 #include "zor/res.h"
 
 #include <array>
+#include <tuple>
 #include <utility>
 
 namespace {
@@ -16,20 +16,15 @@ class FlagTest : public ::testing::Test {
   void SetUp() override { zor::flag::reset(); }
 };
 
-TEST_F(FlagTest, SlotsOutsideTheTableReadZeroAndRefuseStores) {
+TEST_F(FlagTest, SlotsOutsideTheTableAndComponentSums) {
   EXPECT_EQ(FLAG_get(0), -9999);
-  EXPECT_EQ(FLAG_set(29, 7), 0);
-  EXPECT_EQ(FLAG_get(29), 7);
-  EXPECT_EQ(std::pair(FLAG_set(30, 7), FLAG_set(-1, 7)), std::pair(-1, -1));
-  EXPECT_EQ(FLAG_get(30), 0);
-  EXPECT_EQ(FLAG_getl(-1), 0);
-  EXPECT_EQ(FLAG_setl(14, 33L), 0);
-  EXPECT_EQ(FLAG_getl(14), 33L);
+  EXPECT_EQ((std::pair{FLAG_set(29, 7), FLAG_get(29)}), std::pair(0, 7));  // braces: in order
+  EXPECT_EQ(std::tuple(FLAG_set(30, 7), FLAG_set(-1, 7), FLAG_get(30), FLAG_getl(-1)), std::tuple(-1, -1, 0, 0L));
+  EXPECT_EQ((std::pair{FLAG_setl(14, 33L), FLAG_getl(14)}), std::pair(0, 33L));
   FLAG_resetl(5);
   for (int i = 0; i < 30; ++i) EXPECT_EQ(FLAG_get(i), 5) << i;
-}
 
-TEST_F(FlagTest, PlotComponentsKeepTheirSums) {
+  // Plot components keep their sums.
   for (int i = 0; i < 13; ++i) EXPECT_EQ(FLAG_getplot(i), 1) << i;
   FLAG_setplot(3, 0);
   EXPECT_EQ(std::pair(FLAG_getplot(0), FLAG_getplot(12)), std::pair(5, 5 + 10));  // sum of the six corner texts

@@ -103,8 +103,7 @@ TEST_F(MessTest, MessageResourceItems) {
 }
 
 TEST_F(MessTest, LevelOperationsAndDefaultsThatGiveWay) {
-  // Operations 19 and 20 set defaults that give way once a level is chosen;
-  // 7 is no operation.
+  // Operations 19 and 20 set defaults that give way once a level is chosen; 7 is no operation.
   const std::tuple<int, M_type, M_type> steps[] = {
       {20, 255, 0xFF},          {0, 0x800, 0xFFF},         {19, 0xF, 0xFFF},
       {1, M_DEBUG, 0xF0000FFF}, {-1, M_PRINT, 0xF0000FF0}, {9, M_ERROR, 0xF0000FC0},
@@ -132,7 +131,7 @@ TEST_F(MessTest, LogOnlySinkKeepsTheTerminalQuiet) {
   EXPECT_EQ(slurp(log), "to log only\nerror too\n");
 }
 
-TEST_F(MessTest, TruncateAppendAndStampedLogs) {
+TEST_F(MessTest, TruncateAppendStampedAndReopenedLogs) {
   std::string log = scratch("trunc.log");
   write_file(log, "old line\n");
   testing::internal::CaptureStdout();
@@ -151,18 +150,17 @@ TEST_F(MessTest, TruncateAppendAndStampedLogs) {
   EXPECT_EQ(MESS_print(15, "stamped %d\n", 1), 1);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "stamped 1\n");
   EXPECT_EQ(slurp(stamped), "24 MAR 05  14:03:59Z -- stamped 1\n");
-}
 
-TEST_F(MessTest, ReopenedLogAndCopyFile) {
-  std::string log = scratch("reopen.log");
+  // A reopened log is closed after every message.
+  const std::string reopened = scratch("reopen.log");
   testing::internal::CaptureStdout();
-  MESS_set_str(("dfi=" + log).c_str());
+  MESS_set_str(("dfi=" + reopened).c_str());
   EXPECT_EQ(zor::mess::out(), 2);
   MESS_print(15, "first\n");
-  EXPECT_EQ(slurp(log), "first\n");  // closed after every message
-  std::remove(log.c_str());
+  EXPECT_EQ(slurp(reopened), "first\n");
+  std::remove(reopened.c_str());
   MESS_print(15, "second\n");
-  EXPECT_EQ(slurp(log), "second\n");
+  EXPECT_EQ(slurp(reopened), "second\n");
 
   std::string copy = scratch("copy.txt");
   ASSERT_EQ(MESS_file(copy.c_str(), "w"), 0);

@@ -176,7 +176,7 @@ TEST_P(MqTransport, TwentiethConnectIsRefusedAtOnce) {
     for (int fd : clients) MQ_close(fd);
 }
 
-TEST_P(MqTransport, ServerDyingMidConversation) {
+TEST_P(MqTransport, ServerDyingOrMissing) {
   int q = server_.client();
   int id = MQ_connect(q);
   ASSERT_GT(id, 0);
@@ -185,17 +185,14 @@ TEST_P(MqTransport, ServerDyingMidConversation) {
   char item[MQ_TEXT_SIZE] = "stale";
   EXPECT_EQ(MQ_get(q, id, item), -1);
   EXPECT_STREQ(item, "");
-  // A queue outlives its server, so the client waits out its timeout; a
-  // socket is closed at once.
+  // A queue outlives its server, so the client waits out its timeout; a socket is closed at once.
   EXPECT_EQ(g_timeouts, GetParam() == kQueue ? 1 : 0);
-}
-
-TEST_P(MqTransport, MissingQueueOrServer) {
-  int q = MQ_open(2);
-  EXPECT_EQ(q, -1);
-  char item[MQ_TEXT_SIZE];
-  EXPECT_EQ(MQ_get(q, MQ_TYPE_CONNECT, item), -1);
-  EXPECT_EQ(g_timeouts, 0);  // failed at once, not after a wait
+  // A missing queue or server fails at once, not after a wait.
+  g_timeouts = 0;
+  const int missing = MQ_open(2);
+  EXPECT_EQ(missing, -1);
+  EXPECT_EQ(MQ_get(missing, MQ_TYPE_CONNECT, item), -1);
+  EXPECT_EQ(g_timeouts, 0);
 }
 
 TEST_P(MqTransport, LoopWindowResources) {
@@ -221,9 +218,12 @@ INSTANTIATE_TEST_SUITE_P(Both, MqTransport, ::testing::Values(kQueue, kSocket),
                            return info.param == kQueue ? "queue" : "socket";
                          });
 
-TEST(Mq, ReplyWithoutZeroIsCutToTheItem) {
+// A reply without its zero is cut to the item; a silent queue ends the
+// program with status 7.
+TEST(MqDeathTest, ReplyWithoutZeroIsCutAndTimeoutEndsTheProgram) {
   zor::mq::reset();
   QueueGuard queue;
+  ASSERT_GE(queue.q, 0);
   mqueuebuf raw{7, {}};
   std::memset(raw.mtext, 'y', MQ_TEXT_SIZE);
   raw.mtext[0] = '0';
@@ -231,6 +231,12 @@ TEST(Mq, ReplyWithoutZeroIsCutToTheItem) {
   std::vector<char> item(MQ_TEXT_SIZE);  // exactly the documented size, for ASan
   EXPECT_EQ(MQ_get(queue.q, 7, item.data()), 0);
   EXPECT_EQ(std::string(item.data()), std::string(MQ_TEXT_SIZE - 1, 'y'));
+  EXPECT_EXIT(
+      {
+        MQ_timeout(1);
+        MQ_get(queue.q, 3, item.data());
+      },
+      ::testing::ExitedWithCode(7), "Queue not responding!!");
 }
 
 TEST(MqProgram, RadarAsksTheLoopWindowAndTellsItTheCommandLine) {
@@ -243,19 +249,6 @@ TEST(MqProgram, RadarAsksTheLoopWindowAndTellsItTheCommandLine) {
   std::string log = server.log();
   EXPECT_NE(log.find("query res plot_type\n"), std::string::npos);
   EXPECT_TRUE(log.ends_with("set res plot_type cf\nset res help \nquit\n")) << log;
-}
-
-TEST(MqDeathTest, TimeoutEndsTheProgramWithStatus7) {
-  zor::mq::reset();
-  QueueGuard queue;
-  ASSERT_GE(queue.q, 0);
-  char item[MQ_TEXT_SIZE];
-  EXPECT_EXIT(
-      {
-        MQ_timeout(1);
-        MQ_get(queue.q, 3, item);
-      },
-      ::testing::ExitedWithCode(7), "Queue not responding!!");
 }
 
 }  // namespace

@@ -179,9 +179,7 @@ TEST_F(Outputs, AFailedWriteLeavesNoHalfFileAndExitsNonZero) {
 
 // A run that cannot do what was asked says so once, exits accordingly, and
 // leaves no file pretending to be a result.
-class HonestExits : public Outputs {};
-
-TEST_F(HonestExits, EachRunSaysWhatWentWrongAndExitsAccordingly) {
+TEST_F(Outputs, EachRunSaysWhatWentWrongAndExitsAccordingly) {
   // {arguments, status, message once on either stream or "", file written
   // in the run's folder or "", text that must not appear or ""}
   const std::tuple<const char*, int, const char*, const char*, const char*> rows[] = {
@@ -221,19 +219,17 @@ TEST_F(HonestExits, EachRunSaysWhatWentWrongAndExitsAccordingly) {
 
 // At the file prompt: a name the convention cannot place is told with a hint
 // at @, and a name that is an existing file is used as typed.
-TEST_F(HonestExits, TypedNamesAtThePromptAreUsedAsTyped) {
-  const zor::test::ProgramRun r = radar("", "nosuchfile\nkbmx\np\n");
+TEST_F(Outputs, TypedNamesAndLiteralProductsGiveCompleteOutputs) {
+  zor::test::ProgramRun r = radar("", "nosuchfile\nkbmx\np\n");
   EXPECT_EQ(r.status, 0) << r.out << r.err;
   EXPECT_EQ(count_of(r.out, "File not found: "), 1) << r.out;
   EXPECT_EQ(count_of(r.out, "(a name starting with @ is taken as it stands"), 1) << r.out;
   EXPECT_EQ(count_of(r.out, "Using the name as typed: kbmx"), 1) << r.out;
   EXPECT_GT(fs::file_size(dir_ / "zor.ps"), 10000u);
-}
 
-// A product named as it stands still dates the output name and labels, and
-// the own image header is filled from the labels and the domain.
-TEST_F(HonestExits, OutputsOfALiteralProductAreComplete) {
-  zor::test::ProgramRun r = radar("-la ur:%y%m%d/%h%n -of png:@%Y%m%d_%h%n.png @kbmx");
+  // A product named as it stands still dates the output name and labels, and
+  // the own image header is filled from the labels and the domain.
+  r = radar("-la ur:%y%m%d/%h%n -of png:@%Y%m%d_%h%n.png @kbmx");
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_TRUE(fs::exists(dir_ / "20150102_0205.png"));
 

@@ -1,5 +1,4 @@
-// The radar program itself: help output, input-type selection and the
-// dispatch to the formats.
+// The radar program itself: help output, input-type selection and the dispatch to the formats.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -24,18 +23,14 @@ ProgramRun run_radar(const std::string& env, const std::string& args) {
   return zor::test::run_radar(dir.path(), env, args);
 }
 
-TEST(RadarProgram, HelpTextIsExact) {
+TEST(RadarProgram, HelpTextIsExactAndEveryInputTypeEndsCleanly) {
   std::string expected = slurp(fs::path(ZOR_TEST_DATA_DIR) / "res" / "radar_help.txt");
   ASSERT_FALSE(expected.empty());
-  // Help comes before the input type is looked at, and may come from the
-  // environment.
+  // Help comes before the input type is looked at, and may come from the environment.
   for (const auto& [env, args] : {std::pair{"", "-h"}, {"zorhelp=1", "-inp nids"}}) {
     const ProgramRun r = run_radar(env, args);
     EXPECT_EQ(std::tuple(r.status, r.out, r.err), std::tuple(0, expected, "")) << args;
   }
-}
-
-TEST(RadarProgram, EveryInputTypeEndsCleanlyWithoutData) {
   // In batch mode with no files a type either has no plotting in this build
   // (status 1) or finds no file (status 10); both say why on standard error.
   for (const char* type :

@@ -162,14 +162,12 @@ TEST_F(ResTest, CommandLineOverEnvironmentOverFiles) {
   EXPECT_EQ(gets({"plot_type", "region", "plot_scale"}), (std::vector<std::string>{"ln", "se", "4"}));
 
   // The three environment names in their order.
-  zor::res::reset();
-  setenv("zorplot", "dln", 1);
-  decode({});
-  EXPECT_EQ(get("plot_type"), "dln");
-  zor::res::reset();
-  setenv("zorradar.plot_type", "ndln", 1);
-  decode({});
-  EXPECT_EQ(get("plot_type"), "ndln");
+  for (const auto& [env, value] : {std::pair{"zorplot", "dln"}, {"zorradar.plot_type", "ndln"}}) {
+    zor::res::reset();
+    setenv(env, value, 1);
+    decode({});
+    EXPECT_EQ(get("plot_type"), value);
+  }
 }
 
 TEST_F(ResTest, ProgramTitleAndDefaultsOption) {
@@ -277,12 +275,11 @@ TEST_F(ResTest, Conversions) {
   RES_conv_data("2.5", reinterpret_cast<char*>(&f), CV_float);
   EXPECT_EQ(std::tuple(s, l, f), std::tuple(short{0}, 123456L, 2.5f));
   const char* p = nullptr;
-  RES_conv_data("/data", reinterpret_cast<char*>(&p), CV_path);
-  EXPECT_STREQ(p, "/data/");
-  RES_conv_data("NONE", reinterpret_cast<char*>(&p), CV_path);
-  EXPECT_STREQ(p, "");
-  RES_conv_data("ps,out.ps", reinterpret_cast<char*>(&p), CV_device);
-  EXPECT_STREQ(p, "out.ps");
+  for (const auto& [text, cvt, want] : {std::tuple{"/data", CV_path, "/data/"}, {"NONE", CV_path, ""},
+                                        {"ps,out.ps", CV_device, "out.ps"}}) {
+    RES_conv_data(text, reinterpret_cast<char*>(&p), cvt);
+    EXPECT_STREQ(p, want) << text;
+  }
 
   // Words that set flags: the device (2), file parameter (15), plot type (11).
   const std::tuple<const char*, DEF_convert, int, int> flags[] = {
@@ -305,17 +302,15 @@ TEST_F(ResTest, Conversions) {
   EXPECT_STREQ(small, "copied");
 }
 
-TEST_F(ResTest, BatchSetsMessageLevelOnlyWhenNotChosen) {
+TEST_F(ResTest, BatchMessageLevelListAppendAndGetval) {
+  // Batch sets the message level only when none was chosen.
   decode({"-ba"});
   EXPECT_EQ(MESS_get(), 255u);
   zor::res::reset();
   zor::mess::reset();
   decode({"-me", "mess", "-ba"});
-  EXPECT_EQ(MESS_get(), 0xFFFu);
-  EXPECT_EQ(FLAG_batch(), 1);
-}
+  EXPECT_EQ(std::pair(MESS_get(), FLAG_batch()), std::pair(0xFFFu, 1));
 
-TEST_F(ResTest, ListAppendAndGetval) {
   EXPECT_EQ(RES_put("x", "1"), 0);
   EXPECT_EQ(RES_append(-9999, "x", "2", CV_string), 0);
   EXPECT_EQ(get("x"), "1\n2");

@@ -1,5 +1,4 @@
-// Colour tables ("zor.clr" and friends), colour names, attribute strings,
-// fill-pattern and marker names.
+// Colour tables ("zor.clr" and friends), colour names, attribute strings, fill-pattern and marker names.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -61,17 +60,15 @@ TEST_F(ClrTest, ReadsAllFourEntryFormsAndKeepsASlotForABadLine) {
   ASSERT_EQ(CLR_read_table(data("forms.clr").c_str()), 0);
   ASSERT_EQ(CLR_get_num(), 6);
   // Green's leading index is ignored; an unparsable line is an empty name, black.
-  const std::vector<std::string> names = {CLR_get_name(0), CLR_get_name(1), CLR_get_name(2), CLR_get_name(3),
-                                          CLR_get_name(4)};
-  EXPECT_EQ(names, (std::vector<std::string>{"red", "orange", "green", "navy", ""}));
+  EXPECT_EQ((std::vector<std::string>{CLR_get_name(0), CLR_get_name(1), CLR_get_name(2), CLR_get_name(3), CLR_get_name(4)}),
+            (std::vector<std::string>{"red", "orange", "green", "navy", ""}));
   EXPECT_TRUE(zor::test::floats_eq({rgb(1).r, rgb(1).g, rgb(1).b, rgb(2).g, rgb(3).b, rgb(4).r + rgb(4).g + rgb(4).b},
                                    {1.0f, 165.0f / 255.0f, 0.0f, 1.0f, 128.0f / 255.0f, 0.0f}));
   // Names compare case-insensitively and the lowest index wins.
-  EXPECT_EQ(CLR_get_ind("RED"), 0);
-  EXPECT_EQ(CLR_get_ind("Orange"), 1);
+  EXPECT_EQ(std::pair(CLR_get_ind("RED"), CLR_get_ind("Orange")), std::pair(0, 1));
 }
 
-TEST_F(ClrTest, ColourNamesAndIndicesResolveWithinTheTable) {
+TEST_F(ClrTest, ColourNamesIndicesAndColourTexts) {
   ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
   const std::pair<const char*, int> cases[] = {
       {nullptr, -1}, {"", -1},      {"END", -2},   {"none", -1}, {"Off", -1},  {"back", -1},   {"pblk", 500},
@@ -81,26 +78,22 @@ TEST_F(ClrTest, ColourNamesAndIndicesResolveWithinTheTable) {
   // Indices past the end read the last entry; the table is bounded.
   EXPECT_FLOAT_EQ(rgb(999).r, 1.0f);
   EXPECT_STREQ(CLR_get_name(999), "red");
-  for (int i = CLR_get_num(); i < CLR_MAX_COLORS; ++i) ASSERT_EQ(CLR_add("x", 0, 0, 0), i);
-  EXPECT_EQ(CLR_add("one too many", 0, 0, 0), -1);
-  EXPECT_EQ(CLR_get_num(), CLR_MAX_COLORS);
-  CLR_clear_table();
-  EXPECT_EQ(CLR_get_num(), 0);
-}
-
-TEST_F(ClrTest, HexAndDecimalColourTextsAddEntriesOnce) {
-  ASSERT_EQ(CLR_read_table(data("fill_end.clr").c_str()), 0);
+  // Hex and decimal colour texts add an entry once.
   const int hex = CLR_get_ind("#FF0000");
   ASSERT_EQ(hex, 3);
   EXPECT_STREQ(CLR_get_name(hex), "#FF0000");
   EXPECT_TRUE(zor::test::floats_eq({rgb(hex).r, rgb(hex).g}, {1.0f, 0.0f}));
   EXPECT_EQ(CLR_get_ind("#ff0000"), hex);  // found again, not added twice
   EXPECT_EQ(CLR_get_num(), 4);
-
   const int dec = CLR_get_ind("#000128255");
   ASSERT_EQ(dec, 4);
   EXPECT_TRUE(zor::test::floats_eq({rgb(dec).g, rgb(dec).b}, {128.0f / 255.0f, 1.0f}));
   EXPECT_EQ(CLR_get_ind("#000999000"), -1);  // components above 255 are refused
+  for (int i = CLR_get_num(); i < CLR_MAX_COLORS; ++i) ASSERT_EQ(CLR_add("x", 0, 0, 0), i);
+  EXPECT_EQ(CLR_add("one too many", 0, 0, 0), -1);
+  EXPECT_EQ(CLR_get_num(), CLR_MAX_COLORS);
+  CLR_clear_table();
+  EXPECT_EQ(CLR_get_num(), 0);
 }
 
 class AttribTest : public ClrTest {
@@ -141,7 +134,7 @@ TEST_F(AttribTest, ParsesColourAndFields) {
   }
 }
 
-TEST_F(AttribTest, FillMissingClearsAnEarlierPatternAndUpdateCopiesSetFields) {
+TEST_F(AttribTest, FillMissingUpdateAndGet) {
   Gattribs a;
   ATTRIB_init(&a);
   ATTRIB_parse("red:f5", &a);
@@ -158,10 +151,8 @@ TEST_F(AttribTest, FillMissingClearsAnEarlierPatternAndUpdateCopiesSetFields) {
   ATTRIB_update(&base, &over);
   EXPECT_EQ(std::tuple(base.color, base.width, base.style), std::tuple(CLR_get_ind("blue"), 4.0f, 2));
   EXPECT_FLOAT_EQ(base.height, 0.3f);
-}
 
-TEST_F(AttribTest, GetParsesTheDefaultThenTheResourceOverIt) {
-  Gattribs a;
+  // ATTRIB_get parses the default, then the resource over it.
   ATTRIB_init(&a);
   RES_put("color_text", "");
   EXPECT_EQ(ATTRIB_get("color_text", "white:wi=2", &a), 0);
@@ -174,8 +165,7 @@ TEST_F(AttribTest, GetParsesTheDefaultThenTheResourceOverIt) {
   RES_put("color_text", "");
 }
 
-// Fill patterns by name, slant or percentage; markers match on the first
-// letters in order.
+// Fill patterns by name, slant or percentage; markers match on the first letters in order.
 TEST(AttrNames, FillPatternsAndMarkers) {
   const std::pair<const char*, int> fills[] = {
       {"SOL", 0}, {"lst", 4}, {"||", 5},  {"\\\\", 6}, {"hat", 9},  {"xx", 9},

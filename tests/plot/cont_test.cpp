@@ -1,5 +1,4 @@
-// Fill lists of every form, value to colour at the boundaries, interval
-// rounding and the contour keywords.
+// Fill lists of every form, value to colour at the boundaries, interval rounding and the contour keywords.
 #include <gtest/gtest.h>
 
 #include "../frame/captured.h"
@@ -175,8 +174,7 @@ TEST_F(ContTest, ExplicitValuesKeepTheirLevelsUnderAColourList) {
 }
 
 TEST_F(ContTest, IntervalsAreRoundedUpWithinTheirDecade) {
-  // {high, low, steps, interval}: 0 steps count as 1; a negative or too
-  // small interval is left unchanged.
+  // {high, low, steps, interval}: 0 steps count as 1; a negative or too small interval is left unchanged.
   const float cases[][4] = {{100, 0, 15, 7},       {60, 0, 15, 4},         {1, 0, 3, 0.4f}, {0.05f, 0, 1, 0.05f},
                             {0.0123f, 0, 2, 0.007f}, {0.00012f, 0, 1, 0.0002f}, {5, 5, 3, 1}, {30, 0, 0, 30},
                             {0, 10, 2, -5},        {1e-5f, 0, 1, 1e-5f}};

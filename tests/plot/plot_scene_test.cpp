@@ -1,14 +1,13 @@
 // A whole batch plot scene dumped to PNG and read back: coastline, borders,
-// lat/lon lines, a range ring and a watch box where geography puts them.
+// lat/lon lines and a range ring where geography puts them (watch boxes on
+// the same batch plot are read back in watch_test).
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <optional>
 #include <ostream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "../common/batch_plot.h"
@@ -25,7 +24,6 @@
 #include "zor/plt.h"
 #include "zor/res.h"
 #include "zor/reset.h"
-#include "zor/watch.h"
 
 namespace {
 
@@ -76,28 +74,13 @@ struct Spot {
 
 std::ostream& operator<<(std::ostream& o, const Spot& s) { return o << s.colour << " at " << s.p.x << "," << s.p.y; }
 
-// The public end points of the one decoded watch: each station moved by
-// its bearing and distance.
-std::array<Point, 2> watch_end_points() {
-  std::array<Point, 2> e;
-  const watch& w = zor::watch::table()[0];
-  for (int i = 0; i < 2; ++i) {
-    float x = 0, y = 0, xe = 0, ye = 0;
-    EXPECT_TRUE(MAP_tran(w.lat[i], w.lon[i], &x, &y));
-    MAP_offset(x, y, w.ang[i], w.dist[i], &xe, &ye);
-    e[i] = world_px(xe, ye);
-  }
-  return e;
-}
-
 class PlotSceneTest : public ::testing::Test {
  protected:
   void SetUp() override {
     zor::reset_all();
     for (const auto& [name, value] :
-         {std::pair<const char*, std::string>{"watch_path", ZOR_TEST_DATA_DIR "/watch"}, {"color_map", "white"},
-          {"color_cmap", "white"}, {"color_line", "magenta:s1"}, {"color_watch", "red,red"},
-          {"image_path", zor::test::scratch_dir().path().string()}})
+         {std::pair<const char*, std::string>{"color_map", "white"}, {"color_cmap", "white"},
+          {"color_line", "magenta:s1"}, {"image_path", zor::test::scratch_dir().path().string()}})
       RES_put(name, value.c_str());
     batch_.emplace();
   }
@@ -106,8 +89,7 @@ class PlotSceneTest : public ::testing::Test {
     zor::reset_all();
   }
 
-  // Opens the plot on the domain as a radar plot does before its first frame,
-  // and decodes watch 153 (21 May 2024 12 UTC, Dalhart to Chandler).
+  // Opens the plot on the domain as a radar plot does before its first frame.
   void open(Domain d, float latlon_spacing) {
     domain_ = d;
     testing::internal::CaptureStdout();
@@ -117,16 +99,12 @@ class PlotSceneTest : public ::testing::Test {
     MAP_setup(&domain_);
     MAP_fill_cont(0);
     MAP_latlon(latlon_spacing, latlon_spacing, 0, 0);
-    Date when;
-    std::tie(when.year, when.month, when.day, when.hour, when.min, when.sec) = std::tuple(2024, 5, 21, 12, 0, 0);
-    EXPECT_EQ(WATCH_decode(&when), 0);
     testing::internal::GetCapturedStderr();
     testing::internal::GetCapturedStdout();
-    ASSERT_EQ(zor::watch::count(), 1);
   }
 
   // One frame in the radar plots' order: map below, bar, map above, range
-  // ring, watch boxes, labels; then the PNG dump, read back.
+  // ring, labels; then the PNG dump, read back.
   Picture draw_and_dump(const std::string& name) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
@@ -142,7 +120,6 @@ class PlotSceneTest : public ::testing::Test {
     GPH_line_attr(nullptr);
     gset_line_colr_ind(CLR_get_ind("cyan"));
     MAP_draw_circle(x0, y0, 230.0f);
-    EXPECT_EQ(WATCH_plot(), 0);
     PLT_label_up_left("KTLX scene");
     PLT_label_up_right("21 May 2024 12:00");
     EXPECT_EQ(PLT_labels(), 0);
@@ -170,7 +147,6 @@ TEST_F(PlotSceneTest, UsDomain) {
   // Places in the map's coordinates, taken while its transformation holds.
   std::vector<Point> coast;  // 30N crosses the Florida Atlantic coast here
   for (float lon = -81.6f; lon <= -81.0f; lon += 0.05f) coast.push_back(ll_px(30.0f, lon));
-  const auto ends = watch_end_points();
   const Spot spots[] = {
       {ll_px(30.0f, -83.0f), "white", 1, false},   // inland Florida
       {ll_px(41.0f, -106.0f), "white", 1, true},   // Colorado-Wyoming: a straight state border
@@ -179,8 +155,6 @@ TEST_F(PlotSceneTest, UsDomain) {
       {ll_px(40.0f, -95.0f), "magenta", 1, true},  // 40N between meridians
       {ll_px(35.0f, -100.0f), "magenta", 1, true}, // 100W between circles
       {ll_px(38.5f, -98.5f), "magenta", 3, false},
-      {ends[0], "red", 1, true},
-      {ends[1], "red", 1, true},
   };
 
   const Picture pic = draw_and_dump("scene_us.png");
@@ -201,8 +175,6 @@ TEST_F(PlotSceneTest, RadarCentredDomainOf250Km) {
       {ll_px(35.6f, -97.8f), "white", 2, false},  // middle of Oklahoma
       {ll_px(36.0f, -96.5f), "magenta", 1, true},
       {world_px(x0, y0), "cyan", 3, false},        // the site, inside its ring
-      // Chandler's end of the watch lies 100 km north-east of the site: inside.
-      {watch_end_points()[1], "red", 1, true},
   };
   for (float dir : {0.0f, 90.0f, 180.0f, 270.0f}) {
     float x = 0, y = 0;

@@ -84,8 +84,7 @@ TEST_F(BatchPlotTest, ColourBarAndLabelsOnTheMemoryRaster) {
       if (yy >= 0 && cap.pixel(xx, yy) == 0xFFFFFFu) ++white;
   EXPECT_GT(white, 30);
 
-  // Dumped as PNG, "%i" naming the frame (the PNG's pixels are read back in
-  // plot_scene_test).
+  // Dumped as PNG, "%i" naming the frame (the PNG's pixels are read back in plot_scene_test).
   const std::string dir = zor::test::scratch_dir().path().string();
   RES_put("image_path", dir.c_str());
   EXPECT_EQ(PLT_dump(0), -1);  // none asked for

@@ -34,7 +34,7 @@ class LabelTest : public ::testing::Test {
   void TearDown() override { zor::reset_all(); }
 };
 
-TEST_F(LabelTest, FormatCodesWriteTheLabelDate) {
+TEST_F(LabelTest, FormatCodesWriteTheLabelAndValidDates) {
   EXPECT_EQ(format("%y%m%d/%h%n"), "240305/1407");
   // The month as the date module names it, first three letters.
   EXPECT_EQ(format("Radar_%b_%d"), "Radar " + std::string(DATE_month(3)).substr(0, 3) + " 05");
@@ -49,12 +49,9 @@ TEST_F(LabelTest, FormatCodesWriteTheLabelDate) {
   char out[8] = {};
   EXPECT_EQ(PLT_label_format("abcdefghijk", out, sizeof out), -1);
   EXPECT_STREQ(out, "abcdefg");
-}
 
-TEST_F(LabelTest, ValidTimeCodesAddTheForecastHour) {
+  // Valid-time codes add the forecast hour.
   PLT_label_for_time(12);
-  char want[64] = {};
-  Date d = march_5_2024();
   DATE_make_label_valid_time(12, &d, want);
   EXPECT_EQ(format("%V"), want);
   char fh[64] = {};

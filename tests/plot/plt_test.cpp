@@ -8,6 +8,7 @@
 #include <tuple>
 #include <vector>
 
+#include "../common/expect.h"
 #include "device.h"
 #include "gks_kernel.h"
 #include "zor/clr.h"
@@ -100,7 +101,8 @@ class PlotTest : public ::testing::Test {
   RecordingDevice* dev = nullptr;
 };
 
-TEST_F(PlotTest, LabelRoomOverlayAndBarKeywords) {
+// Each keyword reaches its module, and its opposite undoes it.
+TEST_F(PlotTest, PlotParameterKeywords) {
   RES_put("plot_param", "full,over:2:4,bar:60:-10");
   PLT_param_decode();
   Glim off;
@@ -110,9 +112,6 @@ TEST_F(PlotTest, LabelRoomOverlayAndBarKeywords) {
   RES_put("plot_param", "FULLAB,nobar");
   PLT_param_decode();
   EXPECT_EQ(std::tuple(PLT_get_full_lab(), CONT_get_bar()), std::tuple(1, -2));
-}
-
-TEST_F(PlotTest, ShadowInverseAndTimeZoneKeywords) {
   RES_put("plot_param", "shadow");
   PLT_param_decode();
   EXPECT_EQ(gget_font_drop(), 4);
@@ -120,9 +119,6 @@ TEST_F(PlotTest, ShadowInverseAndTimeZoneKeywords) {
   PLT_param_decode();
   EXPECT_EQ(std::pair(gget_font_drop(), gget_inverse()), std::pair(2, 1));
   EXPECT_STREQ(DATE_get_tz_str(), " EST");
-}
-
-TEST_F(PlotTest, DeviceKeywordsReachTheKernelAndTheirOppositesUndoThem) {
   RES_put("plot_param", "LCMAP,rwclr,loc_pr:3,pscolor");
   PLT_param_decode();
   // Colour PostScript is drawn dark on light.
@@ -178,13 +174,6 @@ TEST_F(PlotTest, PanelSizesCountPanelsOrGiveFractions) {
   EXPECT_EQ(PLT_panel_decode("2x2"), -1);  // not all four numbers: no change
 }
 
-TEST_F(PlotTest, NothingToPlotRefusesTheOpen) {
-  FLAG_set(11, 99);  // plot type "none"
-  EXPECT_EQ(PLT_open(1.0f), -1);
-  FLAG_set(11, 0);
-  FLAG_setplot(12, 0);  // every component off
-  EXPECT_EQ(PLT_open(1.0f), -1);
-}
 
 TEST_F(PlotTest, BarBoxesSitUnderTheViewportInTheirColours) {
   open();
@@ -229,8 +218,7 @@ TEST_F(PlotTest, EvenlySpacedBarStartsOnTheBaseGridAndThinsItsLabels) {
   EXPECT_EQ(fills[0].fill.color_ind, CLR_get_ind("blue"));
   EXPECT_EQ(fills[4].fill.color_ind, CLR_get_ind("red"));
   EXPECT_EQ(labels(), (std::vector<std::string>{"0", "10", "20", "30", "40", "50"}));
-  // Forty levels: every third edge is labelled (two significant digits), and
-  // the top one.
+  // Forty levels: every third edge is labelled (two significant digits), and the top one.
   dev->clear_calls();
   CONT_set_intrvl(1);
   CONT_set_range(39.5f, 0);
@@ -239,7 +227,14 @@ TEST_F(PlotTest, EvenlySpacedBarStartsOnTheBaseGridAndThinsItsLabels) {
                                                 "33", "36", "39", "40"}));
 }
 
-TEST_F(PlotTest, BarIsRefusedWithoutRoomOrLevels) {
+// Nothing to plot refuses the open; a bar without room or levels is refused.
+TEST_F(PlotTest, NothingToPlotOrNoBarRoomIsRefused) {
+  FLAG_set(11, 99);  // plot type "none"
+  EXPECT_EQ(PLT_open(1.0f), -1);
+  FLAG_set(11, 0);
+  FLAG_setplot(12, 0);  // every component off
+  EXPECT_EQ(PLT_open(1.0f), -1);
+  FLAG_resetplot(1);
   open();
   ASSERT_EQ(CONT_set_fill_colors("blue,red", 1), 0);
   EXPECT_EQ(CONT_draw_bar(1, ""), -1);  // no upper value
@@ -282,11 +277,9 @@ TEST_F(PlotTest, OverlayLinesStackUpwardsAboveThePlot) {
   PLT_next_overlay();
   PLT_label_up_left("second");
   ASSERT_EQ(PLT_labels(), 0);
-  ASSERT_NE(find_text("first"), nullptr);
-  const DrawnText a = *find_text("first");
-  ASSERT_NE(find_text("second"), nullptr);
-  const DrawnText b = *find_text("second");
-  EXPECT_LT(b.y_max, a.y_min);  // overlay 1 on the line above overlay 0
+  ASSERT_TRUE(find_text("first") != nullptr && find_text("second") != nullptr);
+  const float first_top = find_text("first")->y_min;
+  EXPECT_LT(find_text("second")->y_max, first_top);  // overlay 1 on the line above overlay 0
 }
 
 TEST_F(PlotTest, AColourBarTakesTheLowerLeftAndCentre) {
@@ -378,8 +371,7 @@ TEST_F(PlotTest, ZoomBoxGivesTheSameDomainDraggedEitherWay) {
   ASSERT_EQ(PLT_plot_zoom(release, cx - 2, cy - 1), 0);
   testing::internal::GetCapturedStdout();
   const Domain b = g_last;
-  EXPECT_FLOAT_EQ(a.clat, b.clat);
-  EXPECT_FLOAT_EQ(a.clon, b.clon);
+  EXPECT_TRUE(zor::test::floats_eq({a.clat, a.clon}, {b.clat, b.clon}));
   // The whole 6 x 2 box is shown: the spacing follows the wider side.
   EXPECT_FLOAT_EQ(a.dx, 6.0f / 40.0f);
   EXPECT_FLOAT_EQ(a.dy, a.dx);

@@ -83,24 +83,18 @@ class RawTest : public ::testing::Test {
 
 TEST_F(RawTest, TextTypesAndNumberFormats) {
   init();
-  EXPECT_EQ(plot(point(RAW_DATA, -9999.0f, -9999.0f, "ABC")), 0);
-  EXPECT_EQ(plot(point(RAW_TEXT, 3.0f, -9999.0f, "txt")), 0);
-  EXPECT_EQ(plot(point(RAW_VALUE, 7.6f)), 0);
-  EXPECT_EQ(plot(point(RAW_VALUE, 0.5f, -9999.0f, "", "%z.1f")), 0);
-  EXPECT_EQ(plot(point(RAW_VALUE, -0.5f, -9999.0f, "", "%z.1f")), 0);
-  EXPECT_EQ(plot(point(RAW_VALUE, 12.5f, -9999.0f, "", "%z.1f")), 0);
-  EXPECT_EQ(plot(point(RAW_VALUE, 3.14159f, -9999.0f, "", "%5.2f")), 0);
-  EXPECT_EQ(plot(point(RAW_VALUE, 2.0f, -9999.0f, "", "fm=%.1f")), 0);
-  EXPECT_EQ(plot(point(RAW_VALUE, -9999.0f, -9999.0f, "M")), 0);  // missing: the text
-  EXPECT_EQ(plot(point(RAW_VALUE, -9999.0f)), 0);                 // missing, no text: nothing
+  const float M = -9999.0f;
   RAW_data i = point(RAW_INT, 0.0f);
   const std::int32_t n = -42;
   std::memcpy(&i.value[0], &n, sizeof n);
-  EXPECT_EQ(plot(i), 0);
-  EXPECT_EQ(plot(point(RAW_SYMB, -9999.0f, -9999.0f, "RA")), 0);
-  EXPECT_EQ(plot(point(11, 5.0f, 5.0f, "cont")), 0);  // grid types draw nothing
-  // A type word in the format replaces the point's type.
-  EXPECT_EQ(plot(point(RAW_VALUE, 5.0f, -9999.0f, "word", "text")), 0);
+  // A missing value draws its text, or nothing; grid types (11) draw nothing;
+  // a type word in the format replaces the point's type.
+  for (const RAW_data& d : {point(RAW_DATA, M, M, "ABC"), point(RAW_TEXT, 3.0f, M, "txt"), point(RAW_VALUE, 7.6f),
+                            point(RAW_VALUE, 0.5f, M, "", "%z.1f"), point(RAW_VALUE, -0.5f, M, "", "%z.1f"),
+                            point(RAW_VALUE, 12.5f, M, "", "%z.1f"), point(RAW_VALUE, 3.14159f, M, "", "%5.2f"),
+                            point(RAW_VALUE, 2.0f, M, "", "fm=%.1f"), point(RAW_VALUE, M, M, "M"), point(RAW_VALUE, M), i,
+                            point(RAW_SYMB, M, M, "RA"), point(11, 5.0f, 5.0f, "cont"), point(RAW_VALUE, 5.0f, M, "word", "text")})
+    EXPECT_EQ(plot(d), 0) << d.type << " " << d.format;
   const std::vector<std::string> want = {"ABC", "txt",  "8",   ".5",  "-.5", "12.5", " 3.14",
                                          "2.0", "M",    "-42", "RA",  "word"};
   EXPECT_EQ(texts(drawn()), want);
@@ -108,32 +102,27 @@ TEST_F(RawTest, TextTypesAndNumberFormats) {
 
 TEST_F(RawTest, MarkersCloudsAndWindTypes) {
   init();
-  ASSERT_EQ(plot(point(RAW_MARK, -9999.0f, -9999.0f, "+")), 0);
-  ASSERT_EQ(plot(point(RAW_MARK, -9999.0f, -9999.0f, "itri")), 0);
-  ASSERT_EQ(plot(point(RAW_CLOUD, -9999.0f, -9999.0f, "4")), 0);        // half covered: a sector and a circle
-  ASSERT_EQ(plot(point(RAW_WBARB, 270.0f, 0.0f)), 0);                   // calm: a small circle
-  ASSERT_EQ(plot(point(RAW_WBARB, -10.0f, 20.0f)), 0);                  // negative direction: nothing
-  ASSERT_EQ(plot(point(RAW_WBARB, 270.0f, 25.0f)), 0);                  // staff, 2 barbs, half
-  ASSERT_EQ(plot(point(RAW_CBARB, 270.0f, 0.0f)), 0);                   // calm: the station circle only
-  ASSERT_EQ(plot(point(RAW_CBARB, 270.0f, 10.0f)), 0);                  // staff and barb
-  ASSERT_EQ(plot(point(RAW_DBARB, 270.0f, 10.0f)), 0);                  // dot, staff and barb
-  ASSERT_EQ(plot(point(RAW_VBARB, 270.0f, 20.0f)), 0);                  // arrow: shaft and head
-  ASSERT_EQ(plot(point(RAW_TRACK, 270.0f, 10.0f)), 0);                  // track, 4 ticks, head
+  // Half-covered cloud: a sector and a circle; calm wbarb a small circle, a
+  // negative direction nothing; calm cbarb the station circle only; dbarb a
+  // dot, staff and barb; vbarb shaft and head; track 4 ticks and a head.
+  for (const RAW_data& d : {point(RAW_MARK, -9999.0f, -9999.0f, "+"), point(RAW_MARK, -9999.0f, -9999.0f, "itri"),
+                            point(RAW_CLOUD, -9999.0f, -9999.0f, "4"), point(RAW_WBARB, 270.0f, 0.0f),
+                            point(RAW_WBARB, -10.0f, 20.0f), point(RAW_WBARB, 270.0f, 25.0f), point(RAW_CBARB, 270.0f, 0.0f),
+                            point(RAW_CBARB, 270.0f, 10.0f), point(RAW_DBARB, 270.0f, 10.0f),
+                            point(RAW_VBARB, 270.0f, 20.0f), point(RAW_TRACK, 270.0f, 10.0f)})
+    ASSERT_EQ(plot(d), 0) << d.type;
   const auto recs = drawn();
   std::vector<std::string> kinds;
   for (const auto& r : recs)
     if (r.kind == "PL" || r.kind == "FA" || r.kind == "PM") kinds.push_back(r.kind + std::to_string(r.pts.size()));
-  // Markers; cloud; wbarb calm, 25 knots; cbarb calm, 10 knots; dbarb; vbarb; track.
   const std::vector<std::string> want = {"PM1", "PM1", "FA27", "PL37", "PL37", "PL2",  "PL2", "PL2", "PL2",
                                          "PL37", "PL2", "PL2", "PL37", "PL2",  "PL2",  "PL2", "PL2", "PL2",
                                          "PL2", "PL2", "PL2", "PL2",  "PL2",  "PL2",  "PL2"};
   EXPECT_EQ(kinds, want);
   // Marker types: "+" is 2, "itri" 9.
-  std::vector<std::string> types;
-  for (const auto& r : only(recs, "PM_TYPE")) types.push_back(r.text);
+  const auto types = only(recs, "PM_TYPE");
   ASSERT_GE(types.size(), 2u);
-  EXPECT_EQ(types[types.size() - 2], "2");
-  EXPECT_EQ(types.back(), "9");
+  EXPECT_EQ(types[types.size() - 2].text + types.back().text, "29");
   // Wind from the west: staffs point west. The cbarb staff starts 0.01 of
   // the height away from the station; the calm circle has radius 0.013.
   const auto pl = only(recs, "PL");
@@ -160,12 +149,10 @@ TEST_F(RawTest, LineSegmentsBetweenRememberedPoints) {
   ASSERT_EQ(plot(point(RAW_LINE, M, M, "pre", "", 0.2f, 0.2f)), 0);
   const auto pl = only(drawn(), "PL");
   ASSERT_EQ(pl.size(), 3u);
-  EXPECT_TRUE(at(pl[0].pts[0], 0.5f, 0.5f));
-  EXPECT_TRUE(at(pl[0].pts[1], 0.1f, 0.2f, 1e-4f));
-  EXPECT_TRUE(at(pl[1].pts[0], 0.6f, 0.6f));  // post: from the previous to the new point
-  EXPECT_TRUE(at(pl[1].pts[1], 0.7f, 0.3f));
-  EXPECT_TRUE(at(pl[2].pts[0], 0.7f, 0.3f));  // pre: the last two points
-  EXPECT_TRUE(at(pl[2].pts[1], 0.2f, 0.2f));
+  // post: from the previous to the new point; pre: the last two points.
+  EXPECT_TRUE(at(pl[0].pts[0], 0.5f, 0.5f) && at(pl[0].pts[1], 0.1f, 0.2f, 1e-4f));
+  EXPECT_TRUE(at(pl[1].pts[0], 0.6f, 0.6f) && at(pl[1].pts[1], 0.7f, 0.3f));
+  EXPECT_TRUE(at(pl[2].pts[0], 0.7f, 0.3f) && at(pl[2].pts[1], 0.2f, 0.2f));
 }
 
 TEST_F(RawTest, PositionAndKeyedWordsOnlyForTheirPoint) {
@@ -275,7 +262,7 @@ TEST_F(RawTest, FixedTextMarkerAndBarTakePrecedence) {
   EXPECT_NEAR(pl[1].pts[1].y, 0.0f, 1e-6f);
 }
 
-TEST_F(RawTest, ComponentsAndPlotTypeSwitchPlottingOff) {
+TEST_F(RawTest, ComponentsAndPlotTypeSwitchPlottingOffScaleAndFormatHold) {
   FLAG_setplot(12, 0);
   Gattribs a;
   EXPECT_EQ(RAW_plot_init(&a, 1.0f), -1);
@@ -289,17 +276,14 @@ TEST_F(RawTest, ComponentsAndPlotTypeSwitchPlottingOff) {
   FLAG_setplot(7, 1);
   FLAG_set(11, 99);
   EXPECT_EQ(plot(point(RAW_VALUE, 1.0f)), -1);
-  EXPECT_TRUE(texts(drawn()).empty());
-}
-
-TEST_F(RawTest, ScaleFormatAndOffsetHoldForThePointsThatFollow) {
-  init();
+  // Scale, format and offset set hold for the points that follow.
+  FLAG_set(11, 0);
   RAW_set_scale(3.0f);
   RAW_set_format("%3.1f");
   RAW_set_off(0.012f, 0.0f);
   ASSERT_EQ(plot(point(RAW_VALUE, 1.0f)), 0);
   const auto te = only(drawn(), "TE");
-  ASSERT_EQ(te.size(), 1u);
+  ASSERT_EQ(te.size(), 1u);  // only the last point was drawn
   EXPECT_EQ(te[0].text, "1.0");
   EXPECT_TRUE(at(te[0].pts[0], 0.5f + kVert * 0.012f * 3.0f, 0.4f));
 }

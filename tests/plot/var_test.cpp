@@ -41,15 +41,14 @@ class VarTest : public ::testing::Test {
   }
 };
 
-TEST_F(VarTest, TypeWordsAndTheirCodes) {
+TEST_F(VarTest, TypeWordsAndBundledFiles) {
   // Words compare without regard to case; a code's name is its first word.
   for (const auto& [word, code] : {std::pair{"VALUE", 2}, {"comp", 0}, {"", 0}})
     EXPECT_EQ(VAR_dec_type(word), code) << word;
   EXPECT_EQ(VAR_dec_type(nullptr), 0);
   EXPECT_EQ(std::string(VAR_print_type(23)) + "|" + VAR_print_type(99), "strm|");
-}
 
-TEST_F(VarTest, BundledFilesDescribeWhatTheOverlaysNeed) {
+  // The bundled files describe what the overlays need.
   int n = 0;
   EXPECT_EQ(stderr_of([&] { n = VAR_open_file("nids.var"); }), "");  // every line well formed
   ASSERT_GT(n, 0);
@@ -69,8 +68,7 @@ TEST_F(VarTest, SelectionWithVariantsExtraFormatsAndUnknownNames) {
   EXPECT_EQ(VAR_setup("nids.var", "COMP, top-ul,hsize:co=red:sc=2 ,posh-mk,spd-lr:lr,storm"), 6);
   ASSERT_EQ(VAR_get_num(), 6);
   // COMP is found without regard to case; top-ul has its own description;
-  // spd-lr, without one, takes its base name's; storm, unknown, stays a
-  // plain value.
+  // spd-lr, without one, takes its base name's; storm, unknown, stays a plain value.
   const VAR_data* v = VAR_get_vars();
   const std::tuple<std::string, int, int, std::string> want[] = {
       {"COMP", 0, 1, v[0].format}, {"top-ul", 2, 1, "%1.0f:ul"}, {"hsize", v[2].type, 1, "%z.2f:br:co=red:sc=2"},

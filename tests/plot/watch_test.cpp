@@ -9,6 +9,7 @@
 
 #include "../common/capture.h"
 #include "../common/batch_plot.h"
+#include "../common/meta_records.h"
 #include "../gks/print_test_util.h"
 #include "device.h"
 #include "gks_kernel.h"
@@ -92,10 +93,8 @@ TEST_F(WatchTest, NorthSouthWatchTakesTheAviationStationForAnUnknownOne) {
   ASSERT_EQ(zor::watch::count(), 1);
   const watch& w = zor::watch::table()[0];
   EXPECT_EQ(std::tuple(w.num, w.w_dir, w.width), std::tuple(503, 3, 65 * kMile));
-  EXPECT_STREQ(w.id[0], "MHN");  // not in the database: BFF's place, the public offset
-  EXPECT_STREQ(w.id[2], "BFF");
-  EXPECT_NEAR(w.lat[0], 41.87f, 1e-4f);
-  EXPECT_NEAR(w.lon[0], -103.60f, 1e-4f);
+  EXPECT_EQ(std::string(w.id[0]) + "," + w.id[2], "MHN,BFF");  // MHN unknown: BFF's place, the public offset
+  EXPECT_TRUE(std::fabs(w.lat[0] - 41.87f) < 1e-4f && std::fabs(w.lon[0] + 103.60f) < 1e-4f) << w.lat[0] << "," << w.lon[0];
   EXPECT_EQ(std::pair(w.ang[0], w.dist[0]), std::pair(270.0f, 75 * kMile));
   EXPECT_NE(err.find("WATCH_decode_file: Station 1 not found: MHN in watch 503"), std::string::npos) << err;
   EXPECT_NE(err.find("Using: BFF"), std::string::npos);
@@ -121,8 +120,7 @@ TEST_F(WatchTest, TornadoWatchReplacesTheEarlierOne) {
   ASSERT_EQ(zor::watch::count(), 2);
   const watch* old = find(595);
   const watch* tor = find(596);
-  ASSERT_NE(old, nullptr);
-  ASSERT_NE(tor, nullptr);
+  ASSERT_TRUE(old != nullptr && tor != nullptr);
   EXPECT_EQ(old->end, 0);
   EXPECT_STREQ(tor->type, "TORNADO");
   EXPECT_EQ(std::tuple(tor->w_dir, tor->width, tor->end), std::tuple(2, 50 * kMile, secs(2024, 5, 5, 20, 0)));
@@ -292,18 +290,17 @@ TEST_F(WatchTest, LabelsShortAndLongAndFilledBoxes) {
   }
   zor::test::close_ws();
 
-  std::vector<std::string> labels;
-  int filled = 0, outlined = 0;
-  for (const std::string& line : zor::test::lines_of(zor::test::slurp(file))) {
-    if (line.rfind("TE ", 0) == 0) labels.push_back(line.substr(line.find(' ', 3) + 1));
-    if (line.rfind("FA 5 ", 0) == 0) ++filled;
-    if (line.rfind("PL 5 ", 0) == 0) ++outlined;
-  }
+  const auto recs = zor::test::meta::records(file);
   const std::vector<std::string> want = {"S153", "to 17Z", "SEV TSTORM WATCH", "to 11 AM  CST",
                                          "T596", "to 20Z", "TORNADO WATCH",    "to 2 PM  CST"};
-  EXPECT_EQ(labels, want);
-  EXPECT_EQ(filled, 2);    // the severe watch, whose colour has a fill pattern
-  EXPECT_EQ(outlined, 2);  // the tornado watch
+  EXPECT_EQ(zor::test::meta::texts(recs), want);
+  // Boxes: the severe watch filled (its colour has a pattern), the tornado one outlined.
+  auto boxes = [&](const char* kind) {
+    int n = 0;
+    for (const auto& r : zor::test::meta::only(recs, kind)) n += r.pts.size() == 5;
+    return n;
+  };
+  EXPECT_EQ(std::pair(boxes("FA"), boxes("PL")), std::pair(2, 2));
 }
 
 }  // namespace

@@ -93,16 +93,14 @@ TEST_F(WindTest, BarbGeometryAlongAStaffFromTheNorth) {
 }
 
 TEST_F(WindTest, NothingForCalmOrMissingValuesAndPennantsOnAZeroStaff) {
-  EXPECT_EQ(WIND_barb(0.5f, 0.5f, 90.0f, 0.0f, 0.2f, 0.0f), -1);
-  EXPECT_EQ(WIND_barb(0.5f, 0.5f, -9999.0f, 20.0f, 0.2f, 0.0f), -1);
-  EXPECT_EQ(WIND_barb(0.5f, 0.5f, 90.0f, -9999.0f, 0.2f, 0.0f), -1);
-  EXPECT_EQ(WIND_barb_map(0.5f, 0.5f, -9999.0f, 20.0f, 0.2f, 0.0f), -1);
-  EXPECT_EQ(WIND_vect(0.5f, 0.5f, 90.0f, 0.0f, 0.2f, 1.0f), -1);
-  EXPECT_EQ(WIND_vect(0.5f, 0.5f, -9999.0f, 5.0f, 0.2f, 1.0f), -1);
-  EXPECT_EQ(WIND_vect_map(0.5f, 0.5f, 90.0f, -9999.0f, 0.2f, 1.0f), -1);
-  EXPECT_EQ(WIND_track(0.5f, 0.5f, 90.0f, 0.0f, 0.1f, 4, 0), -1);
-  EXPECT_EQ(WIND_track(0.5f, 0.5f, -9999.0f, 0.2f, 0.1f, 4, 0), -1);
-  EXPECT_EQ(WIND_track(0.5f, 0.5f, 90.0f, -9999.0f, 0.1f, 4, 0), -1);
+  const float M = -9999.0f;
+  const std::vector<int> got = {
+      WIND_barb(0.5f, 0.5f, 90.0f, 0.0f, 0.2f, 0.0f), WIND_barb(0.5f, 0.5f, M, 20.0f, 0.2f, 0.0f),
+      WIND_barb(0.5f, 0.5f, 90.0f, M, 0.2f, 0.0f),    WIND_barb_map(0.5f, 0.5f, M, 20.0f, 0.2f, 0.0f),
+      WIND_vect(0.5f, 0.5f, 90.0f, 0.0f, 0.2f, 1.0f), WIND_vect(0.5f, 0.5f, M, 5.0f, 0.2f, 1.0f),
+      WIND_vect_map(0.5f, 0.5f, 90.0f, M, 0.2f, 1.0f), WIND_track(0.5f, 0.5f, 90.0f, 0.0f, 0.1f, 4, 0),
+      WIND_track(0.5f, 0.5f, M, 0.2f, 0.1f, 4, 0),    WIND_track(0.5f, 0.5f, 90.0f, M, 0.1f, 4, 0)};
+  EXPECT_EQ(got, std::vector<int>(10, -1));
   // Only this barb is drawn: a zero-length staff still carries its pennants.
   EXPECT_EQ(WIND_barb(0.5f, 0.2f, 0.0f, 100.0f, 0.5f, 0.5f), 0);
   const auto recs = finish();
@@ -119,8 +117,7 @@ TEST_F(WindTest, ArrowPointsDownwindWithAHeadThatGrowsWithTheSpeed) {
   ASSERT_EQ(recs.size(), 4u);
   EXPECT_TRUE(line(recs[0], 0.4f, 0.5f, 0.6f, 0.5f));
   // Head: 0.2 x arrow x size x speed back and to either side.
-  EXPECT_TRUE(near(recs[1].pts[1], 0.56f, 0.46f));
-  EXPECT_TRUE(near(recs[2].pts[1], 0.56f, 0.54f));
+  EXPECT_TRUE(near(recs[1].pts[1], 0.56f, 0.46f) && near(recs[2].pts[1], 0.56f, 0.54f));
   EXPECT_TRUE(near(recs[3].pts[1], 0.6f, 0.3f));
 }
 
@@ -135,10 +132,8 @@ TEST_F(WindTest, TrackTicksFromTheStartAndAFixedHead) {
     const float x = 0.4f + 0.1f * static_cast<float>(i);
     EXPECT_TRUE(line(recs[1 + i], x, 0.52f, x, 0.48f)) << i;
   }
-  EXPECT_TRUE(near(recs[5].pts[1], 0.78f, 0.48f));
-  EXPECT_TRUE(near(recs[6].pts[1], 0.78f, 0.52f));
-  EXPECT_TRUE(near(recs[7].pts[1], 0.8f, 0.2f));
-  EXPECT_TRUE(near(recs[8].pts[1], 0.78f, 0.18f));
+  EXPECT_TRUE(near(recs[5].pts[1], 0.78f, 0.48f) && near(recs[6].pts[1], 0.78f, 0.52f));  // the head
+  EXPECT_TRUE(near(recs[7].pts[1], 0.8f, 0.2f) && near(recs[8].pts[1], 0.78f, 0.18f));
 }
 
 // Angle clockwise from grid north of the vector a -> b.
