@@ -504,14 +504,16 @@ TEST_F(Cty, NearestStationSearch) {
   auto nearest = [&loc](float lat, float lon) {
     return CTY_search_loc(lat, lon, &loc) == 1 ? std::string(loc.id) : std::string("none");
   };
-  EXPECT_EQ(nearest(40.0f, -99.75f) + nearest(40.8f, -100.1f), "ALPBRV");  // 0.25 degree east; near BRV
+  EXPECT_EQ(nearest(40.0f, -99.75f), "ALP");  // 0.25 degree east
+  EXPECT_EQ(nearest(40.8f, -100.1f), "BRV");
   EXPECT_EQ(CTY_search_loc(50.0f, -100.0f, &loc), 0);  // nothing within 4.9 degrees
   CTY_store(kSmall.c_str(), 2, nullptr, -9999);
   EXPECT_EQ(CTY_search_loc(40.0f, -100.0f, &loc), 0);  // needs the position key
 
   // Known points against the bundled radar sites.
   ASSERT_GT(CTY_store("rad.cty", 3, nullptr, 1), 0);
-  EXPECT_EQ(nearest(35.30f, -97.30f) + nearest(39.70f, -104.50f), "KTLXKFTG");  // Norman; east of Denver
+  EXPECT_EQ(nearest(35.30f, -97.30f), "KTLX");  // Norman
+  EXPECT_EQ(nearest(39.70f, -104.50f), "KFTG");  // east of Denver
 }
 
 TEST_F(Cty, IdentifierSpecifications) {
@@ -572,9 +574,13 @@ TEST_F(MapProj, HandComputedValuesAndRoundTrips) {
   const std::vector<EarthPoint> america = {{40, -100}, {25, -80}, {55, -130}, {33.3f, -97.2f}, {48, -70}};
   const float M = -9999.0f;
   const std::vector<Trip> trips = {
-      {"pstereo north", dom(1, 90, -105, 40, -100), america,
+      {"pstereo north",
+       dom(1, 90, -105, 40, -100),
+       america,
        {{90, 33, 0, 0, 1e-4f}, {60, -105, 0, -31.8561f}, {50, -90, 11.19959f, -41.79745f}}},
-      {"pstereo south", dom(1, -90, 0, -70, 0), {{-60, 0}, {-75, 120}, {-40, -170}, {-89.5f, 45}},
+      {"pstereo south",
+       dom(1, -90, 0, -70, 0),
+       {{-60, 0}, {-75, 120}, {-40, -170}, {-89.5f, 45}},
        {{-50, 30, 21.63595f, 37.47457f}}},
       {"latlon", dom(2, 0, 170, 0, 170), {{-45, 175}, {80, 0}}, {{10, -170, 20, 10, 1e-4f}}},
       {"mercator", dom(3, 0, 0, 0, 0), {}, {{0, 10, 11.11988f, 0}, {45, 0, 0, 56.15425f}}},
@@ -589,7 +595,10 @@ TEST_F(MapProj, HandComputedValuesAndRoundTrips) {
       {"lambert azimuthal", dom(8, 45, 0, 45, 0), {}, {{30, 20, 19.21562f, -14.39484f}}},
       {"lambert azimuthal america", dom(8, 45, -100, 45, -100), america},
       {"lambert azimuthal pole", dom(8, 90, -100, 60, -100), {{60, -100}, {30, 10}, {70, 170}}},
-      {"satellite", dom(9, 0, -75, 0, -75), america, {{0, -65, 12.99786f, 0}, {30, -75, 0, 36.65289f}, {0, -75, 0, 0, 1e-4f}}},
+      {"satellite",
+       dom(9, 0, -75, 0, -75),
+       america,
+       {{0, -65, 12.99786f, 0}, {30, -75, 0, 36.65289f}, {0, -75, 0, 0, 1e-4f}}},
       {"satellite scan angles", dom(9, 0, -75, 0, -75, 21, 21, 1, 1, {M, 1}), america},
       {"satellite ellipsoid", dom(9, 0, -75, 0, -75, 21, 21, 1, 1, {}, 1), america},
       {"satellite ellipsoid angles", dom(9, 0, -75, 0, -75, 21, 21, 1, 1, {M, 1}, 1), america},
@@ -626,9 +635,11 @@ TEST_F(MapProj, DiagramAndPixelCodesRoundTrip) {
       {"scaled 20", dom(20, 0, 0, 0, 0, 100, 50, 10, 5), 3.5f, 2.5f},
       {"scaled 25", dom(25, 0, 0, 0, 0, 100, 50, 10, 5), 3.5f, 2.5f},
       {"log pressure", dom(22, 0, 0, -40, 1000, 1, 1, 80, -900), 10, 500},
-      {"polar diagram", dom(23, 0, 0, 0, 0, 1, 1, 360, 100), 225, 40}, {"skew-T", dom(40, 0, 0, -40, 1050, 1, 1, 80, -950), -10, 700},
+      {"polar diagram", dom(23, 0, 0, 0, 0, 1, 1, 360, 100), 225, 40},
+      {"skew-T", dom(40, 0, 0, -40, 1050, 1, 1, 80, -950), -10, 700},
       {"stuve", dom(41, 0, 0, -40, 1000, 1, 1, 80, -900), 5, 850},
-      {"emagram", dom(42, 0, 0, -40, 1000, 1, 1, 80, -900), 5, 850}, {"tephigram", dom(43, 0, 0, -40, 1050, 1, 1, 80, -950), -20, 500},
+      {"emagram", dom(42, 0, 0, -40, 1000, 1, 1, 80, -900), 5, 850},
+      {"tephigram", dom(43, 0, 0, -40, 1050, 1, 1, 80, -950), -20, 500},
       {"rotated tephigram", dom(44, 0, 0, -40, 1000, 1, 1, 80, -900), -20, 500},
   };
   for (const Case& c : cases) {
@@ -696,7 +707,8 @@ TEST_F(MapProj, DegenerateInputsReturnCleanly) {
 TEST_F(MapProj, NullDomainMakesTheIdentityAndACopyFillsAMissingPole) {
   EXPECT_EQ(MAP_domain(nullptr), -1);
   float x = 0, y = 0;
-  EXPECT_EQ((std::tuple{MAP_get_proj(), MAP_tran(12.5f, -99, &x, &y), MAP_in_domain(1e6f, -1e6f)}), std::tuple(-9999, 1, 1));
+  EXPECT_EQ((std::tuple{MAP_get_proj(), MAP_tran(12.5f, -99, &x, &y), MAP_in_domain(1e6f, -1e6f)}),
+            std::tuple(-9999, 1, 1));
   EXPECT_TRUE(zor::test::floats_eq({x, y}, {12.5f, -99}));
   Domain d = dom(1, -9999, -9999, 45, -95);
   MAP_domain(&d);
@@ -728,9 +740,10 @@ TEST_F(MapProj, LimitsAndGridConversions) {
 
   // Edges included; the grid domain reaches three spacings further.
   EXPECT_EQ(std::tuple(MAP_in_domain(lim.x_max, lim.y_min), MAP_in_domain(lim.x_max + 0.01f, cy)), std::tuple(1, 0));
-  EXPECT_EQ(std::tuple(MAP_in_grid_domain(lim.x_max + 2.5f * 2.3f, cy), MAP_in_grid_domain(lim.x_max + 3.5f * 2.3f, cy),
-                       MAP_in_grid_domain(cx, lim.y_min - 2.5f * 2.3f), MAP_in_grid_domain(cx, lim.y_min - 3.5f * 2.3f)),
-            std::tuple(1, 0, 1, 0));
+  EXPECT_EQ(
+      std::tuple(MAP_in_grid_domain(lim.x_max + 2.5f * 2.3f, cy), MAP_in_grid_domain(lim.x_max + 3.5f * 2.3f, cy),
+                 MAP_in_grid_domain(cx, lim.y_min - 2.5f * 2.3f), MAP_in_grid_domain(cx, lim.y_min - 3.5f * 2.3f)),
+      std::tuple(1, 0, 1, 0));
 }
 
 TEST_F(MapProj, OffsetFactorAndDirections) {

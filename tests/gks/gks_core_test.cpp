@@ -950,7 +950,8 @@ TEST_F(PrintTest, RepeatedAttributesAreWrittenOnceAndLongLinesAreBroken) {
   const std::string text = slurp(file);
   EXPECT_EQ(text.rfind("IN;SP1;PA;\n", 0), 0u);  // no PCL wrapper
   // Shades written once each; 507 doubles the base width.
-  EXPECT_EQ(std::tuple(count_of(text, kEsc), count_of(text, "SV1,0;\n"), count_of(text, "SV1,30;\n"), count_of(text, "PW0.4;\n")),
+  EXPECT_EQ(std::tuple(count_of(text, kEsc), count_of(text, "SV1,0;\n"), count_of(text, "SV1,30;\n"),
+                       count_of(text, "PW0.4;\n")),
             std::tuple(0, 1, 1, 1));
   // 25 points: a break after points 10 and 20, and the closing one.
   const std::size_t start = text.rfind("PU");
@@ -1378,7 +1379,9 @@ TEST(ImgWrite, XwdHeaderColoursAndPixels) {
   std::strcpy(im.info, "xwdump");
   ASSERT_EQ(XWD_write(out_path("a.xwd").c_str(), &im), 1);
   const auto f = bytes_of(out_path("a.xwd"));
-  auto be32 = [&](std::size_t o) { return static_cast<unsigned>(f[o] << 24 | f[o + 1] << 16 | f[o + 2] << 8 | f[o + 3]); };
+  auto be32 = [&](std::size_t o) {
+    return static_cast<unsigned>(f[o] << 24 | f[o + 1] << 16 | f[o + 2] << 8 | f[o + 3]);
+  };
   ASSERT_EQ(f.size(), 107u + 5 * 12 + 3 * 12);
   // Header size, version, visual class (PseudoColor), colours; colour 2's entry.
   EXPECT_EQ(std::tuple(be32(0), be32(4), be32(13 * 4), be32(18 * 4)), std::tuple(107u, 7u, 3u, 5u));

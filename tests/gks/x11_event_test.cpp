@@ -155,7 +155,8 @@ TEST_F(Events, MouseButtonsChangeTheLoopDelay) {
   EXPECT_EQ(std::pair(gget_loop_delay(), gget_frame_delay(0)), std::pair(0.0f, 0.0f));  // never negative
   button(c, true, Button1, 5, 5);
   EXPECT_NEAR(gget_loop_delay(), 0.05f, 1e-6);
-  EXPECT_EQ(std::pair(gget_cur_frame(), calls().back().label), std::pair(0, std::string("B1-P")));  // looping: no stepping
+  EXPECT_EQ(std::pair(gget_cur_frame(), calls().back().label),
+            std::pair(0, std::string("B1-P")));  // looping: no stepping
 }
 
 TEST_F(Events, AltKeysZoomStepAndUnzoomWithoutCallback) {
@@ -636,7 +637,8 @@ TEST_F(ObjectList, PrintsAsPostScriptAndMetafileAndReplaysTheSamePicture) {
   }
   const std::string ps = zor::test::slurp(scratch("plot.ps")), meta = zor::test::slurp(scratch("plot.meta"));
   EXPECT_EQ(ps.rfind("%!", 0), 0u);
-  for (const auto& [text, want] : {std::pair(ps, "%%Message: object list"), {ps, "%%CLR"}, {meta, "ME object list"}, {meta, "CLR_REG"}})
+  for (const auto& [text, want] :
+       {std::pair(ps, "%%Message: object list"), {ps, "%%CLR"}, {meta, "ME object list"}, {meta, "CLR_REG"}})
     EXPECT_NE(text.find(want), std::string::npos) << want;
   EXPECT_EQ(g_redraw_calls, 2);
   // The window draws and records on as before, in its own colours.

@@ -60,8 +60,9 @@ TEST_F(ClrTest, ReadsAllFourEntryFormsAndKeepsASlotForABadLine) {
   ASSERT_EQ(CLR_read_table(data("forms.clr").c_str()), 0);
   ASSERT_EQ(CLR_get_num(), 6);
   // Green's leading index is ignored; an unparsable line is an empty name, black.
-  EXPECT_EQ((std::vector<std::string>{CLR_get_name(0), CLR_get_name(1), CLR_get_name(2), CLR_get_name(3), CLR_get_name(4)}),
-            (std::vector<std::string>{"red", "orange", "green", "navy", ""}));
+  EXPECT_EQ(
+      (std::vector<std::string>{CLR_get_name(0), CLR_get_name(1), CLR_get_name(2), CLR_get_name(3), CLR_get_name(4)}),
+      (std::vector<std::string>{"red", "orange", "green", "navy", ""}));
   EXPECT_TRUE(zor::test::floats_eq({rgb(1).r, rgb(1).g, rgb(1).b, rgb(2).g, rgb(3).b, rgb(4).r + rgb(4).g + rgb(4).b},
                                    {1.0f, 165.0f / 255.0f, 0.0f, 1.0f, 128.0f / 255.0f, 0.0f}));
   // Names compare case-insensitively and the lowest index wins.

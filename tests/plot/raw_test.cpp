@@ -89,11 +89,12 @@ TEST_F(RawTest, TextTypesAndNumberFormats) {
   std::memcpy(&i.value[0], &n, sizeof n);
   // A missing value draws its text, or nothing; grid types (11) draw nothing;
   // a type word in the format replaces the point's type.
-  for (const RAW_data& d : {point(RAW_DATA, M, M, "ABC"), point(RAW_TEXT, 3.0f, M, "txt"), point(RAW_VALUE, 7.6f),
-                            point(RAW_VALUE, 0.5f, M, "", "%z.1f"), point(RAW_VALUE, -0.5f, M, "", "%z.1f"),
-                            point(RAW_VALUE, 12.5f, M, "", "%z.1f"), point(RAW_VALUE, 3.14159f, M, "", "%5.2f"),
-                            point(RAW_VALUE, 2.0f, M, "", "fm=%.1f"), point(RAW_VALUE, M, M, "M"), point(RAW_VALUE, M), i,
-                            point(RAW_SYMB, M, M, "RA"), point(11, 5.0f, 5.0f, "cont"), point(RAW_VALUE, 5.0f, M, "word", "text")})
+  for (const RAW_data& d :
+       {point(RAW_DATA, M, M, "ABC"), point(RAW_TEXT, 3.0f, M, "txt"), point(RAW_VALUE, 7.6f),
+        point(RAW_VALUE, 0.5f, M, "", "%z.1f"), point(RAW_VALUE, -0.5f, M, "", "%z.1f"),
+        point(RAW_VALUE, 12.5f, M, "", "%z.1f"), point(RAW_VALUE, 3.14159f, M, "", "%5.2f"),
+        point(RAW_VALUE, 2.0f, M, "", "fm=%.1f"), point(RAW_VALUE, M, M, "M"), point(RAW_VALUE, M), i,
+        point(RAW_SYMB, M, M, "RA"), point(11, 5.0f, 5.0f, "cont"), point(RAW_VALUE, 5.0f, M, "word", "text")})
     EXPECT_EQ(plot(d), 0) << d.type << " " << d.format;
   const std::vector<std::string> want = {"ABC", "txt",  "8",   ".5",  "-.5", "12.5", " 3.14",
                                          "2.0", "M",    "-42", "RA",  "word"};
@@ -105,11 +106,11 @@ TEST_F(RawTest, MarkersCloudsAndWindTypes) {
   // Half-covered cloud: a sector and a circle; calm wbarb a small circle, a
   // negative direction nothing; calm cbarb the station circle only; dbarb a
   // dot, staff and barb; vbarb shaft and head; track 4 ticks and a head.
-  for (const RAW_data& d : {point(RAW_MARK, -9999.0f, -9999.0f, "+"), point(RAW_MARK, -9999.0f, -9999.0f, "itri"),
-                            point(RAW_CLOUD, -9999.0f, -9999.0f, "4"), point(RAW_WBARB, 270.0f, 0.0f),
-                            point(RAW_WBARB, -10.0f, 20.0f), point(RAW_WBARB, 270.0f, 25.0f), point(RAW_CBARB, 270.0f, 0.0f),
-                            point(RAW_CBARB, 270.0f, 10.0f), point(RAW_DBARB, 270.0f, 10.0f),
-                            point(RAW_VBARB, 270.0f, 20.0f), point(RAW_TRACK, 270.0f, 10.0f)})
+  for (const RAW_data& d :
+       {point(RAW_MARK, -9999.0f, -9999.0f, "+"), point(RAW_MARK, -9999.0f, -9999.0f, "itri"),
+        point(RAW_CLOUD, -9999.0f, -9999.0f, "4"), point(RAW_WBARB, 270.0f, 0.0f), point(RAW_WBARB, -10.0f, 20.0f),
+        point(RAW_WBARB, 270.0f, 25.0f), point(RAW_CBARB, 270.0f, 0.0f), point(RAW_CBARB, 270.0f, 10.0f),
+        point(RAW_DBARB, 270.0f, 10.0f), point(RAW_VBARB, 270.0f, 20.0f), point(RAW_TRACK, 270.0f, 10.0f)})
     ASSERT_EQ(plot(d), 0) << d.type;
   const auto recs = drawn();
   std::vector<std::string> kinds;

@@ -93,8 +93,10 @@ TEST_F(WatchTest, NorthSouthWatchTakesTheAviationStationForAnUnknownOne) {
   ASSERT_EQ(zor::watch::count(), 1);
   const watch& w = zor::watch::table()[0];
   EXPECT_EQ(std::tuple(w.num, w.w_dir, w.width), std::tuple(503, 3, 65 * kMile));
-  EXPECT_EQ(std::string(w.id[0]) + "," + w.id[2], "MHN,BFF");  // MHN unknown: BFF's place, the public offset
-  EXPECT_TRUE(std::fabs(w.lat[0] - 41.87f) < 1e-4f && std::fabs(w.lon[0] + 103.60f) < 1e-4f) << w.lat[0] << "," << w.lon[0];
+  EXPECT_STREQ(w.id[0], "MHN");
+  EXPECT_STREQ(w.id[2], "BFF");  // MHN unknown: BFF's place, the public offset
+  EXPECT_TRUE(std::fabs(w.lat[0] - 41.87f) < 1e-4f && std::fabs(w.lon[0] + 103.60f) < 1e-4f)
+      << w.lat[0] << "," << w.lon[0];
   EXPECT_EQ(std::pair(w.ang[0], w.dist[0]), std::pair(270.0f, 75 * kMile));
   EXPECT_NE(err.find("WATCH_decode_file: Station 1 not found: MHN in watch 503"), std::string::npos) << err;
   EXPECT_NE(err.find("Using: BFF"), std::string::npos);

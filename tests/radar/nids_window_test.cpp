@@ -100,7 +100,8 @@ class Radar {
     if (pid_ != 0) return;
     // Child: the test's directory, no resource files, no terminal.
     setenv("zordefault", (dir / "none").c_str(), 1);
-    const int in = open("/dev/null", O_RDONLY), out = open((dir / "out.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644),
+    const int in = open("/dev/null", O_RDONLY),
+              out = open((dir / "out.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644),
               err = open((dir / "err.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     if (chdir(dir.c_str()) != 0 || in < 0 || out < 0 || err < 0) _exit(126);
     dup2(in, 0), dup2(out, 1), dup2(err, 2);
