@@ -7,10 +7,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -58,6 +60,18 @@ inline std::string slurp(const std::string& path) {
   ss << in.rdbuf();
   return ss.str();
 }
+
+using Bytes = std::vector<std::uint8_t>;
+
+inline Bytes read_file(const std::string& path) {
+  const std::string s = slurp(path);
+  return {s.begin(), s.end()};
+}
+
+struct FileCloser {
+  void operator()(FILE* f) const { std::fclose(f); }
+};
+using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
 inline void write_file(const std::string& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);

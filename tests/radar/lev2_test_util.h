@@ -17,14 +17,10 @@
 namespace lev2_test {
 
 namespace fs = std::filesystem;
-using Bytes = std::vector<std::uint8_t>;
+using zor::test::Bytes;
+using zor::test::read_file;
 
 inline std::string data_path(const std::string& name) { return std::string(ZOR_TEST_DATA_DIR) + "/level2/" + name; }
-
-inline Bytes read_file(const std::string& path) {
-  const std::string s = zor::test::slurp(path);
-  return {s.begin(), s.end()};
-}
 
 // A file name in this process's scratch folder, removed at exit.
 inline std::string temp_path(const std::string& tag) { return zor::test::scratch("lev2_" + tag); }

@@ -11,16 +11,13 @@
 #include <vector>
 
 #include "../common/expect.h"
+#include "../common/files.h"
 #include "zor/mosaic.h"
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-struct Closer {
-  void operator()(FILE* f) const { std::fclose(f); }
-};
-using Stream = std::unique_ptr<FILE, Closer>;
+using zor::test::Bytes;
+using Stream = zor::test::FilePtr;
 
 // A stream over a copy of `b` (kept alive by the caller).
 Stream over(Bytes& b) { return Stream(fmemopen(b.data(), b.size(), "rb")); }

@@ -17,21 +17,14 @@
 
 namespace nids_test {
 
-using Bytes = std::vector<std::uint8_t>;
+using zor::test::Bytes;
+using zor::test::FilePtr;
+using zor::test::read_file;
 
 inline std::string data_path(const std::string& name) {
   return std::string(ZOR_TEST_DATA_DIR) + "/level3/" + name;
 }
 
-inline Bytes read_file(const std::string& path) {
-  const std::string s = zor::test::slurp(path);
-  return {s.begin(), s.end()};
-}
-
-struct FileCloser {
-  void operator()(FILE* f) const { std::fclose(f); }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
 struct Listing {
   int status = -1;
